@@ -1,0 +1,31 @@
+#pragma once
+
+#include "Mox/Attributes.h"
+#include "Nexo/EthAddr.h"
+#include "Nexo/IntfId.h"
+#include "Pelo/Export.h"
+
+#include <cstdint>
+
+namespace Ip::Nat {
+
+/// The ports of one VLAN to which one kind of copy of a flow is sent.
+class PLATFORM_API NatFlowPortSet final : public Mox::Entity {
+    MOX_KEY(NatFlowPortSet, std::uint16_t, vlan)
+    MOX_SET(Nexo::IntfId, intf)
+    MOX_ATTRIBUTE(Nexo::EthAddr, dmac)       // destination MAC written into the copies
+    MOX_ATTRIBUTE(std::uint32_t, portSetId)  // in the first group; 0: not programmed
+    MOX_ATTRIBUTE(std::uint32_t, portSetId2) // in the second group; 0: not programmed
+};
+
+/// The port sets of one action, by VLAN. Shared: the status tree keeps the one last programmed
+/// while the next is being computed.
+class PLATFORM_API NatFlowVlanPortSets final : public Mox::Entity {
+    MOX_CHILDREN(std::uint16_t, NatFlowPortSet, ucastPortSet)
+    MOX_CHILDREN(std::uint16_t, NatFlowPortSet, mcastPortSet)
+};
+
+/// A new, empty set of port sets.
+PLATFORM_API Mox::Ptr<NatFlowVlanPortSets> natFlowVlanPortSetsFactory();
+
+} // namespace Ip::Nat

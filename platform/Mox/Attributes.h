@@ -1,0 +1,164 @@
+#pragma once
+
+#include "Mox/Collection.h"
+#include "Mox/Entity.h"
+#include "Mox/Ptr.h"
+#include "Mox/Set.h"
+
+/// The table of which entities are made. Each line declares one attribute with its accessors,
+/// whose names are derived from the attribute's; nothing but a macro can make names. The work is
+/// done by the functions of Mox::AttributeWork.
+///
+///     class TopoPortConfig final : public Mox::Entity {
+///         MOX_KEY(TopoPortConfig, Nexo::IntfId, intf)
+///         MOX_ATTRIBUTE(PortState, portState)
+///     };
+///
+/// | line                            | declares                                                |
+/// |---------------------------------|---------------------------------------------------------|
+/// | MOX_KEY(Class, Type, x)         | constructor from the key; x()                           |
+/// | MOX_ATTRIBUTE(Type, x)          | x(); xIs(value): stores and publishes on change only    |
+/// | MOX_CHILDREN(Key, Child, x)     | x(): the collection; x(key): the child or null;         |
+/// |                                 | xIs(key): insert or get; xDel(key); xDelAll()           |
+/// | MOX_VALUES(Key, Value, x)       | the same, but xIs(key, value) stores a value, and x(key)|
+/// |                                 | points to it or is null                                 |
+/// | MOX_SET(Key, x)                 | x(): the set; xIs(key); xDel(key); xDelAll()            |
+///
+/// Each also declares `xAttribute`, by which subscribers tell the attribute from others. An
+/// element is published after it was added, changed or taken out, and before one that was taken
+/// out is released.
+namespace Mox {
+
+/// What the collection lines call. `publish` is given the key of what changed.
+namespace AttributeWork {
+
+template <class Key, class Child, class Publish>
+Ptr<Child> childIs(Collection<Key, Ptr<Child>> &children, Key const &key, Publish publish) {
+    if (Ptr<Child> const *present = children.find(key)) {
+        return *present;
+    }
+    Ptr<Child> const child = make<Child>(key);
+    children.insert(key, child);
+    publish(key);
+    return child;
+}
+
+template <class Key, class Child>
+Ptr<Child> child(Collection<Key, Ptr<Child>> const &children, Key const &key) {
+    Ptr<Child> const *present = children.find(key);
+    return present == nullptr ? nullptr : *present;
+}
+
+template <class Key, class Value, class Publish>
+void elementDel(Collection<Key, Value> &collection, Key const &key, Publish publish) {
+    if (auto const taken = collection.remove(key)) {
+        publish(taken->key);
+    }
+}
+
+template <class Key, class Publish>
+void elementDel(Set<Key> &set, Key const &key, Publish publish) {
+    if (auto const taken = set.remove(key)) {
+        publish(*taken);
+    }
+}
+
+template <class Key, class Value, class Publish>
+void elementDelAll(Collection<Key, Value> &collection, Publish publish) {
+    Collection<Key, Value> taken;
+    taken.takeAll(collection);
+    for (auto const &[key, value] : taken) {
+        publish(key);
+    }
+}
+
+template <class Key, class Publish>
+void elementDelAll(Set<Key> &set, Publish publish) {
+    Set<Key> taken;
+    taken.takeAll(set);
+    for (Key const &key : taken) {
+        publish(key);
+    }
+}
+
+} // namespace AttributeWork
+} // namespace Mox
+
+#define MOX_KEY(Class, Type, x)                                                                    \
+  public:                                                                                          \
+    explicit Class(Type const &x) : x##_(x) {}                                                     \
+    [[nodiscard]] Type const &x() const noexcept {                                                 \
+        return x##_;                                                                               \
+    }                                                                                              \
+                                                                                                   \
+  private:                                                                                         \
+    Type x##_;
+
+#define MOX_ATTRIBUTE(Type, x)                                                                     \
+  public:                                                                                          \
+    static constexpr Pelo::ScalarAttribute x##Attribute{#x};                                       \
+    [[nodiscard]] Type const &x() const noexcept {                                                 \
+        return x##_;                                                                               \
+    }                                                                                              \
+    void x##Is(Type const &value) {                                                                \
+        if (!(x##_ == value)) {                                                                    \
+            x##_ = value;                                                                          \
+            publishChange(x##Attribute);                                                           \
+        }                                                                                          \
+    }                                                                                              \
+                                                                                                   \
+  private:                                                                                         \
+    Type x##_{};
+
+/// The part that the three collection lines share.
+#define MOX_ANY_COLLECTION(Key, x)                                                                 \
+  private:                                                                                         \
+    auto x##Publish() const {                                                                      \
+        return [this](Key const &key) { publishChange(x##Attribute, key); };                       \
+    }                                                                                              \
+                                                                                                   \
+  public:                                                                                          \
+    static constexpr Pelo::KeyedAttribute<Key> x##Attribute{#x};                                   \
+    [[nodiscard]] auto const &x() const noexcept {                                                 \
+        return x##_;                                                                               \
+    }                                                                                              \
+    void x##Del(Key const &key) {                                                                  \
+        Mox::AttributeWork::elementDel(x##_, key, x##Publish());                                   \
+    }                                                                                              \
+    void x##DelAll() {                                                                             \
+        Mox::AttributeWork::elementDelAll(x##_, x##Publish());                                     \
+    }
+
+#define MOX_CHILDREN(Key, Child, x)                                                                \
+    MOX_ANY_COLLECTION(Key, x) [[nodiscard]] Mox::Ptr<Child> x(Key const &key) const {             \
+        return Mox::AttributeWork::child(x##_, key);                                               \
+    }                                                                                              \
+    Mox::Ptr<Child> x##Is(Key const &key) {                                                        \
+        return Mox::AttributeWork::childIs(x##_, key, x##Publish());                               \
+    }                                                                                              \
+                                                                                                   \
+  private:                                                                                         \
+    Mox::Collection<Key, Mox::Ptr<Child>> x##_;
+
+#define MOX_VALUES(Key, Value, x)                                                                  \
+    MOX_ANY_COLLECTION(Key, x) [[nodiscard]] Value const *x(Key const &key) const noexcept {       \
+        return x##_.find(key);                                                                     \
+    }                                                                                              \
+    void x##Is(Key const &key, Value const &value) {                                               \
+        if (x##_.assign(key, value)) {                                                             \
+            publishChange(x##Attribute, key);                                                      \
+        }                                                                                          \
+    }                                                                                              \
+                                                                                                   \
+  private:                                                                                         \
+    Mox::Collection<Key, Value> x##_;
+
+#define MOX_SET(Key, x)                                                                            \
+    MOX_ANY_COLLECTION(Key, x) void x##Is(Key const &key) {                                        \
+        if (x##_.insert(key)) {                                                                    \
+            publishChange(x##Attribute, key);                                                      \
+        }                                                                                          \
+    }                                                                                              \
+                                                                                                   \
+  private:                                                                                         \
+    Mox::Set<Key> x##_;

@@ -1,0 +1,36 @@
+#pragma once
+
+#include "Mox/PtrInterface.h"
+#include "Pelo/Publisher.h"
+#include "Pelo/String.h"
+
+namespace Mox {
+
+/// An object with typed attributes that publishes its changes: each as the attribute and, for a
+/// collection, the key of the changed element. Attributes are declared with the table of
+/// Mox/Attributes.h. A reference to a const entity reads and subscribes; writing takes a
+/// non-const one, which only the entity's writer holds.
+class PLATFORM_API Entity : public PtrInterface {
+  public:
+    [[nodiscard]] Pelo::Notifier const &notifier() const noexcept { return publisher_; }
+
+    /// The entity's name, empty for entities without one.
+    [[nodiscard]] virtual Pelo::String nameString() const;
+
+  protected:
+    Entity() = default;
+    ~Entity() override;
+
+    void publishChange(Pelo::ScalarAttribute attribute) const noexcept {
+        publisher_.publishChange(Pelo::Change(attribute));
+    }
+    template <class Key>
+    void publishChange(Pelo::KeyedAttribute<Key> attribute, Key const &key) const noexcept {
+        publisher_.publishChange(Pelo::Change(attribute, key));
+    }
+
+  private:
+    Pelo::Publisher publisher_;
+};
+
+} // namespace Mox

@@ -1,0 +1,89 @@
+#pragma once
+
+#include "Pelo/Export.h"
+
+#include <atomic>
+#include <cstdint>
+
+namespace Mox {
+
+/// Base of everything that is held by Mox::Ptr: an intrusive reference count, and the two marks
+/// that every object of the framework carries. An object lives on the heap, is destroyed by the
+/// release of its last reference, and belongs to the thread of the event loop; the count alone
+/// may be shared between threads, and only in thread-safe mode.
+class PLATFORM_API PtrInterface {
+  public:
+    PtrInterface(PtrInterface const &) = delete;
+    PtrInterface &operator=(PtrInterface const &) = delete;
+
+    /// Switches all counts of the process between plain and atomic increments. To be called
+    /// while a single thread runs.
+    static void threadSafeIs(bool on) noexcept { threadSafe_ = on; }
+
+    /// For Mox::Ptr: takes and gives back one reference.
+    void referenceInc() const noexcept {
+        if (threadSafe_) [[unlikely]] {
+            references_.fetch_add(1, std::memory_order_relaxed);
+        } else {
+            references_.store(references_.load(std::memory_order_relaxed) + 1,
+                              std::memory_order_relaxed);
+        }
+    }
+    void referenceDec() const noexcept {
+        std::uint32_t left;
+        if (threadSafe_) [[unlikely]] {
+            left = references_.fetch_sub(1, std::memory_order_acq_rel) - 1;
+        } else {
+            left = references_.load(std::memory_order_relaxed) - 1;
+            references_.store(left, std::memory_order_relaxed);
+        }
+        if (left == 0) {
+            handleZeroReferences();
+        }
+    }
+
+    [[nodiscard]] std::uint32_t references() const noexcept {
+        return references_.load(std::memory_order_relaxed);
+    }
+
+    /// True from the moment the object's end has begun: nothing of it reacts any more.
+    [[nodiscard]] bool markedForDeletion() const noexcept { return markedForDeletion_; }
+
+    /// Whether the object reacts to what it follows. Off until its creator switches it on; an
+    /// object with nested reactors switches them along with itself.
+    [[nodiscard]] bool hasNotificationActive() const noexcept { return notificationActive_; }
+    virtual void hasNotificationActiveIs(bool active) { notificationActive_ = active; }
+
+  protected:
+    PtrInterface() = default;
+    virtual ~PtrInterface();
+
+    void markForDeletion() noexcept { markedForDeletion_ = true; }
+
+    /// Holds the object while its own construction hands out pointers to it: the release of such
+    /// a pointer must not destroy what is not yet owned. Leaves the count as it was, and never
+    /// destroys.
+    class Pin {
+      public:
+        explicit Pin(PtrInterface const &object) noexcept : object_(object) {
+            object_.referenceInc();
+        }
+        ~Pin() { object_.references_.fetch_sub(1, std::memory_order_relaxed); }
+        Pin(Pin const &) = delete;
+        Pin &operator=(Pin const &) = delete;
+
+      private:
+        PtrInterface const &object_;
+    };
+
+  private:
+    void handleZeroReferences() const noexcept;
+
+    static bool threadSafe_;
+
+    mutable std::atomic<std::uint32_t> references_{0};
+    bool markedForDeletion_ = false;
+    bool notificationActive_ = false;
+};
+
+} // namespace Mox

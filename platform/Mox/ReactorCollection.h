@@ -1,0 +1,47 @@
+#pragma once
+
+#include "Mox/Collection.h"
+#include "Mox/Ptr.h"
+#include "Mox/Reactor.h"
+
+#include <stdexcept>
+
+namespace Mox {
+
+/// Thrown when a child is asked for under a key that exists, but with other inputs. A child's
+/// inputs are fixed for its life: the old one has to be removed first.
+class MutatorReinstantiatingException final : public std::logic_error {
+  public:
+    MutatorReinstantiatingException()
+        : std::logic_error("child state machine exists with other inputs under the same key") {}
+};
+
+/// The children of a state machine: machines of the class `Sm`, owned by this collection, each
+/// made from an `Sm::Inputs`. Removing a child ends its life.
+template <class Key, class Sm> class ReactorCollection {
+  public:
+    using Machines = Collection<Key, Ptr<Sm>>;
+
+    [[nodiscard]] Machines const &machines() const noexcept { return machines_; }
+
+    /// The child of `key`: the one that is there, or else a new one, started and then inserted.
+    Ptr<Sm> is(Key const &key, typename Sm::Inputs const &inputs) {
+        if (Ptr<Sm> const *present = machines_.find(key)) {
+            if (!((*present)->inputs() == inputs)) {
+                throw MutatorReinstantiatingException();
+            }
+            return *present;
+        }
+        Ptr<Sm> const machine = reactorIs<Sm>(inputs);
+        machines_.insert(key, machine);
+        return machine;
+    }
+
+    void del(Key const &key) { machines_.remove(key); }
+    void delAll() { machines_.clear(); }
+
+  private:
+    Machines machines_;
+};
+
+} // namespace Mox

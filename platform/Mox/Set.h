@@ -1,0 +1,60 @@
+#pragma once
+
+#include "Mox/DenseTable.h"
+#include "Mox/Walk.h"
+
+#include <cstddef>
+#include <optional>
+#include <utility>
+
+namespace Mox {
+
+/// A set with hashed lookup and iteration in the order of insertion; a walk over it survives
+/// what a walk over a Collection survives. Keys are handed to the loop by copy.
+template <class Key>
+class Set {
+    struct Record {
+        Key key;
+    };
+    struct View {
+        static Key of(Record const &record) { return record.key; }
+    };
+
+  public:
+    [[nodiscard]] std::size_t size() const noexcept { return table_.size(); }
+    [[nodiscard]] bool empty() const noexcept { return table_.size() == 0; }
+    [[nodiscard]] bool contains(Key const &key) const noexcept {
+        return table_.find(key) != nullptr;
+    }
+
+    /// Returns whether the key was new.
+    bool insert(Key const &key) {
+        if (contains(key)) {
+            return false;
+        }
+        table_.append(Record{key});
+        return true;
+    }
+
+    /// Takes the key out and hands it over; nothing if it is not there. `key` may refer into the
+    /// set.
+    std::optional<Key> remove(Key const &key) {
+        std::optional<Record> taken = table_.take(key);
+        return taken ? std::optional<Key>(std::move(taken->key)) : std::nullopt;
+    }
+
+    void clear() { Set().takeAll(*this); }
+
+    /// Exchanges the contents of this empty set for those of `other`.
+    void takeAll(Set &other) noexcept { other.table_.takeAll(table_); }
+
+    [[nodiscard]] auto begin() const noexcept {
+        return Walk<typename DenseTable<Record>::Walker, View>(table_);
+    }
+    [[nodiscard]] WalkEnd end() const noexcept { return {}; }
+
+  private:
+    DenseTable<Record> table_;
+};
+
+} // namespace Mox

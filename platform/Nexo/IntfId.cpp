@@ -1,0 +1,142 @@
+#include "Nexo/IntfId.h"
+
+#include "Nexo/detail/TextParsing.h"
+
+#include <algorithm>
+#include <array>
+#include <deque>
+#include <ostream>
+#include <unordered_map>
+#include <utility>
+
+namespace Nexo {
+
+namespace {
+
+struct Kind {
+    std::string_view longPrefix;
+    std::string_view shortPrefix;
+    std::uint16_t min;
+    std::uint16_t max;
+    std::size_t maxNumbers; // how many numbers may follow, separated by slashes
+    bool isVlan;
+};
+
+constexpr std::size_t kMaxNumbers = 3;
+
+constexpr std::array<Kind, 5> kKinds{{
+    {"Ethernet", "Et", 1, 9999, kMaxNumbers, false},
+    {"Port-Channel", "Po", 1, 9999, 1, false},
+    {"Vlan", "Vl", 0, 4095, 1, true},
+    {"Loopback", "Lo", 0, 9999, 1, false},
+    {"Management", "Ma", 0, 9999, 1, false},
+}};
+
+/// A name taken apart. Its key is the same for the long and the short form, so one lookup of a
+/// plain number finds an interface by either, without building a string.
+struct ParsedName {
+    Kind const &kind;
+    std::string_view numberText; // the rest of the name after the prefix
+    std::uint16_t firstNumber;
+    std::uint64_t key; // kind and three numbers, 16 bits each
+};
+
+[[noreturn]] void throwMalformedNumbers(std::string_view name, Kind const &kind) {
+    std::string expected(kind.maxNumbers > 1 ? "one to three numbers " : "one number ");
+    expected.append(std::to_string(kind.min)).append("-").append(std::to_string(kind.max));
+    expected.append(" without leading zeros after ").append(kind.longPrefix);
+    if (kind.maxNumbers > 1) {
+        expected.append(", separated by slashes");
+    }
+    detail::throwMalformed("interface name", name, expected);
+}
+
+ParsedName parseName(std::string_view name) {
+    auto const prefix = name.substr(0, name.find_first_of("0123456789"));
+    auto const kind = std::find_if(kKinds.begin(), kKinds.end(), [prefix](Kind const &k) {
+        return prefix == k.longPrefix || prefix == k.shortPrefix;
+    });
+    if (kind == kKinds.end()) {
+        detail::throwMalformed("interface name", name,
+                               "Ethernet, Port-Channel, Vlan, Loopback or Management, or Et, Po, "
+                               "Vl, Lo or Ma, with upper and lower case as here, and a number");
+    }
+
+    auto const numberText = name.substr(prefix.size());
+    detail::Fields fields(numberText, '/');
+    std::array<std::uint64_t, kMaxNumbers> numbers{}; // 0 where a port has fewer
+    std::size_t count = 0;
+    do {
+        auto const number = detail::parseDecimal(fields.next(), kind->min, kind->max);
+        if (!number || count == kind->maxNumbers) {
+            throwMalformedNumbers(name, *kind);
+        }
+        numbers[count++] = *number;
+    } while (!fields.done());
+
+    auto const kindIndex = static_cast<std::uint64_t>(kind - kKinds.begin());
+    return {*kind, numberText, static_cast<std::uint16_t>(numbers[0]),
+            kindIndex << 48 | numbers[0] << 32 | numbers[1] << 16 | numbers[2]};
+}
+
+struct Record {
+    std::string longName;
+    std::string shortName;
+    std::optional<std::uint16_t> vlan;
+};
+
+/// The interfaces named so far. It lives in the platform's shared library, so that the agent and
+/// every library it loads agree on the numbers.
+class InternTable {
+  public:
+    static InternTable &instance() {
+        // Never destroyed: names are still printed while the process's statics go.
+        static auto &table = *new InternTable;
+        return table;
+    }
+
+    std::uint32_t intern(ParsedName const &name) {
+        if (auto const known = numbers_.find(name.key); known != numbers_.end()) {
+            return known->second;
+        }
+        Record record;
+        record.longName.append(name.kind.longPrefix).append(name.numberText);
+        record.shortName.append(name.kind.shortPrefix).append(name.numberText);
+        if (name.kind.isVlan) {
+            record.vlan = name.firstNumber;
+        }
+        auto const number = static_cast<std::uint32_t>(records_.size());
+        records_.push_back(std::move(record));
+        numbers_.emplace(name.key, number);
+        return number;
+    }
+
+    Record const &record(std::uint32_t number) const { return records_[number]; }
+
+  private:
+    std::unordered_map<std::uint64_t, std::uint32_t> numbers_;
+    std::deque<Record> records_{Record{}}; // by number, the empty one first; never moved
+};
+
+} // namespace
+
+IntfId::IntfId(std::string_view name)
+    : number_(name.empty() ? 0 : InternTable::instance().intern(parseName(name))) {}
+
+std::string const &IntfId::stringValue() const {
+    return InternTable::instance().record(number_).longName;
+}
+
+std::string const &IntfId::shortName() const {
+    return InternTable::instance().record(number_).shortName;
+}
+
+std::optional<std::uint16_t> IntfId::vlan() const {
+    return InternTable::instance().record(number_).vlan;
+}
+
+std::ostream &operator<<(std::ostream &os, IntfId intf) {
+    return os << intf.stringValue();
+}
+
+} // namespace Nexo

@@ -1,0 +1,80 @@
+#pragma once
+
+#include "Pelo/Export.h"
+
+#include <compare>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <iosfwd>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+namespace Nexo {
+
+/// Identifies an interface of the switch. An identifier is a small number that stands for the
+/// interface's name, so it is copied, hashed and compared as one; the names themselves are kept
+/// once per process and never forgotten.
+///
+/// Identifiers are ordered by when their interface was first named, which is stable within a run
+/// but says nothing about the names. Number 0 is the empty identifier: no interface.
+///
+/// The names are not locked: identifiers are made from names, and turned back into them, on the
+/// agent's event thread only.
+class PLATFORM_API IntfId {
+  public:
+    /// The empty identifier.
+    constexpr IntfId() = default;
+
+    /// The identifier of the interface of that name; the empty name gives the empty identifier.
+    /// A long and a short form of a name are one interface:
+    ///
+    ///     Ethernet1, Ethernet1/2, Ethernet1/2/3   Et1, Et1/2, Et1/2/3   numbers 1-9999
+    ///     Port-Channel5                           Po5                   1-9999
+    ///     Vlan10                                  Vl10                  0-4095
+    ///     Loopback0                               Lo0                   0-9999
+    ///     Management1                             Ma1                   0-9999
+    ///
+    /// Upper and lower case are as shown, numbers have no leading zeros. Vlan0 and Vlan4095 are
+    /// names like any other although no traffic can use these VLANs. Throws
+    /// std::invalid_argument, quoting `name`, if it is no such name. Allocates only when the
+    /// interface is named for the first time.
+    explicit IntfId(std::string_view name);
+
+    constexpr bool empty() const { return number_ == 0; }
+
+    /// The number that stands for the name; it differs from run to run.
+    constexpr std::uint32_t number() const { return number_; }
+
+    /// The long name, `Ethernet1/2`; empty for the empty identifier. Valid as long as the process.
+    std::string const &stringValue() const;
+
+    /// The short name, `Et1/2`; empty for the empty identifier. Valid as long as the process.
+    std::string const &shortName() const;
+
+    friend constexpr auto operator<=>(IntfId const &, IntfId const &) = default;
+
+  private:
+    friend class VlanIntfId;
+
+    /// The VLAN that the name is made from; nothing if this is no VLAN interface.
+    std::optional<std::uint16_t> vlan() const;
+
+    std::uint32_t number_ = 0;
+};
+
+static_assert(sizeof(IntfId) == 4 && std::is_trivially_copyable_v<IntfId>);
+
+/// Prints the long name; nothing for the empty identifier.
+PLATFORM_API std::ostream &operator<<(std::ostream &os, IntfId intf);
+
+} // namespace Nexo
+
+template <>
+struct std::hash<Nexo::IntfId> {
+    std::size_t operator()(Nexo::IntfId intf) const noexcept {
+        return std::hash<std::uint32_t>{}(intf.number());
+    }
+};

@@ -1,0 +1,72 @@
+#include "Skimtrace/Skimtrace.h"
+
+#include <algorithm>
+#include <cstring>
+#include <ostream>
+
+namespace Skimtrace {
+
+namespace {
+
+struct ShortName {
+    std::uint8_t size;
+    char bytes[kNameBytes];
+
+    void operator=(std::string_view name) noexcept {
+        size = static_cast<std::uint8_t>(std::min(name.size(), kNameBytes));
+        std::memcpy(bytes, name.data(), size);
+    }
+};
+
+struct Record {
+    char const *format;
+    std::uint32_t number;
+    std::array<ShortName, 3> names;
+};
+
+struct Ring {
+    std::array<Record, kCapacity> records;
+    std::uint64_t recorded; // in all; the next record's place is this modulo the capacity
+};
+
+// Zero-initialized before any code runs, so that recording may begin while libraries load.
+constinit Ring ring{};
+
+void print(std::ostream &out, Record const &record) {
+    std::size_t nextName = 0;
+    for (char const *at = record.format; *at != '\0'; ++at) {
+        if (at[0] == '%' && at[1] == 's' && nextName < record.names.size()) {
+            ShortName const &name = record.names[nextName++];
+            out.write(name.bytes, name.size);
+            ++at;
+        } else if (at[0] == '%' && at[1] == 'u') {
+            out << record.number;
+            ++at;
+        } else {
+            out << *at;
+        }
+    }
+}
+
+} // namespace
+
+void record(char const *format, Names const &names, std::uint32_t number) noexcept {
+    Record &record = ring.records[ring.recorded++ % kCapacity];
+    record.format = format;
+    record.number = number;
+    record.names[0] = names.first;
+    record.names[1] = names.second;
+    record.names[2] = names.third;
+}
+
+void dump(std::ostream &out, std::size_t count) {
+    std::uint64_t const kept = std::min<std::uint64_t>(ring.recorded, kCapacity);
+    for (std::uint64_t i = ring.recorded - std::min<std::uint64_t>(kept, count); i < ring.recorded;
+         ++i) {
+        out << i << ' ';
+        print(out, ring.records[i % kCapacity]);
+        out << '\n';
+    }
+}
+
+} // namespace Skimtrace

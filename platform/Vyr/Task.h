@@ -1,0 +1,75 @@
+#pragma once
+
+#include "Mox/Entity.h"
+#include "Mox/Ptr.h"
+#include "Mox/Seconds.h"
+#include "Pelo/Export.h"
+#include "Vyr/TaskScheduler.h"
+
+#include <cstdint>
+#include <optional>
+
+namespace Vyr {
+
+/// A piece of work that the scheduler runs later. A run is published to the task's subscribers
+/// as a change of `runAttribute`; their handlers do the work, and may ask and schedule the task
+/// meanwhile. A task has at most one pending run. Until its notifications are switched on, a run
+/// that falls due passes unpublished.
+class PLATFORM_API Task : public Mox::Entity {
+  public:
+    static constexpr Pelo::ScalarAttribute runAttribute{"run"};
+
+    [[nodiscard]] unsigned priority() const noexcept { return priority_; }
+    [[nodiscard]] Pelo::String nameString() const override { return name_; }
+
+    /// Runs the task as soon as the scheduler allows, instead of the run that was pending.
+    void scheduleTask();
+
+    /// True while a run is pending. Inside a run it is false until the task is scheduled anew.
+    [[nodiscard]] bool taskScheduled() const noexcept { return pending_.has_value(); }
+
+    /// True while a run is being published.
+    [[nodiscard]] bool taskCurrentlyRunning() const noexcept { return runningSince_.has_value(); }
+
+    /// True when the current run has used up the scheduler's time slice; false outside a run.
+    [[nodiscard]] bool taskShouldYield() const;
+
+    /// Accounts `units` of work done, for the task's statistics.
+    void taskWorkCountInc(std::uint64_t units) noexcept { workCount_ += units; }
+    [[nodiscard]] std::uint64_t taskWorkCount() const noexcept { return workCount_; }
+    [[nodiscard]] std::uint64_t taskRunCount() const noexcept { return runCount_; }
+
+  protected:
+    Task(Mox::Ptr<TaskScheduler> scheduler, unsigned priority, Pelo::String name);
+    ~Task() override;
+
+    void scheduleIn(Mox::Seconds delay);
+    void unschedule() noexcept;
+
+  private:
+    friend class TaskScheduler;
+    void run();
+
+    Mox::Ptr<TaskScheduler> scheduler_;
+    unsigned priority_;
+    Pelo::String name_;
+    std::optional<TaskScheduler::Turn> pending_;
+    std::optional<Time> runningSince_;
+    std::uint64_t workCount_ = 0;
+    std::uint64_t runCount_ = 0;
+};
+
+/// A task that runs once after a delay.
+class PLATFORM_API TimerTask final : public Task {
+  public:
+    /// `priority` is kept for the statistics: tasks that are due run in the order of due time.
+    TimerTask(Mox::Ptr<TaskScheduler> scheduler, unsigned priority, Pelo::String name);
+
+    /// Runs the task once after `delay`, instead of the run that was pending.
+    void scheduleTaskDelay(Mox::Seconds delay) { scheduleIn(delay); }
+
+    /// Cancels the pending run, if there is one.
+    void stopTimerTask() noexcept { unschedule(); }
+};
+
+} // namespace Vyr

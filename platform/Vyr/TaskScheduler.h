@@ -1,0 +1,75 @@
+#pragma once
+
+#include "Mox/Ptr.h"
+#include "Mox/Seconds.h"
+#include "Pelo/Export.h"
+#include "Vyr/Clock.h"
+
+#include <compare>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <optional>
+
+namespace Vyr {
+
+class Task;
+
+/// Runs tasks when they are due, on the thread of the event loop that drives it: in order of due
+/// time, those due at the same time in the order in which they were scheduled. The event loop
+/// asks `nextDue` how long it may sleep and then calls `runDueTasks`; a simulation calls
+/// `runUntil`.
+class PLATFORM_API TaskScheduler final : public Mox::PtrInterface {
+  public:
+    explicit TaskScheduler(Mox::Ptr<Clock const> clock);
+
+    [[nodiscard]] Time now() const { return clock_->now(); }
+
+    /// When the next run is due; nothing while no task is scheduled.
+    [[nodiscard]] std::optional<Time> nextDue() const;
+
+    /// Runs what is due now. A run that is scheduled meanwhile waits for the next call, even if
+    /// it is due at once, so that a task that yields lets the event loop go round. Returns the
+    /// number of runs.
+    std::size_t runDueTasks();
+
+    /// Moves `clock`, which must be this scheduler's, on to `time` and runs everything that
+    /// falls due on the way, each at its due time. Returns the number of runs.
+    std::size_t runUntil(VirtualClock &clock, Time time);
+
+    /// How long a task may run before it should yield; 10 ms by default.
+    [[nodiscard]] Mox::Seconds timeSlice() const noexcept { return timeSlice_; }
+    void timeSliceIs(Mox::Seconds slice) noexcept { timeSlice_ = slice; }
+
+  private:
+    friend class Task;
+
+    /// The place of a pending run in the order of running.
+    struct Turn {
+        Time due;
+        std::uint64_t number; // counts the schedulings
+        auto operator<=>(Turn const &) const = default;
+    };
+
+    Turn enqueue(Task &task, Mox::Seconds delay);
+    void dequeue(Turn const &turn) noexcept { pending_.erase(turn); }
+    bool runFirst(std::uint64_t scheduledBefore);
+
+    Mox::Ptr<Clock const> clock_;
+    Mox::Seconds timeSlice_{0.01};
+    std::uint64_t nextNumber_ = 0;
+    std::map<Turn, Task *> pending_; // a task leaves when it is destroyed
+};
+
+/// Where the process's scheduler is found.
+class PLATFORM_API TaskSchedulerRoot {
+  public:
+    /// The process's scheduler; the first call makes one on the steady clock.
+    static Mox::Ptr<TaskScheduler> findOrCreateScheduler();
+
+    /// Makes `scheduler` the process's, to be called before anything asks for it: a simulation
+    /// installs one on its own clock. Null forgets the one before; tasks made with it keep it.
+    static void schedulerIs(Mox::Ptr<TaskScheduler> const &scheduler);
+};
+
+} // namespace Vyr
