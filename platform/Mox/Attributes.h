@@ -27,17 +27,16 @@
 /// Each also declares `xAttribute`, by which subscribers tell the attribute from others. An
 /// element is published after it was added, changed or taken out, and before one that was taken
 /// out is released.
-namespace Mox {
 
 /// What the collection lines call. `publish` is given the key of what changed.
-namespace AttributeWork {
+namespace Mox::AttributeWork {
 
 template <class Key, class Child, class Publish>
 Ptr<Child> childIs(Collection<Key, Ptr<Child>> &children, Key const &key, Publish publish) {
     if (Ptr<Child> const *present = children.find(key)) {
         return *present;
     }
-    Ptr<Child> const child = make<Child>(key);
+    Ptr<Child> child = make<Child>(key);
     children.insert(key, child);
     publish(key);
     return child;
@@ -81,8 +80,7 @@ void elementDelAll(Set<Key> &set, Publish publish) {
     }
 }
 
-} // namespace AttributeWork
-} // namespace Mox
+} // namespace Mox::AttributeWork
 
 #define MOX_KEY(Class, Type, x)                                                                    \
   public:                                                                                          \

@@ -18,7 +18,8 @@ class MutatorReinstantiatingException final : public std::logic_error {
 
 /// The children of a state machine: machines of the class `Sm`, owned by this collection, each
 /// made from an `Sm::Inputs`. Removing a child ends its life.
-template <class Key, class Sm> class ReactorCollection {
+template <class Key, class Sm>
+class ReactorCollection {
   public:
     using Machines = Collection<Key, Ptr<Sm>>;
 

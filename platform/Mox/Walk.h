@@ -12,9 +12,7 @@ template <class Walker, class View>
 class Walk {
   public:
     template <class Table>
-    explicit Walk(Table const &table) noexcept : walker_(table) {
-        record_ = walker_.next();
-    }
+    explicit Walk(Table const &table) noexcept : walker_(table), record_(walker_.next()) {}
 
     decltype(auto) operator*() const noexcept { return View::of(*record_); }
     Walk &operator++() noexcept {
@@ -25,7 +23,7 @@ class Walk {
 
   private:
     Walker walker_;
-    decltype(walker_.next()) record_ = nullptr;
+    decltype(walker_.next()) record_;
 };
 
 } // namespace Mox

@@ -12,7 +12,7 @@ struct ShortName {
     std::uint8_t size;
     char bytes[kNameBytes];
 
-    void operator=(std::string_view name) noexcept {
+    void is(std::string_view name) noexcept {
         size = static_cast<std::uint8_t>(std::min(name.size(), kNameBytes));
         std::memcpy(bytes, name.data(), size);
     }
@@ -54,9 +54,9 @@ void record(char const *format, Names const &names, std::uint32_t number) noexce
     Record &record = ring.records[ring.recorded++ % kCapacity];
     record.format = format;
     record.number = number;
-    record.names[0] = names.first;
-    record.names[1] = names.second;
-    record.names[2] = names.third;
+    record.names[0].is(names.first);
+    record.names[1].is(names.second);
+    record.names[2].is(names.third);
 }
 
 void dump(std::ostream &out, std::size_t count) {
