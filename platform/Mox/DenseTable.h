@@ -31,6 +31,11 @@ class DenseTable {
         for (Walker *walker = walkers_; walker != nullptr; walker = walker->nextWalker_) {
             walker->table_ = nullptr;
         }
+        walkers_ = nullptr;
+        // A record's destructor may look into the table: it finds it empty already.
+        std::vector<Place> const released(std::move(places_));
+        index_.reset();
+        live_ = 0;
     }
 
     [[nodiscard]] std::size_t size() const noexcept { return live_; }
@@ -96,13 +101,17 @@ class DenseTable {
       public:
         explicit Walker(DenseTable const &table) noexcept
             : table_(&table), nextWalker_(table.walkers_) {
-            table.walkers_ = this;
+            enter(table);
         }
         ~Walker() {
             if (table_ == nullptr) {
                 return;
             }
             Walker **link = &table_->walkers_;
+            if (*link == this) [[likely]] { // walks nest
+                *link = nextWalker_;
+                return;
+            }
             while (*link != this) {
                 link = &(*link)->nextWalker_;
             }
@@ -129,6 +138,19 @@ class DenseTable {
 
       private:
         friend class DenseTable;
+
+        void enter(DenseTable const &table) noexcept {
+            // g++ 12 does not see that the destructor takes the address out again.
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdangling-pointer"
+#endif
+            table.walkers_ = this;
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic pop
+#endif
+        }
+
         DenseTable const *table_; // null once the table is gone
         std::size_t next_ = 0;
         Walker *nextWalker_;

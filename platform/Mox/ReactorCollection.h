@@ -26,7 +26,9 @@ class ReactorCollection {
     [[nodiscard]] Machines const &machines() const noexcept { return machines_; }
 
     /// The child of `key`: the one that is there, or else a new one, started and then inserted.
-    Ptr<Sm> is(Key const &key, typename Sm::Inputs const &inputs) {
+    /// (`Child` is `Sm`, spelled so that an owner may declare its children before their class is
+    /// complete.)
+    template <class Child = Sm> Ptr<Sm> is(Key const &key, typename Child::Inputs const &inputs) {
         if (Ptr<Sm> const *present = machines_.find(key)) {
             if (!((*present)->inputs() == inputs)) {
                 throw MutatorReinstantiatingException();
@@ -40,6 +42,13 @@ class ReactorCollection {
 
     void del(Key const &key) { machines_.remove(key); }
     void delAll() { machines_.clear(); }
+
+    /// For an owner that switches its nested reactors along with itself.
+    void hasNotificationActiveIs(bool active) {
+        for (auto const &[key, machine] : machines_) {
+            machine->hasNotificationActiveIs(active);
+        }
+    }
 
   private:
     Machines machines_;

@@ -1,0 +1,69 @@
+#include "UmoNat/UmoNatFlowPolicySm.h"
+
+#include "Mox/Assert.h"
+#include "Mox/Trace.h"
+#include "Skimtrace/Skimtrace.h"
+#include "UmoNat/UmoNatFlowMcastSm.h"
+
+namespace {
+Mox::TraceHandle const trace("UmoNatFlowPolicySm");
+} // namespace
+
+UmoNatFlowPolicySm::UmoNatFlowPolicySm(Inputs const &inputs) : inputs_(inputs) {
+    policyStatusSubscription_.follow(inputs_.policyStatus);
+}
+
+UmoNatFlowPolicySm::~UmoNatFlowPolicySm() = default;
+
+void UmoNatFlowPolicySm::handleInitialized() {
+    Mox::assertThat(bool(inputs_.policyStatus), "policyStatus()");
+    auto const &policy = inputs_.policyStatus->name();
+    trace.at(1, "UmoNatFlowPolicySm::", "handleInitialized", ", policy: ", policy);
+    Skimtrace::record("UmoNatFlowPolicySm::handleInitialized policy %s", {policy});
+    initialized_ = true;
+    hwPolicyStatus_ = inputs_.hwStatus->natFlowIs(policy);
+    for (auto const &[name, matchStatus] : inputs_.policyStatus->match()) {
+        handleNatFlowMatch(name);
+    }
+}
+
+void UmoNatFlowPolicySm::policyStatusDispatch(Pelo::Change const &change) {
+    if (auto const *name = change.keyOf(Ip::Nat::NatFlowPolicyStatus::matchAttribute)) {
+        handleNatFlowMatch(*name);
+    }
+}
+
+void UmoNatFlowPolicySm::handleNatFlowMatch(Pelo::String const &name) {
+    auto const &policy = inputs_.policyStatus->name();
+    trace.at(2, "UmoNatFlowPolicySm::", "handleNatFlowMatch", ", policy: ", policy,
+             ", match: ", name);
+    Skimtrace::record("UmoNatFlowPolicySm::handleNatFlowMatch policy %s match %s", {policy, name});
+    if (!initialized_) {
+        return;
+    }
+    if (auto const matchStatus = inputs_.policyStatus->match(name)) {
+        trace.at(2, "Create matchSm");
+        matchSmIs(name, {.policy = policy,
+                         .matchStatus = matchStatus,
+                         .hwPolicyStatus = hwPolicyStatus_,
+                         .topologySm = inputs_.topologySm,
+                         .helper = inputs_.helper,
+                         .bridgingConfig = inputs_.bridgingConfig,
+                         .mcastSm = inputs_.mcastSm});
+    } else {
+        trace.at(2, "Delete matchSm");
+        matchSmDel(name);
+    }
+}
+
+void UmoNatFlowPolicySm::doCleanup() {
+    auto const &policy = inputs_.policyStatus->name();
+    trace.at(1, "UmoNatFlowPolicySm::", "doCleanup", ", policy: ", policy);
+    Skimtrace::record("UmoNatFlowPolicySm::doCleanup policy %s", {policy});
+    if (initialized_) {
+        inputs_.mcastSm->unprogrammedGroupTask()->stopTimerTask();
+        inputs_.mcastSm->unprogrammedGroupDelAll();
+        matchSmDelAll();
+        inputs_.hwStatus->natFlowDel(policy);
+    }
+}

@@ -1,0 +1,68 @@
+#pragma once
+
+#include "Bridging/Config.h"
+#include "Ip/NatHwStatus.h"
+#include "Ip/NatStatus.h"
+#include "Mox/ReactorCollection.h"
+#include "Pelo/String.h"
+#include "UmoNat/Export.h"
+#include "UmoNat/UmoNatFlowMatchSm.h"
+#include "UmoNat/UmoNatFlowMcastHelper.h"
+
+class UmoNatFlowMcastSm;
+class UmoNatFlowMcastTopologySm;
+
+/// The state machine of one NAT policy, owned by the root under the policy's name. It mirrors
+/// the policy into the hardware status tree and has one match state machine for each match.
+class UMONAT_API UmoNatFlowPolicySm : public Mox::Reactor {
+  public:
+    struct Inputs {
+        Mox::Ptr<Ip::Nat::NatFlowPolicyStatus const> policyStatus;
+        Mox::Ptr<Ip::Nat::HwNatFlowStatus> hwStatus;
+        UmoNatFlowMcastTopologySm *topologySm = nullptr; // outlives the machine, as does mcastSm
+        Mox::Ptr<UmoHelper::UmoNatFlowMcastHelper> helper;
+        Mox::Ptr<Bridging::Config const> bridgingConfig;
+        UmoNatFlowMcastSm *mcastSm = nullptr;
+
+        bool operator==(Inputs const &) const = default;
+    };
+
+    [[nodiscard]] Inputs const &inputs() const noexcept { return inputs_; }
+    [[nodiscard]] bool initialized() const noexcept { return initialized_; }
+
+    /// This policy's element of the hardware status tree.
+    [[nodiscard]] Mox::Ptr<Ip::Nat::HwNatFlowPolicyStatus> const &hwPolicyStatus() const noexcept {
+        return hwPolicyStatus_;
+    }
+
+    void handleInitialized() override;
+
+    /// Stops the retry and forgets every waiting match, those of other policies included; then
+    /// removes the matches and the policy's hardware status.
+    void doCleanup() override;
+
+    /// Follows one match: makes its machine if the match is there, removes it if not.
+    void handleNatFlowMatch(Pelo::String const &name);
+
+    [[nodiscard]] auto const &matchSm() const noexcept { return matchSm_.machines(); }
+    void matchSmIs(Pelo::String const &name, UmoNatFlowMatchSm::Inputs const &inputs) {
+        matchSm_.is(name, inputs);
+    }
+    void matchSmDel(Pelo::String const &name) { matchSm_.del(name); }
+    void matchSmDelAll() { matchSm_.delAll(); }
+
+  protected:
+    explicit UmoNatFlowPolicySm(Inputs const &inputs);
+    ~UmoNatFlowPolicySm() override;
+    void childrenDelAll() override { matchSmDelAll(); }
+
+  private:
+    void policyStatusDispatch(Pelo::Change const &change);
+
+    Inputs const inputs_;
+    Mox::Ptr<Ip::Nat::HwNatFlowPolicyStatus> hwPolicyStatus_;
+    Mox::ReactorCollection<Pelo::String, UmoNatFlowMatchSm> matchSm_;
+    bool initialized_ = false;
+
+    Mox::Subscription policyStatusSubscription_{*this, &UmoNatFlowPolicySm::policyStatusDispatch};
+};
