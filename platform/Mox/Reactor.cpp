@@ -39,9 +39,9 @@ void Reactor::hasNotificationActiveIs(bool active) {
 }
 
 void Reactor::start() {
-    Pin const pin(*this);
     try {
         handleInitialized();
+        construction_.reset();
     } catch (...) {
         retire();
         throw;

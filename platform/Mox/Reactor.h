@@ -4,6 +4,7 @@
 #include "Mox/Ptr.h"
 #include "Pelo/Publisher.h"
 
+#include <optional>
 #include <type_traits>
 #include <utility>
 
@@ -89,6 +90,7 @@ class PLATFORM_API Reactor : public Entity {
     void retire() noexcept;
 
     Subscription *subscriptions_ = nullptr;
+    std::optional<Pin> construction_{std::in_place, *this}; // until the start has succeeded
 };
 
 /// The complete form of the state machine `Sm`, the only one that exists: it starts the machine

@@ -52,7 +52,7 @@ LevelRule parseRule(std::string_view piece) {
     unsigned const first = parseLevel(levels.substr(0, dash), piece);
     unsigned const last =
         dash == std::string_view::npos ? first : parseLevel(levels.substr(dash + 1), piece);
-    if (name.find('*') != std::string_view::npos || first > last) {
+    if (name.find_first_of("* ") != std::string_view::npos || first > last) {
         malformed(piece);
     }
     unsigned const mask = ((2U << last) - 1U) & ~((1U << first) - 1U);
@@ -127,10 +127,11 @@ void TraceHandle::write(int level, std::string const &text) const {
 
 void traceLevelsIs(std::string_view setting) {
     std::vector<LevelRule> rules;
-    while (!setting.empty()) {
+    for (bool more = !setting.empty(); more;) {
         std::size_t const comma = setting.find(',');
         rules.push_back(parseRule(setting.substr(0, comma)));
-        setting.remove_prefix(comma == std::string_view::npos ? setting.size() : comma + 1);
+        more = comma != std::string_view::npos;
+        setting.remove_prefix(more ? comma + 1 : 0);
     }
     TraceRegistry::instance().rulesIs(std::move(rules));
 }

@@ -14,6 +14,18 @@ struct Notifier::Places {
     std::size_t empty = 0;
     unsigned publications = 0; // nested publications that walk the list at this moment
     bool orphaned = false;     // the notifier went during one of them
+
+    void closeUp() noexcept {
+        if (publications > 0 || empty * 2 < subscribers.size()) {
+            return;
+        }
+        subscribers.erase(std::remove(subscribers.begin(), subscribers.end(), nullptr),
+                          subscribers.end());
+        for (std::size_t i = 0; i < subscribers.size(); ++i) {
+            subscribers[i]->place_ = i;
+        }
+        empty = 0;
+    }
 };
 
 Notifier::Notifier() noexcept = default;
@@ -51,17 +63,9 @@ void Notifier::subscriberRemove(Subscriber &subscriber) const noexcept {
         return;
     }
     subscriber.notifier_ = nullptr;
-    auto &subscribers = places_->subscribers;
-    subscribers[subscriber.place_] = nullptr;
+    places_->subscribers[subscriber.place_] = nullptr;
     ++places_->empty;
-    if (places_->publications == 0 && places_->empty * 2 >= subscribers.size()) {
-        subscribers.erase(std::remove(subscribers.begin(), subscribers.end(), nullptr),
-                          subscribers.end());
-        for (std::size_t i = 0; i < subscribers.size(); ++i) {
-            subscribers[i]->place_ = i;
-        }
-        places_->empty = 0;
-    }
+    places_->closeUp();
 }
 
 void Publisher::publishToSubscribers(Change const &change) const noexcept {
@@ -78,8 +82,13 @@ void Publisher::publishToSubscribers(Change const &change) const noexcept {
     } catch (...) {
         Mox::stopOnException();
     }
-    if (--places.publications == 0 && places.orphaned) {
+    if (--places.publications > 0) {
+        return;
+    }
+    if (places.orphaned) {
         delete &places;
+    } else if (places.empty > 0) {
+        places.closeUp(); // subscribers that left meanwhile
     }
 }
 

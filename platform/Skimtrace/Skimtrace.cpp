@@ -1,7 +1,6 @@
 #include "Skimtrace/Skimtrace.h"
 
 #include <algorithm>
-#include <cstring>
 #include <ostream>
 
 namespace Skimtrace {
@@ -13,8 +12,7 @@ struct ShortName {
     char bytes[kNameBytes];
 
     void is(std::string_view name) noexcept {
-        size = static_cast<std::uint8_t>(std::min(name.size(), kNameBytes));
-        std::memcpy(bytes, name.data(), size);
+        size = static_cast<std::uint8_t>(name.copy(bytes, kNameBytes));
     }
 };
 

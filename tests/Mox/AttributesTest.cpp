@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace Mox {
@@ -43,12 +45,15 @@ class AttributesTest : public testing::Test {
             said += "vlan " + std::to_string(*vlan) + (d.vlan().contains(*vlan) ? "" : " gone");
         }
         test.heard.push_back(said);
+        test.heldReferences = test.held ? test.held->references() : 0;
     }
     std::vector<std::string> heardSince() { return std::exchange(heard, {}); }
     using Said = std::vector<std::string>;
 
     Ptr<Device> device = make<Device>();
     Said heard;
+    Ptr<Port const> held;
+    std::uint32_t heldReferences = 0; // when the last change was heard
     Pelo::Subscriber subscriber{&call, this};
 };
 
@@ -82,28 +87,19 @@ TEST_F(AttributesTest, PublishesOnChangeOnlyAndAfterStoring) {
 }
 
 TEST_F(AttributesTest, RemovedElementIsGoneWhenPublishedAndReleasedAfter) {
-    Port const *const port = device->portIs("et1").ptr();
-    std::vector<std::uint32_t> references;
-    struct Watch {
-        Port const *port;
-        std::vector<std::uint32_t> &references;
-    } watch{port, references};
-    Pelo::Subscriber watcher(
-        [](void *self, Pelo::Change const &) {
-            auto const *w = static_cast<Watch *>(self);
-            w->references.push_back(w->port->references());
-        },
-        &watch);
-    device->notifier().subscriberAdd(watcher);
-    for (auto const &[name, child] : device->port()) {
-        device->portDel(name); // the key is the element's own
+    for (bool const all : {false, true}) {
+        held = device->portIs("et1");
+        heard.clear();
+        all ? device->portDelAll() : device->portDel(held->name()); // the key is the element's
+        EXPECT_EQ(heardSince(), Said{"port et1 gone"});
+        EXPECT_GE(heldReferences, 2U) << "released before it was published";
+        EXPECT_EQ(held->references(), 1U);
     }
-    device->portIs("et1");
-    watch.port = device->port("et1").ptr();
-    device->portDelAll();
-    EXPECT_EQ(heardSince(),
-              (Said{"port et1 there", "port et1 gone", "port et1 there", "port et1 gone"}));
-    EXPECT_EQ(references.back(), 1U);
+    device->labelIs(7, "a");
+    for (auto const &[number, label] : device->label()) {
+        device->labelDel(number); // the key is the collection's
+    }
+    EXPECT_EQ(heard.back(), "label 7 gone");
 }
 
 TEST_F(AttributesTest, DelAllPublishesEveryKeyInOrder) {
