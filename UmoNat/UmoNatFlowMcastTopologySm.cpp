@@ -26,6 +26,13 @@ void load(Mox::Ptr<Wrapper> const &wrapper) {
     }
 }
 
+template <class Wrapper>
+void activeIs(Mox::Ptr<Wrapper> const &wrapper, bool active) {
+    if (wrapper) {
+        wrapper->hasNotificationActiveIs(active);
+    }
+}
+
 } // namespace
 
 UmoNatFlowMcastTopologySm::UmoNatFlowMcastTopologySm(Inputs const &inputs) : inputs_(inputs) {
@@ -66,14 +73,10 @@ void UmoNatFlowMcastTopologySm::createBacklogTask() {
 
 void UmoNatFlowMcastTopologySm::hasNotificationActiveIs(bool active) {
     Mox::Reactor::hasNotificationActiveIs(active);
-    for (Mox::Reactor *const wrapper : {static_cast<Mox::Reactor *>(moxBridgingConfig_.ptr()),
-                                        static_cast<Mox::Reactor *>(moxVlanStatusDir_.ptr()),
-                                        static_cast<Mox::Reactor *>(moxBridgingStatus_.ptr()),
-                                        static_cast<Mox::Reactor *>(moxIpStatus_.ptr())}) {
-        if (wrapper != nullptr) {
-            wrapper->hasNotificationActiveIs(active);
-        }
-    }
+    activeIs(moxBridgingConfig_, active);
+    activeIs(moxVlanStatusDir_, active);
+    activeIs(moxBridgingStatus_, active);
+    activeIs(moxIpStatus_, active);
     switchIntfConfig_.hasNotificationActiveIs(active);
     vlanStatus_.hasNotificationActiveIs(active);
     moxTopoConfig_.hasNotificationActiveIs(active);

@@ -65,23 +65,21 @@ void UmoNatFlowMcastTopologySm::actionSmGone(UmoNatFlowActionSm *actionSm) {
 }
 
 void UmoNatFlowMcastTopologySm::withdraw(UmoNatFlowActionSm *actionSm, bool traced) {
-    int const level = 4;
-    withdrawFrom(actionIntf_, actionSm, [&](Nexo::IntfId intf) {
+    auto const removed = [traced](char const *text, auto const &key) {
         if (traced) {
-            trace_.at(level, "Removed actionIntf for intf ", intf);
+            trace_.at(4, text, key);
         }
+    };
+    withdrawFrom(actionIntf_, actionSm, [&](Nexo::IntfId intf) {
+        removed("Removed actionIntf for intf ", intf);
         actionIntfDel(intf);
     });
     withdrawFrom(actionVlan_, actionSm, [&](std::uint16_t vlan) {
-        if (traced) {
-            trace_.at(level, "Removed actionVlan for vlan ", vlan);
-        }
+        removed("Removed actionVlan for vlan ", vlan);
         actionVlanDel(vlan);
     });
     withdrawFrom(actionMac_, actionSm, [&](Nexo::EthAddr mac) {
-        if (traced) {
-            trace_.at(level, "Removed actionMac for mac ", mac);
-        }
+        removed("Removed actionMac for mac ", mac);
         actionMacDel(mac);
     });
     actionRecircDel(actionSm);

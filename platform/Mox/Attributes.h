@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Mox/Assert.h"
 #include "Mox/Collection.h"
 #include "Mox/Entity.h"
 #include "Mox/Ptr.h"
@@ -19,7 +20,8 @@
 /// | MOX_KEY(Class, Type, x)         | constructor from the key; x()                           |
 /// | MOX_ATTRIBUTE(Type, x)          | x(); xIs(value): stores and publishes on change only    |
 /// | MOX_CHILDREN(Key, Child, x)     | x(): the collection; x(key): the child or null;         |
-/// |                                 | xIs(key): insert or get; xDel(key); xDelAll()           |
+/// |                                 | xIs(key): insert or get; xIs(key, child): insert one    |
+/// |                                 | that was filled first; xDel(key); xDelAll()             |
 /// | MOX_VALUES(Key, Value, x)       | the same, but xIs(key, value) stores a value, and x(key)|
 /// |                                 | points to it or is null                                 |
 /// | MOX_SET(Key, x)                 | x(): the set; xIs(key); xDel(key); xDelAll()            |
@@ -31,14 +33,22 @@
 /// What the collection lines call. `publish` is given the key of what changed.
 namespace Mox::AttributeWork {
 
+/// REQUIRES: no child of that key.
+template <class Key, class Child, class Publish>
+void childAdd(Collection<Key, Ptr<Child>> &children, Key const &key, Ptr<Child> const &child,
+              Publish publish) {
+    assertThat(children.find(key) == nullptr, "children.find(key) == nullptr");
+    children.insert(key, child);
+    publish(key);
+}
+
 template <class Key, class Child, class Publish>
 Ptr<Child> childIs(Collection<Key, Ptr<Child>> &children, Key const &key, Publish publish) {
     if (Ptr<Child> const *present = children.find(key)) {
         return *present;
     }
     Ptr<Child> child = make<Child>(key);
-    children.insert(key, child);
-    publish(key);
+    childAdd(children, key, child, publish);
     return child;
 }
 
@@ -133,6 +143,9 @@ void elementDelAll(Set<Key> &set, Publish publish) {
     }                                                                                              \
     Mox::Ptr<Child> x##Is(Key const &key) {                                                        \
         return Mox::AttributeWork::childIs(x##_, key, x##Publish());                               \
+    }                                                                                              \
+    void x##Is(Key const &key, Mox::Ptr<Child> const &child) {                                     \
+        Mox::AttributeWork::childAdd(x##_, key, child, x##Publish());                              \
     }                                                                                              \
                                                                                                    \
   private:                                                                                         \

@@ -1,0 +1,37 @@
+#include "agent/PrintText.h"
+
+#include <ostream>
+
+namespace UmoAgent {
+
+namespace {
+void printPort(std::ostream &out, std::uint16_t port) {
+    if (port != 0) {
+        out << " port " << port;
+    }
+}
+} // namespace
+
+void printFlowEnd(std::ostream &out, Ip::Nat::NatFlowEnd const &end) {
+    if (end.addr.isZero() && end.prefixLength == 0) {
+        out << "any";
+    } else {
+        out << end.addr << '/' << end.prefixLength;
+    }
+    printPort(out, end.port);
+}
+
+void printAddress(std::ostream &out, Nexo::IpAndPort const &address) {
+    out << address.addr();
+    printPort(out, address.port());
+}
+
+void printInterface(std::ostream &out, Nexo::IntfId intf) {
+    if (intf.empty()) {
+        out << "recirculation";
+    } else {
+        out << intf;
+    }
+}
+
+} // namespace UmoAgent

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "Ip/NatFlow.h"
+#include "Nexo/IntfId.h"
+#include "Nexo/IpAndPort.h"
+
+#include <iosfwd>
+
+/// Texts that several printouts share.
+namespace UmoAgent {
+
+/// `10.1.0.0/16 port 5000`; without a port if it is 0, and `any` without an address.
+void printFlowEnd(std::ostream &out, Ip::Nat::NatFlowEnd const &end);
+
+/// `10.9.9.9 port 5000`; without a port if it is 0.
+void printAddress(std::ostream &out, Nexo::IpAndPort const &address);
+
+/// The interface's name; `recirculation` for the port without a name that copies recirculate by.
+void printInterface(std::ostream &out, Nexo::IntfId intf);
+
+} // namespace UmoAgent

@@ -1,0 +1,19 @@
+#pragma once
+
+#include "Ip/NatFlowType.h"
+#include "agent/ScenarioErrors.h"
+#include "agent/ScenarioModel.h"
+
+#include <cstddef>
+
+namespace UmoAgent {
+
+/// The kind of flow that an action of a match produces.
+[[nodiscard]] Ip::Nat::NatFlowType flowTypeOf(MatchState const &match, ActionState const &action);
+
+/// Adds an error for each next hop that lacks its MAC address although the flow is not multicast
+/// and thus needs one. Of `state` as it is after `event`, at the place in this event that made
+/// it so; what an earlier event did was reported then.
+void checkNextHops(SwitchModel const &state, std::size_t event, ScenarioErrors &errors);
+
+} // namespace UmoAgent

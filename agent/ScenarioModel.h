@@ -1,0 +1,158 @@
+#pragma once
+
+#include "Bridging/Config.h"
+#include "Bridging/Topology.h"
+#include "Ip/NatStatus.h"
+#include "Nexo/EthAddr.h"
+#include "Nexo/IntfId.h"
+#include "Nexo/IpAddrWithMask.h"
+#include "Nexo/IpAndPort.h"
+#include "Pelo/String.h"
+#include "Vyr/Clock.h"
+#include "agent/ScenarioErrors.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+/// What a scenario says, as plain values: the state of a switch at the beginning and after each
+/// event. The reader fills it, and it is whole and valid before the agent mounts any of it.
+namespace UmoAgent {
+
+/// Elements by name, in the order in which the scenario named them first; the NAT library meets
+/// them in this order.
+template <class Value>
+class Named {
+  public:
+    using Elements = std::vector<std::pair<Pelo::String, Value>>;
+
+    [[nodiscard]] auto begin() const { return elements_.begin(); }
+    [[nodiscard]] auto end() const { return elements_.end(); }
+    [[nodiscard]] std::size_t size() const { return elements_.size(); }
+
+    /// The element of that name, or null. Valid until one is added or erased.
+    [[nodiscard]] Value *find(Pelo::String const &name) {
+        auto const at = place(elements_, name);
+        return at == elements_.end() ? nullptr : &at->second;
+    }
+    [[nodiscard]] Value const *find(Pelo::String const &name) const {
+        auto const at = place(elements_, name);
+        return at == elements_.end() ? nullptr : &at->second;
+    }
+    [[nodiscard]] bool contains(Pelo::String const &name) const { return find(name) != nullptr; }
+
+    /// The element of that name, which must be there.
+    [[nodiscard]] Value &at(Pelo::String const &name) { return *find(name); }
+
+    /// The element of that name; a new one, born in `event`, if there is none.
+    Value &findOrAdd(Pelo::String const &name, std::size_t event) {
+        Value *const present = find(name);
+        if (present != nullptr) {
+            return *present;
+        }
+        Value &added = elements_.emplace_back(name, Value{}).second;
+        added.born = event;
+        return added;
+    }
+
+    void erase(Pelo::String const &name) {
+        std::erase_if(elements_, [&](auto const &element) { return element.first == name; });
+    }
+
+  private:
+    template <class All>
+    static auto place(All &elements, Pelo::String const &name) {
+        return std::find_if(elements.begin(), elements.end(),
+                            [&](auto const &element) { return element.first == name; });
+    }
+
+    Elements elements_;
+};
+
+/// Sizes of the switch chip's tables.
+struct ChipCapacity {
+    std::uint32_t groups = 1024;
+    std::uint32_t portSetsPerGroup = 4096;
+};
+
+struct TopologyState {
+    std::map<Nexo::IntfId, Bridging::Topology::PortState> ports;
+};
+
+struct IpInterfaceState {
+    Nexo::IpAddrWithMask address{};
+    bool routing = true;
+};
+
+struct EgressState {
+    Ip::Nat::NatFlowNextHop nextHop{};
+    Place setAt{};
+};
+
+/// The number of the event in which a policy, match or action was made, 0 being the initial
+/// state. One that an event removes and sets anew is another one of the same name.
+using Birth = std::size_t;
+
+struct ActionState {
+    Birth born = 0;
+    Nexo::IpAndPort source{};
+    Nexo::IpAndPort destination{};
+    Place destinationSetAt{};
+    std::map<Nexo::IntfId, EgressState> egress;
+    std::uint32_t version = 1;
+};
+
+struct MatchState {
+    Birth born = 0;
+    Ip::Nat::NatFlow flow{};
+    Place destinationSetAt{};
+    Named<ActionState> actions;
+};
+
+struct PolicyState {
+    Birth born = 0;
+    Named<MatchState> matches;
+};
+
+/// Everything that the NAT library follows, and the size of the chip below it. VLANs are numbers
+/// from 1 to 4094.
+struct SwitchModel {
+    ChipCapacity chip;
+    Nexo::EthAddr bridgeMac{};
+    std::map<Nexo::IntfId, Bridging::SwitchportModeAndNativeVlan> interfaces;
+    std::map<std::uint16_t, std::set<Nexo::IntfId>> vlans;
+    std::map<Pelo::String, TopologyState> topologies;
+    std::map<std::uint16_t, Pelo::String> topologyOfVlan;
+    std::map<std::uint16_t, std::map<Nexo::EthAddr, Nexo::IntfId>> learnedMacs;
+    std::map<Nexo::IntfId, IpInterfaceState> ipInterfaces;
+    std::map<Nexo::IntfId, std::uint16_t> l3Interfaces;
+    Named<PolicyState> policies;
+};
+
+/// What an event can have printed.
+enum class Printout : std::uint8_t {
+    tree,   // the hardware status tree
+    chip,   // the contents of the switch chip
+    groups, // matches with the groups they want and hold
+};
+
+struct Event {
+    Vyr::Time at{};                   // since the beginning of the scenario
+    std::optional<SwitchModel> state; // after the event; none if it changes nothing
+    std::string note;
+    std::vector<Printout> print;
+};
+
+struct Scenario {
+    SwitchModel initial;
+    std::vector<Event> events;    // in the order of time
+    std::optional<Vyr::Time> end; // not before the last event
+};
+
+} // namespace UmoAgent
