@@ -29,8 +29,8 @@ struct NatFlowGroupUse {
     [[nodiscard]] PortSets const &portSets(Ip::Nat::NatFlowVlanPortSets const &vps) const noexcept {
         return unicast ? vps.ucastPortSet() : vps.mcastPortSet();
     }
-    [[nodiscard]] Mox::Ptr<Ip::Nat::NatFlowPortSet> portSet(Ip::Nat::NatFlowVlanPortSets const &vps,
-                                                            std::uint16_t vlan) const {
+    [[nodiscard]] Mox::Ptr<Ip::Nat::NatFlowPortSet const>
+    portSet(Ip::Nat::NatFlowVlanPortSets const &vps, std::uint16_t vlan) const {
         return unicast ? vps.ucastPortSet(vlan) : vps.mcastPortSet(vlan);
     }
 

@@ -40,6 +40,14 @@ std::uint32_t UmoNatFlowActionSm::version() const noexcept {
     return inputs_.actionStatus ? inputs_.actionStatus->version() : 0;
 }
 
+Nexo::IpAndPort UmoNatFlowActionSm::src() const noexcept {
+    return inputs_.actionStatus ? inputs_.actionStatus->src() : Nexo::IpAndPort();
+}
+
+Nexo::IpAndPort UmoNatFlowActionSm::dst() const noexcept {
+    return inputs_.actionStatus ? inputs_.actionStatus->dst() : Nexo::IpAndPort();
+}
+
 void UmoNatFlowActionSm::handleInitialized() {
     trace.at(1, entry("handleInitialized"));
     Skimtrace::record("UmoNatFlowActionSm::handleInitialized policy %s match %s action %s",
@@ -56,7 +64,7 @@ void UmoNatFlowActionSm::actionStatusDispatch(Pelo::Change const &change) {
 }
 
 Ip::Nat::NatFlowType UmoNatFlowActionSm::getFlowType() const {
-    Nexo::IpAddr destination = inputs_.actionStatus->dst().addr();
+    Nexo::IpAddr destination = dst().addr();
     if (destination.isZero()) {
         destination = inputs_.hwMatchStatus->flow().destination.addr;
     }
@@ -142,7 +150,7 @@ void UmoNatFlowActionSm::handleGroupNum(std::uint32_t num) {
 }
 
 void UmoNatFlowActionSm::resetHwGroups() {
-    trace.at(2, entry("resetHwGroups"), ", ft: ", hwActionStatus_->flowType());
+    trace.at(2, entry("resetHwGroups"), ", ft: ", recordedFlowType());
     if (!complete()) {
         return;
     }

@@ -56,6 +56,7 @@ class UmoNatFlowActionSm : public Mox::Reactor {
     [[nodiscard]] Mox::Ptr<Ip::Nat::HwNatFlowActionStatus> const &hwActionStatus() const noexcept {
         return hwActionStatus_;
     }
+    /// Without a record the machine does nothing, as without a version.
     void hwActionStatusIs(Mox::Ptr<Ip::Nat::HwNatFlowActionStatus> const &status) {
         hwActionStatus_ = status;
     }
@@ -119,8 +120,16 @@ class UmoNatFlowActionSm : public Mox::Reactor {
 
     void actionStatusDispatch(Pelo::Change const &change);
     [[nodiscard]] EntryMessage entry(char const *function) const;
+    // What the action asks for; nothing without an action status.
     [[nodiscard]] std::uint32_t version() const noexcept;
-    [[nodiscard]] bool complete() const noexcept { return initialized_ && version() != 0; }
+    [[nodiscard]] Nexo::IpAndPort src() const noexcept;
+    [[nodiscard]] Nexo::IpAndPort dst() const noexcept;
+    [[nodiscard]] bool complete() const noexcept {
+        return initialized_ && version() != 0 && hwActionStatus_;
+    }
+    [[nodiscard]] Ip::Nat::NatFlowType recordedFlowType() const noexcept {
+        return hwActionStatus_ ? hwActionStatus_->flowType() : Ip::Nat::natFlowTypeUnicast;
+    }
     [[nodiscard]] NatFlowGroupUses groupUses() const noexcept;
     void flowTypeIs(Ip::Nat::NatFlowType type);
 
@@ -154,5 +163,4 @@ class UmoNatFlowActionSm : public Mox::Reactor {
     Mox::Subscription actionStatusSubscription_{*this, &UmoNatFlowActionSm::actionStatusDispatch};
 };
 
-/// Makes an action machine; what its start throws leaves nothing behind.
 Mox::Ptr<UmoNatFlowActionSm> UmoNatFlowActionSmIs(UmoNatFlowActionSm::Inputs const &inputs);

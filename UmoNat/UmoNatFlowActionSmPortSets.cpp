@@ -28,15 +28,15 @@ bool sameInterfaces(Ip::Nat::NatFlowPortSet const &a, Ip::Nat::NatFlowPortSet co
 } // namespace
 
 bool UmoNatFlowActionSm::wantsUnicast() const noexcept {
-    return hwActionStatus_->flowType() != Ip::Nat::natFlowTypeMulticast;
+    return recordedFlowType() != Ip::Nat::natFlowTypeMulticast;
 }
 
 bool UmoNatFlowActionSm::wantsMulticast() const noexcept {
-    return hwActionStatus_->flowType() != Ip::Nat::natFlowTypeUnicast;
+    return recordedFlowType() != Ip::Nat::natFlowTypeUnicast;
 }
 
 void UmoNatFlowActionSm::updateSwPortSet(Mox::Ptr<Ip::Nat::NatFlowVlanPortSets> const &vps) {
-    trace.at(2, entry("updateSwPortSet"), ", ft: ", hwActionStatus_->flowType());
+    trace.at(2, entry("updateSwPortSet"), ", ft: ", recordedFlowType());
     Mox::assertThat(initialized_, "initialized()");
     Mox::assertThat(version() != 0, "actionStatus()->version()");
     // The machine registers anew, below, for what this computation depends on.
@@ -112,7 +112,7 @@ void UmoNatFlowActionSm::addPort(Nexo::IntfId intf, Ip::Nat::NatFlowNextHop cons
 }
 
 void UmoNatFlowActionSm::updateHwPortSet(Mox::Ptr<Ip::Nat::NatFlowVlanPortSets> const &vps) {
-    trace.at(2, entry("updateHwPortSet"), ", ft: ", hwActionStatus_->flowType());
+    trace.at(2, entry("updateHwPortSet"), ", ft: ", recordedFlowType());
     if (!complete()) {
         return;
     }
@@ -189,11 +189,10 @@ void UmoNatFlowActionSm::programPortSet(NatFlowGroupUse const &use,
         trace.at(2, "New portSetId: ", id);
     }
     use.identifierIs(*portSet, id);
-    auto const &actionStatus = *inputs_.actionStatus;
-    if (use.unicast ? newVlan || dmacChange : newVlan && !actionStatus.dst().addr().isZero()) {
+    if (use.unicast ? newVlan || dmacChange : newVlan && !dst().addr().isZero()) {
         updateRecordedDst(use, *portSet);
     }
-    if (newVlan && !actionStatus.src().addr().isZero()) {
+    if (newVlan && !src().addr().isZero()) {
         updateRecordedSrc(use, *portSet);
     }
 }

@@ -23,21 +23,18 @@ bool unchanged(Nexo::IpAndPort const &flow, std::uint32_t length, Nexo::IpAndPor
 
 bool UmoNatFlowActionSm::srcUnchanged() const noexcept {
     return unchanged(hwActionStatus_->srcFlow(), hwActionStatus_->srcLen(),
-                     hwActionStatus_->srcNat(), inputs_.hwMatchStatus->flow().source,
-                     inputs_.actionStatus->src());
+                     hwActionStatus_->srcNat(), inputs_.hwMatchStatus->flow().source, src());
 }
 
 bool UmoNatFlowActionSm::dstUnchanged() const noexcept {
     return unchanged(hwActionStatus_->dstFlow(), hwActionStatus_->dstLen(),
-                     hwActionStatus_->dstNat(), inputs_.hwMatchStatus->flow().destination,
-                     inputs_.actionStatus->dst());
+                     hwActionStatus_->dstNat(), inputs_.hwMatchStatus->flow().destination, dst());
 }
 
 void UmoNatFlowActionSm::updateHwTranslation() {
     auto const &flow = inputs_.hwMatchStatus->flow();
-    trace.at(2, entry("updateHwTranslation"), ", flow: ", flow,
-             ", src: ", inputs_.actionStatus->src(), ", dst: ", inputs_.actionStatus->dst(),
-             ", ft: ", hwActionStatus_->flowType());
+    trace.at(2, entry("updateHwTranslation"), ", flow: ", flow, ", src: ", src(), ", dst: ", dst(),
+             ", ft: ", recordedFlowType());
     if (!complete()) {
         return;
     }
@@ -53,7 +50,7 @@ void UmoNatFlowActionSm::updateHwTranslation() {
         }
         hwActionStatus_->srcFlowIs(addressOf(flow.source));
         hwActionStatus_->srcLenIs(flow.source.prefixLength);
-        hwActionStatus_->srcNatIs(inputs_.actionStatus->src());
+        hwActionStatus_->srcNatIs(src());
     }
     if (!dstUnchanged()) {
         for (NatFlowGroupUse const &use : uses) {
@@ -61,7 +58,7 @@ void UmoNatFlowActionSm::updateHwTranslation() {
         }
         hwActionStatus_->dstFlowIs(addressOf(flow.destination));
         hwActionStatus_->dstLenIs(flow.destination.prefixLength);
-        hwActionStatus_->dstNatIs(inputs_.actionStatus->dst());
+        hwActionStatus_->dstNatIs(dst());
     }
 }
 
@@ -93,12 +90,12 @@ void UmoNatFlowActionSm::updateHwTranslationSrc(std::uint32_t group, bool unicas
                                                 bool portSetId2) {
     NatFlowGroupUse const use =
         translatedGroup("updateHwTranslationSrc", group, unicast, portSetId2);
-    auto const &src = inputs_.actionStatus->src();
+    Nexo::IpAndPort const wanted = src();
     auto const &flow = inputs_.hwMatchStatus->flow().source;
     auto &helper = *inputs_.helper;
-    if (!src.addr().isZero()) {
+    if (!wanted.addr().isZero()) {
         forEachProgrammed(use, "Update", "src", [&](auto const &portSet, std::uint32_t id) {
-            helper.updateNatFlowSrcTranslation(group, id, portSet.vlan(), src, addressOf(flow),
+            helper.updateNatFlowSrcTranslation(group, id, portSet.vlan(), wanted, addressOf(flow),
                                                flow.prefixLength);
         });
     } else if (!hwActionStatus_->srcNat().addr().isZero()) {
@@ -112,14 +109,14 @@ void UmoNatFlowActionSm::updateHwTranslationDst(std::uint32_t group, bool unicas
                                                 bool portSetId2) {
     NatFlowGroupUse const use =
         translatedGroup("updateHwTranslationDst", group, unicast, portSetId2);
-    auto const &dst = inputs_.actionStatus->dst();
+    Nexo::IpAndPort const wanted = dst();
     auto const &flow = inputs_.hwMatchStatus->flow().destination;
     auto &helper = *inputs_.helper;
     // A unicast port set always has a destination translation: it carries the port set's MAC,
     // if nothing else. So there is nothing to delete for unicast.
-    if (unicast || !dst.addr().isZero()) {
+    if (unicast || !wanted.addr().isZero()) {
         forEachProgrammed(use, "Update", "dst", [&](auto const &portSet, std::uint32_t id) {
-            helper.updateNatFlowDstTranslation(group, id, portSet.vlan(), dst, addressOf(flow),
+            helper.updateNatFlowDstTranslation(group, id, portSet.vlan(), wanted, addressOf(flow),
                                                flow.prefixLength, portSet.dmac());
         });
     } else if (!hwActionStatus_->dstNat().addr().isZero()) {

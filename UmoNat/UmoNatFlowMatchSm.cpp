@@ -165,7 +165,7 @@ void UmoNatFlowMatchSm::deleteNatFlowGroups() {
     }
     auto &root = *inputs_.mcastSm;
     auto const &task = root.unprogrammedGroupTask();
-    if (!root.unprogrammedGroup().empty() && !task->taskScheduled()) {
+    if (!root.unprogrammedGroup().empty() && task && !task->taskScheduled()) {
         trace.at(9, "Scheduled unprogrammed group task");
         task->scheduleTaskDelay(root.unprogrammedGroupTaskDelay());
     }
@@ -194,6 +194,8 @@ bool UmoNatFlowMatchSm::waitsForGroups() const {
 
 bool UmoNatFlowMatchSm::handleGroupNumUpdate() {
     trace.at(2, entry("handleGroupNumUpdate"), ", flow: ", inputs_.matchStatus->flow());
+    Skimtrace::record("UmoNatFlowMatchSm::handleGroupNumUpdate policy %s match %s",
+                      {inputs_.policy, inputs_.matchStatus->name()});
     if (!initialized_) {
         return true;
     }
@@ -277,4 +279,8 @@ void UmoNatFlowMatchSm::childrenDelAll() {
     // Only now: the freeing of the groups still counts the match among the waiting.
     inputs_.mcastSm->unprogrammedGroupDel(this);
     actionSmDelAll();
+}
+
+Mox::Ptr<UmoNatFlowMatchSm> UmoNatFlowMatchSmIs(UmoNatFlowMatchSm::Inputs const &inputs) {
+    return Mox::reactorIs<UmoNatFlowMatchSm>(inputs);
 }

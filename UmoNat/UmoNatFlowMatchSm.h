@@ -86,7 +86,7 @@ class UMONAT_API UmoNatFlowMatchSm : public Mox::Reactor {
 
     [[nodiscard]] auto const &actionSm() const noexcept { return actionSm_.machines(); }
     void actionSmIs(Pelo::String const &name, UmoNatFlowActionSm::Inputs const &inputs) {
-        actionSm_.is(name, inputs);
+        actionSm_.is(name, inputs, &UmoNatFlowActionSmIs);
     }
     void actionSmDel(Pelo::String const &name) { actionSm_.del(name); }
     void actionSmDelAll() { actionSm_.delAll(); }
@@ -118,3 +118,5 @@ class UMONAT_API UmoNatFlowMatchSm : public Mox::Reactor {
     Mox::Subscription matchStatusSubscription_{*this, &UmoNatFlowMatchSm::matchStatusDispatch};
     Mox::Subscription matchSmStatusSubscription_{*this, &UmoNatFlowMatchSm::matchSmStatusDispatch};
 };
+
+Mox::Ptr<UmoNatFlowMatchSm> UmoNatFlowMatchSmIs(UmoNatFlowMatchSm::Inputs const &inputs);

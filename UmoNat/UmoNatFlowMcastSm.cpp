@@ -114,7 +114,8 @@ void UmoNatFlowMcastSm::handleNatFlowPolicy(Pelo::String const &name) {
 }
 
 void UmoNatFlowMcastSm::policySmIs(UmoNatFlowPolicySm::Inputs const &inputs) {
-    policySm_.is(inputs.policyStatus->name(), inputs);
+    Mox::assertThat(bool(inputs.policyStatus), "policyStatus()");
+    policySm_.is(inputs.policyStatus->name(), inputs, &UmoNatFlowPolicySmIs);
 }
 
 void UmoNatFlowMcastSm::addUnprogrammedGroupTask(UmoNatFlowMatchSm *matchSm) {
@@ -140,7 +141,7 @@ void UmoNatFlowMcastSm::handleUnprogrammedGroup() {
         return;
     }
     auto const &task = unprogrammedGroupTask_;
-    if (!task->taskCurrentlyRunning()) {
+    if (!task || !task->taskCurrentlyRunning()) {
         trace.at(9, "Task not running");
         return;
     }

@@ -61,8 +61,8 @@ class UMONAT_API UmoNatFlowMcastSm : public Mox::Reactor {
     void policySmDel(Pelo::String const &name) { policySm_.del(name); }
     void policySmDelAll() { policySm_.delAll(); }
 
-    /// The matches that want groups and hold none. Holds no reference; a match takes itself out
-    /// at its end.
+    /// The matches that want groups, hold none, and are to be tried again; the clean-up of any
+    /// policy forgets them all. Holds no reference; a match takes itself out at its end.
     [[nodiscard]] Mox::Set<UmoNatFlowMatchSm *> const &unprogrammedGroup() const noexcept {
         return unprogrammedGroup_;
     }

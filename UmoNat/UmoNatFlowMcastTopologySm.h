@@ -38,7 +38,7 @@ class UmoNatFlowActionSm;
 ///
 /// The sources go by subject: ...Mapping, ...Validity, ...L3, ...PortSets, ...Index, ...Backlog,
 /// ...Bridging; the nested reactors have headers of their own.
-class UmoNatFlowMcastTopologySm : public Mox::Reactor {
+class UMONAT_API UmoNatFlowMcastTopologySm : public Mox::Reactor {
   public:
     /// Each may be null, which reads as without entries.
     struct Inputs {
@@ -66,8 +66,8 @@ class UmoNatFlowMcastTopologySm : public Mox::Reactor {
     [[nodiscard]] Inputs const &inputs() const noexcept { return inputs_; }
     [[nodiscard]] bool initialized() const noexcept { return initialized_; }
 
-    /// Loads what the inputs hold and makes the backlog task. Throws std::range_error when an L3
-    /// interface has an id that is no VLAN.
+    /// Loads what the inputs hold and makes the backlog task. May throw std::range_error when it
+    /// comes upon an L3 interface whose id is no VLAN.
     void handleInitialized() override;
     void hasNotificationActiveIs(bool active) override;
 
@@ -177,8 +177,8 @@ class UmoNatFlowMcastTopologySm : public Mox::Reactor {
     void handleVlanStatus(Bridging::VlanId vlan);
     void handleFdbStatus(Bridging::Fid fid);
 
-    // The nested reactors, one for each entity followed. ...Is makes one unless it is there; its
-    // start notifies. ...Del removes one; its end notifies too.
+    // The nested reactors, one for each entity followed. ...Is makes one unless it is there;
+    // ...Del removes one. What its coming and its going notify stands with its class.
 
     [[nodiscard]] auto const &switchIntfConfig() const noexcept {
         return switchIntfConfig_.machines();

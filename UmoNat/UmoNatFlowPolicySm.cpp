@@ -61,9 +61,15 @@ void UmoNatFlowPolicySm::doCleanup() {
     trace.at(1, "UmoNatFlowPolicySm::", "doCleanup", ", policy: ", policy);
     Skimtrace::record("UmoNatFlowPolicySm::doCleanup policy %s", {policy});
     if (initialized_) {
-        inputs_.mcastSm->unprogrammedGroupTask()->stopTimerTask();
+        if (auto const &task = inputs_.mcastSm->unprogrammedGroupTask()) {
+            task->stopTimerTask();
+        }
         inputs_.mcastSm->unprogrammedGroupDelAll();
         matchSmDelAll();
         inputs_.hwStatus->natFlowDel(policy);
     }
+}
+
+Mox::Ptr<UmoNatFlowPolicySm> UmoNatFlowPolicySmIs(UmoNatFlowPolicySm::Inputs const &inputs) {
+    return Mox::reactorIs<UmoNatFlowPolicySm>(inputs);
 }

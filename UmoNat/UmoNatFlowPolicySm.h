@@ -46,7 +46,7 @@ class UMONAT_API UmoNatFlowPolicySm : public Mox::Reactor {
 
     [[nodiscard]] auto const &matchSm() const noexcept { return matchSm_.machines(); }
     void matchSmIs(Pelo::String const &name, UmoNatFlowMatchSm::Inputs const &inputs) {
-        matchSm_.is(name, inputs);
+        matchSm_.is(name, inputs, &UmoNatFlowMatchSmIs);
     }
     void matchSmDel(Pelo::String const &name) { matchSm_.del(name); }
     void matchSmDelAll() { matchSm_.delAll(); }
@@ -66,3 +66,5 @@ class UMONAT_API UmoNatFlowPolicySm : public Mox::Reactor {
 
     Mox::Subscription policyStatusSubscription_{*this, &UmoNatFlowPolicySm::policyStatusDispatch};
 };
+
+Mox::Ptr<UmoNatFlowPolicySm> UmoNatFlowPolicySmIs(UmoNatFlowPolicySm::Inputs const &inputs);

@@ -34,7 +34,7 @@ void forEachEnding(Named<State> const &before, Named<State> const &after, Visit 
 
 /// Calls `visit(status, before, after)` for each match that stays.
 template <class Visit>
-void forEachStayingMatch(Ip::Nat::Status const &status, Named<PolicyState> const &before,
+void forEachStayingMatch(Ip::Nat::Status &status, Named<PolicyState> const &before,
                          Named<PolicyState> const &after, Visit visit) {
     forEachStaying(before, after, [&](auto const &policyName, auto const &was, auto const &is) {
         auto const policy = status.natFlow(policyName);
@@ -48,11 +48,11 @@ void forEachStayingMatch(Ip::Nat::Status const &status, Named<PolicyState> const
 
 /// Calls `visit(status, after)` for each action that stays.
 template <class Visit>
-void forEachStayingAction(Ip::Nat::Status const &status, Named<PolicyState> const &before,
+void forEachStayingAction(Ip::Nat::Status &status, Named<PolicyState> const &before,
                           Named<PolicyState> const &after, Visit visit) {
     forEachStayingMatch(
         status, before, after,
-        [&](NatFlowMatchStatus const &match, MatchState const &was, MatchState const &is) {
+        [&](NatFlowMatchStatus &match, MatchState const &was, MatchState const &is) {
             forEachStaying(was.actions, is.actions,
                            [&](auto const &name, ActionState const &, ActionState const &action) {
                                visit(*match.action(name), action);
@@ -71,7 +71,7 @@ bool sameFields(NatFlowActionStatus const &status, ActionState const &action) {
 
 void removeEgress(NatFlowActionStatus &status, ActionState const &action) {
     for (auto const &[intf, nextHop] : status.intf()) {
-        if (action.egress.count(intf) == 0) {
+        if (!action.egress.contains(intf)) {
             status.intfDel(intf);
         }
     }
@@ -119,7 +119,7 @@ void setPolicy(Ip::Nat::NatFlowPolicyStatus &status, PolicyState const &policy) 
 
 } // namespace
 
-void suspendChangedActions(Ip::Nat::Status const &status, Named<PolicyState> const &before,
+void suspendChangedActions(Ip::Nat::Status &status, Named<PolicyState> const &before,
                            Named<PolicyState> const &after) {
     forEachStayingAction(status, before, after,
                          [](NatFlowActionStatus &actionStatus, ActionState const &action) {
@@ -154,7 +154,7 @@ void setNatConfig(Ip::Nat::Status &status, Named<PolicyState> const &policies) {
     }
 }
 
-void setActionVersions(Ip::Nat::Status const &status, Named<PolicyState> const &policies) {
+void setActionVersions(Ip::Nat::Status &status, Named<PolicyState> const &policies) {
     for (auto const &[policyName, policy] : policies) {
         for (auto const &[matchName, match] : policy.matches) {
             auto const matchStatus = status.natFlow(policyName)->match(matchName);

@@ -9,7 +9,7 @@
 namespace UmoAgent {
 
 /// Makes actions that stay, but whose fields will change, incomplete.
-void suspendChangedActions(Ip::Nat::Status const &status, Named<PolicyState> const &before,
+void suspendChangedActions(Ip::Nat::Status &status, Named<PolicyState> const &before,
                            Named<PolicyState> const &after);
 
 /// Removes what does not stay, from the egress interfaces up.
@@ -20,6 +20,6 @@ void removeNatConfig(Ip::Nat::Status &status, Named<PolicyState> const &before,
 void setNatConfig(Ip::Nat::Status &status, Named<PolicyState> const &policies);
 
 /// Sets the versions; all else must have been set.
-void setActionVersions(Ip::Nat::Status const &status, Named<PolicyState> const &policies);
+void setActionVersions(Ip::Nat::Status &status, Named<PolicyState> const &policies);
 
 } // namespace UmoAgent

@@ -25,55 +25,65 @@
 /// event. The reader fills it, and it is whole and valid before the agent mounts any of it.
 namespace UmoAgent {
 
-/// Elements by name, in the order in which the scenario named them first; the NAT library meets
+/// Elements by key, in the order in which the scenario named them first; the NAT library meets
 /// them in this order.
-template <class Value>
-class Named {
+template <class Key, class Value>
+class Ordered {
   public:
-    using Elements = std::vector<std::pair<Pelo::String, Value>>;
+    using Elements = std::vector<std::pair<Key, Value>>;
 
     [[nodiscard]] auto begin() const { return elements_.begin(); }
     [[nodiscard]] auto end() const { return elements_.end(); }
+    [[nodiscard]] bool empty() const { return elements_.empty(); }
     [[nodiscard]] std::size_t size() const { return elements_.size(); }
 
-    /// The element of that name, or null. Valid until one is added or erased.
-    [[nodiscard]] Value *find(Pelo::String const &name) {
-        auto const at = place(elements_, name);
+    /// The element of that key, or null. Valid until one is added or erased.
+    [[nodiscard]] Value *find(Key const &key) {
+        auto const at = place(elements_, key);
         return at == elements_.end() ? nullptr : &at->second;
     }
-    [[nodiscard]] Value const *find(Pelo::String const &name) const {
-        auto const at = place(elements_, name);
+    [[nodiscard]] Value const *find(Key const &key) const {
+        auto const at = place(elements_, key);
         return at == elements_.end() ? nullptr : &at->second;
     }
-    [[nodiscard]] bool contains(Pelo::String const &name) const { return find(name) != nullptr; }
+    [[nodiscard]] bool contains(Key const &key) const { return find(key) != nullptr; }
 
-    /// The element of that name, which must be there.
-    [[nodiscard]] Value &at(Pelo::String const &name) { return *find(name); }
+    /// The element of that key, which must be there.
+    [[nodiscard]] Value &at(Key const &key) { return *find(key); }
 
-    /// The element of that name; a new one, born in `event`, if there is none.
-    Value &findOrAdd(Pelo::String const &name, std::size_t event) {
-        Value *const present = find(name);
-        if (present != nullptr) {
-            return *present;
+    /// The element of that key; a new one, born in `event`, if there is none.
+    Value &findOrAdd(Key const &key, std::size_t event) {
+        bool const fresh = !contains(key);
+        Value &value = (*this)[key];
+        if (fresh) {
+            value.born = event;
         }
-        Value &added = elements_.emplace_back(name, Value{}).second;
-        added.born = event;
-        return added;
+        return value;
     }
 
-    void erase(Pelo::String const &name) {
-        std::erase_if(elements_, [&](auto const &element) { return element.first == name; });
+    /// The element of that key; a new one if there is none.
+    Value &operator[](Key const &key) {
+        Value *const present = find(key);
+        return present != nullptr ? *present : elements_.emplace_back(key, Value{}).second;
     }
+
+    void erase(Key const &key) {
+        std::erase_if(elements_, [&](auto const &element) { return element.first == key; });
+    }
+    void clear() { elements_.clear(); }
 
   private:
     template <class All>
-    static auto place(All &elements, Pelo::String const &name) {
+    static auto place(All &elements, Key const &key) {
         return std::find_if(elements.begin(), elements.end(),
-                            [&](auto const &element) { return element.first == name; });
+                            [&](auto const &element) { return element.first == key; });
     }
 
     Elements elements_;
 };
+
+template <class Value>
+using Named = Ordered<Pelo::String, Value>;
 
 /// Sizes of the switch chip's tables.
 struct ChipCapacity {
@@ -104,7 +114,7 @@ struct ActionState {
     Nexo::IpAndPort source{};
     Nexo::IpAndPort destination{};
     Place destinationSetAt{};
-    std::map<Nexo::IntfId, EgressState> egress;
+    Ordered<Nexo::IntfId, EgressState> egress;
     std::uint32_t version = 1;
 };
 

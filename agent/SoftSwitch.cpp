@@ -1,5 +1,7 @@
 #include "agent/SoftSwitch.h"
 
+#include "agent/PrintText.h"
+
 #include <ostream>
 #include <sstream>
 
@@ -23,12 +25,6 @@ SoftSwitch::PortSet portSetOf(Ip::Nat::NatFlowPortSet const &ps) {
         portSet.interfaces.push_back(intf);
     }
     return portSet;
-}
-
-void printIntfs(std::ostream &out, Ip::Nat::NatFlowPortSet const &ps) {
-    for (Nexo::IntfId const intf : ps.intf()) {
-        out << ' ' << intf;
-    }
 }
 
 } // namespace
@@ -157,7 +153,9 @@ SoftSwitch::updateNatFlowVlanPortSet(std::uint32_t groupId, std::uint32_t portSe
         out << "group " << groupId << ", port set " << portSetId;
         if (ps) {
             out << ", VLAN " << ps->vlan() << ", dmac " << ps->dmac() << ", interfaces";
-            printIntfs(out, *ps);
+            for (Nexo::IntfId const intf : ps->intf()) {
+                printInterface(out << ' ', intf);
+            }
         }
     });
     Group *const group = groupOf(call, groupId);

@@ -216,7 +216,7 @@ void StateRemover::egress(Node const &node, ActionState &action) {
     elements<Nexo::IntfId>(
         node, {"an egress interface of the action",
                [&](Node const &key) { return values_.interfaceName(key); },
-               [&](Nexo::IntfId const &intf) { return action.egress.count(intf) != 0; },
+               [&](Nexo::IntfId const &intf) { return action.egress.contains(intf); },
                [&](Nexo::IntfId const &intf, Node const &) { action.egress.erase(intf); },
                [&](Nexo::IntfId const &intf, Node const &value) {
                    nextHop(value, action.egress[intf]);

@@ -21,6 +21,7 @@ class PLATFORM_API FdbStatus final : public Mox::Entity {
     MOX_VALUES(Nexo::EthAddr, LearnedHost, learnedHost)
 };
 
+/// The forwarding databases, in the order in which they came.
 class PLATFORM_API Status final : public Mox::Entity {
     MOX_CHILDREN(Fid, FdbStatus, fdbStatus)
 };

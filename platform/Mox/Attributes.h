@@ -26,6 +26,9 @@
 /// |                                 | points to it or is null                                 |
 /// | MOX_SET(Key, x)                 | x(): the set; xIs(key); xDel(key); xDelAll()            |
 ///
+/// A const entity gives out its children as const, when asked for one by key. Whoever changes an
+/// entity holds it: a subscriber may drop the last other reference.
+///
 /// Each also declares `xAttribute`, by which subscribers tell the attribute from others. An
 /// element is published after it was added, changed or taken out, and before one that was taken
 /// out is released.
@@ -138,7 +141,11 @@ void elementDelAll(Set<Key> &set, Publish publish) {
     }
 
 #define MOX_CHILDREN(Key, Child, x)                                                                \
-    MOX_ANY_COLLECTION(Key, x) [[nodiscard]] Mox::Ptr<Child> x(Key const &key) const {             \
+    MOX_ANY_COLLECTION(Key, x)                                                                     \
+    [[nodiscard]] Mox::Ptr<Child const> x(Key const &key) const {                                  \
+        return Mox::AttributeWork::child(x##_, key);                                               \
+    }                                                                                              \
+    [[nodiscard]] Mox::Ptr<Child> x(Key const &key) {                                              \
         return Mox::AttributeWork::child(x##_, key);                                               \
     }                                                                                              \
     Mox::Ptr<Child> x##Is(Key const &key) {                                                        \

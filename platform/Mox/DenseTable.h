@@ -33,9 +33,12 @@ class DenseTable {
         }
         walkers_ = nullptr;
         // A record's destructor may look into the table: it finds it empty already.
-        std::vector<Place> const released(std::move(places_));
+        std::vector<Place> released(std::move(places_));
         index_.reset();
         live_ = 0;
+        for (Place &place : released) { // in order, which a vector's own end leaves open
+            Record const last(std::move(place.record));
+        }
     }
 
     [[nodiscard]] std::size_t size() const noexcept { return live_; }
@@ -175,7 +178,9 @@ class DenseTable {
     [[nodiscard]] std::size_t capacity() const noexcept {
         return index_ == nullptr ? kSmall : indexSize_ / 2;
     }
-    [[nodiscard]] std::uint32_t indexMask() const noexcept { return indexSize_ - 1; }
+    [[nodiscard]] std::uint32_t indexMask() const noexcept {
+        return indexSize_ - 1;
+    }
     [[nodiscard]] std::uint32_t indexEntry(std::uint32_t hash, std::size_t place) const noexcept {
         return (hash & ~indexMask()) | (static_cast<std::uint32_t>(place) + kFirstPosition);
     }
@@ -223,6 +228,10 @@ class DenseTable {
 
     /// Closes up the dead places and sizes the index for half as many records again.
     void rebuild() {
+        std::uint32_t const indexSize =
+            live_ < kSmall ? 0 : static_cast<std::uint32_t>(std::bit_ceil(live_ * 3));
+        // The one step that can fail comes first.
+        auto index = indexSize == 0 ? nullptr : std::make_unique<std::uint32_t[]>(indexSize);
         for (Walker *walker = walkers_; walker != nullptr; walker = walker->nextWalker_) {
             std::size_t liveBefore = 0;
             for (std::size_t i = 0; i < walker->next_; ++i) {
@@ -234,14 +243,9 @@ class DenseTable {
         if (places_.capacity() / 4 > places_.size()) {
             places_.shrink_to_fit();
         }
-        if (live_ < kSmall) {
-            index_.reset();
-            indexSize_ = 0;
-            return;
-        }
-        indexSize_ = static_cast<std::uint32_t>(std::bit_ceil(live_ * 3));
-        index_ = std::make_unique<std::uint32_t[]>(indexSize_);
-        for (std::size_t i = 0; i < places_.size(); ++i) {
+        index_ = std::move(index);
+        indexSize_ = indexSize;
+        for (std::size_t i = 0; index_ != nullptr && i < places_.size(); ++i) {
             enterIndex(places_[i].hash, i);
         }
     }

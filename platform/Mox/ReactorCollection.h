@@ -1,8 +1,10 @@
 #pragma once
 
+#include "Mox/Assert.h"
 #include "Mox/Collection.h"
 #include "Mox/Ptr.h"
 #include "Mox/Reactor.h"
+#include "Pelo/Export.h"
 
 #include <stdexcept>
 
@@ -10,7 +12,7 @@ namespace Mox {
 
 /// Thrown when a child is asked for under a key that exists, but with other inputs. A child's
 /// inputs are fixed for its life: the old one has to be removed first.
-class MutatorReinstantiatingException final : public std::logic_error {
+class PLATFORM_API MutatorReinstantiatingException final : public std::logic_error {
   public:
     MutatorReinstantiatingException()
         : std::logic_error("child state machine exists with other inputs under the same key") {}
@@ -26,16 +28,19 @@ class ReactorCollection {
     [[nodiscard]] Machines const &machines() const noexcept { return machines_; }
 
     /// The child of `key`: the one that is there, or else a new one, started and then inserted.
-    /// (`Child` is `Sm`, spelled so that an owner may declare its children before their class is
-    /// complete.)
-    template <class Child = Sm> Ptr<Sm> is(Key const &key, typename Child::Inputs const &inputs) {
+    /// Made with `make`. (`Child` is `Sm`, spelled so that an owner may declare its children before
+    /// their class is complete.)
+    template <class Child = Sm>
+    Ptr<Sm> is(Key const &key, typename Child::Inputs const &inputs,
+               Ptr<Sm> (*make)(typename Child::Inputs const &) = &reactorIs<Child>) {
         if (Ptr<Sm> const *present = machines_.find(key)) {
             if (!((*present)->inputs() == inputs)) {
                 throw MutatorReinstantiatingException();
             }
             return *present;
         }
-        Ptr<Sm> const machine = reactorIs<Sm>(inputs);
+        Ptr<Sm> const machine = make(inputs);
+        assertThat(machines_.find(key) == nullptr, "machines_.find(key) == nullptr");
         machines_.insert(key, machine);
         return machine;
     }

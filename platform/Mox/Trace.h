@@ -34,9 +34,10 @@ class PLATFORM_API TraceHandle {
     [[nodiscard]] char const *name() const noexcept { return name_; }
     [[nodiscard]] bool on(int level) const noexcept { return ((levels_ >> level) & 1U) != 0; }
 
-    /// Writes the pieces, each by its stream operator, as one message if `level` is on.
+    /// Writes the pieces, each by its stream operator, as one message if `level` is on. An
+    /// exception on the way ends the process: a trace must not change what the traced code does.
     template <class... Pieces>
-    void at(int level, Pieces const &...pieces) const {
+    void at(int level, Pieces const &...pieces) const noexcept {
         if (on(level)) [[unlikely]] {
             std::ostringstream text;
             text << std::boolalpha;
@@ -50,7 +51,7 @@ class PLATFORM_API TraceHandle {
     void write(int level, std::string const &text) const;
 
     char const *name_;
-    unsigned levels_ = 0; // bit n: level n
+    mutable unsigned levels_ = 0; // bit n: level n; handles are const to those who trace
 };
 
 /// Sets the levels of trace handles, present and future, from a text such as

@@ -5,7 +5,9 @@
 namespace Vyr {
 
 Time timeOf(Mox::Seconds delay) noexcept {
-    return std::max(Time::zero(), std::chrono::round<Time>(delay));
+    constexpr Mox::Seconds kLongest(std::chrono::hours(24 * 365 * 100));
+    return delay > Mox::Seconds::zero() ? std::chrono::round<Time>(std::min(delay, kLongest))
+                                        : Time::zero();
 }
 
 Clock::~Clock() = default;

@@ -12,7 +12,8 @@ namespace Vyr {
 /// up exactly.
 using Time = std::chrono::nanoseconds;
 
-/// A delay in the scheduler's own unit, rounded to the nanosecond; a negative one is none.
+/// A delay in the scheduler's own unit, rounded to the nanosecond. A negative delay, or none that
+/// is a number, is none; one of more than a century is a century.
 [[nodiscard]] PLATFORM_API Time timeOf(Mox::Seconds delay) noexcept;
 
 /// What the scheduler takes the time from. Never goes back.

@@ -62,7 +62,7 @@ class PLATFORM_API Task : public Mox::Entity {
 /// A task that runs once after a delay.
 class PLATFORM_API TimerTask final : public Task {
   public:
-    /// `priority` is kept for the statistics: tasks that are due run in the order of due time.
+    /// `priority` is for whoever asks: tasks that are due run in the order of due time.
     TimerTask(Mox::Ptr<TaskScheduler> scheduler, unsigned priority, Pelo::String name);
 
     /// Runs the task once after `delay`, instead of the run that was pending.

@@ -65,6 +65,7 @@ void changeEverything(MappedSwitch &sw) {
     sw.vlanStatusDir->vlanStatusDelAll();
     sw.bridgingStatus->fdbStatusDelAll();
     sw.ipStatus->ipIntfStatusDelAll();
+    sw.ipStatus->ipIntfStatusIs(intfOf("Loopback0"));
 }
 
 } // namespace
