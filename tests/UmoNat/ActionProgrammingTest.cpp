@@ -125,11 +125,26 @@ TEST(ActionReset, TakesOutByFlowTypeAndNumberOfGroups) {
         sw.takeCalls();
         sw.machine().resetHwGroups();
         EXPECT_THAT(sw.takeCalls(), ElementsAreArray(c.calls));
-        EXPECT_FALSE(sw.hwAction()->vlanPortSets());
-        EXPECT_EQ(sw.hwAction()->srcNat(), Nexo::IpAndPort());
-        EXPECT_EQ(sw.hwAction()->srcLen() + sw.hwAction()->dstLen(), 0U);
-        EXPECT_EQ(sw.hwAction()->flowType(), type);
+        auto const hwAction = sw.hwAction();
+        EXPECT_FALSE(hwAction->vlanPortSets());
+        for (Nexo::IpAndPort const &address :
+             {hwAction->srcNat(), hwAction->srcFlow(), hwAction->dstNat(), hwAction->dstFlow()}) {
+            EXPECT_EQ(address, Nexo::IpAndPort());
+        }
+        EXPECT_EQ(hwAction->srcLen() + hwAction->dstLen(), 0U);
+        EXPECT_EQ(hwAction->flowType(), type);
     }
+}
+
+TEST(ActionReset, WithoutDestinationAndWithOneGroupTakesOutUnicastAlone) {
+    ActionSwitch sw(kUnicast); // the flow type of the last pass is what counts
+    sw.action("", "", {{"Vlan10", kHostA}});
+    sw.hwAction()->flowTypeIs(Ip::Nat::natFlowTypeNone);
+    sw.repeatPass();
+    ASSERT_EQ(sw.hwAction()->vlanPortSets()->mcastPortSet().size(), 1U);
+    sw.takeCalls();
+    sw.machine().resetHwGroups();
+    EXPECT_THAT(sw.takeCalls(), ElementsAre(deletedPortSet(1, 1), deletedDestination(1, 1)));
 }
 
 TEST(ActionReset, LeavesAnIncompleteActionAsItIs) {
@@ -184,6 +199,38 @@ TEST(ActionPortSets, LaterPassesProgramTheDifferencesAlone) {
     sw.action("", kSource, {{"Vlan20", kHostA}});
     EXPECT_THAT(sw.takeCalls(),
                 ElementsAre(deletedPortSet(1, 1), deletedSource(1, 1), deletedDestination(1, 1)));
+}
+
+TEST(ActionPortSets, ThatJoinWhileTheAddressesChangeGetTheOldOnesFirst) {
+    ActionSwitch sw(kMulticast);
+    sw.action(kMulticast, "", {{"Vlan10", kHostA}});
+    sw.takeCalls();
+    sw.action("239.9.9.8:7000", kSource, {{"Vlan10", kHostA}, {"Vlan20", kHostA}});
+    EXPECT_THAT(sw.takeCalls(),
+                ElementsAre(updatedPortSet(1, 0), HasSubstr("becomes 239.9.9.9:7000"),
+                            HasSubstr("becomes 0.0.0.0:0"), updatedSource(1, 1),
+                            updatedSource(1, 2), HasSubstr("becomes 239.9.9.8:7000"),
+                            HasSubstr("becomes 239.9.9.8:7000")));
+    sw.action("", "", {{"Vlan10", kHostA}, {"Vlan20", kHostA}, {"Ethernet1", kHostA}});
+    EXPECT_THAT(sw.takeCalls(), Not(Contains(HasSubstr("update")))); // Ethernet1's VLAN is invalid
+}
+
+TEST(ActionPortSets, AreRegisteredUnderWhatTheLastComputationDependedOn) {
+    ActionSwitch sw(kUnicast);
+    auto const &topologySm = *sw.root->topologySm();
+    sw.action("", "", {{"Vlan10", kHostA}});
+    sw.action("", "", {{"Vlan20", kHostA}});
+    EXPECT_FALSE(topologySm.actionVlan(10));
+    EXPECT_TRUE(topologySm.actionVlan(20));
+    sw.action("", "", {});
+    sw.takeCalls();
+    sw.ipStatus->ipIntfStatus(Nexo::IntfId("Vlan10"))->routingIs(false); // recirculation moves
+    sw.runFor(0.1);
+    EXPECT_THAT(sw.takeCalls(), ElementsAre(deletedPortSet(1, 3), deletedDestination(1, 3),
+                                            updatedPortSet(1, 0), updatedDestination(1, 4)));
+    EXPECT_TRUE(sw.hwAction()->vlanPortSets()->ucastPortSet(20));
+    sw.action("", "", {{"Vlan20", kHostA}});
+    EXPECT_TRUE(topologySm.actionRecirc().empty());
 }
 
 TEST(ActionPortSets, OfAMulticastActionTakeADestinationTranslationOnlyIfThereIsOne) {
@@ -274,6 +321,8 @@ TEST(ActionPortSets, HaveTheMacOfTheFirstPhysicalNextHopInTheVlan) {
         EXPECT_EQ(portSet->intf().size(), 2U);
         EXPECT_FALSE(portSet->intf().contains(Nexo::IntfId("Ethernet2")));
     }
+    EXPECT_EQ(sw.hwAction()->vlanPortSets()->mcastPortSet(1)->dmac(),
+              Nexo::EthAddr::parse("01:00:5e:00:00:00"));
     EXPECT_DEATH(sw.action("", "", {{"Ethernet1", ""}}),
                  "iter->mac\\(\\) != Nexo::EthAddr::ethAddrZero\\(\\)");
 }
@@ -293,9 +342,18 @@ TEST(ActionTranslations, FollowTheAddressesAndNothingElse) {
     EXPECT_THAT(sw.takeCalls(),
                 ElementsAre("updateNatFlowSrcTranslation(group 1, port set 1, VLAN 10, source "
                             "10.1.0.0:5000 within 16 bits becomes 10.9.9.8:5001) -> true"));
+    sw.portState(10, "Ethernet2", PortState::blocking); // not looked at by a change of the flow
     flow.source.prefixLength = 24;
     match->flowIs(flow);
     EXPECT_THAT(sw.takeCalls(), ElementsAre(updatedSource(1, 1)));
+    flow.source.port = 5001;
+    flow.destination.port = 5001;
+    match->flowIs(flow);
+    EXPECT_THAT(sw.takeCalls(), ElementsAre(updatedSource(1, 1), updatedDestination(1, 1)));
+    flow.destination.prefixLength = 24;
+    match->flowIs(flow);
+    EXPECT_THAT(sw.takeCalls(), ElementsAre(updatedDestination(1, 1)));
+    sw.portState(10, "Ethernet2", PortState::forwarding);
     sw.action("", "", {{"Vlan10", kHostA}}); // still multicast, by the flow
     EXPECT_THAT(sw.takeCalls(), ElementsAre(deletedSource(1, 1), deletedDestination(1, 1)));
     EXPECT_TRUE(sw.hwAction()->srcNat().addr().isZero());
@@ -339,6 +397,19 @@ TEST(ActionLifecycle, WaitsForItsVersionAndKeepsItsRecordIfItNeverGotOne) {
     sw.action("", "", {});
     sw.removeAction("p", "m", "a");
     EXPECT_FALSE(sw.hwAction());
+}
+
+TEST(ActionLifecycle, TakesItselfOutOfGroupsThatOthersGoOnUsing) {
+    ActionSwitch sw(kUnicast);
+    sw.action("", kSource, {{"Vlan10", kHostA}});
+    sw.NatSwitch::action("p", "m", "b", "", "", {{"Vlan10", kHostA}});
+    sw.takeCalls();
+    TestSupport::TraceRecorder traces("UmoNatFlowMcastTopologySm/4");
+    sw.removeAction("p", "m", "a");
+    EXPECT_THAT(sw.takeCalls(),
+                ElementsAre(deletedPortSet(1, 1), deletedSource(1, 1), deletedDestination(1, 1)));
+    EXPECT_THAT(traces.messages,
+                ElementsAre(EndsWith("delActionSm, policy: p, match: m, action: a")));
 }
 
 TEST(ActionLifecycle, ResetsByTheOldFlowTypeBeforeTheNewIsRecorded) {

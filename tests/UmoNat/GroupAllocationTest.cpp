@@ -70,7 +70,14 @@ TEST(GroupCount, ChangesAsActionsComeAndGo) {
                             HasSubstr("updateNatFlowDstTranslation")));
     sw.nat->natFlow("p")->match("m")->actionIs("untyped");
     EXPECT_EQ(sw.groups("p", "m"), "2:4/5");
-    EXPECT_THAT(sw.takeCalls(), Contains(deleted(3)));
+    // Told of the number, the action takes itself out before the group goes.
+    EXPECT_THAT(sw.takeCalls(),
+                ElementsAre("deleteNatFlowVlanPortSet(group 3, port set 1)",
+                            "deleteNatFlowDstTranslation(group 3, port set 1)", deleted(3),
+                            createdUnicast(4), createdOne(5), HasSubstr("group 4, port set 0"),
+                            HasSubstr("group 5, port set 0"), HasSubstr("group 4, port set 2"),
+                            HasSubstr("group 5, port set 3")));
+    EXPECT_DEATH(sw.matchSm("p", "m").createNatFlowGroups(3), "groups == 2");
     sw.removeAction("p", "m", "untyped");
     EXPECT_EQ(sw.groups("p", "m"), "1:6/6");
     sw.takeCalls();
@@ -123,7 +130,7 @@ TEST(Tree, AnotherInputUnderTheKeyOfALivingChildIsRefused) {
     EXPECT_THROW(sw.root->policySmIs(inputs), Mox::MutatorReinstantiatingException);
 }
 
-TEST(Tree, StaleStatusIsWipedBottomUpBeforeAnyPolicyIsSeen) {
+TEST(Tree, StaleStatusIsWipedPortSetsIncludedBeforeAnyPolicyIsSeen) {
     NatSwitch sw;
     auto const portSets = Ip::Nat::natFlowVlanPortSetsFactory();
     portSets->ucastPortSetIs(10);
@@ -146,7 +153,6 @@ TEST(Tree, TeardownRunsTopDown) {
     sw.start();
     sw.takeCalls();
     TestSupport::TraceRecorder traces("UmoNatFlow*/1");
-    std::vector<std::string> const before = traces.messages;
     sw.stop();
     EXPECT_THAT(
         traces.messages,
@@ -158,42 +164,88 @@ TEST(Tree, TeardownRunsTopDown) {
 }
 
 TEST(Tree, AFailedStartLeavesNothingBehind) {
-    NatSwitch sw;
-    sw.match("p", "m", "239.1.1.1:1");
-    sw.action("p", "m", "a");
-    // An L3 interface whose id is no VLAN: the start of the topology machine throws.
-    sw.l3Table->intfL3IndexIs(Nexo::IntfId("Ethernet1"), UmoL3Intf::L3Id(5000));
-    EXPECT_THROW(sw.start(), std::range_error);
-    EXPECT_TRUE(sw.hw->natFlow().empty());
-    EXPECT_THAT(sw.takeCalls(), IsEmpty());
-    sw.nat->natFlowIs("q"); // nobody listens any more
-    EXPECT_TRUE(sw.hw->natFlow().empty());
+    // The start of the topology machine throws at an L3 interface whose id is no VLAN, that of an
+    // action at a next hop in such a VLAN, after its match and another action were programmed.
+    for (bool const inAction : {false, true}) {
+        NatSwitch sw;
+        sw.vlan(10, {"Ethernet1"});
+        sw.match("p", "m", "239.1.1.1:1");
+        sw.action("p", "m", "good", "", "", {{"Vlan10", "00:00:00:00:00:01"}});
+        if (inAction) {
+            auto const bad = sw.nat->natFlow("p")->match("m")->actionIs("bad");
+            bad->intfIs(Nexo::IntfId("Ethernet1"), {5000, Nexo::EthAddr()});
+            bad->versionIs(1);
+        } else {
+            sw.l3Table->intfL3IndexIs(Nexo::IntfId("Ethernet9"), UmoL3Intf::L3Id(5000));
+            sw.ipStatus->ipIntfStatusIs(Nexo::IntfId("Ethernet9"));
+        }
+        EXPECT_THROW(sw.start(), std::range_error);
+        EXPECT_EQ(sw.takeCalls().empty(), !inAction);
+        EXPECT_EQ(sw.chip->groupsInUse(), 0U);
+        EXPECT_TRUE(sw.hw->natFlow().empty());
+        sw.nat->natFlowIs("q"); // nobody listens any more
+        EXPECT_TRUE(sw.hw->natFlow().empty());
+    }
 }
 
-TEST(Traces, OfAnAllocationReadAsOneStory) {
+TEST(Traces, OfAMatchsLifeReadAsOneStory) {
+    NatSwitch sw;
+    TestSupport::TraceRecorder traces("UmoNatFlowMcastSm/1-9,UmoNatFlowPolicySm/1-9,"
+                                      "UmoNatFlowMatchSm/1-9");
+    sw.match("p", "m", "239.1.1.1:1")->actionIs("a");
+    sw.start();
+    sw.nat->natFlowDel("p");
+    std::string story;
+    for (std::string const &message : traces.messages) {
+        story += message.substr(message.find('/') + 1) + "\n";
+    }
+    std::string const evaluated = "2 UmoNatFlowMatchSm::handleGroupNumUpdate, policy: p, match: m"
+                                  ", flow: 0.0.0.0/0:0 -> 239.1.1.1/32:1\n";
+    EXPECT_EQ(story,
+              "1 NatFlowMcastSm::handleInitialized\n"
+              "2 UmoNatFlowMcastSm::handleNatFlowPolicy, policy: p\n"
+              "2 Create policySm\n"
+              "1 UmoNatFlowPolicySm::handleInitialized, policy: p\n"
+              "2 UmoNatFlowPolicySm::handleNatFlowMatch, policy: p, match: m\n"
+              "2 Create matchSm\n"
+              "1 UmoNatFlowMatchSm::handleInitialized, policy: p, match: m\n" +
+                  evaluated +
+                  "2 UmoNatFlowMatchSm::handleNatFlow, policy: p, match: m"
+                  ", flow: 0.0.0.0/0:0 -> 239.1.1.1/32:1\n" +
+                  evaluated +
+                  "2 Current groups num: 0, new: 1\n"
+                  "2 UmoNatFlowMatchSm::deleteNatFlowGroups, policy: p, match: m\n"
+                  "2 UmoNatFlowMatchSm::createNatFlowGroups, policy: p, match: m, groups: 1\n"
+                  "2 Create single group for match m\n"
+                  "2 Group id: 1\n"
+                  "2 UmoNatFlowMatchSm::handleNatFlowAction, policy: p, match: m, action: a\n" +
+                  evaluated +
+                  "2 Current groups num: 1, new: 1\n"
+                  "2 Create actionSm\n"
+                  "2 UmoNatFlowMcastSm::handleNatFlowPolicy, policy: p\n"
+                  "2 Delete policySm\n"
+                  "1 UmoNatFlowPolicySm::doCleanup, policy: p\n"
+                  "1 UmoNatFlowMatchSm::doCleanup, policy: p, match: m\n"
+                  "2 UmoNatFlowMatchSm::deleteNatFlowGroups, policy: p, match: m\n"
+                  "2 Delete unicast group 1 for match m\n");
+}
+
+TEST(Traces, OfARefusedPairEndWithTheFailure) {
     NatSwitch sw({.groups = 1});
     sw.start();
     sw.match("p", "m");
-    TestSupport::TraceRecorder traces("UmoNatFlowMatchSm/2,UmoNatFlowMcastSm/1-9");
+    TestSupport::TraceRecorder traces("UmoNatFlowMatchSm/2-9,UmoNatFlowMcastSm/1-9");
     auto const action = sw.nat->natFlow("p")->match("m")->actionIs("a");
-    EXPECT_THAT(
-        traces.messages,
-        ElementsAre(
-            "UmoNatFlowMatchSm/2 UmoNatFlowMatchSm::handleNatFlowAction, policy: p, match: m"
-            ", action: a",
-            "UmoNatFlowMatchSm/2 UmoNatFlowMatchSm::handleGroupNumUpdate, policy: p, match: m"
-            ", flow: 0.0.0.0/0:0 -> 0.0.0.0/0:0",
-            "UmoNatFlowMatchSm/2 Current groups num: 0, new: 2",
-            "UmoNatFlowMatchSm/2 UmoNatFlowMatchSm::deleteNatFlowGroups, policy: p, match: m",
-            "UmoNatFlowMatchSm/2 UmoNatFlowMatchSm::createNatFlowGroups, policy: p, match: m"
-            ", groups: 2",
-            "UmoNatFlowMatchSm/2 Create unicast group for match m",
-            "UmoNatFlowMatchSm/2 Unicast group id: 1",
-            "UmoNatFlowMatchSm/2 Create multicast group for match m",
-            "UmoNatFlowMatchSm/2 Multicast group id: 0",
-            "UmoNatFlowMatchSm/2 Failed to allocate group(s)",
-            "UmoNatFlowMcastSm/9 UmoNatFlowMcastSm::addUnprogrammedGroupTask",
-            "UmoNatFlowMatchSm/2 Create actionSm"));
+    EXPECT_THAT(traces.messages,
+                testing::IsSupersetOf({"UmoNatFlowMatchSm/2 Create unicast group for match m",
+                                       "UmoNatFlowMatchSm/2 Unicast group id: 1",
+                                       "UmoNatFlowMatchSm/2 Create multicast group for match m",
+                                       "UmoNatFlowMatchSm/2 Multicast group id: 0",
+                                       "UmoNatFlowMatchSm/2 Failed to allocate group(s)",
+                                       "UmoNatFlowMcastSm/9 UmoNatFlowMcastSm::"
+                                       "addUnprogrammedGroupTask"}));
+    sw.nat->natFlow("p")->match("m")->actionDel("a");
+    EXPECT_THAT(traces.messages, Contains("UmoNatFlowMatchSm/9 Scheduled unprogrammed group task"));
     sw.groupsLeft = 1; // the half that was allocated
 }
 

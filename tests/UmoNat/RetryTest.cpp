@@ -45,6 +45,14 @@ TEST(Retry, RunsTenSecondsAfterGroupsWereFreedAndNotForARefusalAlone) {
     EXPECT_FALSE(sw.scheduler->nextDue());
 }
 
+TEST(Retry, IsScheduledByTheFirstEvaluationOfAnyMatchWhileAnotherWaits) {
+    FullSwitch sw;
+    sw.oneGroup("p", "waits");
+    EXPECT_FALSE(sw.scheduler->nextDue());
+    sw.oneGroup("p", "new");
+    EXPECT_EQ(sw.scheduler->nextDue(), std::chrono::seconds(10));
+}
+
 TEST(Retry, ServesInOrderOfWaitingAndStopsAtTheFirstRefusal) {
     FullSwitch sw;
     for (char const *name : {"m1", "m2", "m3"}) {
