@@ -146,8 +146,8 @@ void UmoNatFlowActionSm::updateHwPortSetGroup(Mox::Ptr<Ip::Nat::NatFlowVlanPortS
     }
 }
 
-/// Deletes a port set of a group with its translations. A unicast port set always has a
-/// destination translation, which carries its MAC; the others have one if one is recorded.
+/// Deletes a port set of a group with its translations. A unicast port set has a destination
+/// translation for its MAC, whatever is recorded; a multicast one has one if one is recorded.
 void UmoNatFlowActionSm::deletePortSet(NatFlowGroupUse const &use, std::uint32_t id) {
     auto &helper = *inputs_.helper;
     helper.deleteNatFlowVlanPortSet(use.group, id);

@@ -112,8 +112,8 @@ void UmoNatFlowActionSm::updateHwTranslationDst(std::uint32_t group, bool unicas
     Nexo::IpAndPort const wanted = dst();
     auto const &flow = inputs_.hwMatchStatus->flow().destination;
     auto &helper = *inputs_.helper;
-    // A unicast port set always has a destination translation: it carries the port set's MAC,
-    // if nothing else. So there is nothing to delete for unicast.
+    // For unicast the translation carries the port set's MAC, if nothing else. So it is never
+    // deleted, but programmed without a translated address.
     if (unicast || !wanted.addr().isZero()) {
         forEachProgrammed(use, "Update", "dst", [&](auto const &portSet, std::uint32_t id) {
             helper.updateNatFlowDstTranslation(group, id, portSet.vlan(), wanted, addressOf(flow),

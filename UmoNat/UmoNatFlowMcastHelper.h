@@ -14,7 +14,8 @@ namespace UmoHelper {
 
 /// The only way to the forwarding hardware. The agent derives a class for its switch chip and
 /// passes one object of it to the root factory, where all state machines share it; the defaults
-/// below do nothing, so that the library also runs with no hardware behind it.
+/// below do nothing and refuse every group, so that the library also runs with no hardware behind
+/// it.
 ///
 /// A group holds port sets, identified within the group; a port set may have one source and one
 /// destination translation. All calls come from the event loop's thread. Failure is reported
@@ -39,7 +40,8 @@ class UMONAT_API UmoNatFlowMcastHelper : public Mox::Entity {
                                     std::uint32_t groupId);
 
     /// Programs a port set: a new one if `portSetId` is 0, else in the place of that one. Returns
-    /// the identifier it has from now on, never 0. `ps` may be kept; it does not change once it
+    /// the identifier it has from now on, never 0 (the default's 0 is right only where no group is
+    /// handed out). `ps` may be kept; it does not change once it
     /// has been replaced by a later one.
     virtual std::uint32_t
     updateNatFlowVlanPortSet(std::uint32_t groupId, std::uint32_t portSetId,
