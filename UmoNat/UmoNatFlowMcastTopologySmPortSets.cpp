@@ -6,7 +6,7 @@ namespace {
 /// The port set of `vlan` in `vps`, made if it is not there.
 Mox::Ptr<Ip::Nat::NatFlowPortSet> portSetIs(Ip::Nat::NatFlowVlanPortSets &vps, std::uint16_t vlan,
                                             bool unicast) {
-    auto const ps = unicast ? vps.ucastPortSetIs(vlan) : vps.mcastPortSetIs(vlan);
+    auto ps = unicast ? vps.ucastPortSetIs(vlan) : vps.mcastPortSetIs(vlan);
     Mox::assertThat(bool(ps), "ps");
     return ps;
 }

@@ -37,7 +37,7 @@ class DenseTable {
         index_.reset();
         live_ = 0;
         for (Place &place : released) { // in order, which a vector's own end leaves open
-            Record const last(std::move(place.record));
+            [[maybe_unused]] Record const last(std::move(place.record));
         }
     }
 

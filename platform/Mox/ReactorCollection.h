@@ -39,7 +39,7 @@ class ReactorCollection {
             }
             return *present;
         }
-        Ptr<Sm> const machine = make(inputs);
+        Ptr<Sm> machine = make(inputs);
         assertThat(machines_.find(key) == nullptr, "machines_.find(key) == nullptr");
         machines_.insert(key, machine);
         return machine;
