@@ -135,7 +135,7 @@ void NatStateReader::nextHop(Node const &node, Nexo::IntfId intf,
         }
     };
     auto const mac = [&](Node const &value) {
-        nextHop.mac = values_.mac(value).value_or(kUnreadableMac);
+        nextHop.mac = values_.stationMac(value).value_or(kUnreadableMac);
     };
     nodes_.fields(node, "a mapping with vlan and mac", {{"vlan", vlan}, {"mac", mac}});
 }

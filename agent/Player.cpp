@@ -59,7 +59,7 @@ Player::Player(PlayOptions options, std::ostream &out, std::ostream &errors)
       })) {
     if (options.showCalls) {
         chip_->callLogIs([this](std::string const &line) {
-            out_ << stamp(time_->now()) << ' ' << line << '\n';
+            out_ << stamp(time_->now()) << ' ' << line << std::endl; // seen even if it is the last
         });
     }
 }
@@ -74,7 +74,7 @@ ExitStatus Player::play(Scenario const &scenario) {
     time_->playUntil(std::max(scenario.end.value_or(Vyr::Time{}), time_->now()));
     root_ = nullptr;
     out_ << stamp(time_->now()) << " end of the scenario, NAT is shut down\n";
-    printChipUse(out_, *chip_);
+    printChip(out_, *chip_); // with what is left in it
     out_.flush();
     bool const clean = chip_->contractErrors() == 0 && chip_->groupsInUse() == 0;
     return clean ? ExitStatus::good : ExitStatus::faulty;
@@ -115,6 +115,9 @@ void Player::print(Printout printout) {
         break;
     case Printout::groups:
         printGroups(out_, *root_, *state_.hwStatus());
+        break;
+    case Printout::table:
+        printTable(out_, state_.hwStatus());
         break;
     }
 }

@@ -14,6 +14,11 @@ namespace UmoAgent {
 /// translations and port sets.
 void printTree(std::ostream &out, Ip::Nat::HwNatFlowStatus const &status);
 
+/// What the switch answers to showNatFlowActionHw: a line for each programmed action, VLAN and
+/// interface; nothing when nothing is programmed. Throws std::system_error if the system has no
+/// room for a temporary file.
+void printTable(std::ostream &out, Mox::Ptr<Ip::Nat::HwNatFlowStatus> const &status);
+
 /// The switch chip: a line about its use, then its groups with what is in them.
 void printChip(std::ostream &out, SoftSwitch const &chip);
 

@@ -27,31 +27,43 @@ Place latestCause(MatchState const &match, ActionState const &action, EgressStat
     return latest;
 }
 
-void checkAction(MatchState const &match, Pelo::String const &name, ActionState const &action,
+char const *whyMacsAreNeeded(Ip::Nat::NatFlowType type) {
+    switch (type) {
+    case Ip::Nat::natFlowTypeUnicast:
+        return "one, as this is a unicast flow";
+    case Ip::Nat::natFlowTypeNone:
+        return "one, as this is a flow without destination address";
+    case Ip::Nat::natFlowTypeMulticast:
+        break;
+    }
+    return "one, as the flow of this action was not always a multicast one";
+}
+
+/// While a match waits for other groups, its actions may go by the flow type that they had. So an
+/// action that ever needed MAC addresses needs them as long as it is there.
+void checkAction(MatchState const &match, Pelo::String const &name, ActionState &action,
                  std::size_t event, ScenarioErrors &errors) {
     Ip::Nat::NatFlowType const type = flowTypeOf(match, action);
-    if (type == Ip::Nat::natFlowTypeMulticast) {
+    action.neededMacs = action.neededMacs || type != Ip::Nat::natFlowTypeMulticast;
+    if (!action.neededMacs) {
         return;
     }
     for (auto const &[intf, egress] : action.egress) {
         Place const cause = latestCause(match, action, egress);
         if (egress.nextHop.mac.isZero() && cause.event == event) {
-            std::string const flow = type == Ip::Nat::natFlowTypeUnicast
-                                         ? "a unicast flow"
-                                         : "a flow without destination address";
             errors.add(cause,
                        "next hop " + intf.stringValue() + " of action " + name + " without mac",
-                       "one, as this is " + flow);
+                       whyMacsAreNeeded(type));
         }
     }
 }
 
 } // namespace
 
-void checkNextHops(SwitchModel const &state, std::size_t event, ScenarioErrors &errors) {
-    for (auto const &[policyName, policy] : state.policies) {
-        for (auto const &[matchName, match] : policy.matches) {
-            for (auto const &[actionName, action] : match.actions) {
+void checkNextHops(SwitchModel &state, std::size_t event, ScenarioErrors &errors) {
+    for (auto &[policyName, policy] : state.policies) {
+        for (auto &[matchName, match] : policy.matches) {
+            for (auto &[actionName, action] : match.actions) {
                 checkAction(match, actionName, action, event, errors);
             }
         }

@@ -23,6 +23,8 @@ std::vector<std::string> ScenarioErrors::lines() const {
         }
         lines.push_back(line.append(": ").append(text));
     }
+    // What stands behind an alias is read wherever the alias stands.
+    lines.erase(std::unique(lines.begin(), lines.end()), lines.end());
     return lines;
 }
 

@@ -34,6 +34,8 @@ class Ordered {
 
     [[nodiscard]] auto begin() const { return elements_.begin(); }
     [[nodiscard]] auto end() const { return elements_.end(); }
+    [[nodiscard]] auto begin() { return elements_.begin(); }
+    [[nodiscard]] auto end() { return elements_.end(); }
     [[nodiscard]] bool empty() const { return elements_.empty(); }
     [[nodiscard]] std::size_t size() const { return elements_.size(); }
 
@@ -115,6 +117,7 @@ struct ActionState {
     Nexo::IpAndPort destination{};
     Place destinationSetAt{};
     Ordered<Nexo::IntfId, EgressState> egress;
+    bool neededMacs = false; // after some event its flow was not a multicast one
     std::uint32_t version = 1;
 };
 
@@ -150,6 +153,7 @@ enum class Printout : std::uint8_t {
     tree,   // the hardware status tree
     chip,   // the contents of the switch chip
     groups, // matches with the groups they want and hold
+    table,  // what the switch answers to showNatFlowActionHw
 };
 
 struct Event {

@@ -99,7 +99,7 @@ void ScenarioNodes::mapping(YAML::Node const &node, std::string_view expected,
     for (auto const &entry : node) {
         if (entry.second.IsNull()) {
             errors_.add(place(entry.first), "nothing after " + described(entry.first),
-                        "a value; {} is an empty mapping");
+                        "a value; {} or [] if it is empty");
         } else {
             each(entry.first, entry.second);
         }

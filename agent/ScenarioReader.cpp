@@ -80,7 +80,7 @@ void ScenarioDocument::event(Node const &node) {
         now_ = timeFromNow(value).value_or(now_);
     };
     auto const print = [&](Node const &value) {
-        nodes_.list(value, "a list of tree, chip or groups", [&](Node const &item) {
+        nodes_.list(value, "a list of tree, table, chip or groups", [&](Node const &item) {
             if (auto const printout = values_.printout(item)) {
                 event.print.push_back(*printout);
             }

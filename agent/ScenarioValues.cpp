@@ -191,20 +191,15 @@ std::optional<Printout> ScenarioValues::printout(YAML::Node const &node) {
                 Words<Printout>{{"tree", Printout::tree},
                                 {"chip", Printout::chip},
                                 {"groups", Printout::groups},
-                                {"table", Printout::groups}});
+                                {"table", Printout::table}});
 }
 
-std::optional<Nexo::EthAddr> ScenarioValues::mac(YAML::Node const &node) {
+std::optional<Nexo::EthAddr> ScenarioValues::stationMac(YAML::Node const &node) {
     auto const value = parsed(nodes_, node, "a MAC address", Nexo::EthAddr::parse);
     if (value && value->isZero()) {
         nodes_.unexpected(node, "a MAC address other than zero");
         return std::nullopt;
     }
-    return value;
-}
-
-std::optional<Nexo::EthAddr> ScenarioValues::stationMac(YAML::Node const &node) {
-    auto const value = mac(node);
     if (value && value->isMulticast()) {
         nodes_.unexpected(node, "the MAC address of one station, not of a group");
         return std::nullopt;

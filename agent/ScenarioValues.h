@@ -59,9 +59,7 @@ class ScenarioValues {
     std::optional<Bridging::Topology::PortState> portState(YAML::Node const &node);
     std::optional<Printout> printout(YAML::Node const &node);
 
-    /// A MAC address other than zero.
-    std::optional<Nexo::EthAddr> mac(YAML::Node const &node);
-    /// The MAC address of one station, thus no group address.
+    /// The MAC address of one station: not zero and no group address.
     std::optional<Nexo::EthAddr> stationMac(YAML::Node const &node);
 
     /// An interface's own address, `10.0.10.1/24`, or `none`.

@@ -1,0 +1,65 @@
+#pragma once
+
+#include "Mox/Ptr.h"
+#include "Pelo/String.h"
+
+#include <iosfwd>
+#include <map>
+
+/// Puts names in order for the show command, whose tables are sorted while the status tree keeps
+/// the order in which its elements came. Made, walked and dropped within one command.
+class NatFlowMcastCliSorter {
+  public:
+    /// One name, with a flag that its user may give a meaning.
+    class MoxEntryId final : public Mox::PtrInterface {
+      public:
+        MoxEntryId(Pelo::String name, bool value);
+
+        [[nodiscard]] Pelo::String const &name() const noexcept { return name_; }
+        [[nodiscard]] bool value() const noexcept { return value_; }
+        void valueIs(bool value) noexcept { value_ = value; }
+
+      private:
+        Pelo::String const name_;
+        bool value_;
+    };
+    using Entries = std::map<Pelo::String, Mox::Ptr<MoxEntryId>>;
+    using Iterator = Entries::const_iterator;
+
+    NatFlowMcastCliSorter() = default;
+
+    /// There is no such conversion: a sorter has no text form to come back from. Stops the
+    /// process.
+    explicit NatFlowMcastCliSorter(Pelo::String const &text);
+
+    /// Adds the name, or gives the entry that is there another value.
+    void entryIdIs(Pelo::String const &name, bool value);
+    void entryIdDel(Pelo::String const &name) { entryId_.erase(name); }
+    void entryIdDel(Iterator entry) { entryId_.erase(entry); }
+    void entryIdDelAll() { entryId_.clear(); }
+
+    [[nodiscard]] Entries const &entryId() const noexcept { return entryId_; }
+
+    /// The entry of that name; null if there is none.
+    [[nodiscard]] Mox::Ptr<MoxEntryId> operator[](Pelo::String const &name) const;
+
+    /// The entry of that name, or else the next in order.
+    [[nodiscard]] Iterator findOrNext(Pelo::String const &name) const {
+        return entryId_.lower_bound(name);
+    }
+
+    // In ascending order of names.
+    [[nodiscard]] Iterator begin() const noexcept { return entryId_.begin(); }
+    [[nodiscard]] Iterator end() const noexcept { return entryId_.end(); }
+
+    /// Whether both have the same names with the same values.
+    [[nodiscard]] bool isEq(NatFlowMcastCliSorter const &other) const;
+
+    /// The same word for every sorter.
+    [[nodiscard]] Pelo::String stringValue() const { return "None"; }
+
+  private:
+    Entries entryId_;
+};
+
+std::ostream &operator<<(std::ostream &out, NatFlowMcastCliSorter const &sorter);

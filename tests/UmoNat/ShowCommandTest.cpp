@@ -1,0 +1,149 @@
+#include "UmoNat/NatFlowMcastCliSorter.h"
+#include "UmoNat/UmoNatFlowMcastSmCli.h"
+#include "tests/support/TraceRecorder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <sstream>
+
+using testing::ElementsAre;
+
+namespace {
+
+constexpr char kLine[] =
+    "------------------------------------------------------------------------"
+    "-----------------------------------------------------------------------------\n";
+constexpr char kHeader[] =
+    "Policy             Match              Action             Source         Destination     SPort "
+    "DPort FT PT PSet1 PSet2 Vlan Intf     Mac              \n";
+
+/// A status tree, and what the command prints of it.
+struct Show {
+    Mox::Ptr<Ip::Nat::HwNatFlowStatus> tree = Mox::make<Ip::Nat::HwNatFlowStatus>();
+
+    Mox::Ptr<Ip::Nat::HwNatFlowActionStatus> action(char const *policy, char const *match,
+                                                    char const *name) const {
+        auto hwAction = tree->natFlowIs(policy)->matchIs(match)->actionIs(name);
+        hwAction->vlanPortSetsIs(Ip::Nat::natFlowVlanPortSetsFactory());
+        return hwAction;
+    }
+    /// Adds a port set with one interface, by which a row is known.
+    static void port(Mox::Ptr<Ip::Nat::NatFlowPortSet> const &portSet, char const *intf) {
+        portSet->intfIs(Nexo::IntfId(intf));
+        portSet->dmacIs(Nexo::EthAddr::parse("00:00:00:00:00:0a"));
+    }
+    [[nodiscard]] std::string of(char const *command) const {
+        auto const callback = umoNatFlowMcastSmCliCallbackFactory("showNatFlowActionHw", "", tree);
+        std::FILE *file = std::tmpfile();
+        callback->handleCommand(static_cast<std::uint32_t>(fileno(file)), command);
+        std::string text;
+        std::rewind(file);
+        for (int c = std::fgetc(file); c != EOF; c = std::fgetc(file)) {
+            text += static_cast<char>(c);
+        }
+        std::fclose(file);
+        return text;
+    }
+    /// The rows alone, each cut after its first `width` characters.
+    [[nodiscard]] std::vector<std::string> rows(char const *command, std::size_t from,
+                                                std::size_t width) const {
+        std::istringstream lines(of(command));
+        std::vector<std::string> found;
+        for (std::string line; std::getline(lines, line);) {
+            if (line[0] != '-' && line.substr(0, 7) != "Policy ") {
+                std::string cell = line.substr(from, width);
+                found.push_back(cell.substr(0, cell.find_last_not_of(' ') + 1));
+            }
+        }
+        return found;
+    }
+};
+
+} // namespace
+
+TEST(Show, PrintsHeaderAndRowsToTheByte) {
+    Show show;
+    auto const a = show.action("p", "m", "a");
+    a->srcNatIs(Nexo::IpAndPort::parse("10.9.9.9:5000"));
+    a->dstNatIs(Nexo::IpAndPort::parse("239.2.2.2:6000"));
+    a->flowTypeIs(Ip::Nat::natFlowTypeNone);
+    show.tree->natFlow("p")->match("m")->flowIs({{{}, 32, 0}, {{}, 33, 0}});
+    auto const ucast = a->vlanPortSets()->ucastPortSetIs(10);
+    Show::port(ucast, "Port-Channel5");
+    Show::port(ucast, "");
+    ucast->portSetIdIs(1);
+    ucast->portSetId2Is(2);
+    Show::port(a->vlanPortSets()->mcastPortSetIs(20), "Ethernet1");
+    show.action("a policy of many words", "m", "empty"); // counts for the header, prints no row
+    EXPECT_EQ(
+        show.of("showNatFlowActionHw"),
+        std::string(kLine) + kHeader + kLine +
+            "p                  m                  a                  10.9.9.9       "
+            "239.2.2.2       5000  6000  AC UC 1     2     10   Po5      00:00:00:00:00:0a\n"
+            "p                  m                  a                  10.9.9.9       "
+            "239.2.2.2       5000  6000  AC UC 1     2     10            00:00:00:00:00:0a\n"
+            "p                  m                  a                  10.9.9.9       "
+            "239.2.2.2       5000  6000  AC MC 0     0     20   Et1      00:00:00:00:00:0a\n");
+}
+
+TEST(Show, MasksTheTranslatedAddressByTheFlowsPrefix) {
+    Show show;
+    auto const a = show.action("p", "m", "a");
+    a->srcNatIs(Nexo::IpAndPort::parse("10.1.2.3:7"));
+    Show::port(a->vlanPortSets()->ucastPortSetIs(10), "Ethernet1");
+    for (auto const &[length, text] : {std::pair<std::uint32_t, char const *>{0, "-"},
+                                       {1, "-"},
+                                       {16, "10.1.0.0"},
+                                       {31, "10.1.2.2"},
+                                       {32, "10.1.2.3"},
+                                       {33, "10.1.2.3"}}) {
+        show.tree->natFlow("p")->match("m")->flowIs({{{}, length, 0}, {}});
+        EXPECT_THAT(show.rows("showNatFlowActionHw", 57, 14), ElementsAre(text)) << length;
+    }
+}
+
+TEST(Show, SortsByNamesAndFiltersByTheExactPolicy) {
+    Show show;
+    for (auto const &[policy, match, name] :
+         {std::tuple{"b", "m", "z"}, {"b", "m", "y"}, {"b", "k", "x"}, {"a", "m", "w"}}) {
+        Show::port(show.action(policy, match, name)->vlanPortSets()->ucastPortSetIs(1),
+                   "Ethernet1");
+    }
+    for (auto const &[command, actions] :
+         {std::pair<char const *, std::vector<std::string>>{"showNatFlowActionHw",
+                                                            {"w", "x", "y", "z"}},
+          {"showNatFlowActionHw b", {"x", "y", "z"}},
+          {"showNatFlowActionHw   a  b", {"w"}},
+          {"please showNatFlowActionHw", {}}, // the second field is the policy
+          {"showNatFlowActionHw B", {}},
+          {"showNatFlowActionHw  ", {"w", "x", "y", "z"}},
+          {"showNatFlowAction", {}},
+          {"", {}}}) {
+        EXPECT_EQ(show.rows(command, 38, 18), actions) << command;
+    }
+    show.tree->natFlow("a")->match("m")->action("w")->vlanPortSetsIs(nullptr);
+    EXPECT_EQ(show.of("showNatFlowActionHw a"), "");
+}
+
+TEST(CliSorter, KeepsNamesOnceAndInOrder) {
+    NatFlowMcastCliSorter sorter;
+    for (char const *name : {"b", "a", "ab", "b"}) {
+        sorter.entryIdIs(name, sorter[name] != nullptr);
+    }
+    std::string names;
+    for (auto const &[name, entry] : sorter) {
+        names += name + (entry->value() ? "+ " : " ");
+    }
+    EXPECT_EQ(names, "a ab b+ ");
+    EXPECT_EQ(sorter.findOrNext("aa")->first, "ab");
+    NatFlowMcastCliSorter other;
+    EXPECT_FALSE(sorter.isEq(other));
+    sorter.entryIdDelAll();
+    EXPECT_TRUE(sorter.isEq(other));
+    std::ostringstream text;
+    text << sorter;
+    EXPECT_EQ(text.str(), "None");
+    EXPECT_DEATH(NatFlowMcastCliSorter("text"), "No String constructor for NatFlowMcastCliSorter");
+}
