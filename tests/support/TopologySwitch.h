@@ -4,19 +4,25 @@
 #include "tests/support/NatSwitch.h"
 #include "tests/support/TraceRecorder.h"
 
-#include <cstdint>
-#include <string>
-#include <string_view>
-#include <vector>
+#include <gmock/gmock.h>
 
 namespace TestSupport {
 
-inline Nexo::IntfId intfOf(std::string_view name) {
-    return Nexo::IntfId(name);
-}
-inline Nexo::EthAddr macOf(std::string_view text) {
-    return Nexo::EthAddr::parse(text);
-}
+using Bridging::SwitchportMode;
+using Bridging::VlanId;
+using Bridging::Topology::PortState;
+using Nexo::IntfId;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr char kMac[] = "00:00:00:00:00:01";
+inline IntfId const et1("Ethernet1");
+inline IntfId const et2("Ethernet2");
+
+/// What stops a start-up, or a process, when a number is taken for a VLAN's that is none.
+constexpr char kRange[] = "Bridging::VlanId::value < 1 or > 4094 not allowed";
+
+inline auto const macOf = &Nexo::EthAddr::parse;
 
 /// A running switch whose topology machine is driven directly. Watchers stand for the actions that
 /// depend on something: their machines are real, but incomplete, so that they register nothing of
@@ -30,12 +36,6 @@ struct TopologySwitch : NatSwitch {
         nat->natFlowIs("p")->matchIs("m")->actionIs(name);
         return &actionSm("p", "m", name);
     }
-    void watchIntf(std::string const &name) { sm().addActionSmIntf(intfOf(name), watcher(name)); }
-    void watchVlan(std::uint16_t vlan) {
-        sm().addActionSmVlan(vlan, watcher(std::to_string(vlan)));
-    }
-    void watchMac(std::string const &mac) { sm().addActionSmMac(macOf(mac), watcher(mac)); }
-    void watchRecirc() { sm().addActionSmRecirc(watcher("recirc")); }
 
     /// The names of the actions in the backlog, in their order, as "a b".
     [[nodiscard]] std::string queued() {
@@ -46,30 +46,21 @@ struct TopologySwitch : NatSwitch {
         return names;
     }
 
-    /// What `change` queues. Lets the backlog run afterwards.
-    template <class Change>
-    std::string queuedBy(Change const &change) {
-        change();
-        std::string const names = queued();
-        runFor(0.1);
-        return names;
-    }
-
     /// The topology that `vlan` maps to.
     [[nodiscard]] Bridging::Topology::TopoConfig &topo(std::uint16_t vlan) const {
-        return **topology->vidToTopoMap(Bridging::VlanId(vlan));
+        return **topology->vidToTopoMap(VlanId(vlan));
     }
-    void switchport(std::string_view intf, Bridging::SwitchportMode mode, std::uint16_t native) {
-        bridgingConfig->switchIntfConfigIs(intfOf(intf))
+    void switchport(std::string_view intf, SwitchportMode mode, std::uint16_t native) {
+        bridgingConfig->switchIntfConfigIs(IntfId(intf))
             ->switchportModeAndNativeVlanIs({mode, Bridging::VlanIdOrNone(native)});
     }
     void ip(std::string_view intf, bool routing, std::string_view address = "10.0.0.1/24") {
-        auto const status = ipStatus->ipIntfStatusIs(intfOf(intf));
+        auto const status = ipStatus->ipIntfStatusIs(IntfId(intf));
         status->addrWithMaskIs(Nexo::IpAddrWithMask::parse(address));
         status->routingIs(routing);
     }
     void learn(std::uint16_t vlan, std::string_view mac, std::string_view intf) {
-        bridgingStatus->fdbStatusIs(Bridging::Fid(vlan))->learnedHostIs(macOf(mac), {intfOf(intf)});
+        bridgingStatus->fdbStatusIs(Bridging::Fid(vlan))->learnedHostIs(macOf(mac), {IntfId(intf)});
     }
 };
 
@@ -80,11 +71,10 @@ class TopologyTrace {
         : recorder_("UmoNatFlowMcastTopologySm/" + std::to_string(level)) {}
 
     std::vector<std::string> take() {
-        std::vector<std::string> texts;
-        for (std::string const &line : std::exchange(recorder_.messages, {})) {
-            texts.push_back(line.substr(line.find(' ') + 1));
+        for (std::string &line : recorder_.messages) {
+            line.erase(0, line.find(' ') + 1);
         }
-        return texts;
+        return std::exchange(recorder_.messages, {});
     }
 
   private:
