@@ -72,49 +72,31 @@ struct ActionSwitch : NatSwitch {
 } // namespace
 
 TEST(ActionReset, TakesOutByFlowTypeAndNumberOfGroups) {
+    auto const one = [](int id, bool destination) {
+        std::vector<std::string> calls{deletedPortSet(id, id), deletedSource(id, id)};
+        if (destination) {
+            calls.push_back(deletedDestination(id, id));
+        }
+        return calls;
+    };
+    auto const two = [&](bool secondDestination) {
+        std::vector<std::string> calls = one(1, true);
+        auto const second = one(2, secondDestination);
+        calls.insert(calls.end(), second.begin(), second.end());
+        return calls;
+    };
     struct Case {
-        char const *name;
-        char const *flow;
-        char const *destination;
+        char const *name, *flow, *destination;
         bool twoGroups;
         std::vector<std::string> calls;
     };
-    std::vector<Case> const cases{
-        {"unicast, one group",
-         kUnicast,
-         "",
-         false,
-         {deletedPortSet(1, 1), deletedSource(1, 1), deletedDestination(1, 1)}},
-        {"multicast by the flow, one group",
-         kMulticast,
-         "",
-         false,
-         {deletedPortSet(1, 1), deletedSource(1, 1)}},
-        {"multicast by the action, one group",
-         kUnicast,
-         kMulticast,
-         false,
-         {deletedPortSet(1, 1), deletedSource(1, 1), deletedDestination(1, 1)}},
-        {"unicast, two groups",
-         "",
-         kUnicast,
-         true,
-         {deletedPortSet(1, 1), deletedSource(1, 1), deletedDestination(1, 1), deletedPortSet(2, 2),
-          deletedSource(2, 2), deletedDestination(2, 2)}},
-        {"multicast, two groups",
-         "",
-         kMulticast,
-         true,
-         {deletedPortSet(1, 1), deletedSource(1, 1), deletedDestination(1, 1), deletedPortSet(2, 2),
-          deletedSource(2, 2), deletedDestination(2, 2)}},
-        {"no destination, two groups",
-         "",
-         "",
-         true,
-         {deletedPortSet(1, 1), deletedSource(1, 1), deletedDestination(1, 1), deletedPortSet(2, 2),
-          deletedSource(2, 2)}},
-    };
-    for (Case const &c : cases) {
+    for (Case const &c :
+         {Case{"unicast, one group", kUnicast, "", false, one(1, true)},
+          Case{"multicast by the flow, one group", kMulticast, "", false, one(1, false)},
+          Case{"multicast by the action, one group", kUnicast, kMulticast, false, one(1, true)},
+          Case{"unicast, two groups", "", kUnicast, true, two(true)},
+          Case{"multicast, two groups", "", kMulticast, true, two(true)},
+          Case{"no destination, two groups", "", "", true, two(false)}}) {
         SCOPED_TRACE(c.name);
         ActionSwitch sw(c.flow);
         if (c.twoGroups) {
