@@ -5,55 +5,42 @@
 
 #include <functional>
 #include <stdexcept>
-#include <string>
-#include <utility>
-#include <vector>
 
-namespace Mox {
+using namespace Mox;
+
 namespace {
-
-using Log = std::vector<std::string>;
 
 class Input final : public Entity {
     MOX_ATTRIBUTE(int, level)
     MOX_ATTRIBUTE(std::string, failing)
-    MOX_SET(std::string, child)
 };
 
-/// A machine with children of its own kind: it follows `level`, has a child per element of the
-/// input's `child`, and logs what happens to it. Its clean-up changes the level.
+/// A machine with children of its own kind: it follows `level`, which every step of its life
+/// changes, has two children if it is the root, and logs what happens to it.
 class Machine : public Reactor {
   public:
-    Machine(Ptr<Input> const &input, Log &log, std::string name)
+    Machine(Ptr<Input> const &input, std::string &log, std::string name)
         : input_(input), log_(log), name_(std::move(name)) {
-        Ptr<Machine> const self(this); // must not be the end of it
-        log_.push_back(name_ + " constructed");
-        subscription_.follow(input_);
-        input_->levelIs(input_->level() + 1);
+        subscription.follow(input_);
+        step("made");
     }
-    ~Machine() override { log_.push_back(name_ + " gone"); }
+    ~Machine() override { log_ += name_ + " gone; "; }
 
     void handleInitialized() override {
-        { Ptr<Machine> const self(this); }
         if (name_ == "root") {
-            for (std::string const &child : input_->child()) {
+            for (char const *child : {"a", "b"}) {
                 children_.insert(child, reactorIs<Machine>(input_, log_, child));
             }
         }
-        input_->levelIs(input_->level() + 1);
-        log_.push_back(name_ + " initialized");
+        step("up");
         if (input_->failing() == name_) {
             throw std::runtime_error("no " + name_);
         }
     }
-
     void doCleanup() override {
-        log_.push_back(name_ + " cleans up with " + std::to_string(children_.size()));
-        { Ptr<Machine> const self(this); }
         EXPECT_TRUE(markedForDeletion());
-        input_->levelIs(input_->level() + 1);
+        step("ends with " + std::to_string(children_.size()));
     }
-
     void hasNotificationActiveIs(bool active) override {
         Reactor::hasNotificationActiveIs(active);
         for (auto const &[name, child] : children_) {
@@ -62,134 +49,72 @@ class Machine : public Reactor {
     }
 
     std::function<void()> atLevel = [] {};
+    Subscription subscription{*this, &Machine::dispatch};
 
   private:
     void childrenDelAll() override { children_.clear(); }
+    void step(std::string const &what) {
+        { Ptr<Machine> const self(this); } // must not be the end of it
+        log_ += name_ + " " + what + "; ";
+        input_->levelIs(input_->level() + 1);
+    }
     void dispatch(Pelo::Change const &change) {
-        if (change.isOf(Input::levelAttribute)) {
-            log_.push_back(name_ + " hears");
-            atLevel();
-        }
+        log_ += change.isOf(Input::levelAttribute) ? name_ + " hears; " : "";
+        atLevel();
     }
 
     Ptr<Input> input_;
-    Log &log_;
+    std::string &log_;
     std::string name_;
     Collection<std::string, Ptr<Machine>> children_;
-    Subscription subscription_{*this, &Machine::dispatch};
 };
 
 class ReactorTest : public testing::Test {
   protected:
-    void create() { root = reactorIs<Machine>(input, log, "root"); }
-    Log logSince() { return std::exchange(log, {}); }
-    /// Nobody reacts any more, and nobody holds the input.
-    void expectNothingLeft() {
+    std::string logOfLevel(int level) {
         log.clear();
-        input->levelIs(1000);
-        EXPECT_EQ(log, Log{});
-        EXPECT_EQ(input->references(), 1U);
+        input->levelIs(level);
+        return log;
     }
 
-    Log log;
+    std::string log;
     Ptr<Input> input = make<Input>();
-    Ptr<Machine> root;
 };
 
-TEST_F(ReactorTest, IsConstructedThenInitializedAndHearsOnlyFromThenOn) {
-    input->childIs("a");
-    create();
-    EXPECT_EQ(logSince(), (Log{"root constructed", "a constructed", "a initialized", "a hears",
-                               "root initialized"}));
-    EXPECT_TRUE(root->hasNotificationActive());
-    EXPECT_EQ(root->references(), 1U);
-    input->levelIs(100);
-    EXPECT_EQ(logSince(), (Log{"root hears", "a hears"}));
-    root->hasNotificationActiveIs(false);
-    input->levelIs(101);
-    EXPECT_EQ(logSince(), Log{});
-}
-
-TEST_F(ReactorTest, CleansUpBeforeItsChildrenGoAndNothingOfItReactsAfter) {
-    input->childIs("a");
-    input->childIs("b");
-    create();
-    log.clear();
-    root = nullptr;
+TEST_F(ReactorTest, LivesInOrderAndAFailedStartLeavesNothingBehind) {
     // The children hear what the root's clean-up changes; of theirs nobody hears.
-    EXPECT_EQ(log, (Log{"root cleans up with 2", "a hears", "b hears", "a cleans up with 0",
-                        "a gone", "b cleans up with 0", "b gone", "root gone"}));
-    expectNothingLeft();
-}
-
-TEST_F(ReactorTest, FailedStartLeavesNothingBehindAndGoesOn) {
-    struct {
-        std::string failing;
-        Log expected;
-    } const cases[] = {
-        {"root",
-         {"root constructed", "a constructed", "a initialized", "b constructed", "a hears",
-          "a hears", "b initialized", "a hears", "b hears", "root initialized",
-          "root cleans up with 2", "a hears", "b hears", "a cleans up with 0", "a gone",
-          "b cleans up with 0", "b gone", "root gone"}},
-        {"b",
-         {"root constructed", "a constructed", "a initialized", "b constructed", "a hears",
-          "a hears", "b initialized", "b cleans up with 0", "a hears", "b gone",
-          "root cleans up with 1", "a hears", "a cleans up with 0", "a gone", "root gone"}},
-    };
-    input->childIs("a");
-    input->childIs("b");
-    for (auto const &[failing, expected] : cases) {
-        input->failingIs(failing);
+    std::string const start = "root made; a made; a up; b made; a hears; b up; a hears; ";
+    std::string const whole = "root up; a hears; b hears; root ends with 2; a hears; b hears; "
+                              "a ends with 0; a gone; b ends with 0; b gone; root gone; ";
+    std::string const partial = "b ends with 0; a hears; b gone; root ends with 1; a hears; "
+                                "a ends with 0; a gone; root gone; ";
+    for (std::string const failing : {"", "root", "b"}) {
         log.clear();
-        try {
-            create();
-            ADD_FAILURE() << "no exception";
-        } catch (std::runtime_error const &error) {
-            EXPECT_EQ(error.what(), "no " + failing);
+        input->failingIs(failing);
+        if (failing.empty()) {
+            EXPECT_EQ((reactorIs<Machine>(input, log, "root")->references()), 1U);
+        } else {
+            EXPECT_THROW(reactorIs<Machine>(input, log, "root"), std::runtime_error);
         }
-        EXPECT_EQ(log, expected);
-        expectNothingLeft();
-        input->levelIs(0);
+        EXPECT_EQ(log, start + (failing == "b" ? partial : whole));
+        EXPECT_EQ(logOfLevel(1000), "");
+        EXPECT_EQ(input->references(), 1U);
     }
 }
 
-TEST_F(ReactorTest, MayEndInItsOwnReaction) {
-    input->childIs("a");
-    create();
-    root->atLevel = [this] { root = nullptr; };
-    log.clear();
-    input->levelIs(100);
-    EXPECT_EQ(log, (Log{"root hears", "root cleans up with 1", "a hears", "a cleans up with 0",
-                        "a gone", "root gone"}));
-    expectNothingLeft();
-}
-
-TEST_F(ReactorTest, SubscriptionFollowsOneInputAtATime) {
-    struct Follower : Reactor {
-        explicit Follower(int &count) : heard(count) {}
-        void handleInitialized() override {}
-        void dispatch(Pelo::Change const &) { ++heard; }
-        int &heard;
-        Subscription subscription{*this, &Follower::dispatch};
-    };
-    int heard = 0;
-    auto const follower = reactorIs<Follower>(heard);
-    Ptr<Input> second = make<Input>();
-    follower->subscription.follow(input);
-    follower->subscription.follow(second);
-    input->levelIs(1);
-    EXPECT_EQ(heard, 0);
-    second->levelIs(1);
-    EXPECT_EQ(heard, 1);
-    second = nullptr; // what is followed may go first
-    follower->subscription.follow(input);
-    input->levelIs(2);
-    EXPECT_EQ(heard, 2);
-    follower->subscription.follow(nullptr);
-    input->levelIs(3);
-    EXPECT_EQ(heard, 2);
+TEST_F(ReactorTest, FollowsOneInputAtATimeAndMayEndInItsOwnReaction) {
+    Ptr<Machine> root = reactorIs<Machine>(input, log, "root");
+    EXPECT_EQ(logOfLevel(100), "root hears; a hears; b hears; ");
+    root->hasNotificationActiveIs(false);
+    EXPECT_EQ(logOfLevel(101), "");
+    root->hasNotificationActiveIs(true);
+    root->subscription.follow(make<Input>()); // what is followed may go first
+    EXPECT_EQ(logOfLevel(102), "a hears; b hears; ");
+    root->subscription.follow(input);
+    root->atLevel = [&] { root = nullptr; };
+    EXPECT_EQ(logOfLevel(103), "a hears; b hears; root hears; root ends with 2; a hears; b hears; "
+                               "a ends with 0; a gone; b ends with 0; b gone; root gone; ");
+    EXPECT_EQ(input->references(), 1U);
 }
 
 } // namespace
-} // namespace Mox
