@@ -102,6 +102,8 @@ TEST(ActionReset, TakesOutByFlowTypeAndNumberOfGroups) {
         if (c.twoGroups) {
             sw.needTwoGroups();
         }
+        auto const match = sw.nat->natFlow("p")->match("m");
+        match->flowIs({{Nexo::IpAddr::parse("10.1.0.0"), 16, 5000}, match->flow().destination});
         sw.action(c.destination, kSource, {{"Vlan10", kHostA}});
         auto const type = sw.hwAction()->flowType();
         sw.takeCalls();
