@@ -39,6 +39,7 @@ class Machine : public Reactor {
     }
     void doCleanup() override {
         EXPECT_TRUE(markedForDeletion());
+        Reactor::hasNotificationActiveIs(true); // too late: it hears nothing any more
         step("ends with " + std::to_string(children_.size()));
     }
     void hasNotificationActiveIs(bool active) override {
