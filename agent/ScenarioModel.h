@@ -133,9 +133,11 @@ struct PolicyState {
     Named<MatchState> matches;
 };
 
-/// Everything that the NAT library follows, and the size of the chip below it. VLANs are numbers
-/// from 1 to 4094.
+/// Everything that the NAT library follows, and the size of the chip below it, after some event.
+/// VLANs are numbers from 1 to 4094.
 struct SwitchModel {
+    std::size_t event = 0;           // the number of the event; 0: the initial state
+    std::set<Nexo::IntfId> declared; // what may be spoken of, by then or in any event before
     ChipCapacity chip;
     Nexo::EthAddr bridgeMac{};
     std::map<Nexo::IntfId, Bridging::SwitchportModeAndNativeVlan> interfaces;
@@ -158,6 +160,7 @@ enum class Printout : std::uint8_t {
 
 struct Event {
     Vyr::Time at{};                   // since the beginning of the scenario
+    std::uint32_t refuseGroups = 0;   // how many creations of groups the chip refuses from now on
     std::optional<SwitchModel> state; // after the event; none if it changes nothing
     std::string note;
     std::vector<Printout> print;

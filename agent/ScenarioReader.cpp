@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <sstream>
 #include <system_error>
 #include <utility>
@@ -17,14 +18,18 @@ using YAML::Node;
 
 namespace {
 
+constexpr std::uint32_t kMaxRefusals = 1'000'000;
+
 /// Reads one document, carrying the state along from event to event.
 class ScenarioDocument {
   public:
     explicit ScenarioDocument(ScenarioErrors &errors) : errors_(errors) {}
 
-    Scenario read(Node const &document);
+    Scenario readScenario(Node const &document);
+    std::vector<Event> readEvents(Node const &document, SwitchModel before);
 
   private:
+    void eventList(Node const &node);
     void stateEnds();
     void event(Node const &node);
     void change(std::optional<Node> const &remove, std::optional<Node> const &set, Event &event);
@@ -39,11 +44,11 @@ class ScenarioDocument {
 
     SwitchModel state_;
     Vyr::Time now_{};
-    std::size_t eventNumber_ = 0; // 0: the initial state
+    bool timesNeeded_ = true;
     std::vector<Event> events_;
 };
 
-Scenario ScenarioDocument::read(Node const &document) {
+Scenario ScenarioDocument::readScenario(Node const &document) {
     Scenario scenario;
     auto fields = setter_.fields(state_);
     std::optional<Node> events;
@@ -54,23 +59,36 @@ Scenario ScenarioDocument::read(Node const &document) {
     stateEnds();
     scenario.initial = state_;
     if (events) {
-        nodes_.list(*events, "a list of events", [&](Node const &item) { event(item); });
+        eventList(*events);
     }
     if (end) {
         scenario.end = timeFromNow(*end);
     }
-    values_.checkDeclarations();
+    values_.checkUses(state_.declared);
     scenario.events = std::move(events_);
     return scenario;
 }
 
+std::vector<Event> ScenarioDocument::readEvents(Node const &document, SwitchModel before) {
+    state_ = std::move(before);
+    timesNeeded_ = false;
+    nodes_.fields(document, "a mapping with events",
+                  {{"events", [&](Node const &value) { eventList(value); }}});
+    values_.checkUses(state_.declared);
+    return std::move(events_);
+}
+
+void ScenarioDocument::eventList(Node const &node) {
+    nodes_.list(node, "a list of events", [&](Node const &item) { event(item); });
+}
+
 void ScenarioDocument::stateEnds() {
     versions_.raiseIn(state_);
-    checkNextHops(state_, eventNumber_, errors_);
+    checkNextHops(state_, state_.event, errors_);
 }
 
 void ScenarioDocument::event(Node const &node) {
-    nodes_.eventIs(++eventNumber_);
+    nodes_.eventIs(++state_.event);
     std::optional<Node> remove;
     std::optional<Node> set;
     bool timed = false;
@@ -86,13 +104,18 @@ void ScenarioDocument::event(Node const &node) {
             }
         });
     };
+    auto const refuse = [&](Node const &value) {
+        keep(values_.number<std::uint32_t>(value, 0, kMaxRefusals, "a number of groups"),
+             event.refuseGroups);
+    };
     nodes_.fields(node, "an event: a mapping with at, and remove, set, note or print",
                   {{"at", at},
                    {"remove", [&](Node const &value) { remove.emplace(value); }},
                    {"set", [&](Node const &value) { set.emplace(value); }},
+                   {"refuse-groups", refuse},
                    {"note", [&](Node const &value) { keep(values_.note(value), event.note); }},
                    {"print", print}});
-    if (node.IsMap() && !timed) {
+    if (node.IsMap() && timesNeeded_ && !timed) {
         errors_.add(nodes_.place(node), "an event without at", "the time at which it happens");
     }
     event.at = now_;
@@ -123,7 +146,8 @@ std::optional<Vyr::Time> ScenarioDocument::timeFromNow(Node const &node) {
     return time;
 }
 
-std::optional<Scenario> readDocument(std::string const &text, ScenarioErrors &errors) {
+/// The one document of a text.
+std::optional<Node> readDocument(std::string const &text, ScenarioErrors &errors) {
     std::vector<Node> documents;
     try {
         documents = YAML::LoadAll(text);
@@ -142,26 +166,32 @@ std::optional<Scenario> readDocument(std::string const &text, ScenarioErrors &er
         errors.add(Place{mark.line + 1, mark.column + 1}, "a second document",
                    "one scenario in a file");
     }
-    return ScenarioDocument(errors).read(documents.front());
+    return documents.front();
+}
+
+/// The result of reading one document as `read` does, or what was wrong.
+template <class Result>
+std::variant<Result, ScenarioFaults>
+readText(std::string const &file, std::string const &text,
+         std::function<Result(ScenarioDocument &reader, Node const &document)> const &read) {
+    ScenarioErrors errors(file);
+    ScenarioDocument reader(errors);
+    std::optional<Result> result;
+    if (auto const document = readDocument(text, errors)) {
+        result = read(reader, *document);
+    }
+    if (!errors.empty()) {
+        return errors.lines();
+    }
+    return std::move(*result);
 }
 
 ScenarioFaults unreadable(std::string const &file, std::string const &reason) {
     return {file + ": cannot be read: " + reason};
 }
 
-} // namespace
-
-std::variant<Scenario, ScenarioFaults> readScenario(std::string const &file,
-                                                    std::string const &text) {
-    ScenarioErrors errors(file);
-    auto scenario = readDocument(text, errors);
-    if (!errors.empty()) {
-        return errors.lines();
-    }
-    return std::move(*scenario);
-}
-
-std::variant<Scenario, ScenarioFaults> readScenarioFile(std::string const &file) {
+/// The text of a file, or what is wrong with it.
+std::variant<std::string, ScenarioFaults> textOf(std::string const &file) {
     std::error_code ignored;
     if (std::filesystem::is_directory(file, ignored)) {
         return unreadable(file, "it is a directory");
@@ -175,7 +205,45 @@ std::variant<Scenario, ScenarioFaults> readScenarioFile(std::string const &file)
     if (in.bad()) {
         return unreadable(file, "reading fails half-way");
     }
-    return readScenario(file, text.str());
+    return text.str();
+}
+
+} // namespace
+
+std::variant<Scenario, ScenarioFaults> readScenario(std::string const &file,
+                                                    std::string const &text) {
+    return readText<Scenario>(file, text, [](ScenarioDocument &reader, Node const &document) {
+        return reader.readScenario(document);
+    });
+}
+
+std::variant<Scenario, ScenarioFaults> readScenarioFile(std::string const &file) {
+    auto const text = textOf(file);
+    if (auto const *faults = std::get_if<ScenarioFaults>(&text)) {
+        return *faults;
+    }
+    return readScenario(file, std::get<std::string>(text));
+}
+
+std::variant<std::vector<Event>, ScenarioFaults>
+readEvents(std::string const &file, std::string const &text, SwitchModel before) {
+    return readText<std::vector<Event>>(
+        file, text, [&](ScenarioDocument &reader, Node const &document) {
+            return reader.readEvents(document, std::move(before));
+        });
+}
+
+std::variant<std::vector<Event>, ScenarioFaults> readEventsFile(std::string const &file,
+                                                                SwitchModel before) {
+    std::error_code ignored;
+    if (std::filesystem::exists(file, ignored) && !std::filesystem::is_regular_file(file, ignored)) {
+        return unreadable(file, "it is no regular file");
+    }
+    auto const text = textOf(file);
+    if (auto const *faults = std::get_if<ScenarioFaults>(&text)) {
+        return *faults;
+    }
+    return readEvents(file, std::get<std::string>(text), std::move(before));
 }
 
 } // namespace UmoAgent

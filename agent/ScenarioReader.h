@@ -19,6 +19,7 @@ using ScenarioFaults = std::vector<std::string>;
 ///       - at: 10s                # times do not go back
 ///         remove: {...}          # see StateRemover; comes before set
 ///         set: {...}             # a state, of which only what is named changes
+///         refuse-groups: 2       # the chip refuses the next creations of groups
 ///         note: a heading
 ///         print: [tree, chip, groups]
 ///     end: 60s                   # when the play ends, if not with the last event
@@ -30,5 +31,16 @@ std::variant<Scenario, ScenarioFaults> readScenario(std::string const &file,
 
 /// The same for the contents of a file.
 std::variant<Scenario, ScenarioFaults> readScenarioFile(std::string const &file);
+
+/// Reads events that are to follow on the state `before` of a switch: a mapping with `events`
+/// alone, whose times may be left out. Either all of them are valid, one after the other, or
+/// there are faults.
+std::variant<std::vector<Event>, ScenarioFaults> readEvents(std::string const &file,
+                                                            std::string const &text,
+                                                            SwitchModel before);
+
+/// The same for the contents of a regular file: never waits, as a pipe would make it.
+std::variant<std::vector<Event>, ScenarioFaults> readEventsFile(std::string const &file,
+                                                                SwitchModel before);
 
 } // namespace UmoAgent

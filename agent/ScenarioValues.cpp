@@ -279,17 +279,9 @@ std::optional<Nexo::IntfId> ScenarioValues::port(YAML::Node const &node) {
     return intf;
 }
 
-std::optional<Nexo::IntfId> ScenarioValues::declaredPort(YAML::Node const &node) {
-    auto const intf = portName(node);
-    if (intf) {
-        declared_.insert(*intf);
-    }
-    return intf;
-}
-
-void ScenarioValues::checkDeclarations() {
+void ScenarioValues::checkUses(std::set<Nexo::IntfId> const &declared) {
     for (auto const &[intf, place] : used_) {
-        if (!Nexo::VlanIntfId::isVlanIntfId(intf) && declared_.count(intf) == 0) {
+        if (!Nexo::VlanIntfId::isVlanIntfId(intf) && declared.count(intf) == 0) {
             nodes_.errors().add(place, "unknown interface " + intf.stringValue(),
                                 "one that the scenario declares under interfaces");
         }

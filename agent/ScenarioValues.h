@@ -76,11 +76,11 @@ class ScenarioValues {
     /// Any interface's name, to take out what stands under it.
     std::optional<Nexo::IntfId> interfaceName(YAML::Node const &node);
     /// The port whose declaration this is.
-    std::optional<Nexo::IntfId> declaredPort(YAML::Node const &node);
+    std::optional<Nexo::IntfId> declaredPort(YAML::Node const &node) { return portName(node); }
 
-    /// Adds an error for each use of an interface that the scenario nowhere declares. To be
-    /// called when all of it has been read.
-    void checkDeclarations();
+    /// Adds an error for each use of an interface that is not `declared`. To be called when all
+    /// of the scenario has been read.
+    void checkUses(std::set<Nexo::IntfId> const &declared);
 
   private:
     std::optional<std::uint64_t> numberBetween(YAML::Node const &node, std::uint64_t min,
@@ -88,7 +88,6 @@ class ScenarioValues {
     std::optional<Nexo::IntfId> portName(YAML::Node const &node);
 
     ScenarioNodes &nodes_;
-    std::set<Nexo::IntfId> declared_;
     std::vector<std::pair<Nexo::IntfId, Place>> used_;
 };
 

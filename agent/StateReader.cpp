@@ -45,6 +45,7 @@ void StateReader::interfaces(Node const &node, SwitchModel &state) {
         node, "a mapping from interfaces to their settings",
         [&](Node const &key) { return values_.declaredPort(key); },
         [&](Nexo::IntfId const &intf, Node const &, Node const &settings) {
+            state.declared.insert(intf);
             auto const [at, created] = state.interfaces.try_emplace(intf);
             auto &interface = at->second;
             bool nativeVlanNamed = false;

@@ -130,8 +130,8 @@ SwitchState::SwitchState()
       ipStatus_(Mox::make<Ip::Status>()) {}
 
 void SwitchState::become(SwitchModel const &model) {
-    suspendChangedActions(*natStatus_, policies_, model.policies);
-    removeNatConfig(*natStatus_, policies_, model.policies);
+    suspendChangedActions(*natStatus_, model_.policies, model.policies);
+    removeNatConfig(*natStatus_, model_.policies, model.policies);
     removeL3(*l3Table_, model);
     removeIp(*ipStatus_, model);
     removeLearned(*bridgingStatus_, model);
@@ -149,7 +149,7 @@ void SwitchState::become(SwitchModel const &model) {
     setNatConfig(*natStatus_, model.policies);
 
     setActionVersions(*natStatus_, model.policies);
-    policies_ = model.policies;
+    model_ = model;
 }
 
 /// A VLAN whose topology goes is mapped to none; one that only moves is mapped anew when the

@@ -34,6 +34,9 @@ class SwitchState {
     ///  4. the versions of the actions, when all that they stand for is in place.
     void become(SwitchModel const &model);
 
+    /// What the entities say.
+    [[nodiscard]] SwitchModel const &model() const { return model_; }
+
     [[nodiscard]] Mox::Ptr<Ip::Nat::Status> const &natStatus() const { return natStatus_; }
     [[nodiscard]] Mox::Ptr<Ip::Nat::HwNatFlowStatus> const &hwStatus() const { return hwStatus_; }
     [[nodiscard]] Mox::Ptr<Bridging::Config> const &bridgingConfig() const {
@@ -64,7 +67,7 @@ class SwitchState {
     Mox::Ptr<UmoL3Intf::Table> l3Table_;
     Mox::Ptr<Ip::Status> ipStatus_;
     std::map<Pelo::String, Mox::Ptr<Bridging::Topology::TopoConfig>> topologies_;
-    Named<PolicyState> policies_; // what natStatus_ says
+    SwitchModel model_;
 };
 
 } // namespace UmoAgent

@@ -33,7 +33,7 @@ class PLATFORM_API TaskScheduler final : public Mox::PtrInterface {
     /// number of runs.
     std::size_t runDueTasks();
 
-    /// Moves `clock`, which must be this scheduler's, on to `time` and runs everything that
+    /// Moves `clock`, which must be the one this scheduler goes by, on to `time` and runs everything that
     /// falls due on the way, each at its due time. Returns the number of runs.
     std::size_t runUntil(VirtualClock &clock, Time time);
 
