@@ -50,8 +50,9 @@ Nexo::IpAndPort UmoNatFlowActionSm::dst() const noexcept {
 
 void UmoNatFlowActionSm::handleInitialized() {
     trace.at(1, entry("handleInitialized"));
-    Skimtrace::record("UmoNatFlowActionSm::handleInitialized policy %s match %s action %s",
-                      {policy(), match(), action()});
+    static constinit Skimtrace::Point entered(
+        "UmoNatFlowActionSm::handleInitialized policy %s match %s action %s");
+    entered.record({policy(), match(), action()});
     initialized_ = true;
     hwActionStatus_ = inputs_.hwMatchStatus->actionIs(action());
     handleNatFlowAction(false);
@@ -86,9 +87,9 @@ NatFlowGroupUses UmoNatFlowActionSm::groupUses() const noexcept {
 void UmoNatFlowActionSm::handleNatFlowAction(bool skipChecks) {
     trace.at(2, entry("handleNatFlowAction"), ", version: ", version(),
              ", skipChecks: ", skipChecks);
-    Skimtrace::record(
-        "UmoNatFlowActionSm::handleNatFlowAction policy %s match %s action %s version %u",
-        {policy(), match(), action()}, version());
+    static constinit Skimtrace::Point entered(
+        "UmoNatFlowActionSm::handleNatFlowAction policy %s match %s action %s version %u");
+    entered.record({policy(), match(), action()}, version());
     if (!complete()) {
         trace.at(2, "Version not initialized yet, skip update");
         return;
@@ -128,8 +129,9 @@ void UmoNatFlowActionSm::flowTypeIs(Ip::Nat::NatFlowType type) {
 
 void UmoNatFlowActionSm::handleNatFlow() {
     trace.at(2, entry("handleNatFlow"));
-    Skimtrace::record("UmoNatFlowActionSm::handleNatFlow policy %s match %s action %s",
-                      {policy(), match(), action()});
+    static constinit Skimtrace::Point entered(
+        "UmoNatFlowActionSm::handleNatFlow policy %s match %s action %s");
+    entered.record({policy(), match(), action()});
     if (!complete()) {
         return;
     }
@@ -178,8 +180,9 @@ void UmoNatFlowActionSm::resetHwGroup(std::uint32_t group, bool unicast, bool po
 
 void UmoNatFlowActionSm::doCleanup() {
     trace.at(2, entry("doCleanup"), ", version: ", version());
-    Skimtrace::record("UmoNatFlowActionSm::doCleanup policy %s match %s action %s version %u",
-                      {policy(), match(), action()}, version());
+    static constinit Skimtrace::Point entered(
+        "UmoNatFlowActionSm::doCleanup policy %s match %s action %s version %u");
+    entered.record({policy(), match(), action()}, version());
     if (complete()) {
         inputs_.topologySm->delActionSm(this);
         if (inputs_.matchSmStatus->groupNum() != 0) {

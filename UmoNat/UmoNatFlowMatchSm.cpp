@@ -39,8 +39,9 @@ void UmoNatFlowMatchSm::handleInitialized() {
     Mox::assertThat(bool(inputs_.matchStatus), "matchStatus()");
     auto const &match = inputs_.matchStatus->name();
     trace.at(1, entry("handleInitialized"));
-    Skimtrace::record("UmoNatFlowMatchSm::handleInitialized policy %s match %s",
-                      {inputs_.policy, match});
+    static constinit Skimtrace::Point entered(
+        "UmoNatFlowMatchSm::handleInitialized policy %s match %s");
+    entered.record({inputs_.policy, match});
     Mox::assertThat(bool(inputs_.hwPolicyStatus), "hwPolicyStatus()");
     hwMatchStatus_ = inputs_.hwPolicyStatus->matchIs(match);
     Mox::assertThat(bool(hwMatchStatus_), "hwMatchStatus()");
@@ -85,8 +86,9 @@ std::uint32_t UmoNatFlowMatchSm::getGroupNum() const {
 
 bool UmoNatFlowMatchSm::createNatFlowGroups(std::uint32_t groups) {
     trace.at(2, entry("createNatFlowGroups"), ", groups: ", groups);
-    Skimtrace::record("UmoNatFlowMatchSm::createNatFlowGroups policy %s match %s groups %u",
-                      {inputs_.policy, inputs_.matchStatus->name()}, groups);
+    static constinit Skimtrace::Point entered(
+        "UmoNatFlowMatchSm::createNatFlowGroups policy %s match %s groups %u");
+    entered.record({inputs_.policy, inputs_.matchStatus->name()}, groups);
     if (!initialized_ || groups == 0) {
         return false;
     }
@@ -141,8 +143,9 @@ bool UmoNatFlowMatchSm::recordGroups(std::uint32_t unicast, std::uint32_t multic
 void UmoNatFlowMatchSm::deleteNatFlowGroups() {
     auto const &match = inputs_.matchStatus->name();
     trace.at(2, entry("deleteNatFlowGroups"));
-    Skimtrace::record("UmoNatFlowMatchSm::deleteNatFlowGroups policy %s match %s",
-                      {inputs_.policy, match});
+    static constinit Skimtrace::Point entered(
+        "UmoNatFlowMatchSm::deleteNatFlowGroups policy %s match %s");
+    entered.record({inputs_.policy, match});
     if (!initialized_) {
         return;
     }
@@ -194,8 +197,9 @@ bool UmoNatFlowMatchSm::waitsForGroups() const {
 
 bool UmoNatFlowMatchSm::handleGroupNumUpdate() {
     trace.at(2, entry("handleGroupNumUpdate"), ", flow: ", inputs_.matchStatus->flow());
-    Skimtrace::record("UmoNatFlowMatchSm::handleGroupNumUpdate policy %s match %s",
-                      {inputs_.policy, inputs_.matchStatus->name()});
+    static constinit Skimtrace::Point entered(
+        "UmoNatFlowMatchSm::handleGroupNumUpdate policy %s match %s");
+    entered.record({inputs_.policy, inputs_.matchStatus->name()});
     if (!initialized_) {
         return true;
     }
@@ -229,8 +233,9 @@ bool UmoNatFlowMatchSm::handleGroupNumUpdate() {
 
 void UmoNatFlowMatchSm::handleNatFlow() {
     trace.at(2, entry("handleNatFlow"), ", flow: ", inputs_.matchStatus->flow());
-    Skimtrace::record("UmoNatFlowMatchSm::handleNatFlow policy %s match %s",
-                      {inputs_.policy, inputs_.matchStatus->name()});
+    static constinit Skimtrace::Point entered(
+        "UmoNatFlowMatchSm::handleNatFlow policy %s match %s");
+    entered.record({inputs_.policy, inputs_.matchStatus->name()});
     if (!initialized_ || handleGroupNumUpdate()) {
         return;
     }
@@ -241,8 +246,9 @@ void UmoNatFlowMatchSm::handleNatFlow() {
 
 void UmoNatFlowMatchSm::handleNatFlowAction(Pelo::String const &name) {
     trace.at(2, entry("handleNatFlowAction"), ", action: ", name);
-    Skimtrace::record("UmoNatFlowMatchSm::handleNatFlowAction policy %s match %s action %s",
-                      {inputs_.policy, inputs_.matchStatus->name(), name});
+    static constinit Skimtrace::Point entered(
+        "UmoNatFlowMatchSm::handleNatFlowAction policy %s match %s action %s");
+    entered.record({inputs_.policy, inputs_.matchStatus->name(), name});
     if (!initialized_) {
         return;
     }
@@ -266,8 +272,8 @@ void UmoNatFlowMatchSm::handleNatFlowAction(Pelo::String const &name) {
 
 void UmoNatFlowMatchSm::doCleanup() {
     trace.at(1, entry("doCleanup"));
-    Skimtrace::record("UmoNatFlowMatchSm::doCleanup policy %s match %s",
-                      {inputs_.policy, inputs_.matchStatus->name()});
+    static constinit Skimtrace::Point entered("UmoNatFlowMatchSm::doCleanup policy %s match %s");
+    entered.record({inputs_.policy, inputs_.matchStatus->name()});
     if (initialized_) {
         actionSmDelAll();
         deleteNatFlowGroups();

@@ -52,7 +52,8 @@ UmoNatFlowMcastSm::~UmoNatFlowMcastSm() = default;
 
 void UmoNatFlowMcastSm::handleInitialized() {
     trace.at(1, "NatFlowMcastSm::handleInitialized");
-    Skimtrace::record("UmoNatFlowMcastSm::handleInitialized");
+    static constinit Skimtrace::Point entered("UmoNatFlowMcastSm::handleInitialized");
+    entered.record();
     Mox::assertThat(bool(inputs_.hwStatus), "hwStatus()");
     Mox::assertThat(bool(inputs_.helper), "helper()");
     wipeHwStatus();
@@ -95,7 +96,8 @@ void UmoNatFlowMcastSm::statusDispatch(Pelo::Change const &change) {
 
 void UmoNatFlowMcastSm::handleNatFlowPolicy(Pelo::String const &name) {
     trace.at(2, "UmoNatFlowMcastSm::", "handleNatFlowPolicy", ", policy: ", name);
-    Skimtrace::record("UmoNatFlowMcastSm::handleNatFlowPolicy policy %s", {name});
+    static constinit Skimtrace::Point entered("UmoNatFlowMcastSm::handleNatFlowPolicy policy %s");
+    entered.record({name});
     if (!initialized_) {
         return;
     }
@@ -136,7 +138,8 @@ void UmoNatFlowMcastSm::unprogrammedGroupTaskDispatch(Pelo::Change const &change
 
 void UmoNatFlowMcastSm::handleUnprogrammedGroup() {
     trace.at(2, "UmoNatFlowMcastSm::handleUnprogrammedGroup");
-    Skimtrace::record("UmoNatFlowMcastSm::handleUnprogrammedGroup");
+    static constinit Skimtrace::Point entered("UmoNatFlowMcastSm::handleUnprogrammedGroup");
+    entered.record();
     if (!initialized_) {
         return;
     }
@@ -168,7 +171,8 @@ void UmoNatFlowMcastSm::handleUnprogrammedGroup() {
 
 void UmoNatFlowMcastSm::doCleanup() {
     trace.at(1, "NatFlowMcastSm::doCleanup");
-    Skimtrace::record("UmoNatFlowMcastSm::doCleanup");
+    static constinit Skimtrace::Point entered("UmoNatFlowMcastSm::doCleanup");
+    entered.record();
     if (initialized_) {
         policySmDelAll();
         inputs_.hwStatus->natFlowDelAll();

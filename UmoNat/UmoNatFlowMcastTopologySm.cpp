@@ -1,5 +1,6 @@
 #include "UmoNat/UmoNatFlowMcastTopologySm.h"
 
+#include "Skimtrace/Skimtrace.h"
 #include "UmoNat/UmoNatFlowMcastTopologySmBridging.h"
 #include "UmoNat/UmoNatFlowMcastTopologySmInputs.h"
 #include "UmoNat/UmoNatFlowMcastTopologySmL3.h"
@@ -49,6 +50,8 @@ UmoNatFlowMcastTopologySm::~UmoNatFlowMcastTopologySm() = default;
 void UmoNatFlowMcastTopologySm::handleInitialized() {
     loadInputs();
     trace_.at(1, "UmoNatFlowMcastTopologySm::", "handleInitialized");
+    static constinit Skimtrace::Point entered("UmoNatFlowMcastTopologySm::handleInitialized");
+    entered.record();
     initialized_ = true;
     initializeVidToTopoMap();
     initializeL3Intf();

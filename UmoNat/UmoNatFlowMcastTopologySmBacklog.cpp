@@ -1,3 +1,4 @@
+#include "Skimtrace/Skimtrace.h"
 #include "UmoNat/UmoNatFlowActionSm.h"
 #include "UmoNat/UmoNatFlowMcastTopologySm.h"
 
@@ -73,6 +74,9 @@ void UmoNatFlowMcastTopologySm::actionSmUpdateBacklogTaskIs(Mox::Ptr<Vyr::TimerT
 
 void UmoNatFlowMcastTopologySm::processActionSmUpdateBacklog() {
     trace_.at(9, "processActionSmUpdateBacklog");
+    static constinit Skimtrace::Point entered(
+        "UmoNatFlowMcastTopologySm::processActionSmUpdateBacklog waiting %u");
+    entered.record({}, static_cast<std::uint32_t>(actionSmUpdateBacklog_.size()));
     if (!initialized_) {
         trace_.at(9, "UmoNatFlowMcastTopologySm not initialized yet");
         return;

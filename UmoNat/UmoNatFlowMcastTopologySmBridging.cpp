@@ -1,5 +1,7 @@
 #include "UmoNat/UmoNatFlowMcastTopologySmBridging.h"
 
+#include "Skimtrace/Skimtrace.h"
+
 void UmoNatFlowMcastTopologySm::switchIntfConfigIs(
     Mox::Ptr<Bridging::SwitchIntfConfig const> const &config) {
     switchIntfConfig_.is(config->intf(), {.followed = config, .owner = this});
@@ -40,6 +42,9 @@ void UmoNatFlowMcastTopologySm::fdbStatusDelAll() {
 void UmoNatFlowMcastTopologySm::handleVlanStatus(Bridging::VlanId vlan) {
     trace_.at(3, "handleVlanStatus", vlanStatusOf(vlan.value()) ? ", add vlan " : ", delete vlan ",
               vlan);
+    static constinit Skimtrace::Point entered(
+        "UmoNatFlowMcastTopologySm::handleVlanStatus vlan %u");
+    entered.record({}, vlan.value());
     notifyActionSmVlan(vlan.value());
 }
 
@@ -48,6 +53,8 @@ void UmoNatFlowMcastTopologySm::handleFdbStatus(Bridging::Fid fid) {
         inputs_.bridgingStatus && inputs_.bridgingStatus->fdbStatus().find(fid) != nullptr;
     trace_.at(3, "handleFdbStatus",
               present ? ", add mac table for vlan " : ", del mac table for vlan ", fid);
+    static constinit Skimtrace::Point entered("UmoNatFlowMcastTopologySm::handleFdbStatus vlan %u");
+    entered.record({}, fid.value());
     notifyActionSmVlan(fid.value()); // the database of a VLAN has the VLAN's number
 }
 
@@ -69,12 +76,18 @@ void UmoNatFlowMcastTopologySm::NestedSm_SwitchIntfConfig::handleConfig(char con
     auto const &[mode, nativeVlan] = followed().switchportModeAndNativeVlan();
     trace_.at(3, "MoxSwitchIntfConfig::", function, ", intf: ", followed().intf(), ", mode: ", mode,
               ", native vlan: ", nativeVlan);
+    static constinit Skimtrace::Point entered(
+        "UmoNatFlowMcastTopologySm::handleSwitchIntfConfig intf %s");
+    entered.record({followed().intf().stringValue()});
     owner().notifyActionSmIntf(followed().intf());
 }
 
 void UmoNatFlowMcastTopologySm::NestedSm_SwitchIntfConfig::handleSwitchIntfConfigDel() {
     trace_.at(3, "MoxSwitchIntfConfig::", "handleSwitchIntfConfigDel",
               ", intf: ", followed().intf());
+    static constinit Skimtrace::Point entered(
+        "UmoNatFlowMcastTopologySm::handleSwitchIntfConfigDel intf %s");
+    entered.record({followed().intf().stringValue()});
     owner().notifyActionSmIntf(followed().intf());
 }
 
@@ -89,6 +102,9 @@ void UmoNatFlowMcastTopologySm::NestedSm_VlanStatus::handleVlanPortStatus(Nexo::
     bool const member = followed().vlanPortStatus(intf) != nullptr;
     trace_.at(3, "handleVlanPortStatus", ", vlan: ", followed().vlanId(),
               member ? ", add/modify intf " : ", delete intf ", intf);
+    static constinit Skimtrace::Point entered(
+        "UmoNatFlowMcastTopologySm::handleVlanPortStatus intf %s vlan %u");
+    entered.record({intf.stringValue()}, followed().vlanId().value());
     owner().notifyActionSmIntf(intf);
 }
 
@@ -101,6 +117,9 @@ void UmoNatFlowMcastTopologySm::NestedSm_FdbStatus::dispatch(Pelo::Change const 
 /// Told by address alone: the actions for that address in other VLANs are woken too.
 void UmoNatFlowMcastTopologySm::NestedSm_FdbStatus::handleLearnedHost(Nexo::EthAddr const &mac) {
     trace_.at(3, "handleLearnedHost", ", vlan: ", followed().fid(), ", mac: ", mac);
+    static constinit Skimtrace::Point entered(
+        "UmoNatFlowMcastTopologySm::handleLearnedHost vlan %u");
+    entered.record({}, followed().fid().value());
     if (auto const *host = followed().learnedHost(mac)) {
         trace_.at(3, "Add mac address, intf: ", host->intf);
     } else {

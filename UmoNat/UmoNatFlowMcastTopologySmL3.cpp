@@ -1,8 +1,11 @@
 #include "UmoNat/UmoNatFlowMcastTopologySmL3.h"
 
 #include "Mox/Assert.h"
+#include "Skimtrace/Skimtrace.h"
 
 void UmoNatFlowMcastTopologySm::handleL3Intf(Nexo::IntfId intf) {
+    static constinit Skimtrace::Point entered("UmoNatFlowMcastTopologySm::handleL3Intf intf %s");
+    entered.record({intf.stringValue()});
     std::uint16_t vlan = 0;
     if (auto const *l3Id = l3IdOf(intf)) {
         vlan = UmoL3Intf::l3IdToVlanId(*l3Id);
@@ -98,6 +101,9 @@ void UmoNatFlowMcastTopologySm::NestedSm_IpIntfStatus::handleIpIntfStatus() {
     trace_.at(3, "handleIpIntfStatus", ", intf: ", followed().intf(),
               ", routing: ", followed().routing(), ", addrMask: ", followed().addrWithMask(),
               ", up: ", up);
+    static constinit Skimtrace::Point entered(
+        "UmoNatFlowMcastTopologySm::handleIpIntfStatus intf %s");
+    entered.record({followed().intf().stringValue()});
     auto const *l3Id = owner().l3IdOf(followed().intf());
     std::uint16_t const vlan = l3Id != nullptr ? l3Id->value() : std::uint16_t{0};
     if (vlan == 0) {

@@ -1,6 +1,7 @@
 #include "UmoNat/UmoNatFlowMcastTopologySmMapping.h"
 
 #include "Mox/Assert.h"
+#include "Skimtrace/Skimtrace.h"
 
 void UmoNatFlowMcastTopologySm::initializeVidToTopoMap() {
     trace_.at(1, "initializeVidToTopoMap");
@@ -14,6 +15,9 @@ void UmoNatFlowMcastTopologySm::initializeVidToTopoMap() {
 
 void UmoNatFlowMcastTopologySm::handleVidToTopoMap(Bridging::VlanId vlan) {
     trace_.at(3, "handleVidToTopoMap", ", vlan: ", vlan);
+    static constinit Skimtrace::Point entered(
+        "UmoNatFlowMcastTopologySm::handleVidToTopoMap vlan %u");
+    entered.record({}, vlan.value());
     removeVidToTopoMap(vlan);
     if (auto const topology = topologyOf(vlan)) {
         trace_.at(3, "New vlan topology: ", topology->name());
@@ -94,12 +98,17 @@ void UmoNatFlowMcastTopologySm::MoxTopoConfig::topoPortConfigIs(
 
 void UmoNatFlowMcastTopologySm::MoxTopoConfig::handleTopoPort(Nexo::IntfId intf) {
     trace_.at(3, "handleTopoPort", ", state changed for intf ", intf);
+    static constinit Skimtrace::Point entered("UmoNatFlowMcastTopologySm::handleTopoPort intf %s");
+    entered.record({intf.stringValue()});
     notifyVlans();
     owner().notifyActionSmIntf(intf);
 }
 
 void UmoNatFlowMcastTopologySm::MoxTopoConfig::handleTopologyDel() {
     trace_.at(3, "handleTopologyDel", ", topology: ", followed().name());
+    static constinit Skimtrace::Point entered(
+        "UmoNatFlowMcastTopologySm::handleTopologyDel topology %s");
+    entered.record({followed().name()});
     notifyVlans();
 }
 
@@ -120,6 +129,8 @@ void UmoNatFlowMcastTopologySm::MoxTopoPortConfig::handlePortState() {
     bool const forwarding = followed().portState() == Bridging::Topology::PortState::forwarding;
     trace_.at(3, "handlePortState", ", intf: ", followed().intf(), ", fwd old: ", forwarding_,
               ", fwd new: ", forwarding, " (", followed().portState(), ")");
+    static constinit Skimtrace::Point entered("UmoNatFlowMcastTopologySm::handlePortState intf %s");
+    entered.record({followed().intf().stringValue()});
     if (forwarding != forwarding_) {
         forwarding_ = forwarding;
         owner().handleTopoPort(followed().intf());
@@ -129,6 +140,9 @@ void UmoNatFlowMcastTopologySm::MoxTopoPortConfig::handlePortState() {
 /// A port that leaves without forwarding was in no port set.
 void UmoNatFlowMcastTopologySm::MoxTopoPortConfig::handleTopologyIntfDel() {
     trace_.at(3, "handleTopologyIntfDel", ", intf: ", followed().intf());
+    static constinit Skimtrace::Point entered(
+        "UmoNatFlowMcastTopologySm::handleTopologyIntfDel intf %s");
+    entered.record({followed().intf().stringValue()});
     if (forwarding_) {
         owner().handleTopoPort(followed().intf());
     }

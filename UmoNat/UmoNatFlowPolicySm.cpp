@@ -19,7 +19,8 @@ void UmoNatFlowPolicySm::handleInitialized() {
     Mox::assertThat(bool(inputs_.policyStatus), "policyStatus()");
     auto const &policy = inputs_.policyStatus->name();
     trace.at(1, "UmoNatFlowPolicySm::", "handleInitialized", ", policy: ", policy);
-    Skimtrace::record("UmoNatFlowPolicySm::handleInitialized policy %s", {policy});
+    static constinit Skimtrace::Point entered("UmoNatFlowPolicySm::handleInitialized policy %s");
+    entered.record({policy});
     initialized_ = true;
     hwPolicyStatus_ = inputs_.hwStatus->natFlowIs(policy);
     for (auto const &[name, matchStatus] : inputs_.policyStatus->match()) {
@@ -37,7 +38,9 @@ void UmoNatFlowPolicySm::handleNatFlowMatch(Pelo::String const &name) {
     auto const &policy = inputs_.policyStatus->name();
     trace.at(2, "UmoNatFlowPolicySm::", "handleNatFlowMatch", ", policy: ", policy,
              ", match: ", name);
-    Skimtrace::record("UmoNatFlowPolicySm::handleNatFlowMatch policy %s match %s", {policy, name});
+    static constinit Skimtrace::Point entered(
+        "UmoNatFlowPolicySm::handleNatFlowMatch policy %s match %s");
+    entered.record({policy, name});
     if (!initialized_) {
         return;
     }
@@ -59,7 +62,8 @@ void UmoNatFlowPolicySm::handleNatFlowMatch(Pelo::String const &name) {
 void UmoNatFlowPolicySm::doCleanup() {
     auto const &policy = inputs_.policyStatus->name();
     trace.at(1, "UmoNatFlowPolicySm::", "doCleanup", ", policy: ", policy);
-    Skimtrace::record("UmoNatFlowPolicySm::doCleanup policy %s", {policy});
+    static constinit Skimtrace::Point entered("UmoNatFlowPolicySm::doCleanup policy %s");
+    entered.record({policy});
     if (initialized_) {
         if (auto const &task = inputs_.mcastSm->unprogrammedGroupTask()) {
             task->stopTimerTask();

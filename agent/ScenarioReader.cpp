@@ -227,16 +227,17 @@ std::variant<Scenario, ScenarioFaults> readScenarioFile(std::string const &file)
 
 std::variant<std::vector<Event>, ScenarioFaults>
 readEvents(std::string const &file, std::string const &text, SwitchModel before) {
-    return readText<std::vector<Event>>(
-        file, text, [&](ScenarioDocument &reader, Node const &document) {
-            return reader.readEvents(document, std::move(before));
-        });
+    return readText<std::vector<Event>>(file, text,
+                                        [&](ScenarioDocument &reader, Node const &document) {
+                                            return reader.readEvents(document, std::move(before));
+                                        });
 }
 
 std::variant<std::vector<Event>, ScenarioFaults> readEventsFile(std::string const &file,
                                                                 SwitchModel before) {
     std::error_code ignored;
-    if (std::filesystem::exists(file, ignored) && !std::filesystem::is_regular_file(file, ignored)) {
+    if (std::filesystem::exists(file, ignored) &&
+        !std::filesystem::is_regular_file(file, ignored)) {
         return unreadable(file, "it is no regular file");
     }
     auto const text = textOf(file);

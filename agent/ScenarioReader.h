@@ -35,9 +35,8 @@ std::variant<Scenario, ScenarioFaults> readScenarioFile(std::string const &file)
 /// Reads events that are to follow on the state `before` of a switch: a mapping with `events`
 /// alone, whose times may be left out. Either all of them are valid, one after the other, or
 /// there are faults.
-std::variant<std::vector<Event>, ScenarioFaults> readEvents(std::string const &file,
-                                                            std::string const &text,
-                                                            SwitchModel before);
+std::variant<std::vector<Event>, ScenarioFaults>
+readEvents(std::string const &file, std::string const &text, SwitchModel before);
 
 /// The same for the contents of a regular file: never waits, as a pipe would make it.
 std::variant<std::vector<Event>, ScenarioFaults> readEventsFile(std::string const &file,

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <ostream>
+#include <utility>
 
 namespace Skimtrace {
 
@@ -27,8 +28,9 @@ struct Ring {
     std::uint64_t recorded; // in all; the next record's place is this modulo the capacity
 };
 
-// Zero-initialized before any code runs, so that recording may begin while libraries load.
+// Initialized before any code runs, so that recording may begin while libraries load.
 constinit Ring ring{};
+constinit Point const *lastEntered = nullptr;
 
 void print(std::ostream &out, Record const &record) {
     std::size_t nextName = 0;
@@ -48,13 +50,31 @@ void print(std::ostream &out, Record const &record) {
 
 } // namespace
 
-void record(char const *format, Names const &names, std::uint32_t number) noexcept {
+void Point::record(Names const &names, std::uint32_t number) noexcept {
+    if (entries_++ == 0) {
+        enteredBefore_ = std::exchange(lastEntered, this);
+    }
     Record &record = ring.records[ring.recorded++ % kCapacity];
-    record.format = format;
+    record.format = format_;
     record.number = number;
     record.names[0].is(names.first);
     record.names[1].is(names.second);
     record.names[2].is(names.third);
+}
+
+std::string_view Point::name() const noexcept {
+    std::string_view const format(format_);
+    return format.substr(0, format.find(' '));
+}
+
+std::vector<Point const *> points() {
+    std::vector<Point const *> all;
+    for (Point const *point = lastEntered; point != nullptr; point = point->enteredBefore_) {
+        all.push_back(point);
+    }
+    std::sort(all.begin(), all.end(),
+              [](Point const *a, Point const *b) { return a->name() < b->name(); });
+    return all;
 }
 
 void dump(std::ostream &out, std::size_t count) {

@@ -33,8 +33,8 @@ class PLATFORM_API TaskScheduler final : public Mox::PtrInterface {
     /// number of runs.
     std::size_t runDueTasks();
 
-    /// Moves `clock`, which must be the one this scheduler goes by, on to `time` and runs everything that
-    /// falls due on the way, each at its due time. Returns the number of runs.
+    /// Moves `clock`, which must be the one this scheduler goes by, on to `time` and runs
+    /// everything that falls due on the way, each at its due time. Returns the number of runs.
     std::size_t runUntil(VirtualClock &clock, Time time);
 
     /// How long a task may run before it should yield; 10 ms by default.
