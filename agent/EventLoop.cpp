@@ -65,7 +65,7 @@ void EventLoop::run() {
 }
 
 void EventLoop::watch(int descriptor, short events, Handler handler, Patience patience) {
-    watches_[descriptor] = {events, std::make_shared<Handler const>(std::move(handler)), patience,
+    watches_[descriptor] = {events, std::make_shared<Handler const>(std::move(handler)),
                             patience ? Wall::now() + *patience : Wall::time_point::max()};
 }
 
@@ -89,16 +89,8 @@ void EventLoop::serve(std::optional<Vyr::Time> until) {
         auto const watch = watches_.find(polled[i].fd);
         bool const same = watch != watches_.end() && watch->second.handler == handlers[i];
         if (same && (polled[i].revents != 0 || watch->second.impatientAt <= served)) {
-            call(polled[i].fd, handlers[i], polled[i].revents);
+            (*handlers[i])(polled[i].revents);
         }
-    }
-}
-
-void EventLoop::call(int descriptor, std::shared_ptr<Handler const> const &handler, short events) {
-    (*handler)(events);
-    auto const watch = watches_.find(descriptor);
-    if (watch != watches_.end() && watch->second.patience) {
-        watch->second.impatientAt = Wall::now() + *watch->second.patience;
     }
 }
 
@@ -112,7 +104,7 @@ int EventLoop::timeout(std::optional<Vyr::Time> until) const {
     }
     Wall::time_point const wall = Wall::now();
     for (auto const &[descriptor, watch] : watches_) {
-        if (watch.patience) {
+        if (watch.impatientAt != Wall::time_point::max()) {
             sleep = std::min(sleep, std::chrono::ceil<milliseconds>(watch.impatientAt - wall));
         }
     }

@@ -21,8 +21,8 @@ class EventLoop {
   public:
     using Patience = std::optional<std::chrono::milliseconds>;
 
-    /// What a watch calls: `events` are those of poll(2) that have come, or 0 when nothing has
-    /// come for as long as the watch has patience. It may set and end any watches, its own too.
+    /// What a watch calls: `events` are those of poll(2) that have come, or 0 when its patience
+    /// is at an end. It may set and end any watches, its own too.
     using Handler = std::function<void(short events)>;
 
     EventLoop();
@@ -48,8 +48,9 @@ class EventLoop {
     [[nodiscard]] bool stopped() const { return stopped_; }
 
     /// Watches `descriptor` for `events` of poll(2), from now on and instead of how it was watched
-    /// before. The watch stays, and its patience begins anew with every call of the handler. The
-    /// descriptor stays the caller's, who ends the watch before closing it.
+    /// before. The watch stays; what its handler should do within `patience`, counted from now on
+    /// the wall clock, is to set another or to end it. The descriptor stays the caller's, who ends
+    /// the watch before closing it.
     void watch(int descriptor, short events, Handler handler, Patience patience = std::nullopt);
     void unwatch(int descriptor) { watches_.erase(descriptor); }
 
@@ -59,12 +60,10 @@ class EventLoop {
     struct Watch {
         short events = 0;
         std::shared_ptr<Handler const> handler; // shared: its own call may end the watch
-        Patience patience;
         Wall::time_point impatientAt = Wall::time_point::max();
     };
 
     void serve(std::optional<Vyr::Time> until);
-    void call(int descriptor, std::shared_ptr<Handler const> const &handler, short events);
     [[nodiscard]] int timeout(std::optional<Vyr::Time> until) const;
 
     Mox::Ptr<Clock> clock_;

@@ -4,6 +4,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <csignal>
 #include <iostream>
 #include <stdexcept>
 #include <string>
@@ -15,10 +16,15 @@ namespace {
 using UmoAgent::ExitStatus;
 
 constexpr char const *kFooter =
+    "Examples:\n"
+    "  umo-agent examples/stadium-video.yaml\n"
+    "  umo-agent --show-calls --trace 'UmoNat*/1-3' examples/topology-changes.yaml\n"
+    "  umo-agent --socket /tmp/umo.sock examples/market-data-feed.yaml   # then umo-cli\n"
+    "\n"
     "Exit status:\n"
-    "  0  the scenario was played and the chip is empty at its end\n"
+    "  0  the scenario was played, or the agent ended by SIGINT or SIGTERM; the chip is empty\n"
     "  1  a call broke the chip's contract, or groups were left in the chip\n"
-    "  2  bad command line, or the scenario cannot be read or has errors: nothing was played\n";
+    "  2  bad command line, scenario unreadable or with errors, no socket: nothing was played\n";
 
 struct CommandLine {
     std::string scenario;
@@ -32,6 +38,10 @@ void declare(CLI::App &app, CommandLine &line) {
     app.add_flag("--real-time", line.play.realTime,
                  "Play on the wall clock instead of at once in virtual time");
     app.add_flag("--show-calls", line.play.showCalls, "Print each call of the switch chip");
+    app.add_option("--socket", line.play.socket,
+                   "Answer commands of umo-cli at this Unix socket, and go on after the scenario\n"
+                   "until SIGINT or SIGTERM")
+        ->type_name("PATH");
     app.add_option("--trace", line.trace,
                    "Trace messages to print on standard error, such as UmoNat*/1-3,Vyr/9")
         ->type_name("HANDLE/LEVELS")
@@ -43,14 +53,14 @@ ExitStatus run(CommandLine const &line) {
         Mox::traceLevelsIs(line.trace);
     } catch (std::invalid_argument const &malformed) {
         std::cerr << "umo-agent: --trace or UMO_TRACE: " << malformed.what() << '\n';
-        return ExitStatus::badScenario;
+        return ExitStatus::refused;
     }
     auto const read = UmoAgent::readScenarioFile(line.scenario);
     if (auto const *faults = std::get_if<UmoAgent::ScenarioFaults>(&read)) {
         for (std::string const &fault : *faults) {
             std::cerr << fault << '\n';
         }
-        return ExitStatus::badScenario;
+        return ExitStatus::refused;
     }
     return UmoAgent::play(std::get<UmoAgent::Scenario>(read), line.play, std::cout, std::cerr);
 }
@@ -58,6 +68,7 @@ ExitStatus run(CommandLine const &line) {
 } // namespace
 
 int main(int argc, char **argv) {
+    std::signal(SIGPIPE, SIG_IGN); // who stops reading the printouts does not stop the switch
     CLI::App app(
         "Plays a scenario of a switch with multicast NAT: mounts its state, loads the NAT\n"
         "library on a software switch chip, and carries out its events.",
@@ -68,7 +79,7 @@ int main(int argc, char **argv) {
         app.parse(argc, argv);
     } catch (CLI::ParseError const &error) {
         bool const asked = app.exit(error) == 0; // prints the help, or what is wrong
-        return static_cast<int>(asked ? ExitStatus::good : ExitStatus::badScenario);
+        return static_cast<int>(asked ? ExitStatus::good : ExitStatus::refused);
     }
     ExitStatus const status = run(line);
     if (!std::cout.flush()) {

@@ -3,8 +3,12 @@
 #include "agent/EventLoop.h"
 #include "agent/ForwardingAgent.h"
 #include "agent/Printers.h"
+#include "agent/console/CommandServer.h"
+#include "agent/console/Console.h"
+#include "agent/console/TerminationSignals.h"
 
 #include <algorithm>
+#include <optional>
 #include <ostream>
 #include <string>
 
@@ -26,29 +30,81 @@ void playEvents(Scenario const &scenario, EventLoop &loop, ForwardingAgent &agen
     loop.runUntil(std::max(scenario.end.value_or(Vyr::Time{}), loop.now()));
 }
 
-} // namespace
+class Player {
+  public:
+    /// Throws SocketError.
+    Player(PlayOptions const &options, std::ostream &out, std::ostream &errors);
 
-ExitStatus play(Scenario const &scenario, PlayOptions options, std::ostream &out,
-                std::ostream &errors) {
-    EventLoop loop;
-    ForwardingAgent agent(loop, [&](std::string const &line) {
-        errors << stamp(loop.now()) << " contract error: " << line << '\n';
-    });
+    ExitStatus play(Scenario const &scenario);
+
+  private:
+    void serve();
+
+    std::ostream &out_;
+    EventLoop loop_;
+    ForwardingAgent agent_;
+    Console console_{agent_};
+    std::optional<CommandServer> server_;
+    std::optional<TerminationSignals> signals_;
+};
+
+Player::Player(PlayOptions const &options, std::ostream &out, std::ostream &errors)
+    : out_(out), agent_(loop_, [this, &errors](std::string const &line) {
+          errors << stamp(loop_.now()) << " contract error: " << line << '\n';
+      }) {
+    if (!options.socket.empty()) {
+        server_.emplace(loop_, options.socket,
+                        [this](std::uint32_t socket, std::string const &line) {
+                            console_.answer(socket, line);
+                        });
+    }
+    if (server_ || options.realTime) {
+        signals_.emplace(loop_);
+    }
     if (options.realTime) {
-        loop.wallTime();
+        loop_.wallTime();
     }
     if (options.showCalls) {
-        agent.chip().callLogIs([&](std::string const &line) {
-            out << stamp(loop.now()) << ' ' << line << std::endl; // seen even if it is the last
+        agent_.chip().callLogIs([this](std::string const &line) {
+            out_ << stamp(loop_.now()) << ' ' << line << std::endl; // seen even if it is the last
         });
     }
-    agent.start(scenario.initial);
-    playEvents(scenario, loop, agent, out);
-    agent.shutDown();
-    out << stamp(loop.now()) << " end of the scenario, NAT is shut down\n";
-    printChip(out, agent.chip());
-    out.flush();
-    return agent.clean() ? ExitStatus::good : ExitStatus::faulty;
+}
+
+ExitStatus Player::play(Scenario const &scenario) {
+    agent_.start(scenario.initial);
+    console_.playingIs(true);
+    playEvents(scenario, loop_, agent_, out_);
+    console_.playingIs(false);
+    if (server_ && !loop_.stopped()) {
+        serve();
+    }
+    bool const stopped = signals_ && signals_->received() != nullptr;
+    server_.reset();
+    agent_.shutDown();
+    out_ << stamp(loop_.now()) << ' ' << (stopped ? signals_->received() : "end of the scenario")
+         << ", NAT is shut down\n";
+    printChip(out_, agent_.chip());
+    out_.flush();
+    return agent_.clean() ? ExitStatus::good : ExitStatus::faulty;
+}
+
+void Player::serve() {
+    out_ << stamp(loop_.now()) << " end of the scenario, commands are answered at "
+         << server_->path() << std::endl;
+    loop_.run();
+}
+
+} // namespace
+
+ExitStatus play(Scenario const &scenario, PlayOptions const &options, std::ostream &out,
+                std::ostream &errors) {
+    try {
+        return Player(options, out, errors).play(scenario);
+    } catch (SocketError const &error) {
+        errors << "umo-agent: " << error.what() << '\n';
+        return ExitStatus::refused;
+    }
 }
 
 } // namespace UmoAgent

@@ -3,28 +3,33 @@
 #include "agent/ScenarioModel.h"
 
 #include <iosfwd>
+#include <string>
 
 namespace UmoAgent {
 
 /// With what a run of the agent ends.
 enum class ExitStatus {
     good = 0,
-    faulty = 1,      // the contract of the chip was broken, or groups were left in it
-    badScenario = 2, // nothing was run: bad command line, or scenario unreadable or with errors
+    faulty = 1,  // the contract of the chip was broken, or groups were left in it
+    refused = 2, // nothing was run: bad command line, bad scenario, or no socket to be had
 };
 
 struct PlayOptions {
     bool realTime = false;  // on the wall clock, else in virtual time
     bool showCalls = false; // print each call of the switch chip
+    std::string socket{};   // where to answer commands; empty: nowhere
 };
 
 /// Plays a scenario: mounts its initial state, creates the root of the NAT state machines on a
 /// software switch chip, carries out the events at their times, and at the end drops the root.
 /// A task that is due at the time of an event runs before it.
 ///
+/// With a socket the agent answers commands, and goes on after the scenario, on the wall clock.
+/// SIGINT and SIGTERM end it, in real time also the scenario, in the same order.
+///
 /// Printouts go to `out`, and in virtual time are the same in every run; contract errors go to
-/// `errors`.
-ExitStatus play(Scenario const &scenario, PlayOptions options, std::ostream &out,
+/// `errors`, and so does the reason if there can be no socket and nothing is run.
+ExitStatus play(Scenario const &scenario, PlayOptions const &options, std::ostream &out,
                 std::ostream &errors);
 
 } // namespace UmoAgent

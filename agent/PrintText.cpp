@@ -12,6 +12,20 @@ void printPort(std::ostream &out, std::uint16_t port) {
 }
 } // namespace
 
+std::string inQuotes(std::string_view text) {
+    constexpr std::string_view kDigits = "0123456789abcdef";
+    std::string quoted = "\"";
+    for (char const c : text) {
+        auto const byte = static_cast<unsigned char>(c);
+        if (byte < 0x20 || byte == 0x7f) {
+            quoted.append("\\x").append(1, kDigits[byte >> 4U]).append(1, kDigits[byte & 0xfU]);
+        } else {
+            quoted += c;
+        }
+    }
+    return quoted + '"';
+}
+
 void printFlowEnd(std::ostream &out, Ip::Nat::NatFlowEnd const &end) {
     if (end.addr.isZero() && end.prefixLength == 0) {
         out << "any";

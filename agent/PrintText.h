@@ -5,9 +5,15 @@
 #include "Nexo/IpAndPort.h"
 
 #include <iosfwd>
+#include <string>
+#include <string_view>
 
 /// Texts that several printouts share.
 namespace UmoAgent {
+
+/// The text in quotes, its control characters as `\xHH`: text from outside must not steer the
+/// terminal of whoever reads it.
+std::string inQuotes(std::string_view text);
 
 /// `10.1.0.0/16 port 5000`; without a port if it is 0, and `any` without an address.
 void printFlowEnd(std::ostream &out, Ip::Nat::NatFlowEnd const &end);

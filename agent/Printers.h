@@ -16,14 +16,14 @@ void printTree(std::ostream &out, Ip::Nat::HwNatFlowStatus const &status);
 
 /// What the switch answers to showNatFlowActionHw: a line for each programmed action, VLAN and
 /// interface; nothing when nothing is programmed. Throws std::system_error if the system has no
-/// room for a temporary file.
+/// room for the answer.
 void printTable(std::ostream &out, Mox::Ptr<Ip::Nat::HwNatFlowStatus> const &status);
 
 /// The switch chip: a line about its use, then its groups with what is in them.
 void printChip(std::ostream &out, SoftSwitch const &chip);
 
-/// The first line of printChip alone.
-void printChipUse(std::ostream &out, SoftSwitch const &chip);
+/// The chip's tables: entries in use and, where there is one, the capacity.
+void printChipTables(std::ostream &out, SoftSwitch const &chip);
 
 /// A table of the matches: how many groups each wants, which it holds, and its state, one of
 ///
@@ -33,5 +33,20 @@ void printChipUse(std::ostream &out, SoftSwitch const &chip);
 ///  - `stranded`: as waiting, but the removal of a policy has emptied the retry's list.
 void printGroups(std::ostream &out, UmoNatFlowMcastSm const &root,
                  Ip::Nat::HwNatFlowStatus const &status);
+
+/// The VLAN by which copies recirculate, with its L3 interface.
+void printRecircVlan(std::ostream &out, UmoNatFlowMcastSm const &root);
+
+/// The actions that wait to be evaluated again, in the order of evaluation.
+void printBacklog(std::ostream &out, UmoNatFlowMcastSm const &root);
+
+/// How often each handler of the process was entered, and each operation of the chip called.
+void printCounters(std::ostream &out, SoftSwitch const &chip);
+
+/// The process's catalogue of log events, in the order of registration.
+void printLogEvents(std::ostream &out);
+
+/// The process's trace handles, with the levels that are on.
+void printTraceLevels(std::ostream &out);
 
 } // namespace UmoAgent

@@ -1,14 +1,12 @@
 #include "agent/ScenarioNodes.h"
 
+#include "agent/PrintText.h"
+
 #include <algorithm>
 
 namespace UmoAgent {
 
 namespace {
-
-std::string inQuotes(std::string_view text) {
-    return std::string("\"").append(text).append("\"");
-}
 
 std::string namesOf(std::vector<ScenarioNodes::Field> const &fields) {
     std::string names;

@@ -29,6 +29,10 @@ SoftSwitch::PortSet portSetOf(Ip::Nat::NatFlowPortSet const &ps) {
 
 } // namespace
 
+std::array<std::string_view, SoftSwitch::kOperations> const &SoftSwitch::operationNames() {
+    return kOperationNames;
+}
+
 /// One call of the chip: counts itself, and knows its text when somebody asks for it.
 class SoftSwitch::Call {
   public:

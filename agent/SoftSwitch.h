@@ -41,6 +41,9 @@ class SoftSwitch final : public UmoHelper::UmoNatFlowMcastHelper {
     };
     static constexpr std::size_t kOperations = 8;
 
+    /// The operations' names, in their order.
+    static std::array<std::string_view, kOperations> const &operationNames();
+
     struct Translation {
         Nexo::IpAndPort nat;  // what is written into the copies
         Nexo::IpAndPort flow; // what is matched, within prefixLength bits

@@ -136,13 +136,13 @@ void traceLevelsIs(std::string_view setting) {
     TraceRegistry::instance().rulesIs(std::move(rules));
 }
 
-std::vector<std::string> traceHandleNames() {
-    std::vector<std::string> names;
-    for (TraceHandle const *handle : TraceRegistry::instance().handles()) {
-        names.emplace_back(handle->name());
-    }
-    std::sort(names.begin(), names.end());
-    return names;
+std::vector<TraceHandle const *> traceHandles() {
+    auto const &registered = TraceRegistry::instance().handles();
+    std::vector<TraceHandle const *> handles(registered.begin(), registered.end());
+    std::sort(handles.begin(), handles.end(), [](TraceHandle const *a, TraceHandle const *b) {
+        return std::string_view(a->name()) < b->name();
+    });
+    return handles;
 }
 
 TraceSink *traceSinkIs(TraceSink *sink) noexcept {

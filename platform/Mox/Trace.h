@@ -60,8 +60,8 @@ class PLATFORM_API TraceHandle {
 /// the offending piece and what was expected, and then changes nothing.
 PLATFORM_API void traceLevelsIs(std::string_view setting);
 
-/// The names of all trace handles, in order.
-PLATFORM_API std::vector<std::string> traceHandleNames();
+/// All trace handles of the process, by name.
+PLATFORM_API std::vector<TraceHandle const *> traceHandles();
 
 /// Sends messages to `sink`, which must outlive its use; null restores standard error. Returns
 /// the sink before.

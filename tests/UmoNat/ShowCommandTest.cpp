@@ -76,16 +76,27 @@ TEST(Show, PrintsHeaderAndRowsToTheByte) {
     ucast->portSetIdIs(1);
     ucast->portSetId2Is(2);
     Show::port(a->vlanPortSets()->mcastPortSetIs(20), "Ethernet1");
-    show.action("a policy of many words", "m", "empty"); // counts for the header, prints no row
+    show.action("%s%n-none", "m", "empty"); // counts for the header, prints no row
+    auto const unicast = show.action("%s%n-a-name-wider-than-its-column", "m", "u");
+    unicast->flowTypeIs(Ip::Nat::natFlowTypeUnicast);
+    Show::port(unicast->vlanPortSets()->ucastPortSetIs(4094), "Ethernet10/11/12");
+    auto const multicast = show.action("q", "m", "mc");
+    multicast->flowTypeIs(Ip::Nat::natFlowTypeMulticast);
+    Show::port(multicast->vlanPortSets()->mcastPortSetIs(1), "Vlan10");
     EXPECT_EQ(
         show.of("showNatFlowActionHw"),
         std::string(kLine) + kHeader + kLine +
+            "%s%n-a-name-wider-than-its-column m                  u                  -             "
+            " -               0     0     UC UC 0     0     4094 Et10/11/12 00:00:00:00:00:0a\n"
             "p                  m                  a                  10.9.9.9       "
             "239.2.2.2       5000  6000  AC UC 1     2     10   Po5      00:00:00:00:00:0a\n"
             "p                  m                  a                  10.9.9.9       "
             "239.2.2.2       5000  6000  AC UC 1     2     10            00:00:00:00:00:0a\n"
             "p                  m                  a                  10.9.9.9       "
-            "239.2.2.2       5000  6000  AC MC 0     0     20   Et1      00:00:00:00:00:0a\n");
+            "239.2.2.2       5000  6000  AC MC 0     0     20   Et1      00:00:00:00:00:0a\n"
+            "q                  m                  mc                 -              -             "
+            "  "
+            "0     0     MC MC 0     0     1    Vl10     00:00:00:00:00:0a\n");
 }
 
 TEST(Show, MasksTheTranslatedAddressByTheFlowsPrefix) {

@@ -27,7 +27,7 @@ struct Played {
     explicit Played(std::string const &text, PlayOptions options = {})
         : Played(UmoAgent::readScenario("f", text), options) {}
 
-    ExitStatus status = ExitStatus::badScenario;
+    ExitStatus status = ExitStatus::refused;
     std::string out;
 };
 

@@ -1,0 +1,128 @@
+#include "agent/console/CommandServer.h"
+
+#include <poll.h>
+#include <sys/socket.h>
+
+#include <array>
+#include <cerrno>
+#include <system_error>
+#include <utility>
+
+namespace UmoAgent {
+
+namespace {
+
+/// What is received or sent before the loop goes round.
+constexpr std::size_t kPortion = 65536;
+
+/// After a failure to accept.
+constexpr std::chrono::milliseconds kPause{100};
+
+bool tryAgain(int error) {
+    return error == EAGAIN || error == EINTR;
+}
+
+} // namespace
+
+CommandServer::CommandServer(EventLoop &loop, std::string path, Answer answer,
+                             std::chrono::milliseconds patience)
+    : loop_(loop), answer_(std::move(answer)), patience_(patience), socket_(std::move(path)) {
+    listen();
+}
+
+CommandServer::~CommandServer() {
+    loop_.unwatch(socket_.number());
+    for (auto const &[descriptor, client] : clients_) {
+        loop_.unwatch(descriptor);
+    }
+}
+
+void CommandServer::listen() {
+    loop_.watch(socket_.number(), POLLIN, [this](short) { acceptClients(); });
+}
+
+void CommandServer::acceptClients() {
+    while (clients_.size() < kMaxClients) {
+        Descriptor accepted(
+            accept4(socket_.number(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+        if (!accepted) {
+            if (!tryAgain(errno)) {
+                // Out of descriptors or memory: asking again at once would keep the loop spinning.
+                loop_.watch(
+                    socket_.number(), 0, [this](short) { listen(); }, kPause);
+            }
+            return;
+        }
+        int const descriptor = accepted.number();
+        Client &client = clients_[descriptor];
+        client.socket = std::move(accepted);
+        loop_.watch(
+            descriptor, POLLIN,
+            [this, &client](short events) { events != 0 ? receive(client) : drop(client); },
+            patience_);
+    }
+    loop_.unwatch(socket_.number());
+}
+
+void CommandServer::receive(Client &client) {
+    std::array<char, kPortion> bytes{};
+    ssize_t const got = recv(client.socket.number(), bytes.data(), bytes.size(), 0);
+    if (got <= 0) {
+        if (got == 0 || !tryAgain(errno)) {
+            drop(client);
+        }
+        return;
+    }
+    if (client.reader.add({bytes.data(), static_cast<std::size_t>(got)}) !=
+        LineReader::State::reading) {
+        answer(client);
+    }
+}
+
+void CommandServer::answer(Client &client) {
+    try {
+        client.answer.emplace();
+        if (client.reader.state() == LineReader::State::whole) {
+            answer_(client.answer->socket(), client.reader.line());
+        } else {
+            client.answer->write("% a line of more than " + std::to_string(LineReader::kMaxLength) +
+                                 " bytes\n");
+        }
+    } catch (std::system_error const &) {
+        drop(client); // no room for the answer
+        return;
+    }
+    loop_.watch(
+        client.socket.number(), POLLOUT,
+        [this, &client](short events) { events != 0 ? send(client) : drop(client); }, patience_);
+}
+
+void CommandServer::send(Client &client) {
+    std::string const portion = client.answer->read(client.sent, kPortion);
+    if (portion.empty()) {
+        // It has got all of it. What it sent behind its line would make this end look broken.
+        std::array<char, kPortion> rest{};
+        recv(client.socket.number(), rest.data(), rest.size(), 0);
+        drop(client);
+        return;
+    }
+    ssize_t const sent =
+        ::send(client.socket.number(), portion.data(), portion.size(), MSG_NOSIGNAL);
+    if (sent >= 0) {
+        client.sent += static_cast<std::size_t>(sent);
+    } else if (!tryAgain(errno)) {
+        drop(client);
+    }
+}
+
+void CommandServer::drop(Client const &client) {
+    int const descriptor = client.socket.number();
+    bool const wereFull = clients_.size() == kMaxClients;
+    loop_.unwatch(descriptor);
+    clients_.erase(descriptor);
+    if (wereFull) {
+        listen();
+    }
+}
+
+} // namespace UmoAgent

@@ -1,0 +1,44 @@
+#include "agent/console/TerminationSignals.h"
+
+#include <poll.h>
+#include <sys/signalfd.h>
+
+#include <cerrno>
+#include <system_error>
+
+namespace UmoAgent {
+
+namespace {
+sigset_t terminations() {
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, SIGINT);
+    sigaddset(&set, SIGTERM);
+    return set;
+}
+} // namespace
+
+TerminationSignals::TerminationSignals(EventLoop &loop) : loop_(loop) {
+    sigset_t const set = terminations();
+    signals_ = Descriptor(signalfd(-1, &set, SFD_NONBLOCK | SFD_CLOEXEC));
+    if (!signals_) {
+        throw std::system_error(errno, std::generic_category(), "signals");
+    }
+    sigprocmask(SIG_BLOCK, &set, &before_);
+    loop_.watch(signals_.number(), POLLIN, [this](short) { receive(); });
+}
+
+TerminationSignals::~TerminationSignals() {
+    loop_.unwatch(signals_.number());
+    sigprocmask(SIG_SETMASK, &before_, nullptr);
+}
+
+void TerminationSignals::receive() {
+    signalfd_siginfo signal{};
+    if (read(signals_.number(), &signal, sizeof signal) == sizeof signal) {
+        received_ = signal.ssi_signo == SIGINT ? "SIGINT" : "SIGTERM";
+        loop_.stop();
+    }
+}
+
+} // namespace UmoAgent

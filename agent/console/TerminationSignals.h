@@ -1,0 +1,31 @@
+#pragma once
+
+#include "agent/EventLoop.h"
+#include "agent/console/Descriptor.h"
+
+#include <csignal>
+
+namespace UmoAgent {
+
+/// While it lives, SIGINT and SIGTERM stop the event loop instead of the process.
+class TerminationSignals {
+  public:
+    /// `loop` must outlive it. Throws std::system_error if the system refuses.
+    explicit TerminationSignals(EventLoop &loop);
+    ~TerminationSignals();
+    TerminationSignals(TerminationSignals const &) = delete;
+    TerminationSignals &operator=(TerminationSignals const &) = delete;
+
+    /// The name of the signal that came; null if none has.
+    [[nodiscard]] char const *received() const { return received_; }
+
+  private:
+    void receive();
+
+    EventLoop &loop_;
+    sigset_t before_{};
+    Descriptor signals_;
+    char const *received_ = nullptr;
+};
+
+} // namespace UmoAgent

@@ -1,0 +1,154 @@
+#include "agent/console/CommandServer.h"
+
+#include <gmock/gmock.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <fstream>
+
+using namespace UmoAgent;
+using testing::HasSubstr;
+using testing::ThrowsMessage;
+
+namespace {
+
+/// More than the system keeps for a client who does not read.
+std::string const kMuch(std::size_t{1} << 20U, 'x');
+
+/// A server that answers each line with itself in brackets, but `much` with much; and clients
+/// that never wait.
+struct CommandServerTest : testing::Test {
+    CommandServerTest() { std::filesystem::create_directory(folder); }
+    ~CommandServerTest() override { std::filesystem::remove_all(folder); }
+
+    void serve(std::chrono::milliseconds patience = CommandServer::kPatience) {
+        auto const answer = [](std::uint32_t socket, std::string const &line) {
+            writeAll(static_cast<int>(socket), line == "much" ? kMuch : "[" + line + "]");
+        };
+        server = std::make_unique<CommandServer>(loop, path, answer, patience);
+    }
+    /// Lets the server do all that it can without waiting.
+    void turn() {
+        for (int i = 0; i < 200; ++i) {
+            loop.runUntil(loop.now());
+        }
+    }
+    Descriptor client(std::string const &text) const {
+        Descriptor connected = connectTo(path);
+        EXPECT_EQ(::send(connected.number(), text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL),
+                  static_cast<ssize_t>(text.size()));
+        return connected;
+    }
+    /// What has come by now, with `~` for the connection's end.
+    static std::string received(Descriptor const &client) {
+        std::string text;
+        char bytes[65536];
+        ssize_t got = 0;
+        while ((got = recv(client.number(), bytes, sizeof bytes, MSG_DONTWAIT)) > 0) {
+            text.append(bytes, static_cast<std::size_t>(got));
+        }
+        return got == 0 ? text + "~" : text;
+    }
+    std::string answer(std::string const &text) {
+        Descriptor const asking = client(text);
+        turn();
+        return received(asking);
+    }
+
+    std::filesystem::path folder =
+        std::filesystem::temp_directory_path() / ("umo-server-" + std::to_string(getpid()));
+    std::string path = folder / "socket";
+    EventLoop loop;
+    std::unique_ptr<CommandServer> server;
+};
+
+} // namespace
+
+TEST_F(CommandServerTest, AnswersOneLineOfBoundedLengthAndCloses) {
+    serve();
+    EXPECT_EQ(answer("a b \n"), "[a b ]~");
+    EXPECT_EQ(answer("a\r\nignored\n"), "[a]~");
+    EXPECT_EQ(answer("\n"), "[]~");
+    std::string const longest(4096, 'x');
+    EXPECT_EQ(answer(longest + "\r\n"), "[" + longest + "]~");
+    EXPECT_EQ(answer(longest + "y\n"), "% a line of more than 4096 bytes\n~");
+    EXPECT_EQ(answer(longest + "yy"), "% a line of more than 4096 bytes\n~");
+
+    Descriptor const halves = client("first ");
+    turn();
+    Descriptor const cutOff = client("apply /half/of/a/na");
+    shutdown(cutOff.number(), SHUT_WR);
+    EXPECT_EQ(answer("between\n"), "[between]~");
+    ::send(halves.number(), "second\n", 7, 0);
+    turn();
+    EXPECT_EQ(received(halves), "[first second]~");
+    EXPECT_EQ(received(cutOff), "~") << "half of a command is no command";
+}
+
+TEST_F(CommandServerTest, ClientsThatAreSilentSlowOrGoneHoldUpNobody) {
+    serve();
+    std::vector<Descriptor> silent;
+    for (std::size_t i = 0; i < CommandServer::kMaxClients - 1; ++i) {
+        silent.push_back(client(""));
+    }
+    client("gone\n"); // before it is answered
+    {
+        Descriptor const half = client("much\n");
+        turn();
+        EXPECT_EQ(recv(half.number(), std::string(100, ' ').data(), 100, 0), 100);
+    }
+    EXPECT_EQ(answer("a\n"), "[a]~");
+    silent.push_back(client(""));
+    turn();
+    Descriptor const waiting = client("b\n");
+    turn();
+    EXPECT_EQ(received(waiting), "") << "as many clients as there may be";
+    silent.pop_back();
+    turn();
+    EXPECT_EQ(received(waiting), "[b]~");
+}
+
+TEST_F(CommandServerTest, LosesPatienceWithWhoSendsNoLineOrTakesNoAnswer) {
+    serve(std::chrono::milliseconds(0));
+    Descriptor const silent = client("no end");
+    turn();
+    EXPECT_EQ(received(silent), "~");
+
+    server.reset();
+    serve(std::chrono::milliseconds(20));
+    Descriptor const slow = client("much\n");
+    loop.wallTime();
+    loop.runUntil(loop.now() + std::chrono::milliseconds(60));
+    std::string const part = received(slow);
+    EXPECT_EQ(part.back(), '~');
+    EXPECT_GT(part.size(), 1U);
+    EXPECT_LT(part.size(), kMuch.size());
+}
+
+TEST_F(CommandServerTest, SocketIsItsOwnersAndReplacesOnlyWhatNobodyAnswers) {
+    {
+        ListeningSocket const crashed(path);
+        std::filesystem::create_hard_link(path, path + ".left");
+    }
+    std::filesystem::rename(path + ".left", path); // the file of a run that took none away
+    serve();
+    struct stat file {};
+    EXPECT_EQ(stat(path.c_str(), &file), 0);
+    EXPECT_EQ(file.st_mode & 0777U, 0600U);
+    EXPECT_THAT([&] { ListeningSocket{path}; },
+                ThrowsMessage<SocketError>(HasSubstr("another agent is answering there")));
+    EXPECT_EQ(answer("still here\n"), "[still here]~");
+    server.reset();
+    EXPECT_FALSE(std::filesystem::exists(path));
+    EXPECT_THAT([&] { connectTo(path); }, ThrowsMessage<SocketError>(HasSubstr("no agent")));
+
+    std::ofstream(path) << "a file";
+    EXPECT_THAT([&] { ListeningSocket{path}; },
+                ThrowsMessage<SocketError>(HasSubstr("there is another file of that name")));
+    EXPECT_TRUE(std::filesystem::exists(path));
+    EXPECT_THAT([&] { ListeningSocket{std::string(108, 'x')}; },
+                ThrowsMessage<SocketError>(HasSubstr("a path of 1 to 107 bytes")));
+    EXPECT_THAT([&] { ListeningSocket{folder / "none/socket"}; },
+                ThrowsMessage<SocketError>(HasSubstr("No such file or directory")));
+}
