@@ -19,7 +19,7 @@ constexpr char const *kFooter =
     "Examples:\n"
     "  umo-agent examples/stadium-video.yaml\n"
     "  umo-agent --show-calls --trace 'UmoNat*/1-3' examples/topology-changes.yaml\n"
-    "  umo-agent --socket /tmp/umo.sock examples/market-data-feed.yaml   # then umo-cli\n"
+    "  umo-agent --socket /tmp/umo.sock examples/live-switch.yaml   # then umo-cli\n"
     "\n"
     "Exit status:\n"
     "  0  the scenario was played, or the agent ended by SIGINT or SIGTERM; the chip is empty\n"

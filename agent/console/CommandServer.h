@@ -18,8 +18,8 @@ namespace UmoAgent {
 /// one line, gets the answer, and the connection closes.
 ///
 /// No client can hold up the loop or the others. One that does not send its line, or does not
-/// take its answer, within the server's patience is dropped; so is one that goes away. A line that ends
-/// with the connection is not answered: half of a command is another command.
+/// take its answer, within the server's patience is dropped; so is one that goes away. A line that
+/// ends with the connection is not answered: half of a command is another command.
 class CommandServer {
   public:
     static constexpr std::chrono::milliseconds kPatience{10'000};
