@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Mox/Census.h"
 #include "Mox/PtrInterface.h"
 
 #include <cstddef>
@@ -61,7 +62,9 @@ class Ptr {
 /// with reactorIs (Mox/Reactor.h) instead.
 template <class T, class... Args>
 Ptr<T> make(Args &&...args) {
-    return Ptr<T>(new T(std::forward<Args>(args)...));
+    Ptr<T> object(new T(std::forward<Args>(args)...));
+    Census::enter<T>(*object, sizeof(T));
+    return object;
 }
 
 } // namespace Mox

@@ -4,7 +4,11 @@ namespace Mox {
 
 bool PtrInterface::threadSafe_ = false;
 
-PtrInterface::~PtrInterface() = default;
+PtrInterface::~PtrInterface() {
+    if (censusClass_ != 0) [[unlikely]] {
+        Census::leave(censusClass_);
+    }
+}
 
 void PtrInterface::handleZeroReferences() const noexcept {
     // A clean-up may take and release references to the dying object. Held at one, the count

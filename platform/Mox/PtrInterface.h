@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Mox/Census.h"
 #include "Pelo/Export.h"
 
 #include <atomic>
@@ -77,6 +78,8 @@ class PLATFORM_API PtrInterface {
     };
 
   private:
+    friend class Census;
+
     void handleZeroReferences() const noexcept;
 
     static bool threadSafe_;
@@ -84,6 +87,7 @@ class PLATFORM_API PtrInterface {
     mutable std::atomic<std::uint32_t> references_{0};
     bool markedForDeletion_ = false;
     bool notificationActive_ = false;
+    mutable Census::ClassNumber censusClass_ = 0;
 };
 
 } // namespace Mox

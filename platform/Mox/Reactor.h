@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Mox/Census.h"
 #include "Mox/Entity.h"
 #include "Mox/Ptr.h"
 #include "Pelo/Publisher.h"
@@ -115,6 +116,7 @@ template <class Sm, class... Args>
 Ptr<Sm> reactorIs(Args &&...args) {
     static_assert(std::is_base_of_v<Reactor, Sm>);
     Ptr<Sm> machine(new Live<Sm>(std::forward<Args>(args)...));
+    Census::enter<Sm>(*machine, sizeof(Live<Sm>));
     machine->hasNotificationActiveIs(true);
     return machine;
 }

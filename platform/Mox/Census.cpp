@@ -1,0 +1,65 @@
+#include "Mox/Census.h"
+
+#include "Mox/Assert.h"
+#include "Mox/PtrInterface.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cxxabi.h>
+#include <limits>
+#include <memory>
+#include <typeindex>
+#include <unordered_map>
+
+namespace Mox {
+
+namespace {
+
+struct Classes {
+    std::unordered_map<std::type_index, std::size_t> numbers;
+    std::vector<Census::Entry> entries; // that of number n at n - 1
+};
+
+/// Never destroyed: objects may go after every static.
+Classes &classes() {
+    static auto &classes = *new Classes;
+    return classes;
+}
+
+std::string readable(char const *name) {
+    int status = 0;
+    std::unique_ptr<char, decltype(&std::free)> const text(
+        abi::__cxa_demangle(name, nullptr, nullptr, &status), &std::free);
+    return status == 0 ? text.get() : name;
+}
+
+} // namespace
+
+bool Census::active_ = false;
+
+std::vector<Census::Entry> Census::live() {
+    std::vector<Entry> found;
+    std::copy_if(classes().entries.begin(), classes().entries.end(), std::back_inserter(found),
+                 [](Entry const &entry) { return entry.live > 0; });
+    std::sort(found.begin(), found.end(),
+              [](Entry const &a, Entry const &b) { return a.name < b.name; });
+    return found;
+}
+
+void Census::enterAs(PtrInterface const &object, std::type_info const &type, std::size_t size) {
+    auto &[numbers, entries] = classes();
+    auto const [place, added] = numbers.try_emplace(type, entries.size() + 1);
+    if (added) {
+        assertThat(place->second <= std::numeric_limits<ClassNumber>::max(),
+                   "place->second <= std::numeric_limits<ClassNumber>::max()");
+        entries.push_back({readable(type.name()), size, 0});
+    }
+    ++entries[place->second - 1].live;
+    object.censusClass_ = static_cast<ClassNumber>(place->second);
+}
+
+void Census::leave(ClassNumber number) noexcept {
+    --classes().entries[std::size_t{number} - 1].live;
+}
+
+} // namespace Mox
