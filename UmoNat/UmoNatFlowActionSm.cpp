@@ -6,6 +6,7 @@
 #include "UmoNat/NatFlowGroupCount.h"
 #include "UmoNat/UmoNatFlowActionSmTrace.h"
 #include "UmoNat/UmoNatFlowMcastTopologySm.h"
+#include "UmoNat/UmoNatflowActionSmIndex.h"
 
 #include <ostream>
 
@@ -29,7 +30,12 @@ UmoNatFlowActionSm::UmoNatFlowActionSm(Inputs const &inputs) : inputs_(inputs) {
     actionStatusSubscription_.follow(inputs_.actionStatus);
 }
 
-UmoNatFlowActionSm::~UmoNatFlowActionSm() = default;
+UmoNatFlowActionSm::~UmoNatFlowActionSm() {
+    // Entries that somebody holds outside the index; the topology has seen to those in it.
+    for (UmoNatflowActionSmEntry *const entry : indexEntries_) {
+        entry->actionSmDel(this);
+    }
+}
 
 Pelo::String const &UmoNatFlowActionSm::action() const noexcept {
     static Pelo::String const none;

@@ -4,6 +4,7 @@
 #include "Ip/NatHwStatus.h"
 #include "Ip/NatStatus.h"
 #include "Mox/Reactor.h"
+#include "Mox/Set.h"
 #include "Nexo/EthAddr.h"
 #include "Pelo/String.h"
 #include "UmoNat/NatFlowGroupUse.h"
@@ -14,6 +15,7 @@
 #include <iosfwd>
 
 class UmoNatFlowMcastTopologySm;
+class UmoNatflowActionSmEntry;
 
 /// The state machine of one action of a match, owned by the match's machine under the action's
 /// name. It decides the action's flow type, and programs in a fixed order: which ports the
@@ -116,6 +118,9 @@ class UmoNatFlowActionSm : public Mox::Reactor {
     void childrenDelAll() override;
 
   private:
+    friend class UmoNatflowActionSmEntry;
+    friend class UmoNatFlowMcastTopologySm;
+
     struct EntryMessage;
 
     void actionStatusDispatch(Pelo::Change const &change);
@@ -158,6 +163,7 @@ class UmoNatFlowActionSm : public Mox::Reactor {
 
     Inputs const inputs_;
     Mox::Ptr<Ip::Nat::HwNatFlowActionStatus> hwActionStatus_;
+    Mox::Set<UmoNatflowActionSmEntry *> indexEntries_; // the index's own: those it stands in
     bool initialized_ = false;
 
     Mox::Subscription actionStatusSubscription_{*this, &UmoNatFlowActionSm::actionStatusDispatch};

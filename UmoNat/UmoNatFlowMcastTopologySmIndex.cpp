@@ -15,16 +15,26 @@ std::ostream &operator<<(std::ostream &out, Names const &names) {
                << ", action: " << names.actionSm.action();
 }
 
-/// Takes the machine out of all entries of one kind. `remove` is given the key of each entry
-/// that is left without machines.
-template <class Index, class Remove>
-void withdrawFrom(Index const &index, UmoNatFlowActionSm *actionSm, Remove const &remove) {
-    for (auto const &[key, entry] : index) {
-        if (entry->actionSm().contains(actionSm)) {
-            entry->actionSmDel(actionSm);
-            if (entry->actionSm().empty()) {
-                remove(key);
-            }
+/// Takes the machine out of those of its entries that stand in `index` under `keyOf` them, and
+/// hands each key whose entry is left without machines to `remove`.
+template <class Entries, class Key, class Entry, class Remove>
+void withdrawFrom(Mox::Collection<Key, Mox::Ptr<Entry>> const &index, Entries const &entries,
+                  UmoNatflowActionSmEntry::Kind kind, Key const &(Entry::*keyOf)() const noexcept,
+                  UmoNatFlowActionSm *actionSm, Remove const &remove) {
+    for (UmoNatflowActionSmEntry *const candidate : entries) {
+        if (candidate->kind() != kind) {
+            continue;
+        }
+        auto *const entry = static_cast<Entry *>(candidate);
+        Key const key = (entry->*keyOf)();
+        auto const *const indexed = index.find(key);
+        if (indexed == nullptr || indexed->ptr() != entry) {
+            continue; // somebody holds an entry that is not in the index
+        }
+        Mox::Ptr<Entry> const held = *indexed;
+        held->actionSmDel(actionSm);
+        if (held->actionSm().empty()) {
+            remove(key);
         }
     }
 }
@@ -70,41 +80,22 @@ void UmoNatFlowMcastTopologySm::withdraw(UmoNatFlowActionSm *actionSm, bool trac
             trace_.at(4, text, key);
         }
     };
-    withdrawFrom(actionIntf_, actionSm, [&](Nexo::IntfId intf) {
-        removed("Removed actionIntf for intf ", intf);
-        actionIntfDel(intf);
-    });
-    withdrawFrom(actionVlan_, actionSm, [&](std::uint16_t vlan) {
-        removed("Removed actionVlan for vlan ", vlan);
-        actionVlanDel(vlan);
-    });
-    withdrawFrom(actionMac_, actionSm, [&](Nexo::EthAddr mac) {
-        removed("Removed actionMac for mac ", mac);
-        actionMacDel(mac);
-    });
+    using Kind = UmoNatflowActionSmEntry::Kind;
+    auto const &entries = actionSm->indexEntries_;
+    withdrawFrom(actionIntf_, entries, Kind::intf, &UmoNatflowActionSmIntf::intf, actionSm,
+                 [&](Nexo::IntfId intf) {
+                     removed("Removed actionIntf for intf ", intf);
+                     actionIntfDel(intf);
+                 });
+    withdrawFrom(actionVlan_, entries, Kind::vlan, &UmoNatflowActionSmVlan::vlan, actionSm,
+                 [&](std::uint16_t vlan) {
+                     removed("Removed actionVlan for vlan ", vlan);
+                     actionVlanDel(vlan);
+                 });
+    withdrawFrom(actionMac_, entries, Kind::mac, &UmoNatflowActionSmMac::mac, actionSm,
+                 [&](Nexo::EthAddr const &mac) {
+                     removed("Removed actionMac for mac ", mac);
+                     actionMacDel(mac);
+                 });
     actionRecircDel(actionSm);
-}
-
-Mox::Ptr<UmoNatflowActionSmIntf> UmoNatflowActionSmIntfIs(Nexo::IntfId intf) {
-    return Mox::make<UmoNatflowActionSmIntf>(intf);
-}
-
-Mox::Ptr<UmoNatflowActionSmVlan> UmoNatflowActionSmVlanIs(std::uint16_t vlan) {
-    return Mox::make<UmoNatflowActionSmVlan>(vlan);
-}
-
-Mox::Ptr<UmoNatflowActionSmMac> UmoNatflowActionSmMacIs(Nexo::EthAddr const &mac) {
-    return Mox::make<UmoNatflowActionSmMac>(mac);
-}
-
-Mox::Ptr<UmoNatflowActionSmIntf> umoNatflowActionSmIntfFactory(Nexo::IntfId intf) {
-    return UmoNatflowActionSmIntfIs(intf);
-}
-
-Mox::Ptr<UmoNatflowActionSmVlan> umoNatflowActionSmVlanFactory(std::uint16_t vlan) {
-    return UmoNatflowActionSmVlanIs(vlan);
-}
-
-Mox::Ptr<UmoNatflowActionSmMac> umoNatflowActionSmMacFactory(Nexo::EthAddr const &mac) {
-    return UmoNatflowActionSmMacIs(mac);
 }

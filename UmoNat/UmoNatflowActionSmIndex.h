@@ -9,22 +9,67 @@
 
 class UmoNatFlowActionSm;
 
-/// The entries of the topology machine's action index: which action machines have port sets that
-/// depend on an interface, on a VLAN, or on where a host is. An entry keeps no machine alive; a
-/// machine is taken out of all entries before its end.
-class UmoNatflowActionSmIntf final : public Mox::Entity {
-    MOX_KEY(UmoNatflowActionSmIntf, Nexo::IntfId, intf)
-    MOX_SET(UmoNatFlowActionSm *, actionSm)
+/// An entry of the topology machine's action index: the action machines whose port sets depend
+/// on one interface, on one VLAN, or on where one host is; there is a class for each below. An
+/// entry keeps no machine alive, and a machine is taken out of all entries before its end.
+///
+/// Each machine knows the entries it is in, so that it can be withdrawn at a cost that does not
+/// grow with the index. The entries see to that, whoever changes them.
+class UMONAT_API UmoNatflowActionSmEntry : public Mox::Entity {
+  public:
+    enum class Kind : std::uint8_t { intf, vlan, mac };
+
+    static constexpr Pelo::KeyedAttribute<UmoNatFlowActionSm *> actionSmAttribute{"actionSm"};
+
+    [[nodiscard]] Kind kind() const noexcept { return kind_; }
+    [[nodiscard]] auto const &actionSm() const noexcept { return actionSm_; }
+    /// REQUIRES: a live machine.
+    void actionSmIs(UmoNatFlowActionSm *actionSm);
+    void actionSmDel(UmoNatFlowActionSm *actionSm);
+    void actionSmDelAll();
+
+  protected:
+    explicit UmoNatflowActionSmEntry(Kind kind) noexcept : kind_(kind) {}
+    ~UmoNatflowActionSmEntry() override;
+
+  private:
+    void forgottenBy(Mox::Set<UmoNatFlowActionSm *> const &actionSms);
+
+    Kind const kind_;
+    Mox::Set<UmoNatFlowActionSm *> actionSm_;
 };
 
-class UmoNatflowActionSmVlan final : public Mox::Entity {
-    MOX_KEY(UmoNatflowActionSmVlan, std::uint16_t, vlan)
-    MOX_SET(UmoNatFlowActionSm *, actionSm)
+class UMONAT_API UmoNatflowActionSmIntf final : public UmoNatflowActionSmEntry {
+  public:
+    explicit UmoNatflowActionSmIntf(Nexo::IntfId intf)
+        : UmoNatflowActionSmEntry(Kind::intf), intf_(intf) {}
+    ~UmoNatflowActionSmIntf() override;
+    [[nodiscard]] Nexo::IntfId const &intf() const noexcept { return intf_; }
+
+  private:
+    Nexo::IntfId const intf_;
 };
 
-class UmoNatflowActionSmMac final : public Mox::Entity {
-    MOX_KEY(UmoNatflowActionSmMac, Nexo::EthAddr, mac)
-    MOX_SET(UmoNatFlowActionSm *, actionSm)
+class UMONAT_API UmoNatflowActionSmVlan final : public UmoNatflowActionSmEntry {
+  public:
+    explicit UmoNatflowActionSmVlan(std::uint16_t vlan)
+        : UmoNatflowActionSmEntry(Kind::vlan), vlan_(vlan) {}
+    ~UmoNatflowActionSmVlan() override;
+    [[nodiscard]] std::uint16_t const &vlan() const noexcept { return vlan_; }
+
+  private:
+    std::uint16_t const vlan_;
+};
+
+class UMONAT_API UmoNatflowActionSmMac final : public UmoNatflowActionSmEntry {
+  public:
+    explicit UmoNatflowActionSmMac(Nexo::EthAddr const &mac)
+        : UmoNatflowActionSmEntry(Kind::mac), mac_(mac) {}
+    ~UmoNatflowActionSmMac() override;
+    [[nodiscard]] Nexo::EthAddr const &mac() const noexcept { return mac_; }
+
+  private:
+    Nexo::EthAddr const mac_;
 };
 
 /// Make an entry of that key without machines.
