@@ -7,6 +7,7 @@
 #include "Mox/Set.h"
 #include "Nexo/EthAddr.h"
 #include "Pelo/String.h"
+#include "UmoNat/Export.h"
 #include "UmoNat/NatFlowGroupUse.h"
 #include "UmoNat/UmoNatFlowMatchSmStatus.h"
 #include "UmoNat/UmoNatFlowMcastHelper.h"
@@ -33,7 +34,7 @@ class UmoNatflowActionSmEntry;
 /// | programmed          | else                         | runs a full pass                      |
 ///
 /// While the match waits for its groups, passes are run as ever, but program nothing.
-class UmoNatFlowActionSm : public Mox::Reactor {
+class UMONAT_API UmoNatFlowActionSm : public Mox::Reactor {
   public:
     struct Inputs {
         Pelo::String policy;

@@ -30,7 +30,7 @@ void printBacklog(std::ostream &out, UmoNatFlowMcastSm const &root) {
         << (task && task->taskScheduled() ? "a" : "no") << " run is scheduled\n";
     for (UmoNatFlowActionSm const *action : topology.actionSmUpdateBacklog()) {
         out << "  policy " << action->policy() << ", match " << action->match() << ", action "
-            << action->inputs().actionStatus->name() << '\n';
+            << action->action() << '\n';
     }
 }
 
