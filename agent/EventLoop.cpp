@@ -1,8 +1,11 @@
 #include "agent/EventLoop.h"
 
+#include "Mox/Assert.h"
+
 #include <poll.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <utility>
 #include <vector>
 
@@ -82,7 +85,8 @@ void EventLoop::serve(std::optional<Vyr::Time> until) {
         handlers.push_back(watch.handler);
     }
     if (poll(polled.data(), polled.size(), timeout(until)) < 0) {
-        return; // interrupted: nothing is known of the descriptors
+        Mox::assertThat(errno == EINTR, "errno == EINTR");
+        return; // nothing is known of the descriptors
     }
     Wall::time_point const served = Wall::now();
     for (std::size_t i = 0; i < polled.size(); ++i) {

@@ -43,7 +43,8 @@ class EventLoop {
     /// Lets the time pass, on the wall clock, until the loop is stopped.
     void run();
 
-    /// Ends what is running, and all later runs at once.
+    /// Ends a run on the wall clock as soon as it has the control, and later ones at once. Virtual
+    /// time passes as ever.
     void stop() { stopped_ = true; }
     [[nodiscard]] bool stopped() const { return stopped_; }
 

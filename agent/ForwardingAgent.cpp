@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdio>
 #include <ostream>
+#include <system_error>
 #include <utility>
 
 namespace UmoAgent {
@@ -39,7 +40,12 @@ void ForwardingAgent::carryOut(Event const &event, std::ostream &out) {
         mount(*event.state);
     }
     for (Printout const printout : event.print) {
-        print(printout, out);
+        try {
+            print(printout, out);
+        } catch (std::system_error const &error) {
+            out << "cannot print: " << error.what()
+                << '\n'; // the event is carried out all the same
+        }
     }
 }
 

@@ -1,4 +1,5 @@
 #include "Mox/Trace.h"
+#include "agent/Descriptor.h"
 #include "agent/Player.h"
 #include "agent/ScenarioReader.h"
 
@@ -22,8 +23,9 @@ constexpr char const *kFooter =
     "  umo-agent --socket /tmp/umo.sock examples/live-switch.yaml   # then umo-cli\n"
     "\n"
     "Exit status:\n"
-    "  0  the scenario was played, or the agent ended by SIGINT or SIGTERM; the chip is empty\n"
-    "  1  a call broke the chip's contract, or groups were left in the chip\n"
+    "  0  the scenario was played, or the agent ended by a signal; the chip is empty\n"
+    "  1  a call broke the chip's contract, groups were left in the chip, or standard output\n"
+    "     cannot be written\n"
     "  2  bad command line, scenario unreadable or with errors, no socket: nothing was played\n";
 
 struct CommandLine {
@@ -41,16 +43,20 @@ void declare(CLI::App &app, CommandLine &line) {
     app.add_option("--socket", line.play.socket,
                    "Answer commands of umo-cli at this Unix socket, and go on after the scenario\n"
                    "until SIGINT or SIGTERM")
-        ->type_name("PATH");
-    app.add_option("--trace", line.trace,
-                   "Trace messages to print on standard error, such as UmoNat*/1-3,Vyr/9")
+        ->type_name("PATH")
+        ->check([](std::string const &path) { return path.empty() ? "a path is expected" : ""; });
+    app.add_option(
+           "--trace", line.trace,
+           "Trace messages to print on standard error, such as\nUmoNat*/1-3,UmoNatFlowMatchSm/9")
         ->type_name("HANDLE/LEVELS")
         ->envname("UMO_TRACE");
 }
 
 ExitStatus run(CommandLine const &line) {
     try {
-        Mox::traceLevelsIs(line.trace);
+        for (std::string const &piece : Mox::traceLevelsIs(line.trace)) {
+            std::cerr << "umo-agent: --trace or UMO_TRACE: no handle for " << piece << '\n';
+        }
     } catch (std::invalid_argument const &malformed) {
         std::cerr << "umo-agent: --trace or UMO_TRACE: " << malformed.what() << '\n';
         return ExitStatus::refused;
@@ -68,6 +74,7 @@ ExitStatus run(CommandLine const &line) {
 } // namespace
 
 int main(int argc, char **argv) {
+    UmoAgent::openStandardDescriptors();
     std::signal(SIGPIPE, SIG_IGN); // who stops reading the printouts does not stop the switch
     CLI::App app(
         "Plays a scenario of a switch with multicast NAT: mounts its state, loads the NAT\n"

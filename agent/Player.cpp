@@ -6,6 +6,7 @@
 #include "agent/console/CommandServer.h"
 #include "agent/console/Console.h"
 #include "agent/console/TerminationSignals.h"
+#include "agent/console/TraceOutput.h"
 
 #include <algorithm>
 #include <optional>
@@ -38,28 +39,28 @@ class Player {
     ExitStatus play(Scenario const &scenario);
 
   private:
-    void serve();
-
     std::ostream &out_;
     EventLoop loop_;
     ForwardingAgent agent_;
     Console console_{agent_};
+    std::optional<TerminationSignals> signals_; // before there is a file to take away
     std::optional<CommandServer> server_;
-    std::optional<TerminationSignals> signals_;
+    std::optional<TraceOutput> traces_;
 };
 
 Player::Player(PlayOptions const &options, std::ostream &out, std::ostream &errors)
     : out_(out), agent_(loop_, [this, &errors](std::string const &line) {
           errors << stamp(loop_.now()) << " contract error: " << line << '\n';
       }) {
+    if (!options.socket.empty() || options.realTime) {
+        signals_.emplace(loop_);
+    }
     if (!options.socket.empty()) {
+        traces_.emplace();
         server_.emplace(loop_, options.socket,
                         [this](std::uint32_t socket, std::string const &line) {
                             console_.answer(socket, line);
                         });
-    }
-    if (server_ || options.realTime) {
-        signals_.emplace(loop_);
     }
     if (options.realTime) {
         loop_.wallTime();
@@ -73,11 +74,15 @@ Player::Player(PlayOptions const &options, std::ostream &out, std::ostream &erro
 
 ExitStatus Player::play(Scenario const &scenario) {
     agent_.start(scenario.initial);
+    if (server_) {
+        out_ << stamp(loop_.now()) << " commands are answered at " << server_->path() << std::endl;
+    }
     console_.playingIs(true);
     playEvents(scenario, loop_, agent_, out_);
     console_.playingIs(false);
     if (server_ && !loop_.stopped()) {
-        serve();
+        out_ << stamp(loop_.now()) << " end of the scenario, the switch goes on" << std::endl;
+        loop_.run();
     }
     bool const stopped = signals_ && signals_->received() != nullptr;
     server_.reset();
@@ -87,12 +92,6 @@ ExitStatus Player::play(Scenario const &scenario) {
     printChip(out_, agent_.chip());
     out_.flush();
     return agent_.clean() ? ExitStatus::good : ExitStatus::faulty;
-}
-
-void Player::serve() {
-    out_ << stamp(loop_.now()) << " end of the scenario, commands are answered at "
-         << server_->path() << std::endl;
-    loop_.run();
 }
 
 } // namespace

@@ -25,7 +25,7 @@ struct PlayOptions {
 /// A task that is due at the time of an event runs before it.
 ///
 /// With a socket the agent answers commands, and goes on after the scenario, on the wall clock.
-/// SIGINT and SIGTERM end it, in real time also the scenario, in the same order.
+/// SIGINT, SIGTERM and SIGHUP end it, in real time also the scenario, in the same order.
 ///
 /// Printouts go to `out`, and in virtual time are the same in every run; contract errors go to
 /// `errors`, and so does the reason if there can be no socket and nothing is run.

@@ -1,6 +1,6 @@
 #include "UmoNat/UmoNatFlowMcastSmCli.h"
+#include "agent/AnswerFile.h"
 #include "agent/Printers.h"
-#include "agent/console/AnswerFile.h"
 
 #include <ostream>
 

@@ -12,12 +12,17 @@ void printPort(std::ostream &out, std::uint16_t port) {
 }
 } // namespace
 
+bool isControl(char c) {
+    auto const byte = static_cast<unsigned char>(c);
+    return (byte < 0x20 && c != '\t') || byte == 0x7f;
+}
+
 std::string inQuotes(std::string_view text) {
     constexpr std::string_view kDigits = "0123456789abcdef";
     std::string quoted = "\"";
     for (char const c : text) {
         auto const byte = static_cast<unsigned char>(c);
-        if (byte < 0x20 || byte == 0x7f) {
+        if (isControl(c)) {
             quoted.append("\\x").append(1, kDigits[byte >> 4U]).append(1, kDigits[byte & 0xfU]);
         } else {
             quoted += c;

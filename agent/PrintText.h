@@ -11,6 +11,9 @@
 /// Texts that several printouts share.
 namespace UmoAgent {
 
+/// Whether the character is one that steers a terminal; a tab is not.
+bool isControl(char c);
+
 /// The text in quotes, its control characters as `\xHH`: text from outside must not steer the
 /// terminal of whoever reads it.
 std::string inQuotes(std::string_view text);

@@ -8,7 +8,8 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <sstream>
+#include <iterator>
+#include <new>
 #include <system_error>
 #include <utility>
 
@@ -200,12 +201,15 @@ std::variant<std::string, ScenarioFaults> textOf(std::string const &file) {
     if (!in) {
         return unreadable(file, std::generic_category().message(errno));
     }
-    std::ostringstream text;
-    text << in.rdbuf();
-    if (in.bad()) {
-        return unreadable(file, "reading fails half-way");
+    try {
+        std::string text(std::istreambuf_iterator<char>(in), {});
+        if (in.bad()) {
+            return unreadable(file, "reading fails half-way");
+        }
+        return text;
+    } catch (std::bad_alloc const &) {
+        return unreadable(file, "it is too large");
     }
-    return text.str();
 }
 
 } // namespace
@@ -235,10 +239,12 @@ readEvents(std::string const &file, std::string const &text, SwitchModel before)
 
 std::variant<std::vector<Event>, ScenarioFaults> readEventsFile(std::string const &file,
                                                                 SwitchModel before) {
-    std::error_code ignored;
-    if (std::filesystem::exists(file, ignored) &&
-        !std::filesystem::is_regular_file(file, ignored)) {
-        return unreadable(file, "it is no regular file");
+    std::error_code error;
+    if (std::filesystem::exists(file, error) &&
+        !(std::filesystem::is_regular_file(file, error) &&
+          std::filesystem::file_size(file, error) <= kMaxEventsBytes)) {
+        return unreadable(file, "expected a regular file of at most " +
+                                    std::to_string(kMaxEventsBytes) + " bytes");
     }
     auto const text = textOf(file);
     if (auto const *faults = std::get_if<ScenarioFaults>(&text)) {

@@ -2,6 +2,7 @@
 
 #include "agent/ScenarioModel.h"
 
+#include <cstddef>
 #include <string>
 #include <variant>
 #include <vector>
@@ -32,13 +33,17 @@ std::variant<Scenario, ScenarioFaults> readScenario(std::string const &file,
 /// The same for the contents of a file.
 std::variant<Scenario, ScenarioFaults> readScenarioFile(std::string const &file);
 
+/// The most bytes that readEventsFile reads.
+inline constexpr std::size_t kMaxEventsBytes = 65536;
+
 /// Reads events that are to follow on the state `before` of a switch: a mapping with `events`
 /// alone, whose times may be left out. Either all of them are valid, one after the other, or
 /// there are faults.
 std::variant<std::vector<Event>, ScenarioFaults>
 readEvents(std::string const &file, std::string const &text, SwitchModel before);
 
-/// The same for the contents of a regular file: never waits, as a pipe would make it.
+/// The same for the contents of a file. It must be a regular one, since a pipe would make the
+/// reader wait, and small, since each event holds the whole state after it.
 std::variant<std::vector<Event>, ScenarioFaults> readEventsFile(std::string const &file,
                                                                 SwitchModel before);
 

@@ -1,3 +1,4 @@
+#include "agent/Descriptor.h"
 #include "agent/console/CommandSocket.h"
 #include "agent/console/LineReader.h"
 #include "agent/console/TextCommand.h"
@@ -8,9 +9,12 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <filesystem>
 #include <iostream>
+#include <stdexcept>
 #include <string>
+#include <string_view>
 #include <system_error>
 #include <vector>
 
@@ -27,24 +31,23 @@ constexpr char const *kFooter =
     "Exit status:\n"
     "  0  the agent carried the command out\n"
     "  1  it did not: the answer, on standard error, says why\n"
-    "  2  bad command line, or no agent is answering\n";
+    "  2  bad command line, no agent is answering, or the answer broke off\n";
 
 enum class ExitStatus { good = 0, notDone = 1, notAsked = 2 };
 
-struct CommandLine {
-    std::string socket = UmoAgent::kDefaultSocketPath;
-    std::vector<std::string> command;
-};
+constexpr std::chrono::seconds kPatience{60}; // more than the agent has
 
 /// The words as the line that the agent is sent. A file to apply is named as the agent, which may
 /// run in another folder, finds it. Throws std::invalid_argument.
-std::string lineOf(std::vector<std::string> words) {
-    if (words.front() == "apply" && words.size() == 2) {
-        words[1] = std::filesystem::absolute(words[1]).string();
-    }
+std::string lineOf(std::vector<std::string> const &words) {
     std::string line;
     for (std::string const &word : words) {
         line += (line.empty() ? "" : " ") + word;
+    }
+    std::string const apply = "apply ";
+    std::size_t const file = line.find_first_not_of(' ', apply.size());
+    if (line.rfind(apply, 0) == 0 && file != std::string::npos) {
+        line = apply + std::filesystem::absolute(line.substr(file)).string();
     }
     if (line.find('\n') != std::string::npos) {
         throw std::invalid_argument("a command is one line");
@@ -67,7 +70,10 @@ void send(int socket, std::string_view text) {
 }
 
 /// All of it before any is printed: the agent does not wait for a reader who pages through it.
+/// Throws if the connection ends before the answer does.
 std::string receive(int socket) {
+    timeval const patience{kPatience.count(), 0};
+    setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
     std::string text;
     std::array<char, 65536> bytes{};
     for (;;) {
@@ -75,17 +81,20 @@ std::string receive(int socket) {
         if (got == 0) {
             return text;
         }
+        if (got < 0 && errno == EAGAIN) {
+            throw std::runtime_error("the agent does not answer");
+        }
         if (got < 0 && errno != EINTR) {
-            throw std::system_error(errno, std::generic_category(), "the agent broke off");
+            throw std::system_error(errno, std::generic_category(),
+                                    "the agent broke off, perhaps with the command carried out");
         }
         text.append(bytes.data(), got < 0 ? 0 : static_cast<std::size_t>(got));
     }
 }
 
-ExitStatus run(CommandLine const &line) {
-    std::string const command = lineOf(line.command);
-    UmoAgent::Descriptor const socket = UmoAgent::connectTo(line.socket);
-    send(socket.number(), command + '\n');
+ExitStatus run(std::string const &path, std::string const &line) {
+    UmoAgent::Descriptor const socket = UmoAgent::connectTo(path);
+    send(socket.number(), line + "\n\n"); // something behind the line: see CommandServer
     std::string const answer = receive(socket.number());
     bool const done = answer.rfind(UmoAgent::kErrorMark, 0) != 0;
     (done ? std::cout : std::cerr) << answer << std::flush;
@@ -98,22 +107,28 @@ ExitStatus run(CommandLine const &line) {
 } // namespace
 
 int main(int argc, char **argv) {
-    CLI::App app("Sends one command to a running umo-agent, and prints the answer.", "umo-cli");
-    CommandLine line;
+    UmoAgent::openStandardDescriptors();
+    CLI::App app("umo-cli [--socket PATH] COMMAND [ARGUMENT]\n"
+                 "Sends one command to a running umo-agent, and prints the answer.",
+                 "umo-cli");
+    std::string socket = UmoAgent::kDefaultSocketPath;
     app.footer(kFooter);
-    app.add_option("--socket", line.socket, "The Unix socket at which the agent answers")
+    app.add_option("--socket", socket, "The Unix socket at which the agent answers")
         ->type_name("PATH")
         ->envname("UMO_SOCKET")
         ->capture_default_str();
-    app.add_option("COMMAND", line.command, "The command, and what belongs to it")->required();
+    app.prefix_command(); // the first word that is no option begins what the agent is sent
     try {
         app.parse(argc, argv);
+        if (app.remaining().empty()) {
+            throw CLI::RequiredError("COMMAND");
+        }
     } catch (CLI::ParseError const &error) {
         bool const asked = app.exit(error) == 0; // prints the help, or what is wrong
         return static_cast<int>(asked ? ExitStatus::good : ExitStatus::notAsked);
     }
     try {
-        return static_cast<int>(run(line));
+        return static_cast<int>(run(socket, lineOf(app.remaining())));
     } catch (std::exception const &error) {
         std::cerr << "umo-cli: " << error.what() << '\n';
         return static_cast<int>(ExitStatus::notAsked);

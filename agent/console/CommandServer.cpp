@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cerrno>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -64,17 +65,22 @@ void CommandServer::acceptClients() {
     loop_.unwatch(socket_.number());
 }
 
+/// Leaves what stands behind the line unread, see `drop`.
 void CommandServer::receive(Client &client) {
     std::array<char, kPortion> bytes{};
-    ssize_t const got = recv(client.socket.number(), bytes.data(), bytes.size(), 0);
-    if (got <= 0) {
-        if (got == 0 || !tryAgain(errno)) {
+    int const socket = client.socket.number();
+    ssize_t const seen = recv(socket, bytes.data(), bytes.size(), MSG_PEEK);
+    if (seen <= 0) {
+        if (seen == 0 || !tryAgain(errno)) {
             drop(client);
         }
         return;
     }
-    if (client.reader.add({bytes.data(), static_cast<std::size_t>(got)}) !=
-        LineReader::State::reading) {
+    std::string_view const text(bytes.data(), static_cast<std::size_t>(seen));
+    std::size_t const end = text.find('\n');
+    std::size_t const taken = end == std::string_view::npos ? text.size() : end + 1;
+    recv(socket, bytes.data(), taken, 0);
+    if (client.reader.add(text.substr(0, taken)) != LineReader::State::reading) {
         answer(client);
     }
 }
@@ -100,10 +106,9 @@ void CommandServer::answer(Client &client) {
 void CommandServer::send(Client &client) {
     std::string const portion = client.answer->read(client.sent, kPortion);
     if (portion.empty()) {
-        // It has got all of it. What it sent behind its line would make this end look broken.
         std::array<char, kPortion> rest{};
         recv(client.socket.number(), rest.data(), rest.size(), 0);
-        drop(client);
+        drop(client); // it has got all of it
         return;
     }
     ssize_t const sent =
@@ -115,6 +120,9 @@ void CommandServer::send(Client &client) {
     }
 }
 
+/// The system tells a client of bytes that it sent and nobody read: its connection then ends in an
+/// error. So whoever sends something behind the line can tell a whole answer, for which `send`
+/// reads that too, from one that was cut off by whatever, the agent's death included.
 void CommandServer::drop(Client const &client) {
     int const descriptor = client.socket.number();
     bool const wereFull = clients_.size() == kMaxClients;

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "agent/AnswerFile.h"
 #include "agent/EventLoop.h"
-#include "agent/console/AnswerFile.h"
 #include "agent/console/CommandSocket.h"
 #include "agent/console/LineReader.h"
 
@@ -20,6 +20,9 @@ namespace UmoAgent {
 /// No client can hold up the loop or the others. One that does not send its line, or does not
 /// take its answer, within the server's patience is dropped; so is one that goes away. A line that
 /// ends with the connection is not answered: half of a command is another command.
+///
+/// The end of a connection says that the answer was whole. To a client that has sent anything
+/// behind its line, a connection that ends before that ends in an error instead.
 class CommandServer {
   public:
     static constexpr std::chrono::milliseconds kPatience{10'000};

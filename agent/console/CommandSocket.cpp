@@ -9,8 +9,10 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <filesystem>
 #include <system_error>
+#include <thread>
 
 namespace UmoAgent {
 
@@ -18,6 +20,8 @@ namespace {
 
 constexpr int kWaitingClients = 64;
 constexpr mode_t kOwnerAlone = 0177; // as a mask
+constexpr int kLockTries = 40;
+constexpr std::chrono::milliseconds kLockPause{50};
 
 [[noreturn]] void refuse(std::string const &path, std::string const &reason) {
     throw SocketError("socket " + path + ": " + reason);
@@ -66,8 +70,14 @@ Descriptor lockedFolder(std::string const &path) {
     auto const parent = std::filesystem::path(path).parent_path();
     std::string const folder = parent.empty() ? "." : parent.string();
     Descriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!opened || flock(opened.number(), LOCK_EX) != 0) {
+    if (!opened) {
         refuse(path, folder + ": " + std::generic_category().message(errno));
+    }
+    for (int tries = 0; flock(opened.number(), LOCK_EX | LOCK_NB) != 0; ++tries) {
+        if (tries == kLockTries) {
+            refuse(path, folder + " is locked by another program");
+        }
+        std::this_thread::sleep_for(kLockPause);
     }
     return opened;
 }
@@ -82,7 +92,10 @@ void removeStaleFile(std::string const &path, sockaddr_un const &address) {
     }
     int const error = connectError(streamSocket(path, SOCK_NONBLOCK), address);
     if (error == ECONNREFUSED) {
-        unlink(path.c_str());
+        if (unlink(path.c_str()) != 0) {
+            refuse(path,
+                   "the old file cannot be replaced: " + std::generic_category().message(errno));
+        }
     } else if (error == 0 || error == EAGAIN) {
         refuse(path, "another agent is answering there");
     } else {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "agent/console/Descriptor.h"
+#include "agent/Descriptor.h"
 
 #include <sys/types.h>
 

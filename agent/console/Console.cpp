@@ -3,12 +3,13 @@
 #include "Mox/Trace.h"
 #include "Skimtrace/Skimtrace.h"
 #include "UmoNat/UmoNatFlowMcastSmCli.h"
+#include "agent/Descriptor.h"
 #include "agent/PrintText.h"
 #include "agent/Printers.h"
 #include "agent/ScenarioReader.h"
-#include "agent/console/Descriptor.h"
 #include "agent/console/TextCommand.h"
 
+#include <algorithm>
 #include <charconv>
 #include <iomanip>
 #include <sstream>
@@ -47,7 +48,9 @@ void showSkimtrace(std::ostream &out, std::string const &arguments) {
 void trace(std::ostream &out, std::string const &setting) {
     try {
         if (!setting.empty()) {
-            Mox::traceLevelsIs(setting == "off" ? "" : setting);
+            for (std::string const &piece : Mox::traceLevelsIs(setting == "off" ? "" : setting)) {
+                out << "no handle for " << piece << '\n';
+            }
         }
     } catch (std::invalid_argument const &malformed) {
         throw CommandError(malformed.what());
@@ -108,6 +111,11 @@ void Console::addActingCommands() {
 }
 
 void Console::answer(std::uint32_t socket, std::string const &line) const {
+    if (std::any_of(line.begin(), line.end(), isControl)) {
+        writeAll(static_cast<int>(socket),
+                 std::string(kErrorMark) + "a control character in " + inQuotes(line) + '\n');
+        return;
+    }
     if (commands_.handleCommand(socket, line)) {
         return;
     }

@@ -4,6 +4,7 @@
 #include <sys/signalfd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <system_error>
 
 namespace UmoAgent {
@@ -14,7 +15,12 @@ sigset_t terminations() {
     sigemptyset(&set);
     sigaddset(&set, SIGINT);
     sigaddset(&set, SIGTERM);
+    sigaddset(&set, SIGHUP);
     return set;
+}
+
+char const *nameOf(std::uint32_t signal) {
+    return signal == SIGINT ? "SIGINT" : signal == SIGHUP ? "SIGHUP" : "SIGTERM";
 }
 } // namespace
 
@@ -28,15 +34,19 @@ TerminationSignals::TerminationSignals(EventLoop &loop) : loop_(loop) {
     loop_.watch(signals_.number(), POLLIN, [this](short) { receive(); });
 }
 
+/// A signal that was sent twice must not end the process now.
 TerminationSignals::~TerminationSignals() {
     loop_.unwatch(signals_.number());
+    receive();
     sigprocmask(SIG_SETMASK, &before_, nullptr);
 }
 
 void TerminationSignals::receive() {
     signalfd_siginfo signal{};
-    if (read(signals_.number(), &signal, sizeof signal) == sizeof signal) {
-        received_ = signal.ssi_signo == SIGINT ? "SIGINT" : "SIGTERM";
+    while (read(signals_.number(), &signal, sizeof signal) == sizeof signal) {
+        if (received_ == nullptr) {
+            received_ = nameOf(signal.ssi_signo);
+        }
         loop_.stop();
     }
 }

@@ -1,13 +1,13 @@
 #pragma once
 
+#include "agent/Descriptor.h"
 #include "agent/EventLoop.h"
-#include "agent/console/Descriptor.h"
 
 #include <csignal>
 
 namespace UmoAgent {
 
-/// While it lives, SIGINT and SIGTERM stop the event loop instead of the process.
+/// While it lives, SIGINT, SIGTERM and SIGHUP stop the event loop instead of the process.
 class TerminationSignals {
   public:
     /// `loop` must outlive it. Throws std::system_error if the system refuses.
@@ -16,7 +16,7 @@ class TerminationSignals {
     TerminationSignals(TerminationSignals const &) = delete;
     TerminationSignals &operator=(TerminationSignals const &) = delete;
 
-    /// The name of the signal that came; null if none has.
+    /// The name of the signal that came first; null if none has.
     [[nodiscard]] char const *received() const { return received_; }
 
   private:

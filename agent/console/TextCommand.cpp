@@ -1,7 +1,7 @@
 #include "agent/console/TextCommand.h"
 
 #include "Agent/AgentCommands.h"
-#include "agent/console/Descriptor.h"
+#include "agent/Descriptor.h"
 
 #include <sstream>
 #include <utility>

@@ -125,15 +125,24 @@ void TraceHandle::write(int level, std::string const &text) const {
     sink.message(name_, level, text);
 }
 
-void traceLevelsIs(std::string_view setting) {
+std::vector<std::string> traceLevelsIs(std::string_view setting) {
+    TraceRegistry &registry = TraceRegistry::instance();
     std::vector<LevelRule> rules;
+    std::vector<std::string> unknown;
     for (bool more = !setting.empty(); more;) {
         std::size_t const comma = setting.find(',');
-        rules.push_back(parseRule(setting.substr(0, comma)));
+        std::string_view const piece = setting.substr(0, comma);
+        LevelRule const &rule = rules.emplace_back(parseRule(piece));
+        auto const &handles = registry.handles();
+        if (std::none_of(handles.begin(), handles.end(),
+                         [&](TraceHandle const *handle) { return rule.matches(handle->name()); })) {
+            unknown.emplace_back(piece);
+        }
         more = comma != std::string_view::npos;
         setting.remove_prefix(more ? comma + 1 : 0);
     }
-    TraceRegistry::instance().rulesIs(std::move(rules));
+    registry.rulesIs(std::move(rules));
+    return unknown;
 }
 
 std::vector<TraceHandle const *> traceHandles() {

@@ -55,10 +55,11 @@ class PLATFORM_API TraceHandle {
 };
 
 /// Sets the levels of trace handles, present and future, from a text such as
-/// `UmoNat*/1-3,Vyr/9`: handle names, `*` standing for any rest, with a level or a range. What is
-/// not named is off; the empty text switches everything off. Throws std::invalid_argument with
-/// the offending piece and what was expected, and then changes nothing.
-PLATFORM_API void traceLevelsIs(std::string_view setting);
+/// `UmoNat*/1-3,MyAgent/9`: handle names, `*` standing for any rest, with a level or a range. What
+/// is not named is off; the empty text switches everything off. Throws std::invalid_argument with
+/// the offending piece and what was expected, and then changes nothing. Returns those pieces
+/// that name no handle of the process by now.
+PLATFORM_API std::vector<std::string> traceLevelsIs(std::string_view setting);
 
 /// All trace handles of the process, by name.
 PLATFORM_API std::vector<TraceHandle const *> traceHandles();

@@ -76,7 +76,6 @@ TEST(Show, PrintsHeaderAndRowsToTheByte) {
     ucast->portSetIdIs(1);
     ucast->portSetId2Is(2);
     Show::port(a->vlanPortSets()->mcastPortSetIs(20), "Ethernet1");
-    show.action("%s%n-none", "m", "empty"); // counts for the header, prints no row
     auto const unicast = show.action("%s%n-a-name-wider-than-its-column", "m", "u");
     unicast->flowTypeIs(Ip::Nat::natFlowTypeUnicast);
     Show::port(unicast->vlanPortSets()->ucastPortSetIs(4094), "Ethernet10/11/12");
@@ -99,20 +98,57 @@ TEST(Show, PrintsHeaderAndRowsToTheByte) {
             "0     0     MC MC 0     0     1    Vl10     00:00:00:00:00:0a\n");
 }
 
-TEST(Show, MasksTheTranslatedAddressByTheFlowsPrefix) {
+TEST(Show, MasksEachTranslatedAddressByTheFlowsPrefixOfItsSide) {
     Show show;
     auto const a = show.action("p", "m", "a");
-    a->srcNatIs(Nexo::IpAndPort::parse("10.1.2.3:7"));
+    a->srcNatIs(Nexo::IpAndPort::parse("200.1.2.3:7"));
+    a->dstNatIs(Nexo::IpAndPort::parse("200.1.2.3:7"));
     Show::port(a->vlanPortSets()->ucastPortSetIs(10), "Ethernet1");
     for (auto const &[length, text] : {std::pair<std::uint32_t, char const *>{0, "-"},
-                                       {1, "-"},
-                                       {16, "10.1.0.0"},
-                                       {31, "10.1.2.2"},
-                                       {32, "10.1.2.3"},
-                                       {33, "10.1.2.3"}}) {
-        show.tree->natFlow("p")->match("m")->flowIs({{{}, length, 0}, {}});
+                                       {1, "128.0.0.0"},
+                                       {16, "200.1.0.0"},
+                                       {31, "200.1.2.2"},
+                                       {32, "200.1.2.3"},
+                                       {33, "200.1.2.3"}}) {
+        show.tree->natFlow("p")->match("m")->flowIs({{{}, length, 0}, {{}, 8, 0}});
         EXPECT_THAT(show.rows("showNatFlowActionHw", 57, 14), ElementsAre(text)) << length;
+        EXPECT_THAT(show.rows("showNatFlowActionHw", 72, 15), ElementsAre("200.0.0.0"));
+        show.tree->natFlow("p")->match("m")->flowIs({{{}, 8, 0}, {{}, length, 0}});
+        EXPECT_THAT(show.rows("showNatFlowActionHw", 72, 15), ElementsAre(text)) << length;
     }
+}
+
+TEST(Show, PrintsTheHeaderForPortSetsAloneAndNothingForNone) {
+    Show show;
+    auto const a = show.action("p", "m", "a");
+    EXPECT_EQ(show.of("showNatFlowActionHw"), std::string(kLine) + kHeader + kLine);
+    a->vlanPortSetsIs(nullptr);
+    EXPECT_EQ(show.of("showNatFlowActionHw"), "");
+    show.tree = nullptr;
+    EXPECT_EQ(show.of("showNatFlowActionHw"), "");
+}
+
+TEST(Show, TracesHowItReadsTheCommand) {
+    Show show;
+    show.tree->natFlowIs("p");
+    TestSupport::TraceRecorder const traces("UmoNatFlowMcastSmCli/8");
+    EXPECT_EQ(show.of("showNatFlowActionHw p"), "");
+    show.tree = nullptr;
+    EXPECT_EQ(show.of("x"), "");
+    std::string const line = "UmoNatFlowMcastSmCli/8 ";
+    EXPECT_THAT(
+        traces.messages,
+        ElementsAre(
+            line + "UmoNatFlowMcastSmCliCallback::handleCommand, cmd: showNatFlowActionHw p",
+            line + "Command: showNatFlowActionHw p, start: 1, end: 19, field: owNatFlowActionHw",
+            line + "Command: showNatFlowActionHw p, start: 19, end: 21, field: p",
+            line + "UmoNatFlowMcastSmCliCallback::showMcastNatFlowActionHw, policy: p",
+            line + "UmoNatFlowMcastSmCliCallback::handleCommand, cmd: x",
+            line + "Callback not initialized yet"));
+    auto const callback = umoNatFlowMcastSmCliCallbackFactory("name", "help", nullptr);
+    EXPECT_EQ(callback->nameString() + " " + callback->help(), "name help");
+    std::uint32_t position = 100;
+    EXPECT_EQ(callback->nextFieldS("short", position), "");
 }
 
 TEST(Show, SortsByNamesAndFiltersByTheExactPolicy) {
@@ -127,15 +163,16 @@ TEST(Show, SortsByNamesAndFiltersByTheExactPolicy) {
                                                             {"w", "x", "y", "z"}},
           {"showNatFlowActionHw b", {"x", "y", "z"}},
           {"showNatFlowActionHw   a  b", {"w"}},
-          {"please showNatFlowActionHw", {}}, // the second field is the policy
+          {"please showNatFlowActionHw", {}},  // the second field is the policy,
+          {"ab showNatFlowActionHw a", {"w"}}, // counted from the third character on
+          {"showNatFlowActionHw\ta", {"w", "x", "y", "z"}},
+          {"showNatFlowActionHw a\tb", {}},
           {"showNatFlowActionHw B", {}},
           {"showNatFlowActionHw  ", {"w", "x", "y", "z"}},
           {"showNatFlowAction", {}},
           {"", {}}}) {
         EXPECT_EQ(show.rows(command, 38, 18), actions) << command;
     }
-    show.tree->natFlow("a")->match("m")->action("w")->vlanPortSetsIs(nullptr);
-    EXPECT_EQ(show.of("showNatFlowActionHw a"), "");
 }
 
 TEST(CliSorter, KeepsNamesOnceAndInOrder) {
@@ -151,10 +188,14 @@ TEST(CliSorter, KeepsNamesOnceAndInOrder) {
     EXPECT_EQ(sorter.findOrNext("aa")->first, "ab");
     NatFlowMcastCliSorter other;
     EXPECT_FALSE(sorter.isEq(other));
+    sorter.entryIdDel("ab");
+    sorter.entryIdDel(sorter.begin());
+    EXPECT_EQ(sorter.findOrNext("")->first, "b");
     sorter.entryIdDelAll();
     EXPECT_TRUE(sorter.isEq(other));
     std::ostringstream text;
     text << sorter;
     EXPECT_EQ(text.str(), "None");
-    EXPECT_DEATH(NatFlowMcastCliSorter("text"), "No String constructor for NatFlowMcastCliSorter");
+    EXPECT_DEATH(NatFlowMcastCliSorter("text"), "\"No String constructor for NatFlowMcastCliSorter "
+                                                "- has collection\" == nullptr");
 }

@@ -1,6 +1,6 @@
 #include "agent/console/Console.h"
+#include "agent/AnswerFile.h"
 #include "agent/ScenarioReader.h"
-#include "agent/console/AnswerFile.h"
 
 #include <gmock/gmock.h>
 
@@ -109,9 +109,11 @@ TEST_F(ConsoleTest, SaysWhatItDoesNotUnderstand) {
               "% showBacklog: found \"x y\", expected no arguments\n");
     EXPECT_THAT(answer("showSkimtrace 1x"), StartsWith("% showSkimtrace: found \"1x\""));
     EXPECT_THAT(answer("apply"), StartsWith("% apply: expected a file"));
-    EXPECT_THAT(answer("apply /dev/zero"), HasSubstr("it is no regular file"));
+    EXPECT_THAT(answer("apply /dev/zero"), HasSubstr("expected a regular file"));
     EXPECT_THAT(answer("trace UmoNatFlowMcastSm/1-3,UmoNatFlowMcastSm/9"),
                 HasSubstr("\nUmoNatFlowMcastSm/1-3,9\nUmoNatFlowMcastSmCli/off\n"));
+    EXPECT_THAT(answer("trace Foo/1,UmoNatFlowMcastSm/1-3,UmoNatFlowMcastSm/9"),
+                StartsWith("no handle for Foo/1\nUmoNatFlowActionSm/off\n"));
     EXPECT_THAT(answer("trace x"), StartsWith("% trace: malformed trace setting \"x\""));
     EXPECT_THAT(answer("trace"), HasSubstr("\nUmoNatFlowMcastSm/1-3,9\n"));
     EXPECT_THAT(answer("trace off"), testing::Not(HasSubstr("1-3")));

@@ -1,7 +1,6 @@
 #include "agent/console/CommandSocket.h"
 
 #include <gmock/gmock.h>
-#include <sys/socket.h>
 #include <sys/wait.h>
 
 #include <csignal>
@@ -10,7 +9,6 @@
 
 using testing::EndsWith;
 using testing::HasSubstr;
-using testing::Not;
 using UmoAgent::Descriptor;
 
 namespace {
@@ -47,6 +45,21 @@ class Process {
 
     void signal(int number) const { kill(pid_, number); }
 
+    /// Whether it sleeps with a socket open, as a client does that has asked and waits.
+    [[nodiscard]] bool waits() const {
+        std::string const proc = "/proc/" + std::to_string(pid_);
+        std::ifstream stat(proc + "/stat");
+        std::string field;
+        stat >> field >> field >> field;
+        std::error_code none;
+        for (auto const &entry : std::filesystem::directory_iterator(proc + "/fd", none)) {
+            if (std::filesystem::read_symlink(entry, none).string().rfind("socket:", 0) == 0) {
+                return field == "S";
+            }
+        }
+        return false;
+    }
+
     /// Reads the output up to `text`, or to its end.
     std::string const &readUntil(std::string const &text) {
         char byte = 0;
@@ -73,15 +86,19 @@ class Process {
 struct Session : testing::Test {
     Session() {
         std::filesystem::create_directory(folder);
-        std::ofstream(folder / "on.yaml") << R"(
-interfaces: {Et1: {native-vlan: 10}}
-vlans: {10: [Et1]}
-topologies: {t: {vlans: [10], ports: {Et1: forwarding}}}
-ip-interfaces: {Vlan10: {address: 10.0.10.1/24}}
-l3-interfaces: {Vlan10: 10}
-policies: {feed: {matches: {m: {flow: {destination: 239.1.1.1}, actions: {
-  a: {egress: {Et1: {vlan: 10}}}}}}}}
-)";
+        std::ofstream on(folder / "on.yaml");
+        on << "interfaces: {Et1: {native-vlan: 10}}\nvlans: {10: [Et1]}\n"
+              "topologies: {t: {vlans: [10], ports: {Et1: forwarding}}}\n"
+              "ip-interfaces: {Vlan10: {address: 10.0.10.1/24}}\nl3-interfaces: {Vlan10: 10}\n"
+              "events: [{at: 60s}]\n"
+              "policies: {feed: {matches: {";
+        for (int i = 0; i < 3000; ++i) { // a table of more than the system keeps for a client
+            on << (i == 0         ? "m0: {actions: {"
+                   : i % 100 == 0 ? "}}, m" + std::to_string(i) + ": {actions: {"
+                                  : ", ")
+               << "a" << i << ": {destination: 239.1.1.1, egress: {Et1: {vlan: 10}}}";
+        }
+        on << "}}}}}\n";
     }
     ~Session() override { std::filesystem::remove_all(folder); }
 
@@ -101,33 +118,53 @@ policies: {feed: {matches: {m: {flow: {destination: 239.1.1.1}, actions: {
 
 TEST_F(Session, AnswersAppliesOutlivesItsClientsAndEndsBySignalWithAnEmptyChip) {
     Process agent(start);
-    agent.readUntil("commands are answered at " + socket + "\n");
+    agent.readUntil("end of the scenario, the switch goes on\n");
     EXPECT_EQ(Process(start).end(),
               "umo-agent: socket " + socket + ": another agent is answering there\n=> 2\n");
 
-    std::ofstream(folder / "off.yaml") << "events: [{remove: {policies: [feed]}}]";
+    // A client is killed in the middle of its answer: it has asked, and does not read.
+    agent.signal(SIGSTOP);
+    Process half({UMO_CLI, "--socket", socket, "showNatFlowActionHw"});
+    while (!half.waits()) {
+        usleep(1000);
+    }
+    half.signal(SIGSTOP);
+    agent.signal(SIGCONT);
+    EXPECT_THAT(client({"showChip"}), HasSubstr("\nport sets                   3000 "));
+    half.signal(SIGKILL);
+    EXPECT_EQ(half.end(), "=> killed\n");
+
     EXPECT_THAT(client({"showNatFlowActionHw"}), HasSubstr("\nfeed "));
+    std::ofstream(folder / "off.yaml") << "events: [{remove: {policies: [feed]}}]";
     EXPECT_EQ(client({"apply", std::filesystem::relative(folder / "off.yaml")}),
               "applied 1 event\n=> 0\n");
-    EXPECT_THAT(client({"showNatFlowActionHw"}), Not(HasSubstr("\nfeed ")));
+    EXPECT_EQ(client({"showNatFlowActionHw"}), "=> 0\n");
     EXPECT_THAT(client({"nonsense"}), EndsWith("=> 1\n"));
-
-    // One client is killed while it waits for its answer, another goes half-way through one.
-    agent.signal(SIGSTOP);
-    Process waiting({UMO_CLI, "--socket", socket, "showSkimtrace"});
-    Descriptor half = UmoAgent::connectTo(socket);
-    ASSERT_EQ(send(half.number(), "showCounters\n", 13, 0), 13);
-    waiting.signal(SIGKILL);
-    EXPECT_EQ(waiting.end(), "=> killed\n");
-    agent.signal(SIGCONT);
-    char bytes[16];
-    EXPECT_GT(recv(half.number(), bytes, sizeof bytes, 0), 0);
-    half = Descriptor();
-    EXPECT_THAT(client({"showChip"}), HasSubstr(" 0 contract errors\n"));
 
     agent.signal(SIGTERM);
     EXPECT_THAT(agent.end(), testing::ContainsRegex("SIGTERM, NAT is shut down\nchip: 0 of [0-9]+ "
                                                     "groups in use, [^\n]*\n=> 0\n$"));
     EXPECT_EQ(client({"help"}),
               "umo-cli: socket " + socket + ": no agent is answering there\n=> 2\n");
+}
+
+TEST_F(Session, InRealTimeASignalEndsTheScenarioAndAnAgentsDeathIsNoAnswer) {
+    start.emplace_back("--real-time");
+    Process agent(start);
+    agent.readUntil("commands are answered at " + socket + "\n");
+    EXPECT_THAT(client({"apply", folder / "on.yaml"}), HasSubstr("still being played"));
+    agent.signal(SIGINT);
+    agent.signal(SIGTERM); // whichever comes first; the second must do no harm
+    EXPECT_THAT(agent.end(),
+                testing::ContainsRegex("SIG(INT|TERM), NAT is shut down\n[^\n]*\n=> 0"));
+
+    Process dying(start);
+    dying.readUntil("commands are answered");
+    dying.signal(SIGSTOP);
+    Process asking({UMO_CLI, "--socket", socket, "showNatFlowGroup"});
+    while (!asking.waits()) {
+        usleep(1000);
+    }
+    dying.signal(SIGKILL);
+    EXPECT_THAT(asking.end(), testing::AllOf(HasSubstr("the agent broke off"), EndsWith("=> 2\n")));
 }

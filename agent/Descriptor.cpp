@@ -1,9 +1,21 @@
-#include "agent/console/Descriptor.h"
+#include "agent/Descriptor.h"
+
+#include <fcntl.h>
 
 #include <cerrno>
 #include <system_error>
 
 namespace UmoAgent {
+
+void openStandardDescriptors() {
+    int opened = 0;
+    while (opened >= 0 && opened <= STDERR_FILENO) {
+        opened = open("/dev/null", O_RDWR);
+    }
+    if (opened >= 0) {
+        close(opened);
+    }
+}
 
 void writeAll(int descriptor, std::string_view text) {
     while (!text.empty()) {

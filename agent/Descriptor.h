@@ -31,6 +31,10 @@ class Descriptor {
     int number_ = -1;
 };
 
+/// Opens /dev/null in the place of each standard descriptor that is closed, so that nothing else
+/// comes to stand there and gets what is printed. The first thing that a program does.
+void openStandardDescriptors();
+
 /// Writes all of `text` to `descriptor`. Throws std::system_error if the system refuses.
 void writeAll(int descriptor, std::string_view text);
 

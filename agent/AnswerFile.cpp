@@ -1,4 +1,4 @@
-#include "agent/console/AnswerFile.h"
+#include "agent/AnswerFile.h"
 
 #include <sys/mman.h>
 
