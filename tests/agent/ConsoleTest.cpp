@@ -100,9 +100,9 @@ TEST_F(ConsoleTest, AppliesAllEventsOfAFileOrNone) {
 }
 
 TEST_F(ConsoleTest, SaysWhatItDoesNotUnderstand) {
-    EXPECT_THAT(
-        answer("showNatFlowAction\x1b[2J p"),
-        StartsWith("% unknown command \"showNatFlowAction\\x1b[2J\"\ncommands:\n  apply  "));
+    EXPECT_EQ(answer("apply \x1b[2J"), "% a control character in \"apply \\x1b[2J\"\n");
+    EXPECT_THAT(answer("showNatFlow p"),
+                StartsWith("% unknown command \"showNatFlow\"\ncommands:\n  apply  "));
     EXPECT_THAT(answer("  "), StartsWith("% no command\ncommands:\n"));
     EXPECT_THAT(answer("help"), HasSubstr("\n  trace                HANDLE/LEVELS: "));
     EXPECT_EQ(answer(" showBacklog  x y "),

@@ -92,7 +92,7 @@ struct Session : testing::Test {
               "ip-interfaces: {Vlan10: {address: 10.0.10.1/24}}\nl3-interfaces: {Vlan10: 10}\n"
               "events: [{at: 60s}]\n"
               "policies: {feed: {matches: {";
-        for (int i = 0; i < 3000; ++i) { // a table of more than the system keeps for a client
+        for (int i = 0; i < 2000; ++i) { // a table of more than the system keeps for a client
             on << (i == 0         ? "m0: {actions: {"
                    : i % 100 == 0 ? "}}, m" + std::to_string(i) + ": {actions: {"
                                   : ", ")
@@ -130,7 +130,7 @@ TEST_F(Session, AnswersAppliesOutlivesItsClientsAndEndsBySignalWithAnEmptyChip) 
     }
     half.signal(SIGSTOP);
     agent.signal(SIGCONT);
-    EXPECT_THAT(client({"showChip"}), HasSubstr("\nport sets                   3000 "));
+    EXPECT_THAT(client({"showChip"}), HasSubstr("\nport sets                   2000 "));
     half.signal(SIGKILL);
     EXPECT_EQ(half.end(), "=> killed\n");
 
