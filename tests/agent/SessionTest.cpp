@@ -63,7 +63,7 @@ class Process {
     /// Reads the output up to `text`, or to its end.
     std::string const &readUntil(std::string const &text) {
         char byte = 0;
-        while (printed_.find(text) == std::string::npos && read(output_.number(), &byte, 1) == 1) {
+        while (!printed_.ends_with(text) && read(output_.number(), &byte, 1) == 1) {
             printed_ += byte;
         }
         return printed_;
