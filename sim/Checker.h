@@ -1,0 +1,108 @@
+#pragma once
+
+#include "agent/ForwardingAgent.h"
+#include "sim/Oracle.h"
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+class UmoNatFlowActionSm;
+class UmoNatFlowMatchSm;
+
+namespace Sim {
+
+/// Looks after each event whether the NAT library, its tree and the chip agree with each other
+/// and with the inputs. Throws Broken where they do not. Sees only what the agent shows.
+///
+/// What is no fault is told apart by these, each a documented behaviour:
+///
+///  - the half of a pair whose other half was refused stays in the chip (`halves_`);
+///  - an action that ends incomplete leaves its entry in the tree (`leftOver_`), and what it
+///    programmed;
+///  - nobody hears that an incomplete action gains or loses its destination (checkMatch);
+///  - the end of a policy strands the waiting matches (`stranded_`);
+///  - a unicast port set without any destination need have no destination translation
+///    (checkTranslations);
+///  - actions do not hear of some changes until they are evaluated anew (changesSilently, and
+///    `inDoubt`);
+///  - an action of a waiting match may have no port sets, or those of its flow type before
+///    (checkActions, checkSettled).
+class Checker {
+  public:
+    explicit Checker(UmoAgent::ForwardingAgent const &agent) : agent_(agent) {}
+
+    /// A call of the chip, as the chip logs it.
+    void called(std::string const &call);
+
+    void started();
+    /// An event has changed the switch from `before` to what it is now.
+    void changed(UmoAgent::SwitchModel const &before);
+    /// Time has passed.
+    void timePassed();
+    /// All policies are gone, and time enough has passed.
+    void emptied() const;
+
+    [[nodiscard]] std::set<std::uint32_t> const &halves() const { return halves_; }
+
+  private:
+    using MatchName = std::pair<std::string, std::string>;
+    using Name = std::pair<MatchName, std::string>;
+    using Births = std::array<UmoAgent::Birth, 3>; // of policy, match and action
+    /// A complete action as it is now.
+    struct Action {
+        Name name;
+        Births births;
+        UmoAgent::ActionState const &state;
+        UmoAgent::MatchState const &match;
+        UmoNatFlowActionSm *machine;
+        Ip::Nat::HwNatFlowActionStatus const &hw;
+        bool holding; // its match holds groups
+    };
+    /// What is known of a complete action since its last evaluation.
+    struct Watch {
+        Births births;
+        std::uint32_t version;
+        Ip::Nat::NatFlowType type;
+        ExpectedPorts ports;
+        bool holding;
+        bool inDoubt;
+    };
+
+    [[nodiscard]] UmoAgent::SwitchModel const &model() const { return agent_.state().model(); }
+    [[nodiscard]] UmoNatFlowMcastTopologySm const &topology() const {
+        return *agent_.root().topologySm();
+    }
+
+    void noteEnds(UmoAgent::SwitchModel const &before);
+    void checkState(bool policyEnded);
+    void checkMatch(MatchName const &name, UmoAgent::Birth policyBirth,
+                    UmoAgent::MatchState const &state, UmoNatFlowMatchSm &machine,
+                    Ip::Nat::HwNatFlowMatchStatus &hw);
+    void checkWaiting(bool policyEnded);
+    void checkMachines() const;
+    void checkActions(UmoAgent::SwitchModel const &before);
+    void checkSettled();
+
+    UmoAgent::ForwardingAgent const &agent_;
+    RecircOracle recirc_;
+    std::optional<std::uint32_t> unicastHalf_; // what the chip answered to the first of a pair
+    std::set<std::uint32_t> halves_;
+    std::map<MatchName, std::set<std::string>> leftOver_;
+    std::set<UmoNatFlowMatchSm const *> stranded_;
+    std::set<UmoNatFlowMatchSm *> waiting_;   // now, for groups
+    std::set<UmoNatFlowActionSm *> machines_; // that live now
+    std::vector<Action> actions_;             // now
+    std::map<Name, Watch> watches_;
+};
+
+/// The chip holds exactly what the tree says, and the groups of `halves` besides.
+void checkChip(UmoAgent::SoftSwitch const &chip, Ip::Nat::HwNatFlowStatus const &tree,
+               std::set<std::uint32_t> const &halves);
+
+} // namespace Sim

@@ -1,0 +1,141 @@
+#include "sim/Soak.h"
+
+#include <CLI/CLI.hpp>
+
+#include <charconv>
+#include <chrono>
+#include <fstream>
+#include <iostream>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+/// umo-soak: leads simulated switches through long random streams of events, each determined by
+/// its seed, and looks after every event whether all is as it should be.
+namespace {
+
+constexpr char const *kFooter = "Exit status:\n"
+                                "  0  no fault was found\n"
+                                "  1  a fault was found; the scenario file that shows it is named\n"
+                                "  2  bad command line\n";
+
+struct CommandLine {
+    std::string seeds = "1..20";
+    std::uint64_t first = 0;
+    std::uint64_t last = 0;
+    std::size_t events = 1000;
+    std::size_t jobs = 1;
+    bool faults = false;
+    bool shrink = false;
+};
+
+struct Totals {
+    std::uint64_t seeds = 0;
+    std::uint64_t events = 0;
+    std::uint64_t calls = 0;
+    std::uint64_t hash = 0;
+    std::uint64_t faults = 0;
+};
+
+std::optional<std::uint64_t> number(std::string_view text) {
+    std::uint64_t value = 0;
+    auto const [stop, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    bool const whole = stop == text.data() + text.size();
+    return error == std::errc() && whole ? std::optional(value) : std::nullopt;
+}
+
+/// `7`, or `1..200`.
+bool readSeeds(CommandLine &line) {
+    std::string_view const text = line.seeds;
+    std::size_t const dots = text.find("..");
+    auto const first = number(text.substr(0, dots));
+    auto const last = dots == std::string_view::npos ? first : number(text.substr(dots + 2));
+    line.first = first.value_or(0);
+    line.last = last.value_or(0);
+    return first && last && *first <= *last;
+}
+
+void report(std::uint64_t seed, CommandLine const &line, Sim::Result const &result) {
+    std::cout << "seed " << seed << ", event " << result.script.events.size() << ": "
+              << result.fault << std::endl;
+    bool const shrink = line.shrink && !result.rejected;
+    Sim::Script const script = shrink ? Sim::shrunk(result.script) : result.script;
+    std::string const fault = shrink ? Sim::simulate({.script = &script}).fault : result.fault;
+    std::string const file = "umo-soak-" + std::to_string(seed) + ".yaml";
+    if (!(std::ofstream(file) << Sim::scenario(script, fault)).flush()) {
+        std::cerr << "umo-soak: cannot write " << file << '\n';
+    }
+    std::cout << "  " << script.events.size() << " events that show it: umo-agent --show-calls "
+              << file << std::endl;
+}
+
+/// Simulates seeds until all are done or one fails, some at a time.
+Totals soak(CommandLine const &line) {
+    Totals totals;
+    bool const progress = isatty(STDERR_FILENO) != 0;
+    std::map<pid_t, std::pair<std::uint64_t, Sim::Child>> running;
+    std::uint64_t started = 0; // of all seeds
+    std::uint64_t const all = line.last - line.first + 1;
+    while (!running.empty() || (started < all && totals.faults == 0)) {
+        if (started < all && totals.faults == 0 && running.size() < line.jobs) {
+            std::uint64_t const seed = line.first + started++;
+            Sim::Child const child(
+                {.seed = seed, .events = line.events, .faults = line.faults, .script = nullptr});
+            running.emplace(child.process(), std::pair(seed, child));
+            continue;
+        }
+        int status = 0;
+        auto const ended = running.find(wait(&status));
+        auto const [seed, child] = ended->second;
+        running.erase(ended);
+        Sim::Result const result = child.result(status);
+        totals.seeds += 1;
+        totals.events += result.script.events.size();
+        totals.calls += result.calls;
+        totals.hash += result.hash * (2 * seed + 1); // in whatever order they end
+        if (progress) {
+            std::cerr << '\r' << totals.seeds << " of " << all << " seeds, " << totals.events
+                      << " events" << std::flush;
+        }
+        if (!result.fault.empty()) {
+            totals.faults += 1;
+            report(seed, line, result);
+        }
+    }
+    std::cerr << (progress ? "\n" : "");
+    return totals;
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    CLI::App app("Simulates switches with multicast NAT from seeds, and checks them.", "umo-soak");
+    CommandLine line;
+    app.footer(kFooter);
+    app.add_option("--seeds", line.seeds, "The seeds, A..B or one")->capture_default_str();
+    app.add_option("--events", line.events, "Events for each seed")->capture_default_str();
+    app.add_option("--jobs", line.jobs, "Seeds at a time")
+        ->capture_default_str()
+        ->check(CLI::Range(1, 256));
+    app.add_flag("--faults", line.faults, "Have the chip refuse groups, and its size change");
+    app.add_flag("--shrink", line.shrink, "Leave out of a failing scenario what it does not need");
+    try {
+        app.parse(argc, argv);
+        if (!readSeeds(line)) {
+            throw CLI::ValidationError("--seeds", "A..B with A not above B, not " + line.seeds);
+        }
+    } catch (CLI::ParseError const &error) {
+        return app.exit(error) == 0 ? 0 : 2;
+    }
+    auto const start = std::chrono::steady_clock::now();
+    Totals const totals = soak(line);
+    std::chrono::duration<double> const took = std::chrono::steady_clock::now() - start;
+    std::cout << totals.seeds << " seeds, " << totals.events << " events, " << totals.calls
+              << " helper calls, hash " << std::hex << totals.hash << std::dec << ", "
+              << totals.faults << " faults, " << took.count() << " s" << std::endl;
+    return totals.faults == 0 ? 0 : 1;
+}

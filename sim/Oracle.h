@@ -1,0 +1,76 @@
+#pragma once
+
+#include "Ip/NatFlowType.h"
+#include "Nexo/EthAddr.h"
+#include "Nexo/IntfId.h"
+#include "agent/ScenarioModel.h"
+
+#include <cstdint>
+#include <map>
+#include <set>
+#include <utility>
+#include <vector>
+
+namespace Sim {
+
+/// What a switch should do, computed from its inputs anew each time, by brute force and in the
+/// plainest way. Shares nothing with the library but value types.
+
+struct Ports {
+    std::set<Nexo::IntfId> interfaces;
+    Nexo::EthAddr dmac{};
+
+    bool operator==(Ports const &) const = default;
+};
+
+/// The port sets of an action by VLAN.
+struct ExpectedPorts {
+    std::map<std::uint16_t, Ports> unicast;
+    std::map<std::uint16_t, Ports> multicast;
+
+    bool operator==(ExpectedPorts const &) const = default;
+};
+
+/// Whether `vlan` can carry flows.
+bool vlanUsable(UmoAgent::SwitchModel const &model, std::uint16_t vlan);
+
+/// The VLAN that `intf` would carry for a request for `vlan`, or 0.
+std::uint16_t vlanOnInterface(UmoAgent::SwitchModel const &model, std::uint16_t vlan,
+                              Nexo::IntfId intf);
+
+/// What kind of flow an action makes.
+Ip::Nat::NatFlowType expectedFlowType(UmoAgent::MatchState const &match,
+                                      UmoAgent::ActionState const &action);
+
+/// The number of groups that a match needs.
+std::uint32_t expectedGroups(UmoAgent::MatchState const &match);
+
+/// Where the copies of an action of that type go, with `recircVlan` being the recirculation VLAN.
+ExpectedPorts expectedPorts(UmoAgent::SwitchModel const &model, Ip::Nat::NatFlowType type,
+                            UmoAgent::ActionState const &action, std::uint16_t recircVlan);
+
+/// Whether what the ports of an action depend on differs between two states in a way of which
+/// nobody tells the action.
+bool changesSilently(UmoAgent::SwitchModel const &before, UmoAgent::SwitchModel const &after,
+                     UmoAgent::ActionState const &action);
+
+/// The recirculation VLAN, which depends on what came first: follows a switch from the start.
+class RecircOracle {
+  public:
+    [[nodiscard]] std::uint16_t vlan() const { return vlan_; }
+
+    void starts(UmoAgent::SwitchModel const &initial);
+    void changes(UmoAgent::SwitchModel const &before, UmoAgent::SwitchModel const &after);
+
+  private:
+    using L3Entries = std::vector<std::pair<Nexo::IntfId, std::uint16_t>>;
+
+    L3Entries::iterator entryOf(Nexo::IntfId intf);
+    void leave(UmoAgent::SwitchModel const &model, Nexo::IntfId intf);
+    void ipChanges(UmoAgent::SwitchModel const &model, Nexo::IntfId intf);
+
+    L3Entries l3_; // in the order of their coming
+    std::uint16_t vlan_ = 0;
+};
+
+} // namespace Sim

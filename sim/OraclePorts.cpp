@@ -1,0 +1,198 @@
+#include "Nexo/VlanIntfId.h"
+#include "sim/Oracle.h"
+
+#include <algorithm>
+
+namespace Sim {
+
+using Ip::Nat::NatFlowType;
+using Nexo::EthAddr;
+using Nexo::IntfId;
+using UmoAgent::ActionState;
+using UmoAgent::MatchState;
+using UmoAgent::SwitchModel;
+
+namespace {
+
+constexpr EthAddr kGroupMac(0x01005e000000U);
+
+template <class Map, class Key>
+auto const *found(Map const &map, Key const &key) {
+    auto const at = map.find(key);
+    return at == map.end() ? nullptr : &at->second;
+}
+
+/// The L3 interface of a VLAN, or none.
+IntfId l3InterfaceOf(SwitchModel const &model, std::uint16_t vlan) {
+    for (auto const &[intf, id] : model.l3Interfaces) {
+        if (id == vlan) {
+            return intf;
+        }
+    }
+    return {};
+}
+
+/// A forwarding member of a VLAN that is usable.
+bool portUsable(SwitchModel const &model, std::uint16_t vlan, IntfId intf) {
+    auto const &ports = model.topologies.at(model.topologyOfVlan.at(vlan)).ports;
+    auto const *const state = found(ports, intf);
+    return model.interfaces.count(intf) != 0 && model.vlans.at(vlan).count(intf) != 0 &&
+           state != nullptr && *state == Bridging::Topology::PortState::forwarding;
+}
+
+bool routed(SwitchModel const &model, IntfId intf) {
+    auto const *const settings = found(model.interfaces, intf);
+    return settings != nullptr && settings->mode == Bridging::SwitchportMode::routed;
+}
+
+bool reachableBehindSvi(SwitchModel const &model, std::uint16_t vlan, IntfId intf) {
+    return portUsable(model, vlan, intf) && !routed(model, intf) &&
+           vlanOnInterface(model, vlan, intf) != 0;
+}
+
+/// Puts the ports behind a VLAN interface into `sets`; whether there were any.
+bool addSvi(SwitchModel const &model, std::uint16_t vlan, EthAddr mac, bool unicast,
+            std::map<std::uint16_t, Ports> &sets) {
+    if (!vlanUsable(model, vlan)) {
+        return false;
+    }
+    auto const *const hosts = unicast ? found(model.learnedMacs, vlan) : nullptr;
+    auto const *const known = hosts != nullptr ? found(*hosts, mac) : nullptr;
+    if (known != nullptr) {
+        auto const *const taken = found(sets, vlan);
+        bool const other = taken != nullptr && !taken->dmac.isZero() && taken->dmac != mac;
+        if (other || !reachableBehindSvi(model, vlan, *known)) {
+            return false;
+        }
+        sets[vlan].interfaces.insert(*known);
+        sets[vlan].dmac = mac;
+        return true;
+    }
+    bool any = false;
+    for (IntfId const intf : model.vlans.at(vlan)) {
+        if (reachableBehindSvi(model, vlan, intf)) {
+            sets[vlan].interfaces.insert(intf);
+            sets[vlan].dmac = mac;
+            any = true;
+        }
+    }
+    return any;
+}
+
+void addPort(SwitchModel const &model, NatFlowType type, IntfId intf,
+             Ip::Nat::NatFlowNextHop const &hop, ExpectedPorts &expected) {
+    std::uint16_t const vlan = vlanOnInterface(model, hop.vlan, intf);
+    if (vlan == 0 || !vlanUsable(model, vlan) || !portUsable(model, vlan, intf)) {
+        return;
+    }
+    if (type != Ip::Nat::natFlowTypeMulticast) {
+        Ports &ports = expected.unicast[vlan];
+        if (!ports.dmac.isZero() && ports.dmac != hop.mac) {
+            return; // the first MAC address in a VLAN wins
+        }
+        ports.interfaces.insert(intf);
+        ports.dmac = hop.mac;
+    }
+    if (type != Ip::Nat::natFlowTypeUnicast) {
+        expected.multicast[vlan].interfaces.insert(intf);
+        expected.multicast[vlan].dmac = kGroupMac;
+    }
+}
+
+/// Whether a VLAN loses its L3 interface in a way that nobody hears of.
+bool losesL3Silently(SwitchModel const &before, SwitchModel const &after, std::uint16_t vlan) {
+    IntfId const intf = l3InterfaceOf(before, vlan);
+    bool const ipGoes = before.ipInterfaces.count(intf) != 0 && after.ipInterfaces.count(intf) == 0;
+    auto const *const id = found(after.l3Interfaces, intf);
+    return id != nullptr && (ipGoes || *id != vlan);
+}
+
+template <class Map, class Key>
+bool differ(Map const &before, Map const &after, Key const &key) {
+    auto const *const was = found(before, key);
+    auto const *const is = found(after, key);
+    return was == nullptr || is == nullptr ? was != is : !(*was == *is);
+}
+
+} // namespace
+
+bool vlanUsable(SwitchModel const &model, std::uint16_t vlan) {
+    auto const *const ip = found(model.ipInterfaces, l3InterfaceOf(model, vlan));
+    return model.vlans.count(vlan) != 0 && model.topologyOfVlan.count(vlan) != 0 && ip != nullptr &&
+           ip->routing && ip->address != Nexo::IpAddrWithMask();
+}
+
+std::uint16_t vlanOnInterface(SwitchModel const &model, std::uint16_t vlan, IntfId intf) {
+    auto const *const settings = found(model.interfaces, intf);
+    std::uint16_t const native = settings == nullptr ? 0 : settings->nativeVlan.value();
+    if (native == 0 || native == 4095) {
+        return 0;
+    }
+    bool const carriesMany = settings->mode != Bridging::SwitchportMode::access &&
+                             settings->mode != Bridging::SwitchportMode::routed;
+    return vlan == 0 || vlan == native ? native : carriesMany ? vlan : std::uint16_t{0};
+}
+
+NatFlowType expectedFlowType(MatchState const &match, ActionState const &action) {
+    std::uint32_t const own = action.destination.addr().value();
+    std::uint32_t const address = own != 0 ? own : match.flow.destination.addr.value();
+    return address == 0          ? Ip::Nat::natFlowTypeNone
+           : address >> 28 == 14 ? Ip::Nat::natFlowTypeMulticast // 224.0.0.0/4
+                                 : Ip::Nat::natFlowTypeUnicast;
+}
+
+std::uint32_t expectedGroups(MatchState const &match) {
+    bool const split =
+        std::any_of(match.actions.begin(), match.actions.end(), [&](auto const &action) {
+            return expectedFlowType(match, action.second) == Ip::Nat::natFlowTypeNone;
+        });
+    return match.actions.empty() ? 0 : split ? 2 : 1;
+}
+
+ExpectedPorts expectedPorts(SwitchModel const &model, NatFlowType type, ActionState const &action,
+                            std::uint16_t recircVlan) {
+    ExpectedPorts expected;
+    if (action.egress.empty()) {
+        expected.unicast[recircVlan] = Ports{{IntfId()}, model.bridgeMac};
+    }
+    for (auto const &[intf, egress] : action.egress) {
+        if (!Nexo::VlanIntfId::isVlanIntfId(intf)) {
+            addPort(model, type, intf, egress.nextHop, expected);
+            continue;
+        }
+        std::uint16_t const vlan = Nexo::VlanIntfId::vlanId(intf);
+        bool const refused = type != Ip::Nat::natFlowTypeMulticast &&
+                             !addSvi(model, vlan, egress.nextHop.mac, true, expected.unicast);
+        if (!refused && type != Ip::Nat::natFlowTypeUnicast) {
+            addSvi(model, vlan, kGroupMac, false, expected.multicast);
+        }
+    }
+    return expected;
+}
+
+bool changesSilently(SwitchModel const &before, SwitchModel const &after,
+                     ActionState const &action) {
+    if (action.egress.empty()) {
+        return before.bridgeMac != after.bridgeMac;
+    }
+    for (auto const &[intf, egress] : action.egress) {
+        std::uint16_t const svi = Nexo::VlanIntfId::vlanId(intf);
+        std::uint16_t const named = egress.nextHop.vlan;
+        std::uint16_t const vlan = svi != 0 ? svi : vlanOnInterface(before, named, intf);
+        // A port named without a VLAN does not hear of the one that its settings give.
+        bool const vlanUnheard = svi == 0 && named == 0 &&
+                                 (before.vlans.count(vlan) != after.vlans.count(vlan) ||
+                                  differ(before.topologyOfVlan, after.topologyOfVlan, vlan));
+        // A VLAN interface does not hear of its members and their settings.
+        bool const vlanStays = before.vlans.count(vlan) != 0 && after.vlans.count(vlan) != 0;
+        bool const membersUnheard =
+            svi != 0 && (before.interfaces != after.interfaces ||
+                         (vlanStays && before.vlans.at(vlan) != after.vlans.at(vlan)));
+        if (vlanUnheard || membersUnheard || losesL3Silently(before, after, vlan)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+} // namespace Sim

@@ -1,0 +1,107 @@
+#include "sim/Oracle.h"
+
+#include <algorithm>
+
+namespace Sim {
+
+using Nexo::IntfId;
+using UmoAgent::IpInterfaceState;
+using UmoAgent::SwitchModel;
+
+namespace {
+
+bool up(SwitchModel const &model, IntfId intf) {
+    auto const ip = model.ipInterfaces.find(intf);
+    return ip != model.ipInterfaces.end() && ip->second.routing &&
+           ip->second.address != Nexo::IpAddrWithMask();
+}
+
+} // namespace
+
+/// `intf` can serve no more: the first other one whose VLAN can takes over.
+void RecircOracle::leave(SwitchModel const &model, IntfId intf) {
+    auto const next = std::find_if(l3_.begin(), l3_.end(), [&](auto const &entry) {
+        return entry.first != intf && vlanUsable(model, entry.second);
+    });
+    vlan_ = next == l3_.end() ? 0 : next->second;
+}
+
+void RecircOracle::ipChanges(SwitchModel const &model, IntfId intf) {
+    auto const entry = entryOf(intf);
+    if (entry == l3_.end()) {
+        return;
+    }
+    if (!up(model, intf) && entry->second == vlan_) {
+        leave(model, intf);
+    } else if (up(model, intf) && vlan_ == 0) {
+        vlan_ = entry->second;
+    }
+}
+
+/// The first usable VLAN; without one, that of the first interface that was found up.
+void RecircOracle::starts(SwitchModel const &initial) {
+    l3_.assign(initial.l3Interfaces.begin(), initial.l3Interfaces.end());
+    leave(initial, IntfId());
+    for (auto const &[intf, settings] : initial.ipInterfaces) {
+        ipChanges(initial, intf);
+    }
+}
+
+/// What happens within one event, in the order in which the agent makes it happen: L3 interfaces
+/// go; IP interfaces go, which nobody hears; bridging changes; IP interfaces come and change, one
+/// setting at a time; L3 interfaces come and change.
+void RecircOracle::changes(SwitchModel const &before, SwitchModel const &after) {
+    SwitchModel now; // as far as the changes have come
+    now.vlans = before.vlans;
+    now.topologyOfVlan = before.topologyOfVlan;
+    now.ipInterfaces = before.ipInterfaces;
+    now.l3Interfaces = before.l3Interfaces;
+    std::erase_if(now.l3Interfaces, [&](auto const &l3) {
+        auto const kept = after.l3Interfaces.find(l3.first);
+        return kept == after.l3Interfaces.end() || kept->second != l3.second;
+    });
+    for (auto const &[intf, vlan] : L3Entries(l3_)) {
+        if (after.l3Interfaces.count(intf) == 0) {
+            if (vlan == vlan_) {
+                leave(now, intf);
+            }
+            l3_.erase(entryOf(intf));
+        }
+    }
+    std::erase_if(now.ipInterfaces,
+                  [&](auto const &ip) { return after.ipInterfaces.count(ip.first) == 0; });
+    now.vlans = after.vlans;
+    now.topologyOfVlan = after.topologyOfVlan;
+    for (auto const &[intf, settings] : after.ipInterfaces) {
+        auto const [ip, fresh] = now.ipInterfaces.try_emplace(intf, IpInterfaceState{{}, false});
+        if (fresh) {
+            ipChanges(now, intf);
+        }
+        if (ip->second.address != settings.address) {
+            ip->second.address = settings.address;
+            ipChanges(now, intf);
+        }
+        if (ip->second.routing != settings.routing) {
+            ip->second.routing = settings.routing;
+            ipChanges(now, intf);
+        }
+    }
+    for (auto const &[intf, vlan] : after.l3Interfaces) {
+        auto const entry = entryOf(intf);
+        bool const told = entry == l3_.end() || entry->second != vlan;
+        if (entry == l3_.end()) {
+            l3_.emplace_back(intf, vlan);
+        } else {
+            entry->second = vlan;
+        }
+        if (told && vlan_ == 0) {
+            vlan_ = vlan;
+        }
+    }
+}
+
+RecircOracle::L3Entries::iterator RecircOracle::entryOf(IntfId intf) {
+    return std::find_if(l3_.begin(), l3_.end(), [&](auto const &l3) { return l3.first == intf; });
+}
+
+} // namespace Sim

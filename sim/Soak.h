@@ -1,0 +1,58 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include <sys/types.h>
+
+namespace Sim {
+
+/// A scenario as texts: the initial state, and the events in their order.
+struct Script {
+    std::string initial;
+    std::vector<std::string> events;
+};
+
+/// Fills a script with what a seed gives, or nothing to do but to play it.
+struct Task {
+    std::uint64_t seed = 0;
+    std::size_t events = 0; // to generate
+    bool faults = false;
+    Script const *script = nullptr; // to play instead
+};
+
+struct Result {
+    Script script;         // as far as it was played
+    std::string fault;     // empty: all was well
+    bool rejected = false; // the fault is a text that the reader did not accept
+    std::uint64_t calls = 0;
+    std::uint64_t hash = 0;
+};
+
+/// A simulation in a process of its own: it begins like umo-agent itself, and one that crashes
+/// is a fault like another.
+class Child {
+  public:
+    explicit Child(Task const &task);
+
+    [[nodiscard]] pid_t process() const { return process_; }
+
+    /// What it told, with the status that the wait for its end gave. Once only.
+    [[nodiscard]] Result result(int status) const;
+
+  private:
+    pid_t process_;
+    int log_;
+};
+
+/// Runs a simulation to its end.
+Result simulate(Task const &task);
+
+/// Leaves out of a script that fails what it does not need to fail.
+Script shrunk(Script script);
+
+/// The scenario file of a script, with what was wrong at its end.
+std::string scenario(Script const &script, std::string const &fault);
+
+} // namespace Sim
