@@ -24,6 +24,7 @@ auto const *staying(Named const &named, std::string const &name, Value const &be
 
 void Checker::called(std::string const &call) {
     if (call.rfind("createNatFlowGroup", 0) != 0) {
+        freed_ = freed_ || call.rfind("deleteNatFlowGroup", 0) == 0;
         return;
     }
     auto const id = static_cast<std::uint32_t>(std::stoul(call.substr(call.rfind(' ') + 1)));
@@ -55,6 +56,7 @@ void Checker::changed(SwitchModel const &before) {
 }
 
 void Checker::timePassed() {
+    freed_ = false; // by the retry itself
     checkState(false);
     if (topology().actionSmUpdateBacklog().empty()) {
         checkSettled();
@@ -169,17 +171,24 @@ void Checker::checkMatch(MatchName const &name, UmoAgent::Birth policyBirth,
 
 void Checker::checkWaiting(bool policyEnded) {
     auto const &retry = agent_.root().unprogrammedGroup();
-    for (UmoNatFlowMatchSm *const match : retry) {
-        require(waiting_.count(match) != 0, "the retry has a match that does not wait for groups");
-    }
+    std::set<UmoNatFlowMatchSm const *> inRetry;
     std::set<UmoNatFlowMatchSm const *> stranded;
-    for (UmoNatFlowMatchSm *const match : waiting_) {
-        if (!retry.contains(match)) {
-            require(policyEnded || stranded_.count(match) != 0,
-                    "a match waits for groups, but not in the retry");
-            stranded.insert(match);
-        }
+    bool stillWaits = false;
+    for (UmoNatFlowMatchSm *const match : retry) {
+        require(waiting_.erase(match) != 0, "the retry has a match that does not wait for groups");
+        inRetry.insert(match);
+        stillWaits = stillWaits || inRetry_.count(match) != 0;
     }
+    for (UmoNatFlowMatchSm const *const match : waiting_) {
+        require(policyEnded || stranded_.count(match) != 0,
+                "a match waits for groups, but not in the retry");
+        stranded.insert(match);
+    }
+    bool const scheduled = agent_.root().unprogrammedGroupTask()->taskScheduled();
+    require(policyEnded || !freed_ || !stillWaits || scheduled,
+            "groups were freed while a match waits, but the retry has no run");
+    freed_ = false;
+    inRetry_ = std::move(inRetry);
     stranded_ = std::move(stranded);
 }
 

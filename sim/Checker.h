@@ -94,6 +94,8 @@ class Checker {
     std::optional<std::uint32_t> unicastHalf_; // what the chip answered to the first of a pair
     std::set<std::uint32_t> halves_;
     std::map<MatchName, std::set<std::string>> leftOver_;
+    bool freed_ = false; // groups, in this event
+    std::set<UmoNatFlowMatchSm const *> inRetry_;
     std::set<UmoNatFlowMatchSm const *> stranded_;
     std::set<UmoNatFlowMatchSm *> waiting_;   // now, for groups
     std::set<UmoNatFlowActionSm *> machines_; // that live now

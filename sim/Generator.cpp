@@ -109,7 +109,7 @@ Text Generator::mac() {
 Text Generator::ports() {
     std::vector<Text> some;
     for (char const *const port : kPorts) {
-        if (random_.chance(40)) {
+        if (random_.chance(65)) {
             some.emplace_back(port);
         }
     }
@@ -119,8 +119,8 @@ Text Generator::ports() {
 Text Generator::portStates() {
     std::vector<std::pair<Text, Text>> states;
     for (char const *const port : kPorts) {
-        if (random_.chance(50)) {
-            states.emplace_back(port, random_.chance(75)
+        if (random_.chance(65)) {
+            states.emplace_back(port, random_.chance(85)
                                           ? "forwarding"
                                           : word({"disabled", "blocking", "learning"}));
         }
@@ -129,13 +129,13 @@ Text Generator::portStates() {
 }
 
 Text Generator::interfaceSettings() {
-    return mapping({{"mode", word({"access", "trunk", "trunk", "dot1q-tunnel", "routed"})},
-                    {"native-vlan", random_.chance(90) ? vlan() : "none"}});
+    return mapping({{"mode", word({"access", "trunk", "trunk", "dot1q-tunnel", "trunk", "routed"})},
+                    {"native-vlan", random_.chance(95) ? vlan() : "none"}});
 }
 
 Text Generator::ipSettings() {
-    return mapping({{"address", random_.chance(85) ? word({"10.0.1.1/24", "10.0.2.1/24"}) : "none"},
-                    {"routing", random_.chance(85) ? "true" : "false"}});
+    return mapping({{"address", random_.chance(92) ? word({"10.0.1.1/24", "10.0.2.1/24"}) : "none"},
+                    {"routing", random_.chance(92) ? "true" : "false"}});
 }
 
 Text Generator::flow() {
@@ -195,7 +195,7 @@ Text Generator::initial() {
     for (char const *const id : kVlans) {
         memberships.emplace_back(id, ports());
         ips.emplace_back("Vlan" + Text(id), ipSettings());
-        ids.emplace_back("Vlan" + Text(id), random_.chance(90) ? id : "");
+        ids.emplace_back("Vlan" + Text(id), random_.chance(95) ? id : "");
         half[random_.below(2)].emplace_back(id);
     }
     auto const topology = [&](std::vector<Text> const &vlans) {
@@ -319,7 +319,7 @@ Generator::Change Generator::evaluateAll(Model const &now) const {
 }
 
 void Generator::chip(Change &change, std::size_t groupsInUse) {
-    std::size_t const groups = random_.chance(50)   ? 100'000
+    std::size_t const groups = random_.chance(60)   ? 100'000
                                : random_.chance(70) ? groupsInUse + random_.below(4)
                                                     : random_.below(groupsInUse + 1);
     change.set["chip"] = in("groups", std::to_string(groups));
@@ -327,7 +327,7 @@ void Generator::chip(Change &change, std::size_t groupsInUse) {
 
 void Generator::interfaces(Model const &now, Change &change) {
     Text const name = port();
-    bool const removed = now.interfaces.count(Nexo::IntfId(name)) != 0 && random_.chance(20);
+    bool const removed = now.interfaces.count(Nexo::IntfId(name)) != 0 && random_.chance(15);
     if (removed) {
         change.remove["interfaces"] = list({name});
     }
@@ -339,7 +339,7 @@ void Generator::interfaces(Model const &now, Change &change) {
 void Generator::vlans(Model const &now, Change &change) {
     Text const id = vlan();
     auto const *const members = found(now.vlans, numberOf(id));
-    if (members != nullptr && random_.chance(15)) {
+    if (members != nullptr && random_.chance(8)) {
         change.remove["vlans"] = list({id});
     } else if (members != nullptr && !members->empty() && random_.chance(40)) {
         change.remove["vlans"] = in(id, list({random_.pick(names(*members))}));
@@ -353,12 +353,12 @@ void Generator::topologies(Model const &now, Change &change) {
     Text const name = random_.pick(kTopologies);
     auto const *const topology = found(now.topologies, name);
     auto const *const mapped = found(now.topologyOfVlan, numberOf(vlan()));
-    if (topology != nullptr && random_.chance(7)) {
+    if (topology != nullptr && random_.chance(4)) {
         change.remove["topologies"] = list({name});
-    } else if (topology != nullptr && !topology->ports.empty() && random_.chance(15)) {
+    } else if (topology != nullptr && !topology->ports.empty() && random_.chance(10)) {
         Text const port = random_.pick(names(topology->ports));
         change.remove["topologies"] = in(name, in("ports", list({port})));
-    } else if (mapped != nullptr && random_.chance(15)) {
+    } else if (mapped != nullptr && random_.chance(8)) {
         for (auto const &[number, owner] : now.topologyOfVlan) {
             if (owner == *mapped) {
                 change.remove["topologies"] =
@@ -401,7 +401,7 @@ void Generator::ipInterfaces(Model const &now, Change &change) {
 void Generator::l3Interfaces(Model const &now, Change &change) {
     Text const id = vlan();
     Text const name = random_.chance(85) ? "Vlan" + id : "Ethernet7";
-    bool const removed = now.l3Interfaces.count(Nexo::IntfId(name)) != 0 && random_.chance(25);
+    bool const removed = now.l3Interfaces.count(Nexo::IntfId(name)) != 0 && random_.chance(15);
     if (removed) {
         change.remove["l3-interfaces"] = list({name});
     }
