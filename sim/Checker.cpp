@@ -27,6 +27,7 @@ void Checker::called(std::string const &call) {
         freed_ = freed_ || call.rfind("deleteNatFlowGroup", 0) == 0;
         return;
     }
+    asked_ = true;
     auto const id = static_cast<std::uint32_t>(std::stoul(call.substr(call.rfind(' ') + 1)));
     if (call.find("unicast true") != std::string::npos) {
         unicastHalf_ = id;
@@ -56,7 +57,7 @@ void Checker::changed(SwitchModel const &before) {
 }
 
 void Checker::timePassed() {
-    freed_ = false; // by the retry itself
+    freed_ = asked_ = false; // by the retry itself
     checkState(false);
     if (topology().actionSmUpdateBacklog().empty()) {
         checkSettled();
@@ -187,7 +188,9 @@ void Checker::checkWaiting(bool policyEnded) {
     bool const scheduled = agent_.root().unprogrammedGroupTask()->taskScheduled();
     require(policyEnded || !freed_ || !stillWaits || scheduled,
             "groups were freed while a match waits, but the retry has no run");
-    freed_ = false;
+    require(!policyEnded || asked_ || (retry.empty() && !scheduled),
+            "the end of a policy did not end the retry");
+    freed_ = asked_ = false;
     inRetry_ = std::move(inRetry);
     stranded_ = std::move(stranded);
 }

@@ -95,6 +95,7 @@ class Checker {
     std::set<std::uint32_t> halves_;
     std::map<MatchName, std::set<std::string>> leftOver_;
     bool freed_ = false; // groups, in this event
+    bool asked_ = false; // for groups, in this event
     std::set<UmoNatFlowMatchSm const *> inRetry_;
     std::set<UmoNatFlowMatchSm const *> stranded_;
     std::set<UmoNatFlowMatchSm *> waiting_;   // now, for groups
