@@ -17,8 +17,8 @@ class Random {
     bool chance(unsigned percent) { return below(100) < percent; }
 
     template <class Values>
-    auto const &pick(Values const &values) {
-        return values.begin()[below(values.size())];
+    auto pick(Values const &values) {
+        return *(values.begin() + static_cast<std::ptrdiff_t>(below(values.size())));
     }
 
   private:
