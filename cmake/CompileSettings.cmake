@@ -13,8 +13,11 @@ set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 
 add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion)
 
-# A library that misses a symbol fails its own link, not that of the first program to use it.
-add_link_options($<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,SHARED_LIBRARY>:LINKER:--no-undefined>)
+# A library that misses a symbol fails its own link, not that of the first program to use it. With
+# clang the sanitizers' symbols are in the programs alone.
+if(NOT UMO_FUZZ)
+    add_link_options($<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,SHARED_LIBRARY>:LINKER:--no-undefined>)
+endif()
 
 if(NOT CMAKE_BUILD_TYPE)
     set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "Kind of build" FORCE)

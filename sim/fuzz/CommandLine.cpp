@@ -1,0 +1,36 @@
+#include "agent/console/AnswerFile.h"
+#include "agent/console/Console.h"
+#include "agent/console/LineReader.h"
+#include "sim/fuzz/FuzzedAgent.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <string_view>
+
+/// What a client sends, whole or in pieces: the line is the same, and the console answers it. The
+/// first byte says how large the pieces are.
+extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const *bytes, std::size_t size) {
+    static Sim::FuzzedAgent fuzzed;
+    static UmoAgent::Console const console(fuzzed.agent);
+    std::string_view const text(reinterpret_cast<char const *>(bytes), size);
+    std::size_t const piece = size == 0 ? 1 : bytes[0] % 64 + 1U;
+    UmoAgent::LineReader whole;
+    UmoAgent::LineReader pieced;
+    whole.add(text);
+    for (std::size_t at = 0; at < size && pieced.state() == UmoAgent::LineReader::State::reading;
+         at += piece) {
+        pieced.add(text.substr(at, piece));
+    }
+    if (whole.state() != pieced.state()) {
+        std::abort();
+    }
+    if (whole.state() == UmoAgent::LineReader::State::whole) {
+        if (whole.line() != pieced.line()) {
+            std::abort();
+        }
+        UmoAgent::AnswerFile const answer;
+        console.answer(answer.socket(), whole.line());
+    }
+    return 0;
+}

@@ -1,0 +1,31 @@
+#include "agent/ScenarioReader.h"
+#include "agent/Player.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <sstream>
+#include <string>
+#include <variant>
+
+/// Whatever the text: it is a scenario, and then can be played without a contract error, or it is
+/// said what is wrong with it.
+extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const *bytes, std::size_t size) {
+    std::string const text(reinterpret_cast<char const *>(bytes), size);
+    auto read = UmoAgent::readScenario("input", text);
+    if (auto const *const faults = std::get_if<UmoAgent::ScenarioFaults>(&read)) {
+        return faults->empty() ? std::abort(), 0 : 0;
+    }
+    // A chip without room for port sets stops the process, and is meant to.
+    auto &scenario = std::get<UmoAgent::Scenario>(read);
+    scenario.initial.chip.portSetsPerGroup = 4096;
+    for (UmoAgent::Event &event : scenario.events) {
+        if (event.state) {
+            event.state->chip.portSetsPerGroup = 4096;
+        }
+    }
+    std::ostringstream out;
+    std::ostringstream errors;
+    UmoAgent::play(scenario, {}, out, errors);
+    return errors.str().empty() ? 0 : (std::abort(), 0);
+}
