@@ -38,7 +38,7 @@ Text mapping(std::vector<std::pair<Text, Text>> const &entries) {
     Text text;
     for (auto const &[key, value] : entries) {
         if (!value.empty()) {
-            text += (text.empty() ? "" : ", ") + key + ": " + value;
+            text.append(text.empty() ? "" : ", ").append(key).append(": ").append(value);
         }
     }
     return '{' + text + '}';
@@ -209,7 +209,7 @@ Text Generator::initial() {
         {"topologies", mapping({{"t0", topology(half[0])}, {"t1", topology(half[1])}})},
         {"policies", mapping({{"p0", policy()}, {"p1", policy()}})}};
     for (auto const &[key, value] : rest) {
-        text += key + ": " + value + '\n';
+        text.append(key).append(": ").append(value).append("\n");
     }
     return text;
 }
