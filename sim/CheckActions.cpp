@@ -27,6 +27,15 @@ bool same(PortSets const &recorded, std::map<std::uint16_t, Ports> const &expect
     return true;
 }
 
+struct ActionPlace {
+    std::pair<std::pair<std::string, std::string>, std::string> const &name;
+};
+
+std::ostream &operator<<(std::ostream &out, ActionPlace const &place) {
+    return out << "policy " << place.name.first.first << ", match " << place.name.first.second
+               << ", action " << place.name.second;
+}
+
 void print(std::ostream &out, std::map<std::uint16_t, Ports> const &sets) {
     for (auto const &[vlan, ports] : sets) {
         out << " VLAN " << vlan << " dmac " << ports.dmac << " on";
@@ -37,22 +46,15 @@ void print(std::ostream &out, std::map<std::uint16_t, Ports> const &sets) {
     }
 }
 
-std::string text(ExpectedPorts const &ports) {
-    std::ostringstream out;
-    print(out << "unicast", ports.unicast);
-    print(out << " multicast", ports.multicast);
-    return out.str();
-}
-
-void requirePorts(std::string const &where, HwNatFlowActionStatus const &hw,
+void requirePorts(ActionPlace const &where, HwNatFlowActionStatus const &hw,
                   ExpectedPorts const &expected) {
     require(hw.vlanPortSets() && same(hw.vlanPortSets()->ucastPortSet(), expected.unicast) &&
                 same(hw.vlanPortSets()->mcastPortSet(), expected.multicast),
-            where, ": the tree's port sets are not: ", text(expected));
+            where, ": the tree's port sets are not: ", expected);
 }
 
 /// Of a translation, the port alone makes no difference.
-void requireTranslations(std::string const &where, HwNatFlowActionStatus const &hw,
+void requireTranslations(ActionPlace const &where, HwNatFlowActionStatus const &hw,
                          UmoAgent::ActionState const &action, Ip::Nat::NatFlow const &flow) {
     auto const same = [](Nexo::IpAndPort const &nat, Nexo::IpAndPort const &end,
                          std::uint32_t length, Nexo::IpAndPort const &wanted,
@@ -66,12 +68,13 @@ void requireTranslations(std::string const &where, HwNatFlowActionStatus const &
             where, ": the tree's destination translation is not the configured one");
 }
 
-std::string whereIs(auto const &name) {
-    return "policy " + name.first.first + ", match " + name.first.second + ", action " +
-           name.second;
-}
-
 } // namespace
+
+std::ostream &operator<<(std::ostream &out, ExpectedPorts const &ports) {
+    print(out << "unicast", ports.unicast);
+    print(out << " multicast", ports.multicast);
+    return out;
+}
 
 /// An action that had a pass at the end of the event is as it should be. One that is queued will
 /// have one. Any other must not have needed one, or is one of those that nobody tells.
@@ -86,14 +89,14 @@ void Checker::checkActions(UmoAgent::SwitchModel const &before) {
                   action.holding, false};
         if (!known || at->second.version != now.version || at->second.type != type) {
             if (action.holding || action.hw.vlanPortSets()) {
-                requirePorts(whereIs(action.name), action.hw, now.ports);
+                requirePorts(ActionPlace{action.name}, action.hw, now.ports);
             }
         } else if (action.holding && !topology().actionSmUpdateBacklog().contains(action.machine)) {
             Watch const &was = at->second;
             bool const differs = !(was.ports == now.ports);
             bool const silent = differs && changesSilently(before, model(), action.state);
-            require(!differs || silent || !was.holding, whereIs(action.name),
-                    ": was not told of a change, and should be: ", text(now.ports));
+            require(!differs || silent || !was.holding, ActionPlace{action.name},
+                    ": was not told of a change, and should be: ", now.ports);
             now.inDoubt = was.inDoubt || silent;
         }
         watches.emplace(action.name, std::move(now));
@@ -108,7 +111,7 @@ void Checker::checkSettled() {
         if (!action.holding) {
             continue;
         }
-        std::string const where = whereIs(action.name);
+        ActionPlace const where{action.name};
         require(action.hw.flowType() == watch.type, where, ": the tree has another flow type");
         requireTranslations(where, action.hw, action.state, action.match.flow);
         if (!watch.inDoubt) {

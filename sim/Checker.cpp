@@ -20,6 +20,14 @@ auto const *staying(Named const &named, std::string const &name, Value const &be
     return now != nullptr && now->born == before.born ? now : nullptr;
 }
 
+struct MatchPlace {
+    std::pair<std::string, std::string> const &name;
+};
+
+std::ostream &operator<<(std::ostream &out, MatchPlace const &place) {
+    return out << "policy " << place.name.first << ", match " << place.name.second;
+}
+
 } // namespace
 
 void Checker::called(std::string const &call) {
@@ -133,7 +141,7 @@ void Checker::checkState(bool policyEnded) {
 void Checker::checkMatch(MatchName const &name, UmoAgent::Birth policyBirth,
                          MatchState const &state, UmoNatFlowMatchSm &machine,
                          Ip::Nat::HwNatFlowMatchStatus &hw) {
-    std::string const where = "policy " + name.first + ", match " + name.second;
+    MatchPlace const where{name};
     require(hw.flow() == state.flow, where, ": the tree has another flow");
     std::uint32_t const wanted = machine.matchSmStatus()->groupNum();
     bool unheard = false; // what incomplete actions say of a destination may be news

@@ -6,6 +6,7 @@
 #include "agent/ScenarioModel.h"
 
 #include <cstdint>
+#include <iosfwd>
 #include <map>
 #include <set>
 #include <utility>
@@ -30,6 +31,8 @@ struct ExpectedPorts {
 
     bool operator==(ExpectedPorts const &) const = default;
 };
+
+std::ostream &operator<<(std::ostream &out, ExpectedPorts const &ports);
 
 /// Whether `vlan` can carry flows.
 bool vlanUsable(UmoAgent::SwitchModel const &model, std::uint16_t vlan);
