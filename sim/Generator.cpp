@@ -1,5 +1,6 @@
 #include "sim/Generator.h"
 
+#include <algorithm>
 #include <array>
 #include <vector>
 
@@ -216,10 +217,11 @@ Text Generator::initial() {
 
 Text Generator::event(Model const &now, std::size_t groupsInUse) {
     ++events_;
+    groupsInUse_ = groupsInUse;
     Text const at = time();
     Change const change = events_ % kEvaluateAllEvery == 0 ? evaluateAll(now)
                           : flaps_ > 0                     ? flap(now)
-                                                           : this->change(now, groupsInUse);
+                                                           : this->change(now);
     bool const refuses = faults_ && random_.chance(4);
     return mapping({{"at", at},
                     {"refuse-groups", refuses ? word({"1", "1", "2", "3"}) : ""},
@@ -243,7 +245,13 @@ Text Generator::time() {
     return std::to_string(now_) + "ms";
 }
 
-Generator::Change Generator::change(Model const &now, std::size_t groupsInUse) {
+Generator::Change Generator::change(Model const &now) {
+    using Section = void (Generator::*)(Model const &, Change &);
+    static constexpr std::array<Section, 12> kSections{
+        &Generator::bridgeMac,    &Generator::interfaces,   &Generator::vlans,
+        &Generator::vlans,        &Generator::topologies,   &Generator::topologies,
+        &Generator::topologies,   &Generator::learnedMacs,  &Generator::learnedMacs,
+        &Generator::ipInterfaces, &Generator::l3Interfaces, &Generator::chip};
     Change change;
     if (!now.topologies.empty() && random_.chance(3)) {
         flaps_ = 2 + random_.below(6);
@@ -252,43 +260,24 @@ Generator::Change Generator::change(Model const &now, std::size_t groupsInUse) {
     }
     bool const several = random_.chance(15);
     do {
-        switch (random_.below(20)) {
-        case 0:
-            change.set["bridge-mac"] = mac();
-            break;
-        case 1:
-            interfaces(now, change);
-            break;
-        case 2:
-        case 3:
-            vlans(now, change);
-            break;
-        case 4:
-        case 5:
-        case 6:
-            topologies(now, change);
-            break;
-        case 7:
-        case 8:
-            learnedMacs(now, change);
-            break;
-        case 9:
-            ipInterfaces(now, change);
-            break;
-        case 10:
-            l3Interfaces(now, change);
-            break;
-        case 11:
-            if (faults_) {
-                chip(change, groupsInUse);
-            }
-            break;
-        default:
-            policies(now, change);
-            break;
-        }
+        std::size_t const section = random_.below(20);
+        (this->*(section < kSections.size() ? kSections.at(section) : &Generator::policies))(
+            now, change);
     } while (several && random_.chance(70));
     return change;
+}
+
+/// Has the event remove something of a key, and set something of it: always when nothing is
+/// removed, else with a chance of `again` percent.
+template <class SetText>
+void Generator::offer(Change &change, char const *key, Text const &remove, unsigned again,
+                      SetText const &set) {
+    if (!remove.empty()) {
+        change.remove[key] = remove;
+    }
+    if (change.remove.count(key) == 0 || random_.chance(again)) {
+        change.set[key] = set();
+    }
 }
 
 Generator::Change Generator::flap(Model const &now) {
@@ -318,100 +307,96 @@ Generator::Change Generator::evaluateAll(Model const &now) const {
     return {{}, {{"policies", mapping(policies)}}};
 }
 
-void Generator::chip(Change &change, std::size_t groupsInUse) {
-    std::size_t const groups = random_.chance(60)   ? 100'000
-                               : random_.chance(70) ? groupsInUse + random_.below(4)
-                                                    : random_.below(groupsInUse + 1);
-    change.set["chip"] = in("groups", std::to_string(groups));
+void Generator::bridgeMac(Model const &, Change &change) {
+    change.set["bridge-mac"] = mac();
+}
+
+void Generator::chip(Model const &, Change &change) {
+    if (faults_) {
+        std::size_t const groups = random_.chance(60)   ? 100'000
+                                   : random_.chance(70) ? groupsInUse_ + random_.below(4)
+                                                        : random_.below(groupsInUse_ + 1);
+        change.set["chip"] = in("groups", std::to_string(groups));
+    }
 }
 
 void Generator::interfaces(Model const &now, Change &change) {
     Text const name = port();
     bool const removed = now.interfaces.count(Nexo::IntfId(name)) != 0 && random_.chance(15);
-    if (removed) {
-        change.remove["interfaces"] = list({name});
-    }
-    if (!removed || random_.chance(30)) {
-        change.set["interfaces"] = in(name, interfaceSettings());
-    }
+    offer(change, "interfaces", removed ? list({name}) : "", 30,
+          [&] { return in(name, interfaceSettings()); });
 }
 
 void Generator::vlans(Model const &now, Change &change) {
     Text const id = vlan();
     auto const *const members = found(now.vlans, numberOf(id));
+    Text remove;
     if (members != nullptr && random_.chance(8)) {
-        change.remove["vlans"] = list({id});
+        remove = list({id});
     } else if (members != nullptr && !members->empty() && random_.chance(40)) {
-        change.remove["vlans"] = in(id, list({random_.pick(names(*members))}));
+        remove = in(id, list({random_.pick(names(*members))}));
     }
-    if (change.remove.count("vlans") == 0 || random_.chance(20)) {
-        change.set["vlans"] = in(id, random_.chance(70) ? list({port()}) : ports());
-    }
+    offer(change, "vlans", remove, 20,
+          [&] { return in(id, random_.chance(70) ? list({port()}) : ports()); });
 }
 
 void Generator::topologies(Model const &now, Change &change) {
     Text const name = random_.pick(kTopologies);
     auto const *const topology = found(now.topologies, name);
     auto const *const mapped = found(now.topologyOfVlan, numberOf(vlan()));
+    Text remove;
     if (topology != nullptr && random_.chance(4)) {
-        change.remove["topologies"] = list({name});
+        remove = list({name});
     } else if (topology != nullptr && !topology->ports.empty() && random_.chance(10)) {
-        Text const port = random_.pick(names(topology->ports));
-        change.remove["topologies"] = in(name, in("ports", list({port})));
+        remove = in(name, in("ports", list({random_.pick(names(topology->ports))})));
     } else if (mapped != nullptr && random_.chance(8)) {
         for (auto const &[number, owner] : now.topologyOfVlan) {
             if (owner == *mapped) {
-                change.remove["topologies"] =
-                    in(owner, in("vlans", list({std::to_string(number)})));
+                remove = in(owner, in("vlans", list({std::to_string(number)})));
             }
         }
     }
-    if (change.remove.count("topologies") == 0 || random_.chance(40)) {
+    offer(change, "topologies", remove, 40, [&] {
         Text const vlans = random_.chance(40) ? list({vlan()}) : "";
-        change.set["topologies"] = in(name, mapping({{"vlans", vlans}, {"ports", portStates()}}));
-    }
+        return in(name, mapping({{"vlans", vlans}, {"ports", portStates()}}));
+    });
 }
 
 void Generator::learnedMacs(Model const &now, Change &change) {
     Text const id = vlan();
     auto const *const hosts = found(now.learnedMacs, numberOf(id));
+    Text remove;
     if (hosts != nullptr && random_.chance(10)) {
-        change.remove["learned-macs"] = list({id});
+        remove = list({id});
     } else if (hosts != nullptr && !hosts->empty() && random_.chance(30)) {
-        Text const host = random_.pick(names(*hosts));
-        change.remove["learned-macs"] = in(id, list({quoted(host)}));
+        remove = in(id, list({quoted(random_.pick(names(*hosts)))}));
     }
-    if (change.remove.count("learned-macs") == 0 || random_.chance(20)) {
+    offer(change, "learned-macs", remove, 20, [&] {
         Text const host = mac();
-        change.set["learned-macs"] = in(id, in(host, port()));
-    }
+        return in(id, in(host, port()));
+    });
 }
 
 void Generator::ipInterfaces(Model const &now, Change &change) {
     Text const name = random_.chance(85) ? "Vlan" + vlan() : "Ethernet7";
     bool const removed = now.ipInterfaces.count(Nexo::IntfId(name)) != 0 && random_.chance(10);
-    if (removed) {
-        change.remove["ip-interfaces"] = list({name});
-    }
-    if (!removed || random_.chance(30)) {
-        change.set["ip-interfaces"] = in(name, ipSettings());
-    }
+    offer(change, "ip-interfaces", removed ? list({name}) : "", 30,
+          [&] { return in(name, ipSettings()); });
 }
 
 void Generator::l3Interfaces(Model const &now, Change &change) {
     Text const id = vlan();
     Text const name = random_.chance(85) ? "Vlan" + id : "Ethernet7";
     bool const removed = now.l3Interfaces.count(Nexo::IntfId(name)) != 0 && random_.chance(15);
-    if (removed) {
+    bool const taken =
+        std::any_of(now.l3Interfaces.begin(), now.l3Interfaces.end(), [&](auto const &l3) {
+            return l3.first != Nexo::IntfId(name) && l3.second == numberOf(id);
+        });
+    if (!taken) {
+        offer(change, "l3-interfaces", removed ? list({name}) : "", 30,
+              [&] { return in(name, id); });
+    } else if (removed) {
         change.remove["l3-interfaces"] = list({name});
-    }
-    for (auto const &[intf, number] : now.l3Interfaces) {
-        if (intf != Nexo::IntfId(name) && number == numberOf(id)) {
-            return;
-        }
-    }
-    if (!removed || random_.chance(30)) {
-        change.set["l3-interfaces"] = in(name, id);
     }
 }
 

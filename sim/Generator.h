@@ -36,11 +36,13 @@ class Generator {
     };
 
     Text time();
-    Change change(Model const &now, std::size_t groupsInUse);
+    Change change(Model const &now);
     Change flap(Model const &now);
     Change evaluateAll(Model const &now) const;
 
-    void chip(Change &change, std::size_t groupsInUse);
+    // Of one key of a state each.
+    void bridgeMac(Model const &now, Change &change);
+    void chip(Model const &now, Change &change);
     void interfaces(Model const &now, Change &change);
     void vlans(Model const &now, Change &change);
     void topologies(Model const &now, Change &change);
@@ -48,6 +50,9 @@ class Generator {
     void ipInterfaces(Model const &now, Change &change);
     void l3Interfaces(Model const &now, Change &change);
     void policies(Model const &now, Change &change);
+    template <class SetText>
+    void offer(Change &change, char const *key, Text const &remove, unsigned again,
+               SetText const &set);
 
     void removePart(Text const &policy, Text const &match, UmoAgent::MatchState const &state,
                     Change &change);
@@ -71,6 +76,7 @@ class Generator {
     bool faults_;
     std::uint64_t now_ = 0; // in milliseconds
     std::size_t events_ = 0;
+    std::size_t groupsInUse_ = 0;
     std::size_t burst_ = 0; // events left of it, all at one time
     std::size_t flaps_ = 0; // of one port, at short intervals
     Text flappingTopology_;
