@@ -140,9 +140,9 @@ Text Generator::ipSettings() {
 }
 
 Text Generator::flow() {
-    return mapping({{"source", word({"", "10.1.0.0/16", "10.2.0.1"})},
+    return mapping({{"source", word({"", "10.1.0.0/16", "10.1.0.0/24", "10.2.0.1"})},
                     {"source-port", word({"", "", "5000", "5001"})},
-                    {"destination", word({"", "", "239.1.1.1", "239.1.0.0/16", "10.5.0.1"})},
+                    {"destination", word({"", "", "239.1.1.1", "239.1.1.1/24", "10.5.0.1"})},
                     {"destination-port", word({"", "", "6000"})}});
 }
 
