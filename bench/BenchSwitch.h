@@ -1,0 +1,71 @@
+#pragma once
+
+#include "UmoNat/UmoNatFlowMcastSm.h"
+#include "Vyr/Clock.h"
+#include "Vyr/TaskScheduler.h"
+
+#include <cstddef>
+#include <vector>
+
+namespace Bench {
+
+/// A switch of 64 ports and 50 VLANs, each with eight forwarding ports, with as many NAT actions
+/// as asked for, ten to a match. Each match's actions alternate between VLAN interfaces and ports,
+/// and between unicast copies to a host that was learned and multicast copies.
+///
+/// Beside them stand kFlapActions more on one port of their own, for the flap of that port. Time
+/// is virtual.
+class BenchSwitch {
+  public:
+    static constexpr std::size_t kActionsPerMatch = 10;
+    static constexpr std::size_t kFlapActions = 100;
+
+    enum class Kind {
+        mixed,
+        floodedVlans, // VLANs of four ports, and one VLAN interface an action, no port that flaps
+    };
+
+    using Helper = Mox::Ptr<UmoHelper::UmoNatFlowMcastHelper>;
+
+    explicit BenchSwitch(std::size_t actions, Kind kind = Kind::mixed);
+    ~BenchSwitch();
+    BenchSwitch(BenchSwitch const &) = delete;
+    BenchSwitch &operator=(BenchSwitch const &) = delete;
+
+    /// Has the library program everything through `helper`.
+    void start(Helper const &helper);
+    /// Has it take everything back.
+    void stop() { root = nullptr; }
+    [[nodiscard]] std::size_t actionCount() const { return actions_; }
+
+    /// The inputs of the ten actions of a match, or of those whose port flaps.
+    [[nodiscard]] std::vector<Mox::Ptr<Ip::Nat::NatFlowActionStatus>>
+    actionsOfMatch(std::size_t match) const;
+    /// The machines of the match.
+    [[nodiscard]] std::vector<UmoNatFlowActionSm *> machinesOfMatch(std::size_t match) const;
+
+    /// Puts the flapping port into the state and has everything evaluated that depends on it.
+    void flapPortIs(bool forwarding);
+
+    Mox::Ptr<Vyr::VirtualClock> clock = Mox::make<Vyr::VirtualClock>();
+    Mox::Ptr<Vyr::TaskScheduler> scheduler = Mox::make<Vyr::TaskScheduler>(clock);
+    Mox::Ptr<Ip::Nat::HwNatFlowStatus> hw = Mox::make<Ip::Nat::HwNatFlowStatus>();
+    Mox::Ptr<UmoNatFlowMcastSm> root;
+
+  private:
+    void vlanIs(std::uint16_t number, std::vector<Nexo::IntfId> const &members);
+    void matchesAre(Pelo::String const &policy, std::size_t actions);
+    void fill(Ip::Nat::NatFlowActionStatus &action, std::size_t number, bool flaps);
+
+    std::size_t const actions_;
+    Kind const kind_;
+    Mox::Ptr<Ip::Nat::Status> nat_ = Mox::make<Ip::Nat::Status>();
+    Mox::Ptr<Bridging::Config> bridgingConfig_ = Mox::make<Bridging::Config>();
+    Mox::Ptr<Bridging::Status> bridgingStatus_ = Mox::make<Bridging::Status>();
+    Mox::Ptr<Bridging::VlanStatusDir> vlanStatusDir_ = Mox::make<Bridging::VlanStatusDir>();
+    Mox::Ptr<Bridging::Topology::Config> topology_ = Mox::make<Bridging::Topology::Config>();
+    Mox::Ptr<UmoL3Intf::Table> l3Table_ = Mox::make<UmoL3Intf::Table>();
+    Mox::Ptr<Ip::Status> ipStatus_ = Mox::make<Ip::Status>();
+};
+
+} // namespace Bench

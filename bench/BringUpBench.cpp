@@ -1,0 +1,94 @@
+#include "BenchSwitch.h"
+#include "CallRecorder.h"
+#include "Timing.h"
+#include "agent/SoftSwitch.h"
+
+#include <benchmark/benchmark.h>
+
+#include <iostream>
+#include <limits>
+#include <malloc.h>
+#include <map>
+#include <memory>
+
+/// Bringing up N actions on the strict chip in software and taking them down again, against
+/// making the same calls of the chip alone.
+namespace {
+
+Mox::Ptr<UmoAgent::SoftSwitch> makeChip() {
+    constexpr auto kNoLimit = std::numeric_limits<std::uint32_t>::max();
+    return Mox::make<UmoAgent::SoftSwitch>(UmoAgent::ChipCapacity{kNoLimit, kNoLimit},
+                                           [](std::string const &error) {
+                                               std::cerr << error << '\n';
+                                               std::abort();
+                                           });
+}
+
+/// The inputs are made once for each size.
+Bench::BenchSwitch &inputs(benchmark::State const &state) {
+    static std::map<std::int64_t, std::unique_ptr<Bench::BenchSwitch>> made;
+    auto &found = made[state.range(0)];
+    if (!found) {
+        found = std::make_unique<Bench::BenchSwitch>(static_cast<std::size_t>(state.range(0)));
+    }
+    return *found;
+}
+
+/// A switch comes up in a process that has just started, so each run gets a heap that was given
+/// back to the system, and not the torn remains of the run before.
+void freshHeap() {
+    malloc_trim(0);
+}
+
+std::size_t actionsOf(Bench::BenchSwitch const &sw) {
+    return sw.actionCount() + Bench::BenchSwitch::kFlapActions;
+}
+
+void bringUp(benchmark::State &state) {
+    Bench::BenchSwitch &sw = inputs(state);
+    for (auto _ : state) {
+        freshHeap();
+        auto const chip = makeChip();
+        Bench::timed(state, [&] { sw.start(chip); });
+        sw.stop();
+    }
+    Bench::elementsAre(state, actionsOf(sw));
+}
+
+void tearDown(benchmark::State &state) {
+    Bench::BenchSwitch &sw = inputs(state);
+    for (auto _ : state) {
+        freshHeap();
+        sw.start(makeChip());
+        Bench::timed(state, [&] { sw.stop(); });
+    }
+    Bench::elementsAre(state, actionsOf(sw));
+}
+
+void replay(benchmark::State &state) {
+    Bench::BenchSwitch &sw = inputs(state);
+    auto const recorder = Mox::make<Bench::CallRecorder>(makeChip());
+    sw.start(recorder);
+    std::vector<Bench::CallRecorder::Call> const calls = recorder->calls();
+    sw.stop();
+    for (auto _ : state) {
+        freshHeap();
+        auto const chip = makeChip();
+        Bench::timed(state, [&] {
+            for (auto const &call : calls) {
+                call(*chip);
+            }
+        });
+    }
+    Bench::elementsAre(state, actionsOf(sw));
+    state.counters["calls"] = static_cast<double>(calls.size());
+}
+
+void sizes(benchmark::internal::Benchmark *bench) {
+    bench->RangeMultiplier(10)->Range(1000, 100000)->UseManualTime();
+}
+BENCHMARK(bringUp)->Name("bring-up/UmoNat")->Apply(sizes);
+BENCHMARK(replay)->Name("bring-up/replay")->Apply(sizes);
+BENCHMARK(tearDown)->Name("teardown/UmoNat")->Apply(sizes);
+
+} // namespace

@@ -1,0 +1,86 @@
+#include "BenchSwitch.h"
+#include "HeapCount.h"
+#include "Mox/Census.h"
+
+#include <iostream>
+#include <map>
+
+/// What an action costs in memory: a switch with actions that each send to one VLAN interface of
+/// four ports, with everything that is made for them, inputs included, is compared with the same
+/// switch without. Prints lines of "class TAB objects TAB bytes", all per action; the last two
+/// are what the objects hold besides themselves, and the sum.
+namespace {
+
+constexpr std::size_t kActions = 4000;
+
+/// Hands out identifiers and keeps nothing, so that a chip's own tables do not count.
+class ForgetfulChip final : public UmoHelper::UmoNatFlowMcastHelper {
+  public:
+    ForgetfulChip() : UmoNatFlowMcastHelper("ForgetfulChip") {}
+
+    std::uint32_t createNatFlowGroup(Pelo::String const &, Pelo::String const &, bool) override {
+        return ++last_;
+    }
+    std::uint32_t
+    updateNatFlowVlanPortSet(std::uint32_t, std::uint32_t portSetId,
+                             Mox::Ptr<Ip::Nat::NatFlowPortSet const> const &) override {
+        return portSetId != 0 ? portSetId : ++last_;
+    }
+
+  private:
+    std::uint32_t last_ = 0;
+};
+
+struct Count {
+    std::map<std::string, Mox::Census::Entry> classes;
+    std::size_t heapBytes = 0;
+
+    static Count now() {
+        Count count;
+        for (auto const &entry : Mox::Census::live()) {
+            count.classes[entry.name] = entry;
+        }
+        count.heapBytes = Bench::Heap::now().bytes;
+        return count;
+    }
+};
+
+/// What a started switch of that many actions adds to the process.
+Count costOf(std::size_t actions) {
+    Count const before = Count::now();
+    Bench::BenchSwitch sw(actions, Bench::BenchSwitch::Kind::floodedVlans);
+    sw.start(Mox::make<ForgetfulChip>());
+    Count cost = Count::now();
+    for (auto const &[name, entry] : before.classes) {
+        cost.classes[name].live -= entry.live;
+    }
+    cost.heapBytes -= before.heapBytes;
+    return cost;
+}
+
+double perAction(std::size_t with, std::size_t without) {
+    return static_cast<double>(with - without) / static_cast<double>(kActions);
+}
+
+} // namespace
+
+int main() {
+    Mox::Census::activeIs(true);
+    costOf(0); // whatever is made once in a process
+    Count const without = costOf(0);
+    Count with = costOf(kActions);
+    double objectBytes = 0;
+    for (auto const &[name, entry] : with.classes) {
+        auto const found = without.classes.find(name);
+        double const objects =
+            perAction(entry.live, found == without.classes.end() ? 0 : found->second.live);
+        if (objects > 0) {
+            double const bytes = objects * static_cast<double>(entry.size);
+            std::cout << name << '\t' << objects << '\t' << bytes << '\n';
+            objectBytes += bytes;
+        }
+    }
+    double const all = perAction(with.heapBytes, without.heapBytes);
+    std::cout << "collections, names, subscriptions, heap\t\t" << all - objectBytes << '\n'
+              << "all\t\t" << all << '\n';
+}
