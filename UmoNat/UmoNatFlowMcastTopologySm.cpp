@@ -98,6 +98,7 @@ void UmoNatFlowMcastTopologySm::childrenDelAll() {
     actionMacDelAll();
     actionVlanDelAll();
     actionIntfDelAll();
+    spareEntries_.clear();
     ipIntfStatusDelAll();
     intfL3IndexDelAll();
     fdbStatusDelAll();

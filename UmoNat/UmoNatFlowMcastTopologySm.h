@@ -19,6 +19,7 @@
 #include "Vyr/Task.h"
 
 #include <cstdint>
+#include <vector>
 
 class UmoNatFlowActionSm;
 
@@ -249,6 +250,11 @@ class UMONAT_API UmoNatFlowMcastTopologySm : public Mox::Reactor {
                        Ip::Nat::NatFlowVlanPortSets &vps, bool unicast) const;
 
     void withdraw(UmoNatFlowActionSm *actionSm, bool traced);
+    template <class Index, class Removed, class Publish>
+    void withdrawFrom(Index &index, UmoNatFlowActionSm *actionSm, Removed const &removed,
+                      Publish const &publish);
+    template <class Index, class Key, class Publish>
+    auto entryIs(Index &index, Key const &key, Publish const &publish);
     template <class Entry>
     void queueUsersOf(Mox::Ptr<Entry> const &entry);
     void queueActionSms(Mox::Set<UmoNatFlowActionSm *> const &actionSms);
@@ -273,6 +279,7 @@ class UMONAT_API UmoNatFlowMcastTopologySm : public Mox::Reactor {
     MOX_CHILDREN(std::uint16_t, UmoNatflowActionSmVlan, actionVlan)
     MOX_CHILDREN(Nexo::EthAddr, UmoNatflowActionSmMac, actionMac)
     MOX_SET(UmoNatFlowActionSm *, actionRecirc)
+    std::vector<Mox::Ptr<UmoNatflowActionSmEntry>> spareEntries_; // that the last withdrawal left
     Mox::Set<UmoNatFlowActionSm *> actionSmUpdateBacklog_;
     Mox::Set<UmoNatFlowActionSm *> queuedInRun_; // those that joined the backlog in this run
     Mox::Seconds actionSmUpdateBacklogTaskInterval_{0.1};

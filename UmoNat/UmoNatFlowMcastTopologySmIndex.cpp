@@ -15,46 +15,43 @@ std::ostream &operator<<(std::ostream &out, Names const &names) {
                << ", action: " << names.actionSm.action();
 }
 
-/// Takes the machine out of those of its entries that stand in `index` under `keyOf` them, and
-/// hands each key whose entry is left without machines to `remove`.
-template <class Entries, class Key, class Entry, class Remove>
-void withdrawFrom(Mox::Collection<Key, Mox::Ptr<Entry>> const &index, Entries const &entries,
-                  UmoNatflowActionSmEntry::Kind kind, Key const &(Entry::*keyOf)() const noexcept,
-                  UmoNatFlowActionSm *actionSm, Remove const &remove) {
-    for (UmoNatflowActionSmEntry *const candidate : entries) {
-        if (candidate->kind() != kind) {
-            continue;
-        }
-        auto *const entry = static_cast<Entry *>(candidate);
-        Key const key = (entry->*keyOf)();
-        auto const *const indexed = index.find(key);
-        if (indexed == nullptr || indexed->ptr() != entry) {
-            continue; // somebody holds an entry that is not in the index
-        }
-        Mox::Ptr<Entry> const held = *indexed;
-        held->actionSmDel(actionSm);
-        if (held->actionSm().empty()) {
-            remove(key);
+} // namespace
+
+/// The entry of the key: the one that is there, or else a new one. An evaluation withdraws the
+/// action and then registers it mostly as before, so an entry that went with the withdrawal is
+/// taken again.
+template <class Index, class Key, class Publish>
+auto UmoNatFlowMcastTopologySm::entryIs(Index &index, Key const &key, Publish const &publish) {
+    using Entry = typename Index::Value::Object;
+    if (index.find(key) == nullptr) {
+        for (Mox::Ptr<UmoNatflowActionSmEntry> &spare : spareEntries_) {
+            if (spare && spare->kind() == Entry::kKind) {
+                Mox::Ptr<Entry> const entry(static_cast<Entry *>(spare.ptr()));
+                if (entry->key() == key) {
+                    spare = nullptr;
+                    Mox::AttributeWork::childAdd(index, key, entry, publish);
+                    return entry;
+                }
+            }
         }
     }
+    return Mox::AttributeWork::childIs(index, key, publish);
 }
-
-} // namespace
 
 void UmoNatFlowMcastTopologySm::addActionSmIntf(Nexo::IntfId intf, UmoNatFlowActionSm *actionSm) {
     trace_.at(4, "addActionSmIntf", Names{*actionSm}, ", intf: ", intf);
-    actionIntfIs(intf)->actionSmIs(actionSm);
+    entryIs(actionIntf_, intf, actionIntfPublish())->actionSmIs(actionSm);
 }
 
 void UmoNatFlowMcastTopologySm::addActionSmVlan(std::uint16_t vlan, UmoNatFlowActionSm *actionSm) {
     trace_.at(4, "addActionSmVlan", Names{*actionSm}, ", vlan: ", vlan);
-    actionVlanIs(vlan)->actionSmIs(actionSm);
+    entryIs(actionVlan_, vlan, actionVlanPublish())->actionSmIs(actionSm);
 }
 
 void UmoNatFlowMcastTopologySm::addActionSmMac(Nexo::EthAddr const &mac,
                                                UmoNatFlowActionSm *actionSm) {
     trace_.at(4, "addActionSmMac", Names{*actionSm}, ", mac: ", mac);
-    actionMacIs(mac)->actionSmIs(actionSm);
+    entryIs(actionMac_, mac, actionMacPublish())->actionSmIs(actionSm);
 }
 
 void UmoNatFlowMcastTopologySm::addActionSmRecirc(UmoNatFlowActionSm *actionSm) {
@@ -74,28 +71,47 @@ void UmoNatFlowMcastTopologySm::actionSmGone(UmoNatFlowActionSm *actionSm) {
     actionSmUpdateBacklogDel(actionSm);
 }
 
-void UmoNatFlowMcastTopologySm::withdraw(UmoNatFlowActionSm *actionSm, bool traced) {
-    auto const removed = [traced](char const *text, auto const &key) {
-        if (traced) {
-            trace_.at(4, text, key);
+/// Takes the machine out of its entries in `index`; those that it leaves empty go, told by
+/// `removed`.
+template <class Index, class Removed, class Publish>
+void UmoNatFlowMcastTopologySm::withdrawFrom(Index &index, UmoNatFlowActionSm *actionSm,
+                                             Removed const &removed, Publish const &publish) {
+    using Entry = typename Index::Value::Object;
+    for (UmoNatflowActionSmEntry *const candidate : actionSm->indexEntries_) {
+        if (candidate->kind() != Entry::kKind) {
+            continue;
         }
+        auto *const found = static_cast<Entry *>(candidate);
+        auto const *const indexed = index.find(found->key());
+        if (indexed == nullptr || indexed->ptr() != found) {
+            continue; // somebody holds an entry that is not in the index
+        }
+        Mox::Ptr<Entry> const entry = *indexed;
+        entry->actionSmDel(actionSm);
+        if (!entry->actionSm().empty()) {
+            continue;
+        }
+        removed(entry->key());
+        Mox::AttributeWork::elementDel(index, entry->key(), publish);
+        if (entry->references() == 1 && !entry->notifier().everSubscribed()) {
+            spareEntries_.emplace_back(entry);
+        }
+    }
+}
+
+void UmoNatFlowMcastTopologySm::withdraw(UmoNatFlowActionSm *actionSm, bool traced) {
+    auto const removed = [traced](char const *text) {
+        return [traced, text](auto const &key) {
+            if (traced) {
+                trace_.at(4, text, key);
+            }
+        };
     };
-    using Kind = UmoNatflowActionSmEntry::Kind;
-    auto const &entries = actionSm->indexEntries_;
-    withdrawFrom(actionIntf_, entries, Kind::intf, &UmoNatflowActionSmIntf::intf, actionSm,
-                 [&](Nexo::IntfId intf) {
-                     removed("Removed actionIntf for intf ", intf);
-                     actionIntfDel(intf);
-                 });
-    withdrawFrom(actionVlan_, entries, Kind::vlan, &UmoNatflowActionSmVlan::vlan, actionSm,
-                 [&](std::uint16_t vlan) {
-                     removed("Removed actionVlan for vlan ", vlan);
-                     actionVlanDel(vlan);
-                 });
-    withdrawFrom(actionMac_, entries, Kind::mac, &UmoNatflowActionSmMac::mac, actionSm,
-                 [&](Nexo::EthAddr const &mac) {
-                     removed("Removed actionMac for mac ", mac);
-                     actionMacDel(mac);
-                 });
+    spareEntries_.clear();
+    withdrawFrom(actionIntf_, actionSm, removed("Removed actionIntf for intf "),
+                 actionIntfPublish());
+    withdrawFrom(actionVlan_, actionSm, removed("Removed actionVlan for vlan "),
+                 actionVlanPublish());
+    withdrawFrom(actionMac_, actionSm, removed("Removed actionMac for mac "), actionMacPublish());
     actionRecircDel(actionSm);
 }

@@ -41,10 +41,13 @@ class UMONAT_API UmoNatflowActionSmEntry : public Mox::Entity {
 
 class UMONAT_API UmoNatflowActionSmIntf final : public UmoNatflowActionSmEntry {
   public:
+    static constexpr Kind kKind = Kind::intf;
+
     explicit UmoNatflowActionSmIntf(Nexo::IntfId intf)
-        : UmoNatflowActionSmEntry(Kind::intf), intf_(intf) {}
+        : UmoNatflowActionSmEntry(kKind), intf_(intf) {}
     ~UmoNatflowActionSmIntf() override;
     [[nodiscard]] Nexo::IntfId const &intf() const noexcept { return intf_; }
+    [[nodiscard]] Nexo::IntfId const &key() const noexcept { return intf_; }
 
   private:
     Nexo::IntfId const intf_;
@@ -52,10 +55,13 @@ class UMONAT_API UmoNatflowActionSmIntf final : public UmoNatflowActionSmEntry {
 
 class UMONAT_API UmoNatflowActionSmVlan final : public UmoNatflowActionSmEntry {
   public:
+    static constexpr Kind kKind = Kind::vlan;
+
     explicit UmoNatflowActionSmVlan(std::uint16_t vlan)
-        : UmoNatflowActionSmEntry(Kind::vlan), vlan_(vlan) {}
+        : UmoNatflowActionSmEntry(kKind), vlan_(vlan) {}
     ~UmoNatflowActionSmVlan() override;
     [[nodiscard]] std::uint16_t const &vlan() const noexcept { return vlan_; }
+    [[nodiscard]] std::uint16_t const &key() const noexcept { return vlan_; }
 
   private:
     std::uint16_t const vlan_;
@@ -63,10 +69,13 @@ class UMONAT_API UmoNatflowActionSmVlan final : public UmoNatflowActionSmEntry {
 
 class UMONAT_API UmoNatflowActionSmMac final : public UmoNatflowActionSmEntry {
   public:
+    static constexpr Kind kKind = Kind::mac;
+
     explicit UmoNatflowActionSmMac(Nexo::EthAddr const &mac)
-        : UmoNatflowActionSmEntry(Kind::mac), mac_(mac) {}
+        : UmoNatflowActionSmEntry(kKind), mac_(mac) {}
     ~UmoNatflowActionSmMac() override;
     [[nodiscard]] Nexo::EthAddr const &mac() const noexcept { return mac_; }
+    [[nodiscard]] Nexo::EthAddr const &key() const noexcept { return mac_; }
 
   private:
     Nexo::EthAddr const mac_;

@@ -1,5 +1,6 @@
 #include "BenchSwitch.h"
 #include "CallRecorder.h"
+#include "ForgetfulChip.h"
 #include "Timing.h"
 #include "agent/SoftSwitch.h"
 
@@ -11,17 +12,21 @@
 #include <map>
 #include <memory>
 
-/// Bringing up N actions on the strict chip in software and taking them down again, against
-/// making the same calls of the chip alone.
+/// Bringing up N actions and taking them down again: on the strict chip in software, against making
+/// the same calls of that chip alone; and on a chip of no cost, for what is the library's own.
 namespace {
 
-Mox::Ptr<UmoAgent::SoftSwitch> makeChip() {
+Mox::Ptr<UmoAgent::SoftSwitch> strictChip() {
     constexpr auto kNoLimit = std::numeric_limits<std::uint32_t>::max();
     return Mox::make<UmoAgent::SoftSwitch>(UmoAgent::ChipCapacity{kNoLimit, kNoLimit},
                                            [](std::string const &error) {
                                                std::cerr << error << '\n';
                                                std::abort();
                                            });
+}
+
+Mox::Ptr<Bench::ForgetfulChip> forgetfulChip() {
+    return Mox::make<Bench::ForgetfulChip>();
 }
 
 /// The inputs are made once for each size.
@@ -44,7 +49,8 @@ std::size_t actionsOf(Bench::BenchSwitch const &sw) {
     return sw.actionCount() + Bench::BenchSwitch::kFlapActions;
 }
 
-void bringUp(benchmark::State &state) {
+template <class MakeChip>
+void bringUp(benchmark::State &state, MakeChip const &makeChip) {
     Bench::BenchSwitch &sw = inputs(state);
     for (auto _ : state) {
         freshHeap();
@@ -55,7 +61,8 @@ void bringUp(benchmark::State &state) {
     Bench::elementsAre(state, actionsOf(sw));
 }
 
-void tearDown(benchmark::State &state) {
+template <class MakeChip>
+void tearDown(benchmark::State &state, MakeChip const &makeChip) {
     Bench::BenchSwitch &sw = inputs(state);
     for (auto _ : state) {
         freshHeap();
@@ -67,13 +74,13 @@ void tearDown(benchmark::State &state) {
 
 void replay(benchmark::State &state) {
     Bench::BenchSwitch &sw = inputs(state);
-    auto const recorder = Mox::make<Bench::CallRecorder>(makeChip());
+    auto const recorder = Mox::make<Bench::CallRecorder>(strictChip());
     sw.start(recorder);
     std::vector<Bench::CallRecorder::Call> const calls = recorder->calls();
     sw.stop();
     for (auto _ : state) {
         freshHeap();
-        auto const chip = makeChip();
+        auto const chip = strictChip();
         Bench::timed(state, [&] {
             for (auto const &call : calls) {
                 call(*chip);
@@ -87,8 +94,10 @@ void replay(benchmark::State &state) {
 void sizes(benchmark::internal::Benchmark *bench) {
     bench->RangeMultiplier(10)->Range(1000, 100000)->UseManualTime();
 }
-BENCHMARK(bringUp)->Name("bring-up/UmoNat")->Apply(sizes);
+BENCHMARK_CAPTURE(bringUp, strict, &strictChip)->Name("bring-up/strict")->Apply(sizes);
+BENCHMARK_CAPTURE(bringUp, own, &forgetfulChip)->Name("bring-up/own")->Apply(sizes);
 BENCHMARK(replay)->Name("bring-up/replay")->Apply(sizes);
-BENCHMARK(tearDown)->Name("teardown/UmoNat")->Apply(sizes);
+BENCHMARK_CAPTURE(tearDown, strict, &strictChip)->Name("teardown/strict")->Apply(sizes);
+BENCHMARK_CAPTURE(tearDown, own, &forgetfulChip)->Name("teardown/own")->Apply(sizes);
 
 } // namespace

@@ -1,4 +1,5 @@
 #include "Mox/Collection.h"
+#include "Timing.h"
 
 #include <absl/container/flat_hash_map.h>
 #include <benchmark/benchmark.h>
@@ -108,10 +109,6 @@ Map const &standing(std::size_t count) {
     return *map;
 }
 
-void perElement(benchmark::State &state, std::size_t elements) {
-    state.counters["elements"] = static_cast<double>(elements);
-}
-
 template <class Map>
 void find(benchmark::State &state) {
     auto const count = static_cast<std::size_t>(state.range(0));
@@ -123,7 +120,7 @@ void find(benchmark::State &state) {
         benchmark::DoNotOptimize(map.find(looked[next]));
         next = next + 1 == looked.size() ? 0 : next + 1;
     }
-    perElement(state, 1);
+    Bench::elementsAre(state, 1);
 }
 
 template <class Map>
@@ -133,7 +130,7 @@ void walk(benchmark::State &state) {
     for (auto _ : state) {
         benchmark::DoNotOptimize(map.walk());
     }
-    perElement(state, keys<typename Map::Key>(count).size());
+    Bench::elementsAre(state, keys<typename Map::Key>(count).size());
 }
 
 /// Inserts all into a new one, which then goes.
@@ -143,7 +140,7 @@ void insert(benchmark::State &state) {
     for (auto _ : state) {
         benchmark::DoNotOptimize(filled<Map>(count));
     }
-    perElement(state, keys<typename Map::Key>(count).size());
+    Bench::elementsAre(state, keys<typename Map::Key>(count).size());
 }
 
 /// Erases each element as the walk comes to it.
@@ -152,12 +149,9 @@ void eraseInWalk(benchmark::State &state) {
     auto const count = static_cast<std::size_t>(state.range(0));
     for (auto _ : state) {
         auto const map = filled<Map>(count);
-        auto const begin = std::chrono::steady_clock::now();
-        map->walkAndErase();
-        state.SetIterationTime(
-            std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count());
+        Bench::timed(state, [&] { map->walkAndErase(); });
     }
-    perElement(state, keys<typename Map::Key>(count).size());
+    Bench::elementsAre(state, keys<typename Map::Key>(count).size());
 }
 
 template <class Map>

@@ -48,7 +48,7 @@ using PortSets = Mox::Collection<std::uint16_t, Mox::Ptr<Ip::Nat::NatFlowPortSet
 
 /// Makes what an evaluation has to make anew in any case: port sets like those that are recorded.
 std::size_t allocationsOfLike(Ip::Nat::NatFlowVlanPortSets const &recorded) {
-    std::size_t const before = Bench::Heap::now().allocations;
+    std::size_t const before = Bench::allocations();
     auto const made = Ip::Nat::natFlowVlanPortSetsFactory();
     auto const fill = [](PortSets const &from, auto const &add) {
         for (auto const &[vlan, portSet] : from) {
@@ -60,7 +60,7 @@ std::size_t allocationsOfLike(Ip::Nat::NatFlowVlanPortSets const &recorded) {
     };
     fill(recorded.ucastPortSet(), [&](std::uint16_t vlan) { return made->ucastPortSetIs(vlan); });
     fill(recorded.mcastPortSet(), [&](std::uint16_t vlan) { return made->mcastPortSetIs(vlan); });
-    return Bench::Heap::now().allocations - before;
+    return Bench::allocations() - before;
 }
 
 /// Each action of one match in turn: they are of all kinds.
@@ -80,13 +80,13 @@ void evaluate(benchmark::State &state) {
     }
     evaluateAll();
     std::uint64_t const callsBefore = running.helperCalls();
-    std::size_t const allocationsBefore = Bench::Heap::now().allocations;
+    std::size_t const allocationsBefore = Bench::allocations();
     constexpr std::size_t kCounted = 1000;
     for (std::size_t i = 0; i < kCounted; ++i) {
         evaluateAll();
     }
     // Dividing as integers: an index that is tidied up now and then is no allocation each time.
-    std::size_t const allocations = (Bench::Heap::now().allocations - allocationsBefore) / kCounted;
+    std::size_t const allocations = (Bench::allocations() - allocationsBefore) / kCounted;
     for (auto _ : state) {
         evaluateAll();
     }

@@ -1,21 +1,12 @@
 #include "HeapCount.h"
 
 #include <cstdlib>
-#include <malloc.h>
 #include <new>
 
-namespace {
+static std::size_t count = 0;
 
-Bench::Heap heap{};
-
-std::size_t taken(void *memory) noexcept {
-    return malloc_usable_size(memory) + sizeof(std::size_t);
-}
-
-} // namespace
-
-Bench::Heap Bench::Heap::now() noexcept {
-    return heap;
+std::size_t Bench::allocations() noexcept {
+    return count;
 }
 
 void *operator new(std::size_t size) {
@@ -23,16 +14,12 @@ void *operator new(std::size_t size) {
     if (memory == nullptr) {
         throw std::bad_alloc();
     }
-    ++heap.allocations;
-    heap.bytes += taken(memory);
+    ++count;
     return memory;
 }
 void operator delete(void *memory) noexcept {
-    if (memory != nullptr) {
-        heap.bytes -= taken(memory);
-        std::free(memory);
-    }
+    std::free(memory);
 }
 void operator delete(void *memory, std::size_t) noexcept {
-    operator delete(memory);
+    std::free(memory);
 }

@@ -1,8 +1,9 @@
 #include "BenchSwitch.h"
-#include "HeapCount.h"
+#include "ForgetfulChip.h"
 #include "Mox/Census.h"
 
 #include <iostream>
+#include <malloc.h>
 #include <map>
 
 /// What an action costs in memory: a switch with actions that each send to one VLAN interface of
@@ -13,24 +14,6 @@ namespace {
 
 constexpr std::size_t kActions = 4000;
 
-/// Hands out identifiers and keeps nothing, so that a chip's own tables do not count.
-class ForgetfulChip final : public UmoHelper::UmoNatFlowMcastHelper {
-  public:
-    ForgetfulChip() : UmoNatFlowMcastHelper("ForgetfulChip") {}
-
-    std::uint32_t createNatFlowGroup(Pelo::String const &, Pelo::String const &, bool) override {
-        return ++last_;
-    }
-    std::uint32_t
-    updateNatFlowVlanPortSet(std::uint32_t, std::uint32_t portSetId,
-                             Mox::Ptr<Ip::Nat::NatFlowPortSet const> const &) override {
-        return portSetId != 0 ? portSetId : ++last_;
-    }
-
-  private:
-    std::uint32_t last_ = 0;
-};
-
 struct Count {
     std::map<std::string, Mox::Census::Entry> classes;
     std::size_t heapBytes = 0;
@@ -40,7 +23,7 @@ struct Count {
         for (auto const &entry : Mox::Census::live()) {
             count.classes[entry.name] = entry;
         }
-        count.heapBytes = Bench::Heap::now().bytes;
+        count.heapBytes = mallinfo2().uordblks;
         return count;
     }
 };
@@ -49,7 +32,7 @@ struct Count {
 Count costOf(std::size_t actions) {
     Count const before = Count::now();
     Bench::BenchSwitch sw(actions, Bench::BenchSwitch::Kind::floodedVlans);
-    sw.start(Mox::make<ForgetfulChip>());
+    sw.start(Mox::make<Bench::ForgetfulChip>());
     Count cost = Count::now();
     for (auto const &[name, entry] : before.classes) {
         cost.classes[name].live -= entry.live;
@@ -65,6 +48,7 @@ double perAction(std::size_t with, std::size_t without) {
 } // namespace
 
 int main() {
+    mallopt(M_MMAP_THRESHOLD, 1 << 30); // so that all is counted in one place
     Mox::Census::activeIs(true);
     costOf(0); // whatever is made once in a process
     Count const without = costOf(0);

@@ -1,10 +1,11 @@
 #include "Mox/Ptr.h"
+#include "Timing.h"
 
 #include <benchmark/benchmark.h>
 #include <boost/smart_ptr/intrusive_ptr.hpp>
 #include <boost/smart_ptr/intrusive_ref_counter.hpp>
 
-#include <array>
+#include <vector>
 
 /// Copying and releasing a counted pointer, against another intrusive one with a plain count.
 namespace {
@@ -15,12 +16,13 @@ struct Peer : boost::intrusive_ref_counter<Peer, boost::thread_unsafe_counter> {
     virtual ~Peer() = default;
 };
 
-/// Copies eight pointers and releases the copies, so that one object's count is not waited for.
+/// Copies pointers to as many objects and releases the copies. With one object its count is
+/// waited for; with eight the processor works on several at once.
 template <class Pointer>
 void copyAndRelease(benchmark::State &state, Pointer (*make)()) {
-    std::array<Pointer, 8> pointers;
-    for (Pointer &pointer : pointers) {
-        pointer = make();
+    std::vector<Pointer> pointers;
+    for (std::int64_t i = 0; i < state.range(0); ++i) {
+        pointers.push_back(make());
     }
     for (auto _ : state) {
         for (Pointer const &pointer : pointers) {
@@ -28,18 +30,18 @@ void copyAndRelease(benchmark::State &state, Pointer (*make)()) {
             benchmark::DoNotOptimize(copy);
         }
     }
-    state.counters["elements"] = static_cast<double>(pointers.size());
+    Bench::elementsAre(state, pointers.size());
 }
 
 void mox(benchmark::State &state) {
     copyAndRelease<Mox::Ptr<Counted>>(state, [] { return Mox::make<Counted>(); });
 }
-BENCHMARK(mox)->Name("pointer/Mox");
+BENCHMARK(mox)->Name("pointer/Mox")->Arg(1)->Arg(8);
 
 void boostIntrusive(benchmark::State &state) {
     copyAndRelease<boost::intrusive_ptr<Peer>>(state,
                                                [] { return boost::intrusive_ptr<Peer>(new Peer); });
 }
-BENCHMARK(boostIntrusive)->Name("pointer/boost");
+BENCHMARK(boostIntrusive)->Name("pointer/boost")->Arg(1)->Arg(8);
 
 } // namespace

@@ -21,9 +21,11 @@ namespace Mox {
 ///
 /// Removal takes the element out first and releases it after: a destructor that looks into the
 /// collection finds its element gone. Lookup and iteration allocate nothing.
-template <class Key, class Value>
+template <class Key, class ValueType>
 class Collection {
   public:
+    using Value = ValueType;
+
     struct Record {
         Key key;
         Value value;

@@ -1,7 +1,9 @@
 #pragma once
 
 #include "Mox/Hash.h"
+#include "Mox/IndexStride.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
@@ -17,10 +19,15 @@ namespace Mox {
 ///
 /// A record has a `key` and can be moved. A removed record leaves a dead place behind, so that
 /// removal is O(1) and disturbs no walk; when more places are dead than alive the table closes
-/// up and moves its walkers along. All operations are amortized O(1) and a lookup allocates
-/// nothing.
+/// up and moves its walkers along. All operations are amortized O(1); a lookup allocates nothing,
+/// nor does taking records out and appending as many again.
 template <class Record>
 class DenseTable {
+    struct Place {
+        Record record;
+        std::uint32_t hash; // with kLive set; 0 where the record was taken out
+    };
+
   public:
     using Key = decltype(Record::key);
 
@@ -30,6 +37,7 @@ class DenseTable {
     ~DenseTable() {
         for (Walker *walker = walkers_; walker != nullptr; walker = walker->nextWalker_) {
             walker->table_ = nullptr;
+            walker->next_ = walker->end_ = nullptr;
         }
         walkers_ = nullptr;
         // A record's destructor may look into the table: it finds it empty already.
@@ -58,7 +66,13 @@ class DenseTable {
             rebuild();
         }
         std::uint32_t const hash = hashOf(record.key) | kLive;
-        places_.push_back(Place{std::move(record), hash});
+        if (walkers_ == nullptr) [[likely]] {
+            addPlace(std::move(record), hash);
+        } else {
+            walkersLeave();
+            addPlace(std::move(record), hash);
+            walkersReturn();
+        }
         ++live_;
         if (index_ != nullptr) {
             enterIndex(hash, places_.size() - 1);
@@ -75,12 +89,14 @@ class DenseTable {
             return std::nullopt;
         }
         if (index_ != nullptr) {
-            index_[indexPlaceOf(hash | kLive, place)] = kDeleted;
+            indexIs(indexPlaceOf(hash | kLive, place), kDeleted);
         }
         std::optional<Record> taken(std::move(places_[place].record));
         places_[place].hash = 0;
         --live_;
-        if (places_.size() > kSmall && places_.size() - live_ > live_) {
+        if (live_ == 0) {
+            clearPlaces();
+        } else if (places_.size() > kSmall && places_.size() - live_ > live_) {
             rebuild();
         }
         return taken;
@@ -93,7 +109,7 @@ class DenseTable {
         std::swap(indexSize_, taken.indexSize_);
         std::swap(live_, taken.live_);
         for (Walker *walker = walkers_; walker != nullptr; walker = walker->nextWalker_) {
-            walker->next_ = 0;
+            walker->next_ = walker->end_ = nullptr;
         }
     }
 
@@ -103,7 +119,10 @@ class DenseTable {
     class Walker {
       public:
         explicit Walker(DenseTable const &table) noexcept
-            : table_(&table), nextWalker_(table.walkers_) {
+            : next_(table.places_.data()),
+              end_(next_ + table.places_.size()),
+              table_(&table),
+              nextWalker_(table.walkers_) {
             enter(table);
         }
         ~Walker() {
@@ -125,13 +144,8 @@ class DenseTable {
 
         /// The next record, or null at the end. Valid until the table changes.
         Record const *next() noexcept {
-            if (table_ == nullptr) {
-                return nullptr;
-            }
-            Place const *const places = table_->places_.data();
-            std::size_t const end = table_->places_.size();
-            while (next_ < end) {
-                Place const &place = places[next_++];
+            while (next_ != end_) {
+                Place const &place = *next_++;
                 if (place.hash != 0) {
                     return &place.record;
                 }
@@ -154,26 +168,30 @@ class DenseTable {
 #endif
         }
 
-        DenseTable const *table_; // null once the table is gone
-        std::size_t next_ = 0;
+        Place const *next_; // to look at; the table keeps both right when places move
+        Place const *end_;
+        std::size_t position_ = 0; // of next_, while places move
+        DenseTable const *table_;  // null once the table is gone
         Walker *nextWalker_;
     };
 
   private:
-    struct Place {
-        Record record;
-        std::uint32_t hash; // with kLive set; 0 where the record was taken out
-    };
-
     static constexpr std::uint32_t kLive = 1U << 31U;
     static constexpr std::size_t kSmall = 8; // up to here a scan is as fast as an index
     static constexpr std::size_t kNone = ~std::size_t{0};
 
+    /// Small records get room for a few at once: that takes no more than the allocator hands out.
+    static constexpr std::size_t kFirstRoom = sizeof(Place) >= 24 ? 1 : 56 / sizeof(Place);
+
     // A place in the index is one number: the position in `places_` (plus 2) in its low bits and
     // as much of the hash as there is room for above, which spares most looks at a wrong record.
+    // The topmost bit is of the hash and kLive, so that places without a record match no hash.
+    // Lookups take kStride places at once, which costs less than a branch for each; the first
+    // places are repeated behind the last for them.
     static constexpr std::uint32_t kEmpty = 0;
     static constexpr std::uint32_t kDeleted = 1;
     static constexpr std::uint32_t kFirstPosition = 2;
+    static constexpr std::uint32_t kStride = IndexStride::kWidth;
 
     [[nodiscard]] std::size_t capacity() const noexcept {
         return index_ == nullptr ? kSmall : indexSize_ / 2;
@@ -196,16 +214,17 @@ class DenseTable {
             return kNone;
         }
         std::uint32_t const mask = indexMask();
-        for (std::uint32_t i = hash & mask;; i = (i + 1) & mask) {
-            std::uint32_t const entry = index_[i];
-            if (entry == kEmpty) {
-                return kNone;
-            }
-            if (entry != kDeleted && ((entry ^ hash) & ~mask) == 0) {
-                std::size_t const place = (entry & mask) - kFirstPosition;
-                if (places_[place].record.key == key) {
+        for (std::uint32_t i = hash & mask;; i = (i + kStride) & mask) {
+            std::uint32_t const *const entries = &index_[i];
+            unsigned same = IndexStride::matches(entries, hash, ~mask);
+            for (; same != 0; same &= same - 1) {
+                std::size_t const place = (entries[std::countr_zero(same)] & mask) - kFirstPosition;
+                if (places_[place].record.key == key) [[likely]] {
                     return place;
                 }
+            }
+            if (IndexStride::matches(entries, kEmpty, ~std::uint32_t{0}) != 0) {
+                return kNone;
             }
         }
     }
@@ -223,28 +242,71 @@ class DenseTable {
         while (index_[i] > kDeleted) {
             i = (i + 1) & indexMask();
         }
-        index_[i] = indexEntry(hash, place);
+        indexIs(i, indexEntry(hash, place));
+    }
+
+    void indexIs(std::uint32_t i, std::uint32_t entry) noexcept {
+        index_[i] = entry;
+        if (i < kStride - 1) {
+            index_[indexSize_ + i] = entry;
+        }
+    }
+
+    void addPlace(Record &&record, std::uint32_t hash) {
+        if (places_.capacity() == 0) {
+            places_.reserve(kFirstRoom);
+        }
+        places_.push_back(Place{std::move(record), hash});
+    }
+
+    /// Before and after places move or go.
+    void walkersLeave() noexcept {
+        for (Walker *walker = walkers_; walker != nullptr; walker = walker->nextWalker_) {
+            walker->position_ = static_cast<std::size_t>(walker->next_ - places_.data());
+        }
+    }
+    void walkersReturn() noexcept {
+        for (Walker *walker = walkers_; walker != nullptr; walker = walker->nextWalker_) {
+            walker->next_ = places_.data() + walker->position_;
+            walker->end_ = places_.data() + places_.size();
+        }
+    }
+
+    /// The last record has gone, and with it go the dead places and what a large table took.
+    void clearPlaces() noexcept {
+        places_.clear();
+        if (index_ != nullptr) {
+            index_.reset();
+            indexSize_ = 0;
+            std::vector<Place>().swap(places_);
+        }
+        for (Walker *walker = walkers_; walker != nullptr; walker = walker->nextWalker_) {
+            walker->next_ = walker->end_ = places_.data();
+        }
     }
 
     /// Closes up the dead places and sizes the index for half as many records again.
     void rebuild() {
         std::uint32_t const indexSize =
             live_ < kSmall ? 0 : static_cast<std::uint32_t>(std::bit_ceil(live_ * 3));
-        // The one step that can fail comes first.
-        auto index = indexSize == 0 ? nullptr : std::make_unique<std::uint32_t[]>(indexSize);
+        if (indexSize != indexSize_) {
+            // The one step that can fail comes first.
+            index_ = indexSize == 0 ? nullptr
+                                    : std::make_unique<std::uint32_t[]>(indexSize + kStride - 1);
+            indexSize_ = indexSize;
+        } else if (index_ != nullptr) {
+            std::fill_n(index_.get(), indexSize + kStride - 1, kEmpty);
+        }
         for (Walker *walker = walkers_; walker != nullptr; walker = walker->nextWalker_) {
-            std::size_t liveBefore = 0;
-            for (std::size_t i = 0; i < walker->next_; ++i) {
-                liveBefore += places_[i].hash != 0 ? 1 : 0;
-            }
-            walker->next_ = liveBefore;
+            walker->position_ = static_cast<std::size_t>(
+                std::count_if(std::as_const(places_).data(), walker->next_,
+                              [](Place const &place) { return place.hash != 0; }));
         }
         std::erase_if(places_, [](Place const &place) { return place.hash == 0; });
-        if (places_.capacity() / 4 > places_.size()) {
+        if (places_.capacity() > 4 * kSmall && places_.capacity() / 4 > places_.size()) {
             places_.shrink_to_fit();
         }
-        index_ = std::move(index);
-        indexSize_ = indexSize;
+        walkersReturn();
         for (std::size_t i = 0; index_ != nullptr && i < places_.size(); ++i) {
             enterIndex(places_[i].hash, i);
         }

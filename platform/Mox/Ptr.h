@@ -16,6 +16,8 @@ namespace Mox {
 template <class T>
 class Ptr {
   public:
+    using Object = T;
+
     Ptr() noexcept = default;
     Ptr(std::nullptr_t) noexcept {}
     explicit Ptr(T *object) noexcept : object_(object) { take(); }

@@ -24,19 +24,17 @@ class PLATFORM_API PtrInterface {
     /// For Mox::Ptr: takes and gives back one reference.
     void referenceInc() const noexcept {
         if (threadSafe_) [[unlikely]] {
-            references_.fetch_add(1, std::memory_order_relaxed);
+            shared().fetch_add(1, std::memory_order_relaxed);
         } else {
-            references_.store(references_.load(std::memory_order_relaxed) + 1,
-                              std::memory_order_relaxed);
+            ++references_;
         }
     }
     void referenceDec() const noexcept {
         std::uint32_t left;
         if (threadSafe_) [[unlikely]] {
-            left = references_.fetch_sub(1, std::memory_order_acq_rel) - 1;
+            left = shared().fetch_sub(1, std::memory_order_acq_rel) - 1;
         } else {
-            left = references_.load(std::memory_order_relaxed) - 1;
-            references_.store(left, std::memory_order_relaxed);
+            left = --references_;
         }
         if (left == 0) {
             handleZeroReferences();
@@ -44,7 +42,7 @@ class PLATFORM_API PtrInterface {
     }
 
     [[nodiscard]] std::uint32_t references() const noexcept {
-        return references_.load(std::memory_order_relaxed);
+        return shared().load(std::memory_order_relaxed);
     }
 
     /// True from the moment the object's end has begun: nothing of it reacts any more.
@@ -69,7 +67,7 @@ class PLATFORM_API PtrInterface {
         explicit Pin(PtrInterface const &object) noexcept : object_(object) {
             object_.referenceInc();
         }
-        ~Pin() { object_.references_.fetch_sub(1, std::memory_order_relaxed); }
+        ~Pin() { object_.shared().fetch_sub(1, std::memory_order_relaxed); }
         Pin(Pin const &) = delete;
         Pin &operator=(Pin const &) = delete;
 
@@ -82,9 +80,15 @@ class PLATFORM_API PtrInterface {
 
     void handleZeroReferences() const noexcept;
 
+    /// The count as threads may share it. It is a plain number, so that plain increments are the
+    /// one instruction that they can be.
+    [[nodiscard]] std::atomic_ref<std::uint32_t> shared() const noexcept {
+        return std::atomic_ref<std::uint32_t>(references_);
+    }
+
     static bool threadSafe_;
 
-    mutable std::atomic<std::uint32_t> references_{0};
+    mutable std::uint32_t references_ = 0;
     bool markedForDeletion_ = false;
     bool notificationActive_ = false;
     mutable Census::ClassNumber censusClass_ = 0;

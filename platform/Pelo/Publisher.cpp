@@ -3,30 +3,58 @@
 #include "Mox/Assert.h"
 
 #include <algorithm>
-#include <vector>
 
 namespace Pelo {
 
-/// The subscribers in order of subscription. A place whose subscriber has gone stays empty until
-/// no publication walks the list and half of it is empty.
-struct Notifier::Places {
-    std::vector<Subscriber *> subscribers;
-    std::size_t empty = 0;
-    unsigned publications = 0; // nested publications that walk the list at this moment
-    bool orphaned = false;     // the notifier went during one of them
-
-    void closeUp() noexcept {
-        if (publications > 0 || empty * 2 < subscribers.size()) {
-            return;
-        }
-        subscribers.erase(std::remove(subscribers.begin(), subscribers.end(), nullptr),
-                          subscribers.end());
-        for (std::size_t i = 0; i < subscribers.size(); ++i) {
-            subscribers[i]->place_ = i;
-        }
-        empty = 0;
+void Notifier::Places::add(Subscriber &subscriber) {
+    if (size == capacity) {
+        auto grown = std::make_unique<Place[]>(std::size_t{capacity} * 4);
+        std::copy_n(places, size, grown.get());
+        more = std::move(grown);
+        places = more.get();
+        capacity *= 4;
     }
-};
+    subscriber.place_ = size++;
+    places[subscriber.place_].subscriber = &subscriber;
+}
+
+void Notifier::Places::remove(std::size_t place) noexcept {
+    places[place] = Place();
+    ++empty;
+    if (publishing) {
+        unsettled = true;
+    } else {
+        closeUp();
+    }
+}
+
+void Notifier::Places::closeUp() noexcept {
+    if (std::size_t{empty} * 2 < size) {
+        return;
+    }
+    auto const *const end = std::remove_if(
+        places, places + size, [](Place const &place) { return place.subscriber == nullptr; });
+    size = static_cast<std::uint32_t>(end - places);
+    for (std::uint32_t i = 0; i < size; ++i) {
+        places[i].subscriber->place_ = i;
+    }
+    empty = 0;
+}
+
+void Notifier::Places::settle() noexcept {
+    unsettled = false;
+    if (orphaned) {
+        delete this;
+    } else {
+        closeUp();
+    }
+}
+
+void Notifier::Places::callNobody(void * /*context*/, Change const & /*change*/) {}
+
+void Notifier::Places::stop() noexcept {
+    Mox::stopOnException();
+}
 
 Notifier::Notifier() noexcept = default;
 
@@ -34,14 +62,15 @@ Notifier::~Notifier() {
     if (places_ == nullptr) {
         return;
     }
-    for (Subscriber *&subscriber : places_->subscribers) {
-        if (subscriber != nullptr) {
-            subscriber->notifier_ = nullptr;
-            subscriber = nullptr;
+    for (std::uint32_t i = 0; i < places_->size; ++i) {
+        Places::Place &place = places_->places[i];
+        if (place.subscriber != nullptr) {
+            place.subscriber->notifier_ = nullptr;
+            place = Places::Place();
         }
     }
-    if (places_->publications > 0) {
-        places_->orphaned = true; // the outermost publication frees it
+    if (places_->publishing) {
+        places_->orphaned = places_->unsettled = true; // the outermost publication frees it
     } else {
         delete places_;
     }
@@ -52,43 +81,23 @@ void Notifier::subscriberAdd(Subscriber &subscriber, bool active) const {
     if (places_ == nullptr) {
         places_ = new Places;
     }
-    places_->subscribers.push_back(&subscriber);
-    subscriber.place_ = places_->subscribers.size() - 1;
+    places_->add(subscriber);
     subscriber.notifier_ = this;
-    subscriber.active_ = active;
+    subscriber.activeIs(active);
 }
 
 void Notifier::subscriberRemove(Subscriber &subscriber) const noexcept {
-    if (subscriber.notifier_ != this) {
-        return;
+    if (subscriber.notifier_ == this) {
+        subscriber.notifier_ = nullptr;
+        places_->remove(subscriber.place_);
     }
-    subscriber.notifier_ = nullptr;
-    places_->subscribers[subscriber.place_] = nullptr;
-    ++places_->empty;
-    places_->closeUp();
 }
 
-void Publisher::publishToSubscribers(Change const &change) const noexcept {
-    Places &places = *places_; // outlives this publisher if a subscriber destroys it
-    std::size_t const count = places.subscribers.size();
-    ++places.publications;
-    try {
-        for (std::size_t i = 0; i < count; ++i) {
-            Subscriber const *subscriber = places.subscribers[i];
-            if (subscriber != nullptr && subscriber->active_) {
-                subscriber->callback_(subscriber->context_, change);
-            }
-        }
-    } catch (...) {
-        Mox::stopOnException();
-    }
-    if (--places.publications > 0) {
-        return;
-    }
-    if (places.orphaned) {
-        delete &places;
-    } else if (places.empty > 0) {
-        places.closeUp(); // subscribers that left meanwhile
+void Subscriber::activeIs(bool active) noexcept {
+    if (notifier_ != nullptr) {
+        Notifier::Places::Place &place = notifier_->places_->places[place_];
+        place.call = active ? callback_ : &Notifier::Places::callNobody;
+        place.context = context_;
     }
 }
 

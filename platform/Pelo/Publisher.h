@@ -4,6 +4,8 @@
 #include "Pelo/Export.h"
 
 #include <cstddef>
+#include <cstdint>
+#include <memory>
 
 namespace Pelo {
 
@@ -25,20 +27,18 @@ class PLATFORM_API Subscriber {
     [[nodiscard]] bool attached() const noexcept { return notifier_ != nullptr; }
 
     /// While off, changes pass by unheard; they are not made up for later.
-    void activeIs(bool active) noexcept { active_ = active; }
+    void activeIs(bool active) noexcept;
 
     /// Ends the connection; allowed at any time, its own call included.
     void detach() noexcept;
 
   private:
     friend class Notifier;
-    friend class Publisher;
 
     Callback callback_;
     void *context_;
     Notifier const *notifier_ = nullptr;
     std::size_t place_ = 0;
-    bool active_ = true;
 };
 
 /// The side of a publisher that the world sees: here one may subscribe, and no more.
@@ -56,14 +56,58 @@ class PLATFORM_API Notifier {
     /// `active` holds.
     void subscriberAdd(Subscriber &subscriber, bool active = true) const;
 
+    /// Whether there is, or was, a subscriber.
+    [[nodiscard]] bool everSubscribed() const noexcept { return places_ != nullptr; }
+
     /// Disconnects `subscriber`; one that is not attached here is left as it is.
     void subscriberRemove(Subscriber &subscriber) const noexcept;
 
   protected:
+    friend class Subscriber;
+
     Notifier() noexcept;
     ~Notifier();
 
-    struct Places;
+    /// The subscribers in order of subscription. A place holds the call to make, so that a
+    /// publication looks nowhere else; that of a subscriber who is off, or has gone, calls
+    /// nobody. A place whose subscriber has gone stays until no publication walks the list and
+    /// half of it is empty.
+    struct PLATFORM_API Places {
+        struct Place {
+            Subscriber::Callback call = &callNobody;
+            void *context = nullptr;
+            Subscriber *subscriber = nullptr;
+        };
+
+        Place *places = &first;
+        std::uint32_t size = 0;
+        std::uint32_t capacity = 1;
+        std::uint32_t empty = 0;
+        // A flag, not a count: publications that follow each other need not wait for it.
+        bool publishing = false;       // the list is walked, by one publication or by nested ones
+        bool unsettled = false;        // a subscriber, or the notifier, went meanwhile
+        bool orphaned = false;         // the notifier did
+        Place first;                   // most notifiers have one subscriber
+        std::unique_ptr<Place[]> more; // instead of `first`
+
+        void add(Subscriber &subscriber);
+        void remove(std::size_t place) noexcept;
+        void closeUp() noexcept;
+        void settle() noexcept; // after the outermost publication
+
+        /// Tells those that subscribed before; the places may move meanwhile.
+        void tell(Change const &change) const {
+            std::uint32_t const count = size;
+            for (std::uint32_t i = 0; i < count; ++i) {
+                Place const &place = places[i];
+                place.call(place.context, change);
+            }
+        }
+
+        static void callNobody(void *context, Change const &change);
+        [[noreturn]] static void stop() noexcept; // on the exception in flight
+    };
+
     mutable Places *places_ = nullptr; // none until somebody subscribes
 };
 
@@ -73,14 +117,27 @@ class PLATFORM_API Publisher : public Notifier {
   public:
     Publisher() noexcept = default;
 
+    /// In line, so that the calls are made from the publisher's own library.
     void publishChange(Change const &change) const noexcept {
-        if (places_ != nullptr) {
-            publishToSubscribers(change);
+        if (places_ == nullptr) {
+            return;
+        }
+        Places &places = *places_; // outlives this publisher if a subscriber destroys it
+        try {
+            if (places.publishing) [[unlikely]] {
+                places.tell(change);
+                return;
+            }
+            places.publishing = true;
+            places.tell(change);
+            places.publishing = false;
+        } catch (...) {
+            Places::stop();
+        }
+        if (places.unsettled) [[unlikely]] {
+            places.settle();
         }
     }
-
-  private:
-    void publishToSubscribers(Change const &change) const noexcept;
 };
 
 } // namespace Pelo

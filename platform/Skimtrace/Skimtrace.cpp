@@ -1,6 +1,7 @@
 #include "Skimtrace/Skimtrace.h"
 
 #include <algorithm>
+#include <cstring>
 #include <ostream>
 #include <utility>
 
@@ -13,7 +14,26 @@ struct ShortName {
     char bytes[kNameBytes];
 
     void is(std::string_view name) noexcept {
-        size = static_cast<std::uint8_t>(name.copy(bytes, kNameBytes));
+        std::size_t const count = std::min(name.size(), kNameBytes);
+        size = static_cast<std::uint8_t>(count);
+        if (count >= 16) {
+            copyEnds<16>(name.data(), count);
+        } else if (count >= 8) {
+            copyEnds<8>(name.data(), count);
+        } else if (count >= 4) {
+            copyEnds<4>(name.data(), count);
+        } else {
+            name.copy(bytes, count);
+        }
+    }
+
+  private:
+    /// Copies `count` bytes, Width to twice that many, as two pieces that may overlap: a fixed
+    /// width is an instruction, where a counted copy is a call.
+    template <std::size_t Width>
+    void copyEnds(char const *from, std::size_t count) noexcept {
+        std::memcpy(bytes, from, Width);
+        std::memcpy(bytes + count - Width, from + count - Width, Width);
     }
 };
 
