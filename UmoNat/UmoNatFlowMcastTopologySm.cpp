@@ -132,17 +132,18 @@ void UmoNatFlowMcastTopologySm::actionSmUpdateBacklogTaskDispatch(Pelo::Change c
 
 // How the inputs are read: one that is missing has no entries.
 
-Mox::Ptr<Bridging::VlanStatus const>
-UmoNatFlowMcastTopologySm::vlanStatusOf(std::uint16_t vlan) const {
+Bridging::VlanStatus const *UmoNatFlowMcastTopologySm::vlanStatusOf(std::uint16_t vlan) const {
     Bridging::VlanId const vlanId(vlan);
-    return inputs_.vlanStatusDir ? inputs_.vlanStatusDir->vlanStatus(vlanId) : nullptr;
+    auto const *status =
+        inputs_.vlanStatusDir ? inputs_.vlanStatusDir->vlanStatus().find(vlanId) : nullptr;
+    return status != nullptr ? status->ptr() : nullptr;
 }
 
 /// Goes by the reactor, whose collection mirrors the configuration.
-Mox::Ptr<Bridging::SwitchIntfConfig const>
+Bridging::SwitchIntfConfig const *
 UmoNatFlowMcastTopologySm::switchIntfConfigOf(Nexo::IntfId intf) const {
     auto const *reactor = switchIntfConfig().find(intf);
-    return reactor != nullptr ? (*reactor)->inputs().followed : nullptr;
+    return reactor != nullptr ? (*reactor)->inputs().followed.ptr() : nullptr;
 }
 
 Mox::Ptr<Bridging::Topology::TopoConfig const>

@@ -226,9 +226,9 @@ class UMONAT_API UmoNatFlowMcastTopologySm : public Mox::Reactor {
     void createBacklogTask();
     [[nodiscard]] bool teardownBegun() const noexcept { return markedForDeletion(); }
 
-    [[nodiscard]] Mox::Ptr<Bridging::VlanStatus const> vlanStatusOf(std::uint16_t vlan) const;
-    [[nodiscard]] Mox::Ptr<Bridging::SwitchIntfConfig const>
-    switchIntfConfigOf(Nexo::IntfId intf) const;
+    // Null if there is none; valid until the inputs change.
+    [[nodiscard]] Bridging::VlanStatus const *vlanStatusOf(std::uint16_t vlan) const;
+    [[nodiscard]] Bridging::SwitchIntfConfig const *switchIntfConfigOf(Nexo::IntfId intf) const;
     [[nodiscard]] Mox::Ptr<Bridging::Topology::TopoConfig const>
     topologyOf(Bridging::VlanId vlan) const;
     [[nodiscard]] UmoL3Intf::L3Id const *l3IdOf(Nexo::IntfId intf) const;

@@ -40,8 +40,8 @@ void UmoNatFlowMcastTopologySm::fdbStatusDelAll() {
 }
 
 void UmoNatFlowMcastTopologySm::handleVlanStatus(Bridging::VlanId vlan) {
-    trace_.at(3, "handleVlanStatus", vlanStatusOf(vlan.value()) ? ", add vlan " : ", delete vlan ",
-              vlan);
+    trace_.at(3, "handleVlanStatus",
+              vlanStatusOf(vlan.value()) != nullptr ? ", add vlan " : ", delete vlan ", vlan);
     static constinit Skimtrace::Point entered(
         "UmoNatFlowMcastTopologySm::handleVlanStatus vlan %u");
     entered.record({}, vlan.value());

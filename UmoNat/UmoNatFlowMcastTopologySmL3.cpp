@@ -36,7 +36,7 @@ void UmoNatFlowMcastTopologySm::handleL3Intf(Nexo::IntfId intf) {
 
 /// Whoever uses a port of the VLAN depends on the VLAN's L3 interface too.
 void UmoNatFlowMcastTopologySm::notifyMembers(std::uint16_t vlan) {
-    if (auto const status = vlanStatusOf(vlan)) {
+    if (auto const *const status = vlanStatusOf(vlan)) {
         for (auto const &[intf, portStatus] : status->vlanPortStatus()) {
             notifyActionSmIntf(intf);
         }

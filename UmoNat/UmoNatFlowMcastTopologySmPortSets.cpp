@@ -57,22 +57,23 @@ bool UmoNatFlowMcastTopologySm::addHostPort(std::uint16_t vlan, Nexo::IntfId int
 bool UmoNatFlowMcastTopologySm::floodSviPorts(std::uint16_t vlan, Nexo::EthAddr const &mac,
                                               Ip::Nat::NatFlowVlanPortSets &vps,
                                               bool unicast) const {
-    auto const status = vlanStatusOf(vlan);
-    if (!status) {
+    auto const *const status = vlanStatusOf(vlan);
+    if (status == nullptr) {
         return false;
     }
-    bool added = false;
+    Mox::Ptr<Ip::Nat::NatFlowPortSet> ps;
     for (auto const &[intf, portStatus] : status->vlanPortStatus()) {
         if (!usableSviPort(vlan, intf)) {
             continue;
         }
         trace_.at(6, "Added intf ", intf, " in port set of vlan ", vlan);
-        auto const ps = portSetIs(vps, vlan, unicast);
+        if (!ps) {
+            ps = portSetIs(vps, vlan, unicast);
+        }
         ps->intfIs(intf);
         ps->dmacIs(mac);
-        added = true;
     }
-    return added;
+    return bool(ps);
 }
 
 /// A routed interface is no member of a VLAN's port set.

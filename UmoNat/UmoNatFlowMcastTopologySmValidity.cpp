@@ -9,7 +9,7 @@ bool UmoNatFlowMcastTopologySm::l3IntfUp(Ip::IpIntfStatus const &status) {
 
 bool UmoNatFlowMcastTopologySm::validVlan(std::uint16_t vlan) const {
     trace_.at(6, "UmoNatFlowMcastTopologySm::", "validVlan", ", vlan: ", vlan);
-    if (!vlanStatusOf(vlan)) {
+    if (vlanStatusOf(vlan) == nullptr) {
         trace_.at(6, "Vlan status not found for vlan ", vlan);
         return false;
     }
@@ -41,12 +41,12 @@ bool UmoNatFlowMcastTopologySm::validVlan(std::uint16_t vlan) const {
 
 bool UmoNatFlowMcastTopologySm::validPort(std::uint16_t vlan, Nexo::IntfId intf) const {
     trace_.at(6, "UmoNatFlowMcastTopologySm::", "validPort", ", vlan: ", vlan, ", intf: ", intf);
-    if (!switchIntfConfigOf(intf)) {
+    if (switchIntfConfigOf(intf) == nullptr) {
         trace_.at(6, "Intf ", intf, " not found in switchIntfConfig");
         return false;
     }
-    auto const vlanStatus = vlanStatusOf(vlan);
-    Mox::assertThat(bool(vlanStatus), "vlanStatus"); // by validVlan, as is the topology below
+    auto const *const vlanStatus = vlanStatusOf(vlan);
+    Mox::assertThat(vlanStatus != nullptr, "vlanStatus"); // by validVlan, as is the topology below
     if (vlanStatus->vlanPortStatus(intf) == nullptr) {
         trace_.at(6, "Intf ", intf, " not found in vlan port status ", vlan);
         return false;
@@ -71,8 +71,8 @@ std::uint16_t UmoNatFlowMcastTopologySm::validSwitchIntf(std::uint16_t vlan, Nex
     using Bridging::SwitchportMode;
     trace_.at(6, "UmoNatFlowMcastTopologySm::", "validSwitchIntf", ", vlan: ", vlan,
               ", intf: ", intf);
-    auto const config = switchIntfConfigOf(intf);
-    if (!config) {
+    auto const *const config = switchIntfConfigOf(intf);
+    if (config == nullptr) {
         trace_.at(6, "Intf ", intf, " not found in switchIntfConfig");
         return 0;
     }
