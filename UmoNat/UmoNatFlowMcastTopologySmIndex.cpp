@@ -26,7 +26,7 @@ auto UmoNatFlowMcastTopologySm::entryIs(Index &index, Key const &key, Publish co
     if (index.find(key) == nullptr) {
         for (Mox::Ptr<UmoNatflowActionSmEntry> &spare : spareEntries_) {
             if (spare && spare->kind() == Entry::kKind) {
-                Mox::Ptr<Entry> const entry(static_cast<Entry *>(spare.ptr()));
+                Mox::Ptr<Entry> entry(static_cast<Entry *>(spare.ptr()));
                 if (entry->key() == key) {
                     spare = nullptr;
                     Mox::AttributeWork::childAdd(index, key, entry, publish);

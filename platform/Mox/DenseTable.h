@@ -20,7 +20,7 @@ namespace Mox {
 /// A record has a `key` and can be moved. A removed record leaves a dead place behind, so that
 /// removal is O(1) and disturbs no walk; when more places are dead than alive the table closes
 /// up and moves its walkers along. All operations are amortized O(1); a lookup allocates nothing,
-/// nor does taking records out and appending as many again.
+/// and a table of steady size nothing at all.
 template <class Record>
 class DenseTable {
     struct Place {
@@ -109,7 +109,7 @@ class DenseTable {
         std::swap(indexSize_, taken.indexSize_);
         std::swap(live_, taken.live_);
         for (Walker *walker = walkers_; walker != nullptr; walker = walker->nextWalker_) {
-            walker->next_ = walker->end_ = nullptr;
+            walker->next_ = walker->end_ = places_.data();
         }
     }
 

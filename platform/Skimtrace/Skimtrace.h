@@ -2,9 +2,11 @@
 
 #include "Pelo/Export.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <iosfwd>
 #include <string_view>
 #include <vector>
@@ -26,6 +28,52 @@ struct Names {
     std::string_view third{};
 };
 
+/// A name in a record, cut to its room.
+class ShortName {
+  public:
+    void is(std::string_view name) noexcept {
+        std::size_t const count = std::min(name.size(), kNameBytes);
+        size_ = static_cast<std::uint8_t>(count);
+        if (count >= 16) {
+            copyEnds<16>(name.data(), count);
+        } else if (count >= 8) {
+            copyEnds<8>(name.data(), count);
+        } else if (count >= 4) {
+            copyEnds<4>(name.data(), count);
+        } else if (count > 0) {
+            bytes_[0] = name[0];
+            bytes_[count / 2] = name[count / 2];
+            bytes_[count - 1] = name[count - 1];
+        }
+    }
+    [[nodiscard]] std::string_view text() const noexcept { return {bytes_, size_}; }
+
+  private:
+    /// Copies `count` bytes, Width to twice that many, as two pieces that may overlap: a fixed
+    /// width is an instruction, where a counted copy is a call.
+    template <std::size_t Width>
+    void copyEnds(char const *from, std::size_t count) noexcept {
+        std::memcpy(bytes_, from, Width);
+        std::memcpy(bytes_ + count - Width, from + count - Width, Width);
+    }
+
+    std::uint8_t size_;
+    char bytes_[kNameBytes];
+};
+
+struct Record {
+    char const *format;
+    std::uint32_t number;
+    std::array<ShortName, 3> names;
+};
+
+/// The process's one ring.
+struct Ring {
+    std::array<Record, kCapacity> records;
+    std::uint64_t recorded; // in all; the next record's place is this modulo the capacity
+};
+PLATFORM_API extern Ring ring;
+
 /// A place in the code whose entries are recorded and counted, such as the beginning of a handler.
 /// A static variable of its function, so that it lives as long as the process:
 ///
@@ -37,8 +85,18 @@ class PLATFORM_API Point {
     /// and each "%u" with the number. Its first word names the place.
     constexpr explicit Point(char const *format) noexcept : format_(format) {}
 
-    /// Records one entry.
-    void record(Names const &names = {}, std::uint32_t number = 0) noexcept;
+    /// Records one entry. In line: the call would cost as much again.
+    void record(Names const &names = {}, std::uint32_t number = 0) noexcept {
+        if (entries_++ == 0) [[unlikely]] {
+            joinEntered();
+        }
+        Record &record = ring.records[ring.recorded++ % kCapacity];
+        record.format = format_;
+        record.number = number;
+        record.names[0].is(names.first);
+        record.names[1].is(names.second);
+        record.names[2].is(names.third);
+    }
 
     /// The first word of the format.
     [[nodiscard]] std::string_view name() const noexcept;
@@ -48,6 +106,8 @@ class PLATFORM_API Point {
 
   private:
     friend std::vector<Point const *> points();
+
+    void joinEntered() noexcept;
 
     char const *format_;
     std::uint64_t entries_ = 0;

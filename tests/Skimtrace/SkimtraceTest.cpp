@@ -23,6 +23,7 @@ std::string line(std::uint64_t number, std::string const &text) {
 constinit Point sentence("policy: %s, match: %s, flow: %s");
 constinit Point odd("%s%s|%s|%s|%u %u 100% %d");
 constinit Point percent("%");
+constinit Point named("%s");
 constinit Point numbered("%s %u");
 
 TEST(Skimtrace, DumpPutsNamesAndNumberInTheirPlaces) {
@@ -36,6 +37,11 @@ TEST(Skimtrace, DumpPutsNamesAndNumberInTheirPlaces) {
     EXPECT_EQ(dumped(3), line(n, "policy: policy 1, match: " + exact + ", flow: " + exact) +
                              line(n + 1, "a|c|%s|4294967295 4294967295 100% %d") +
                              line(n + 2, "%"));
+    std::string const letters = "abcdefghijklmnopqrstuvwxyzABCDEF"; // one more than fit
+    for (std::size_t length = 0; length <= letters.size(); ++length) {
+        named.record({std::string(letters, 0, length)});
+        EXPECT_EQ(dumped(1), line(n + 3 + length, letters.substr(0, std::min(length, kNameBytes))));
+    }
 }
 
 TEST(Skimtrace, CountsTheEntriesOfEachPlaceByName) {
