@@ -31,7 +31,8 @@ Mox::Ptr<Bench::ForgetfulChip> forgetfulChip() {
 
 /// The inputs are made once for each size.
 Bench::BenchSwitch &inputs(benchmark::State const &state) {
-    static std::map<std::int64_t, std::unique_ptr<Bench::BenchSwitch>> made;
+    // Never destroyed: at the end of the process the scheduler goes first.
+    static auto &made = *new std::map<std::int64_t, std::unique_ptr<Bench::BenchSwitch>>;
     auto &found = made[state.range(0)];
     if (!found) {
         found = std::make_unique<Bench::BenchSwitch>(static_cast<std::size_t>(state.range(0)));

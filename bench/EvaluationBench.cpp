@@ -36,7 +36,8 @@ struct RunningSwitch {
 };
 
 RunningSwitch &running(benchmark::State const &state) {
-    static std::map<std::int64_t, std::unique_ptr<RunningSwitch>> made;
+    // Never destroyed: at the end of the process the scheduler goes first.
+    static auto &made = *new std::map<std::int64_t, std::unique_ptr<RunningSwitch>>;
     auto &found = made[state.range(0)];
     if (!found) {
         found = std::make_unique<RunningSwitch>(static_cast<std::size_t>(state.range(0)));

@@ -64,7 +64,8 @@ struct ShownSwitch {
 };
 
 ShownSwitch const &shown(benchmark::State const &state) {
-    static std::map<std::int64_t, std::unique_ptr<ShownSwitch>> made;
+    // Never destroyed: at the end of the process the scheduler goes first.
+    static auto &made = *new std::map<std::int64_t, std::unique_ptr<ShownSwitch>>;
     auto &found = made[state.range(0)];
     if (!found) {
         found = std::make_unique<ShownSwitch>(static_cast<std::size_t>(state.range(0)));
