@@ -16,9 +16,9 @@ constexpr std::size_t kTableWidth = 149;
 
 /// What all rows of an action have in common.
 struct ActionColumns {
-    Pelo::String policy;
-    Pelo::String match;
-    Pelo::String action;
+    Pelo::String const &policy;
+    Pelo::String const &match;
+    Pelo::String const &action;
     Pelo::String source;
     Pelo::String destination;
     int sourcePort;
@@ -46,14 +46,14 @@ void printHeader(int socket) {
 
 void printPortSet(int socket, ActionColumns const &columns, char const *portType,
                   Ip::Nat::NatFlowPortSet const &portSet) {
+    Pelo::String const mac = portSet.dmac().stringValue();
     for (Nexo::IntfId const intf : portSet.intf()) {
-        dprintf(socket,
-                "%-18s %-18s %-18s %-14s %-15s %-5d %-5d %-2s %-2s %-5u %-5u %-4u %-8s %-17s\n",
-                columns.policy.c_str(), columns.match.c_str(), columns.action.c_str(),
-                columns.source.c_str(), columns.destination.c_str(), columns.sourcePort,
-                columns.destinationPort, columns.flowType, portType, portSet.portSetId(),
-                portSet.portSetId2(), unsigned{portSet.vlan()}, intf.shortName().c_str(),
-                portSet.dmac().stringValue().c_str());
+        dprintf(
+            socket, "%-18s %-18s %-18s %-14s %-15s %-5d %-5d %-2s %-2s %-5u %-5u %-4u %-8s %-17s\n",
+            columns.policy.c_str(), columns.match.c_str(), columns.action.c_str(),
+            columns.source.c_str(), columns.destination.c_str(), columns.sourcePort,
+            columns.destinationPort, columns.flowType, portType, portSet.portSetId(),
+            portSet.portSetId2(), unsigned{portSet.vlan()}, intf.shortName().c_str(), mac.c_str());
     }
 }
 

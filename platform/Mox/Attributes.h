@@ -51,7 +51,8 @@ Ptr<Child> childIs(Collection<Key, Ptr<Child>> &children, Key const &key, Publis
         return *present;
     }
     Ptr<Child> child = make<Child>(key);
-    childAdd(children, key, child, publish);
+    children.insert(key, child);
+    publish(key);
     return child;
 }
 

@@ -61,7 +61,8 @@ class ShortName {
     char bytes_[kNameBytes];
 };
 
-struct Record {
+/// Takes two cache lines, so that its place is found by a shift.
+struct alignas(128) Record {
     char const *format;
     std::uint32_t number;
     std::array<ShortName, 3> names;
