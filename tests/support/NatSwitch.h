@@ -1,69 +1,190 @@
 #pragma once
 
+#include "UmoNat/UmoNatFlowActionSm.h"
 #include "UmoNat/UmoNatFlowMcastSm.h"
 #include "Vyr/Clock.h"
 #include "Vyr/TaskScheduler.h"
 #include "agent/SoftSwitch.h"
+#include "tests/support/TraceRecorder.h"
 
-#include <initializer_list>
-#include <string>
-#include <string_view>
-#include <utility>
-#include <vector>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <regex>
+#include <sstream>
 
 namespace TestSupport {
+
+using Bridging::SwitchportMode;
+using Bridging::VlanId;
+using Bridging::Topology::PortState;
+using Nexo::IntfId;
+
+constexpr char kMac[] = "00:00:00:00:00:01";
+constexpr char kMulticast[] = "239.1.1.1:5000";
+inline IntfId const et1("Ethernet1"), et2("Ethernet2");
+inline auto const macOf = &Nexo::EthAddr::parse;
+inline auto const addressOf = &Nexo::IpAndPort::parse;
+
+/// What stops a start, or a process, when a number is taken for a VLAN's that is none.
+constexpr char kRange[] = "Bridging::VlanId::value < 1 or > 4094 not allowed";
+
+/// Takes the trace messages or helper calls, and tells them in few words, each with a "|":
+/// "UmoNatFlowMatchSm::doCleanup, policy: p, match: m" as "Match::doCleanup p.m",
+/// "notifyActionSmVlan, vlan: 10" as "> Vlan 10", "createNatFlowGroup(policy p, match m, unicast
+/// true) -> 1" as "create m, unicast true -> 1", and what is done with port set 2 of group 1 as
+/// "update Src 1/2", without addresses and the like.
+inline std::string storyOf(std::vector<std::string> &lines) {
+    static std::pair<std::regex, char const *> const words[] = {
+        {std::regex("^UmoNatFlow\\w+/\\d "), ""},
+        {std::regex("UmoNatFlow(\\w+)Sm::"), "$1::"},
+        {std::regex(", policy: (\\w+)"), " $1"},
+        {std::regex(", (?:match|action): "), "."},
+        {std::regex(", flow: 0.0.0.0/0:0 -> "), " to "},
+        {std::regex("notifyActionSm(\\w+)(?:, \\w+:)?"), "> $1"},
+        {std::regex("NatFlowGroup\\(policy p, match (.*)\\)"), " $1"},
+        {std::regex("NatFlow(Vlan|Src|Dst)\\w+\\(group (\\d+), port set (\\d+).*"), " $1 $2/$3"}};
+    std::string story;
+    for (std::string line : std::exchange(lines, {})) {
+        for (auto const &[from, to] : words) {
+            line = std::regex_replace(line, from, to);
+        }
+        story += line + "|";
+    }
+    return story;
+}
 
 /// A whole switch for tests: everything that the library follows, a strict chip in software, a
 /// virtual clock, and the root. Its end takes the root down and fails the test if the chip saw
 /// the contract broken, if groups are left in it, or if a task is left scheduled.
-class NatSwitch {
-  public:
-    explicit NatSwitch(UmoAgent::ChipCapacity capacity = {});
-    ~NatSwitch();
+struct NatSwitch {
+    explicit NatSwitch(UmoAgent::ChipCapacity capacity = {})
+        : chip(Mox::make<UmoAgent::SoftSwitch>(
+              capacity, [](std::string const &error) { ADD_FAILURE() << error; })) {
+        chip->callLogIs([this](std::string const &call) { calls.push_back(call); });
+        Vyr::TaskSchedulerRoot::schedulerIs(scheduler);
+    }
+    ~NatSwitch() {
+        stop();
+        EXPECT_EQ(chip->contractErrors(), 0U);
+        EXPECT_EQ(chip->groupsInUse(), groupsLeft);
+        EXPECT_FALSE(scheduler->nextDue());
+        EXPECT_TRUE(hw->natFlow().empty());
+        Vyr::TaskSchedulerRoot::schedulerIs(nullptr);
+    }
     NatSwitch(NatSwitch const &) = delete;
     NatSwitch &operator=(NatSwitch const &) = delete;
 
     /// Creates the root through the exported factory.
-    void start();
-    /// Drops the root.
+    void start() {
+        root = umoNatFlowMcastSmFactory(nat, hw, bridgingConfig, bridgingStatus, vlanStatusDir,
+                                        topology, l3Table, ipStatus, chip);
+    }
     void stop() { root = nullptr; }
     /// Lets virtual time pass; due tasks run.
-    void runFor(double seconds);
+    void runFor(double seconds) {
+        scheduler->runUntil(*clock, clock->now() + Vyr::timeOf(Mox::Seconds(seconds)));
+    }
+    /// The helper calls since the last time they were taken.
+    std::string takeCalls() { return storyOf(calls); }
 
-    /// The helper calls since the last time they were taken, a line each.
-    std::vector<std::string> takeCalls() { return std::exchange(calls, {}); }
+    // NAT configuration. A destination or source is text such as 239.1.1.1:5000.
 
-    // NAT configuration. A destination or source is text such as 239.1.1.1:5000; empty is none.
-
-    Mox::Ptr<Ip::Nat::NatFlowMatchStatus> match(std::string const &policy, std::string const &name,
-                                                std::string_view flowDestination = {});
+    Ip::Nat::NatFlowMatchStatus &match(std::string const &name, char const *destination) const {
+        auto const address = addressOf(destination);
+        auto const status = nat->natFlowIs("p")->matchIs(name);
+        status->flowIs({status->flow().source,
+                        {address.addr(), address.addr().isZero() ? 0U : 32U, address.port()}});
+        return *status;
+    }
+    using Egress = std::vector<std::pair<char const *, char const *>>;
     /// Sets the action as a whole and raises its version, which is what makes it seen. Egress
     /// interfaces are pairs of name and next-hop MAC.
-    Mox::Ptr<Ip::Nat::NatFlowActionStatus>
-    action(std::string const &policy, std::string const &match, std::string const &name,
-           std::string_view destination = {}, std::string_view source = {},
-           std::initializer_list<std::pair<std::string_view, std::string_view>> egress = {});
-    void removeAction(std::string const &policy, std::string const &match, std::string const &name);
+    Ip::Nat::NatFlowActionStatus &action(std::string const &match, std::string const &name,
+                                         char const *destination = kNone,
+                                         char const *source = kNone,
+                                         Egress const &egress = {}) const {
+        auto const status = nat->natFlowIs("p")->matchIs(match)->actionIs(name);
+        status->dstIs(addressOf(destination));
+        status->srcIs(addressOf(source));
+        status->intfDelAll();
+        for (auto const &[intf, mac] : egress) {
+            status->intfIs(IntfId(intf), {0, macOf(mac)});
+        }
+        status->versionIs(status->version() + 1);
+        return *status;
+    }
+    void removeAction(char const *match, char const *name) const {
+        nat->natFlow("p")->match(match)->actionDel(name);
+    }
 
     // Topology.
 
     /// Makes the VLAN usable: status with trunk members that forward, a topology named as the
     /// VLAN, an L3 interface that is up.
-    void vlan(std::uint16_t number, std::initializer_list<std::string_view> members);
-    void portState(std::uint16_t vlan, std::string_view intf, Bridging::Topology::PortState state);
+    void vlan(std::uint16_t number, std::initializer_list<char const *> members) const {
+        VlanId const vlanId(number);
+        IntfId const svi("Vlan" + std::to_string(number));
+        auto const topo = Mox::make<Bridging::Topology::TopoConfig>(std::to_string(number));
+        for (char const *const intf : members) {
+            switchport(intf, SwitchportMode::trunk, 1);
+            vlanStatusDir->vlanStatusIs(vlanId)->vlanPortStatusIs(IntfId(intf), {});
+            topo->topoPortConfigIs(IntfId(intf))->portStateIs(PortState::forwarding);
+        }
+        topology->vidToTopoMapIs(vlanId, topo);
+        l3Table->intfL3IndexIs(svi, UmoL3Intf::L3Id(number));
+        l3Table->routedPortNameIs(UmoL3Intf::L3Id(number), svi);
+        ip(svi, true);
+    }
+    /// The topology that `vlan` maps to.
+    [[nodiscard]] Bridging::Topology::TopoConfig &topo(std::uint16_t vlan) const {
+        return **topology->vidToTopoMap(VlanId(vlan));
+    }
+    void portState(std::uint16_t vlan, IntfId intf, PortState state) const {
+        topo(vlan).topoPortConfigIs(intf)->portStateIs(state);
+    }
+    void switchport(char const *intf, SwitchportMode mode, std::uint16_t native) const {
+        bridgingConfig->switchIntfConfigIs(IntfId(intf))
+            ->switchportModeAndNativeVlanIs({mode, Bridging::VlanIdOrNone(native)});
+    }
+    void ip(IntfId intf, bool routing, char const *address = "10.0.0.1/24") const {
+        auto const status = ipStatus->ipIntfStatusIs(intf);
+        status->addrWithMaskIs(Nexo::IpAddrWithMask::parse(address));
+        status->routingIs(routing);
+    }
+    void learn(std::uint16_t vlan, char const *mac, char const *intf) const {
+        bridgingStatus->fdbStatusIs(Bridging::Fid(vlan))->learnedHostIs(macOf(mac), {IntfId(intf)});
+    }
 
     // What came of it.
 
-    [[nodiscard]] UmoNatFlowMatchSm &matchSm(std::string const &policy, std::string const &name);
-    [[nodiscard]] UmoNatFlowActionSm &actionSm(std::string const &policy, std::string const &match,
-                                               std::string const &name);
-    [[nodiscard]] Mox::Ptr<Ip::Nat::HwNatFlowMatchStatus> hwMatch(std::string const &policy,
-                                                                  std::string const &name) const;
-    [[nodiscard]] Mox::Ptr<Ip::Nat::HwNatFlowActionStatus>
-    hwAction(std::string const &policy, std::string const &match, std::string const &name) const;
+    [[nodiscard]] UmoNatFlowMcastTopologySm &sm() const { return *root->topologySm(); }
+    [[nodiscard]] UmoNatFlowMatchSm &matchSm(char const *match) const {
+        return **(*root->policySm().find("p"))->matchSm().find(match);
+    }
+    [[nodiscard]] UmoNatFlowActionSm &actionSm(char const *match, std::string const &name) const {
+        return **matchSm(match).actionSm().find(name);
+    }
+    [[nodiscard]] Ip::Nat::HwNatFlowActionStatus &hwAction(char const *match,
+                                                           char const *name) const {
+        return *hw->natFlow("p")->match(match)->action(name);
+    }
+    /// The machine of an incomplete action, which registers nothing of its own and does nothing
+    /// when evaluated; it stands for one that depends on something.
+    [[nodiscard]] UmoNatFlowActionSm *watcher(std::string const &name) const {
+        nat->natFlowIs("p")->matchIs("w")->actionIs(name);
+        return &actionSm("w", name);
+    }
+    /// The names of the actions in the backlog, in their order, each with a blank.
+    [[nodiscard]] std::string queued() const {
+        std::string names;
+        for (UmoNatFlowActionSm const *const machine : sm().actionSmUpdateBacklog()) {
+            names += machine->action() + " ";
+        }
+        return names;
+    }
 
-    /// A match in one word: "wanted:unicast id/multicast id", and "*" while it is to be retried.
-    [[nodiscard]] std::string groups(std::string const &policy, std::string const &match);
+    static constexpr char kNone[] = "0.0.0.0:0";
 
     Mox::Ptr<Vyr::VirtualClock> clock = Mox::make<Vyr::VirtualClock>();
     Mox::Ptr<Vyr::TaskScheduler> scheduler = Mox::make<Vyr::TaskScheduler>(clock);
@@ -83,6 +204,11 @@ class NatSwitch {
 
     /// Groups that are allowed to be left in the chip: halves of pairs that failed.
     std::size_t groupsLeft = 0;
+};
+
+/// A switch that runs from the beginning.
+struct RunningSwitch : NatSwitch {
+    RunningSwitch() { start(); }
 };
 
 } // namespace TestSupport

@@ -1,0 +1,167 @@
+#include "Mox/LogEvent.h"
+#include "tests/support/NatSwitch.h"
+
+#include <stdexcept>
+
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::IsEmpty;
+
+using namespace TestSupport;
+
+namespace {
+
+/// A chip of one group, which match "holder" has.
+struct FullSwitch : NatSwitch {
+    explicit FullSwitch(std::initializer_list<char const *> waiting) : NatSwitch({.groups = 1}) {
+        oneGroup("holder");
+        start();
+        for (char const *const name : waiting) {
+            oneGroup(name);
+        }
+        takeCalls();
+    }
+    void oneGroup(char const *name) const {
+        match(name, kMulticast);
+        action(name, "a");
+    }
+    void freeHolder() {
+        removeAction("holder", "a");
+        takeCalls();
+    }
+};
+
+} // namespace
+
+TEST(Match, TracesOfItsLifeReadAsOneStory) {
+    NatSwitch sw;
+    TraceRecorder traces("UmoNatFlowMcastSm/1-9,UmoNatFlowPolicySm/1-9,UmoNatFlowMatchSm/1-9");
+    sw.match("m", "239.1.1.1:1").actionIs("a");
+    sw.start();
+    sw.match("m", NatSwitch::kNone);
+    sw.removeAction("m", "a");
+    sw.stop();
+    EXPECT_EQ(storyOf(traces.messages),
+              "NatFlowMcastSm::handleInitialized|Mcast::handleNatFlowPolicy p|Create policySm|"
+              "Policy::handleInitialized p|Policy::handleNatFlowMatch p.m|Create matchSm|"
+              "Match::handleInitialized p.m|Match::handleGroupNumUpdate p.m to 239.1.1.1/32:1|"
+              "Match::handleNatFlow p.m to 239.1.1.1/32:1|Match::handleGroupNumUpdate p.m to "
+              "239.1.1.1/32:1|Current groups num: 0, new: 1|Match::deleteNatFlowGroups p.m|"
+              "Match::createNatFlowGroups p.m, groups: 1|Create single group for match m|Group "
+              "id: 1|Match::handleNatFlowAction p.m.a|Match::handleGroupNumUpdate p.m to "
+              "239.1.1.1/32:1|Current groups num: 1, new: 1|Create actionSm|Match::handleNatFlow "
+              "p.m to 0.0.0.0/0:0|Match::handleGroupNumUpdate p.m to 0.0.0.0/0:0|Current groups "
+              "num: 1, new: 2|Match::deleteNatFlowGroups p.m|Delete unicast group 1 for match m|"
+              "Match::createNatFlowGroups p.m, groups: 2|Create unicast group for match m|"
+              "Unicast group id: 2|Create multicast group for match m|Multicast group id: 3|"
+              "Match::handleNatFlowAction p.m.a|Match::handleGroupNumUpdate p.m to 0.0.0.0/0:0|"
+              "Current groups num: 2, new: 0|Match::deleteNatFlowGroups p.m|Delete unicast group "
+              "2 for match m|Delete multicast group 3 for match m|Match::createNatFlowGroups "
+              "p.m, groups: 0|Delete actionSm|NatFlowMcastSm::doCleanup|Policy::doCleanup p|"
+              "Match::doCleanup p.m|Match::deleteNatFlowGroups p.m|");
+}
+
+TEST(Retry, AsksForARefusedPairAnewTenSecondsAfterGroupsWereFreed) {
+    FullSwitch sw({"m"});
+    EXPECT_FALSE(sw.scheduler->nextDue()); // a refusal alone
+    sw.freeHolder();
+    EXPECT_EQ(sw.scheduler->nextDue(), std::chrono::seconds(10));
+    TraceRecorder traces("UmoNatFlowMatchSm/1-9,UmoNatFlowMcastSm/9");
+    sw.match("m", NatSwitch::kNone);
+    EXPECT_THAT(storyOf(traces.messages),
+                EndsWith("Multicast group id: 0|Failed to allocate group(s)|"
+                         "Mcast::addUnprogrammedGroupTask|"));
+    EXPECT_EQ(sw.takeCalls(), "create m, unicast true -> 2|create m, unicast false -> 0|");
+    sw.chip->capacityIs({.groups = 3});
+    sw.runFor(9.999);
+    EXPECT_EQ(sw.takeCalls(), "");
+    sw.runFor(0.001);
+    EXPECT_EQ(sw.takeCalls(), "create m, unicast true -> 3|create m, unicast false -> 4|"
+                              "update Vlan 3/0|");
+    EXPECT_DEATH(sw.matchSm("m").createNatFlowGroups(3), "groups == 2");
+    sw.groupsLeft = 1; // the half that was allocated
+}
+
+TEST(Retry, StopsAtTheFirstRefusalAndDoesNothingOutsideARun) {
+    FullSwitch sw({"m1", "m2", "m3"});
+    sw.freeHolder();
+    TraceRecorder traces("UmoNatFlowMcastSm/9");
+    sw.runFor(10);
+    sw.root->handleUnprogrammedGroup();
+    EXPECT_EQ(sw.takeCalls(), "create m1, unicast false -> 2|create m2, unicast false -> 0|");
+    EXPECT_EQ(storyOf(traces.messages), "Mcast::addUnprogrammedGroupTask|"
+                                        "Entries checked: 1, remaining: 2|Task not running|");
+    EXPECT_EQ(sw.root->unprogrammedGroupTask()->taskWorkCount(), 1U);
+    sw.nat->natFlowIs("q");
+    sw.removeAction("m1", "a");
+    EXPECT_TRUE(sw.scheduler->nextDue());
+    sw.nat->natFlowDel("q"); // the end of any policy stops it for all
+    EXPECT_FALSE(sw.scheduler->nextDue());
+    EXPECT_TRUE(sw.root->unprogrammedGroup().empty());
+}
+
+TEST(Retry, YieldsWhenItsTimeSliceIsOverAndGoesOnAtOnce) {
+    FullSwitch sw({"m1", "m2"});
+    sw.chip->capacityIs({.groups = 2});
+    sw.freeHolder();
+    sw.chip->callLogIs([&](std::string const &) { // a slow chip
+        sw.clock->advanceTo(sw.clock->now() + std::chrono::milliseconds(20));
+    });
+    sw.clock->advanceTo(std::chrono::seconds(10));
+    TraceRecorder traces("UmoNatFlowMcastSm/9");
+    EXPECT_EQ(sw.scheduler->runDueTasks(), 1U);
+    EXPECT_EQ(storyOf(traces.messages), "Yielding. Scheduled unprogrammed group task|"
+                                        "Entries checked: 1, remaining: 1|");
+    EXPECT_EQ(sw.scheduler->runDueTasks(), 1U);
+    EXPECT_EQ(storyOf(traces.messages), "Entries checked: 1, remaining: 0|");
+    EXPECT_EQ(sw.scheduler->runDueTasks(), 0U);
+    sw.chip->callLogIs(nullptr);
+}
+
+TEST(Tree, StaleStatusIsWipedPortSetsIncludedBeforeAnyPolicyIsSeen) {
+    NatSwitch sw;
+    auto const portSets = Ip::Nat::natFlowVlanPortSetsFactory();
+    portSets->ucastPortSetIs(10);
+    portSets->mcastPortSetIs(10);
+    sw.hw->natFlowIs("p")->matchIs("old")->actionIs("a")->vlanPortSetsIs(portSets);
+    sw.match("new", kMulticast);
+    sw.start();
+    EXPECT_TRUE(portSets->ucastPortSet().empty() && portSets->mcastPortSet().empty());
+    EXPECT_TRUE(sw.hw->natFlow("p")->match("new") && !sw.hw->natFlow("p")->match("old"));
+    EXPECT_THAT(sw.calls, IsEmpty());
+}
+
+TEST(Tree, AStartThatFailsLeavesNothingBehind) {
+    // The start of the topology machine throws at an L3 interface whose id is no VLAN, that of an
+    // action at a next hop in such a VLAN, after its match and another action were programmed.
+    for (bool const inAction : {false, true}) {
+        NatSwitch sw;
+        sw.vlan(10, {"Ethernet1"});
+        sw.match("m", kMulticast);
+        sw.action("m", "good", NatSwitch::kNone, NatSwitch::kNone, {{"Vlan10", kMac}});
+        if (inAction) {
+            auto const bad = sw.nat->natFlow("p")->match("m")->actionIs("bad");
+            bad->intfIs(et1, {5000, Nexo::EthAddr()});
+            bad->versionIs(1);
+        } else {
+            sw.l3Table->intfL3IndexIs(et1, UmoL3Intf::L3Id(5000));
+            sw.ipStatus->ipIntfStatusIs(et1);
+        }
+        EXPECT_THAT([&] { sw.start(); }, testing::ThrowsMessage<std::range_error>(kRange));
+        EXPECT_EQ(sw.calls.empty(), !inAction);
+        EXPECT_EQ(sw.chip->groupsInUse(), 0U);
+        sw.nat->natFlowIs("q"); // nobody listens any more
+        EXPECT_TRUE(sw.hw->natFlow().empty());
+        EXPECT_EQ(sw.ipStatus->references(), 1U);
+    }
+}
+
+TEST(LogEvents, AreInTheCatalogueOnceTheLibraryIsLoaded) {
+    std::vector<std::string> events;
+    for (Mox::LogHandle const *handle : Mox::logHandles()) {
+        events.push_back(std::string(handle->event().name) + "/" +
+                         std::to_string(handle->event().severity));
+    }
+    EXPECT_THAT(events, ElementsAre("NAT_HW_RESOURCE_NORMAL/6", "NAT_HW_RESOURCE_FULL/3",
+                                    "NAT_RULE_IF_MAX/3"));
+}
