@@ -4,8 +4,6 @@
 
 #include <cstdio>
 
-using testing::HasSubstr;
-
 using namespace TestSupport;
 
 namespace {
@@ -46,54 +44,44 @@ struct Show {
 
 } // namespace
 
-TEST(Show, PrintsHeaderAndRowsToTheByte) {
+TEST(Show, PrintsRowsToTheByteWithAddressesCutToTheFlowsPrefixes) {
     Show show;
     auto const a = show.action("p", "m", "a", 10, "Port-Channel5");
-    EXPECT_EQ(show.of("showNatFlowActionHw none"), "");
     a->srcNatIs(addressOf("10.9.9.9:5000"));
-    a->dstNatIs(addressOf("239.2.2.2:6000"));
+    a->dstNatIs(addressOf("239.2.2.3:6000"));
     a->flowTypeIs(Ip::Nat::natFlowTypeNone);
-    show.tree->natFlow("p")->match("m")->flowIs({{{}, 32, 0}, {{}, 33, 0}});
+    show.tree->natFlow("p")->match("m")->flowIs({{{}, 1, 0}, {{}, 31, 0}});
     auto const ucast = a->vlanPortSets()->ucastPortSet(10);
     ucast->intfIs(IntfId());
     ucast->dmacIs(macOf(kMac));
     ucast->portSetIdIs(1);
     ucast->portSetId2Is(2);
     a->vlanPortSets()->mcastPortSetIs(20)->intfIs(et1);
-    show.action("%s%n-a-name-wider-than-its-column", "m", "u", 4094, "Ethernet10/11/12")
-        ->flowTypeIs(Ip::Nat::natFlowTypeUnicast);
-    show.action("q", "m", "mc", 1, "Vlan10")->flowTypeIs(Ip::Nat::natFlowTypeMulticast);
-    std::string const row = "p                  m                  a                  10.9.9.9     "
+    auto const u =
+        show.action("%s%n-a-name-wider-than-its-column", "m", "u", 4094, "Ethernet10/11/12");
+    u->flowTypeIs(Ip::Nat::natFlowTypeUnicast);
+    u->srcNatIs(a->dstNat());
+    show.tree->natFlow("%s%n-a-name-wider-than-its-column")
+        ->match("m")
+        ->flowIs({{{}, 16, 0}, {{}, 32, 0}});
+    auto const mc = show.action("q", "m", "mc", 1, "Vlan10");
+    mc->flowTypeIs(Ip::Nat::natFlowTypeMulticast);
+    mc->srcNatIs(a->dstNat());
+    mc->dstNatIs(a->dstNat());
+    show.tree->natFlow("q")->match("m")->flowIs({{{}, 33, 0}, {{}, 32, 0}});
+    std::string const row = "p                  m                  a                  -            "
                             "  239.2.2.2       5000  6000  AC ";
-    EXPECT_EQ(show.of(kCommand),
-              kHeader +
-                  "%s%n-a-name-wider-than-its-column m                  u                  -       "
-                  "       -               0     0     UC UC 0     0     4094 Et10/11/12 "
-                  "00:00:00:00:00:00\n" +
-                  row + "UC 1     2     10   Po5      00:00:00:00:00:01\n" + row +
-                  "UC 1     2     10            00:00:00:00:00:01\n" + row +
-                  "MC 0     0     20   Et1      00:00:00:00:00:00\n" +
-                  "q                  m                  mc                 -              -       "
-                  "        0     0     MC UC 0     0     1    Vl10     00:00:00:00:00:00\n");
-}
-
-TEST(Show, MasksEachTranslatedAddressByTheFlowsPrefixOfItsSide) {
-    Show show;
-    auto const a = show.action("p", "m", "a", 1);
-    a->srcNatIs(addressOf("200.1.2.3:7"));
-    a->dstNatIs(addressOf("100.1.2.3:7"));
-    struct {
-        std::uint32_t source, destination;
-        char const *text;
-    } const cases[] = {{0, 1, " -              -               7 "},
-                       {1, 33, " 128.0.0.0      100.1.2.3       7 "},
-                       {33, 31, " 200.1.2.3      100.1.2.2       7 "},
-                       {31, 0, " 200.1.2.2      -               7 "},
-                       {16, 8, " 200.1.0.0      100.0.0.0       7 "}};
-    for (auto const &[source, destination, text] : cases) {
-        show.tree->natFlow("p")->match("m")->flowIs({{{}, source, 0}, {{}, destination, 0}});
-        EXPECT_THAT(show.of(kCommand), HasSubstr(text));
-    }
+    EXPECT_EQ(
+        show.of(kCommand),
+        kHeader +
+            "%s%n-a-name-wider-than-its-column m                  u                  "
+            "239.2.0.0      -               6000  0     UC UC 0     0     4094 Et10/11/12 "
+            "00:00:00:00:00:00\n" +
+            row + "UC 1     2     10   Po5      00:00:00:00:00:01\n" + row +
+            "UC 1     2     10            00:00:00:00:00:01\n" + row +
+            "MC 0     0     20   Et1      00:00:00:00:00:00\n" +
+            "q                  m                  mc                 239.2.2.3      "
+            "239.2.2.3       6000  6000  MC UC 0     0     1    Vl10     00:00:00:00:00:00\n");
 }
 
 TEST(Show, SortsByNamesAndFiltersByTheExactPolicy) {
@@ -114,8 +102,6 @@ TEST(Show, SortsByNamesAndFiltersByTheExactPolicy) {
           {"please showNatFlowActionHw", ""}, // the second field is the policy,
           {"ab showNatFlowActionHw a", "W"},  // counted from the third character on
           {"showNatFlowActionHw\ta", "WXYZ"},
-          {"showNatFlowActionHw a\tb", ""},
-          {"showNatFlowActionHw B", ""},
           {"showNatFlowActionHw  ", "WXYZ"},
           {"showNatFlowAction", ""}}) {
         std::string text = show.of(command);
@@ -144,17 +130,12 @@ TEST(Show, TracesHowItReadsTheCommand) {
 
 TEST(CliSorter, IsOpenToOthersThanTheCommandToo) {
     NatFlowMcastCliSorter sorter, other;
-    for (char const *name : {"b", "a", "b"}) {
-        sorter.entryIdIs(name, sorter[name] != nullptr);
-    }
-    EXPECT_EQ(sorter.findOrNext("aa")->first, "b");
-    EXPECT_TRUE(sorter["b"]->value() && !sorter["a"]->value() && !sorter.isEq(other));
+    sorter.entryIdIs("b", false);
+    sorter.entryIdIs("b", sorter["a"] == nullptr);
+    EXPECT_TRUE(sorter.findOrNext("a")->second->value() && !sorter.isEq(other));
     sorter.entryIdDel("b");
-    sorter.entryIdDel(sorter.begin());
     EXPECT_TRUE(sorter.isEq(other));
-    std::ostringstream text;
-    text << sorter;
-    EXPECT_EQ(text.str(), "None");
+    EXPECT_EQ(sorter.stringValue(), "None");
     EXPECT_DEATH(NatFlowMcastCliSorter("text"), "\"No String constructor for NatFlowMcastCliSorter "
                                                 "- has collection\" == nullptr");
 }

@@ -144,7 +144,7 @@ TEST(Topology, TheRecirculationVlanIsTheFirstThatIsValidAtTheStartAndElseWhatCam
     }
 }
 
-TEST(Topology, SaysWhatAPortLacks) {
+TEST(Topology, SaysWhatAPortLacksAndRegistersByWhatWasAskedFor) {
     RunningSwitch sw;
     auto const topo = Mox::make<Bridging::Topology::TopoConfig>("T");
     auto const vps = Ip::Nat::natFlowVlanPortSetsFactory();
@@ -167,8 +167,8 @@ TEST(Topology, SaysWhatAPortLacks) {
     for (auto const &repair : repairs) {
         repair();
         EXPECT_FALSE(sw.sm().validVlan(10) && sw.sm().validPort(10, et1));
-        lacks +=
-            trace.messages.back().substr(std::string("UmoNatFlowMcastTopologySm/6 ").size()) + "|";
+        trace.messages.erase(trace.messages.begin(), trace.messages.end() - 1);
+        lacks += storyOf(trace.messages);
     }
     EXPECT_EQ(lacks, "Vlan status not found for vlan 10|No bridging topology for vlan 10|"
                      "Vlan not found in the l3 intf table|No ipIntfStatus found for the vlan|"
@@ -177,31 +177,35 @@ TEST(Topology, SaysWhatAPortLacks) {
                      "Intf Ethernet1 not found in vlan port status 10|"
                      "Intf Ethernet1 not found in the topology|"
                      "Intf Ethernet1 not in forwarding state|");
-    trace.messages.clear();
     sw.portState(10, et1, PortState::forwarding);
     EXPECT_FALSE(sw.sm().addSviPorts(10, macOf(kMac), vps.ptr(), true, w));
     EXPECT_EQ(storyOf(trace.messages),
               "McastTopology::addSviPorts, vlan: 10, mac: 00:00:00:00:00:01, unicast: true|"
-              "McastTopology::validVlan, vlan: 10|McastTopology::validPort, vlan: 10, intf: "
-              "Ethernet1|McastTopology::validSwitchIntf, vlan: 10, intf: Ethernet1|Switchport "
-              "mode: routed, native vlan: 10|Intf in routed mode|");
+              "McastTopology::validVlan, vlan: 10|"
+              "McastTopology::validPort, vlan: 10, intf: Ethernet1|"
+              "McastTopology::validSwitchIntf, vlan: 10, intf: Ethernet1|"
+              "Switchport mode: routed, native vlan: 10|Intf in routed mode|");
     sw.switchport("Ethernet1", SwitchportMode::access, 10);
     EXPECT_TRUE(sw.sm().addSviPorts(10, macOf(kMac), vps.ptr(), true, w));
-    EXPECT_THAT(storyOf(trace.messages),
-                EndsWith("native vlan: 10|Added intf Ethernet1 in port set of vlan 10|"));
+    EXPECT_THAT(storyOf(trace.messages), EndsWith("|Added intf Ethernet1 in port set of vlan 10|"));
+    EXPECT_TRUE(sw.sm().actionIntf().empty()); // by VLAN and MAC, never by port
+    sw.sm().delActionSm(w);
+    EXPECT_EQ(sw.sm().addPhysicalPort(et1, 0, w), 10);
+    EXPECT_TRUE(sw.sm().actionVlan().empty()); // by the port alone
+    trace.messages.clear();
     EXPECT_EQ(sw.sm().addPhysicalPort(et1, 20, w), 0);
+    EXPECT_EQ(
+        storyOf(trace.messages),
+        "McastTopology::addPhysicalPort, intf; Ethernet1, vlan: 20|"
+        "McastTopology::validSwitchIntf, vlan: 20, intf: Ethernet1|"
+        "Switchport mode: access, native vlan: 10|Native vlan different from configured vlan|");
     sw.switchport("Ethernet1", SwitchportMode::trunk, 4095);
-    EXPECT_EQ(sw.sm().addPhysicalPort(et1, 0, w), 0);
-    EXPECT_EQ(sw.sm().addPhysicalPort(et2, 0, w), 0);
-    EXPECT_EQ(storyOf(trace.messages),
-              "McastTopology::addPhysicalPort, intf; Ethernet1, vlan: 20|"
-              "McastTopology::validSwitchIntf, vlan: 20, intf: Ethernet1|Switchport mode: "
-              "access, native vlan: 10|Native vlan different from configured vlan|"
-              "McastTopology::addPhysicalPort, intf; Ethernet1, vlan: 0|"
-              "McastTopology::validSwitchIntf, vlan: 0, intf: Ethernet1|Switchport mode: trunk, "
-              "native vlan: 4095|Invalid vlan|McastTopology::addPhysicalPort, intf; Ethernet2, "
-              "vlan: 0|McastTopology::validSwitchIntf, vlan: 0, intf: Ethernet2|Intf Ethernet2 "
-              "not found in switchIntfConfig|");
+    for (IntfId const intf : {et1, et2}) {
+        EXPECT_EQ(sw.sm().validSwitchIntf(0, intf, false), 0);
+    }
+    EXPECT_THAT(storyOf(trace.messages),
+                EndsWith("native vlan: 4095|Invalid vlan|McastTopology::validSwitchIntf, vlan: 0, "
+                         "intf: Ethernet2|Intf Ethernet2 not found in switchIntfConfig|"));
     EXPECT_DEATH(sw.sm().addSviPorts(10, {}, vps.ptr(), true, w),
                  "Assertion failed: mac != Nexo::EthAddr::ethAddrZero\\(\\)");
     // Not asked before whether the VLAN is valid.
