@@ -1,141 +1,201 @@
 #include "UmoNat/NatFlowMcastCliSorter.h"
 #include "UmoNat/UmoNatFlowMcastSmCli.h"
-#include "tests/support/NatSwitch.h"
+#include "tests/support/TraceRecorder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <cstdio>
+#include <sstream>
 
-using namespace TestSupport;
+using testing::ElementsAre;
 
 namespace {
 
-constexpr char kCommand[] = "showNatFlowActionHw";
-std::string const kHeader = std::string(149, '-') +
-                            "\nPolicy             Match              Action             Source   "
-                            "      Destination     SPort DPort FT PT PSet1 PSet2 Vlan Intf     Mac "
-                            "             \n" +
-                            std::string(149, '-') + "\n";
+constexpr char kLine[] =
+    "------------------------------------------------------------------------"
+    "-----------------------------------------------------------------------------\n";
+constexpr char kHeader[] =
+    "Policy             Match              Action             Source         Destination     SPort "
+    "DPort FT PT PSet1 PSet2 Vlan Intf     Mac              \n";
 
 /// A status tree, and what the command prints of it.
 struct Show {
     Mox::Ptr<Ip::Nat::HwNatFlowStatus> tree = Mox::make<Ip::Nat::HwNatFlowStatus>();
 
-    /// An action with a port set on `vlan`, if that is not 0.
-    [[nodiscard]] Mox::Ptr<Ip::Nat::HwNatFlowActionStatus>
-    action(char const *policy, char const *match, char const *name, std::uint16_t vlan,
-           char const *intf = "Ethernet1") const {
-        auto const hwAction = tree->natFlowIs(policy)->matchIs(match)->actionIs(name);
+    Mox::Ptr<Ip::Nat::HwNatFlowActionStatus> action(char const *policy, char const *match,
+                                                    char const *name) const {
+        auto hwAction = tree->natFlowIs(policy)->matchIs(match)->actionIs(name);
         hwAction->vlanPortSetsIs(Ip::Nat::natFlowVlanPortSetsFactory());
-        if (vlan != 0) {
-            hwAction->vlanPortSets()->ucastPortSetIs(vlan)->intfIs(IntfId(intf));
-        }
         return hwAction;
     }
+    /// Adds a port set with one interface, by which a row is known.
+    static void port(Mox::Ptr<Ip::Nat::NatFlowPortSet> const &portSet, char const *intf) {
+        portSet->intfIs(Nexo::IntfId(intf));
+        portSet->dmacIs(Nexo::EthAddr::parse("00:00:00:00:00:0a"));
+    }
     [[nodiscard]] std::string of(char const *command) const {
+        auto const callback = umoNatFlowMcastSmCliCallbackFactory("showNatFlowActionHw", "", tree);
         std::FILE *file = std::tmpfile();
-        umoNatFlowMcastSmCliCallbackFactory(kCommand, "", tree)
-            ->handleCommand(static_cast<std::uint32_t>(fileno(file)), command);
-        std::string text(10000, '\0');
+        callback->handleCommand(static_cast<std::uint32_t>(fileno(file)), command);
+        std::string text;
         std::rewind(file);
-        text.resize(std::fread(text.data(), 1, text.size(), file));
+        for (int c = std::fgetc(file); c != EOF; c = std::fgetc(file)) {
+            text += static_cast<char>(c);
+        }
         std::fclose(file);
         return text;
+    }
+    /// The rows alone, each cut after its first `width` characters.
+    [[nodiscard]] std::vector<std::string> rows(char const *command, std::size_t from,
+                                                std::size_t width) const {
+        std::istringstream lines(of(command));
+        std::vector<std::string> found;
+        for (std::string line; std::getline(lines, line);) {
+            if (line[0] != '-' && line.substr(0, 7) != "Policy ") {
+                std::string cell = line.substr(from, width);
+                found.push_back(cell.substr(0, cell.find_last_not_of(' ') + 1));
+            }
+        }
+        return found;
     }
 };
 
 } // namespace
 
-TEST(Show, PrintsRowsToTheByteWithAddressesCutToTheFlowsPrefixes) {
+TEST(Show, PrintsHeaderAndRowsToTheByte) {
     Show show;
-    auto const a = show.action("p", "m", "a", 10, "Port-Channel5");
-    a->srcNatIs(addressOf("10.9.9.9:5000"));
-    a->dstNatIs(addressOf("239.2.2.3:6000"));
+    auto const a = show.action("p", "m", "a");
+    a->srcNatIs(Nexo::IpAndPort::parse("10.9.9.9:5000"));
+    a->dstNatIs(Nexo::IpAndPort::parse("239.2.2.2:6000"));
     a->flowTypeIs(Ip::Nat::natFlowTypeNone);
-    show.tree->natFlow("p")->match("m")->flowIs({{{}, 1, 0}, {{}, 31, 0}});
-    auto const ucast = a->vlanPortSets()->ucastPortSet(10);
-    ucast->intfIs(IntfId());
-    ucast->dmacIs(macOf(kMac));
+    show.tree->natFlow("p")->match("m")->flowIs({{{}, 32, 0}, {{}, 33, 0}});
+    auto const ucast = a->vlanPortSets()->ucastPortSetIs(10);
+    Show::port(ucast, "Port-Channel5");
+    Show::port(ucast, "");
     ucast->portSetIdIs(1);
     ucast->portSetId2Is(2);
-    a->vlanPortSets()->mcastPortSetIs(20)->intfIs(et1);
-    auto const u =
-        show.action("%s%n-a-name-wider-than-its-column", "m", "u", 4094, "Ethernet10/11/12");
-    u->flowTypeIs(Ip::Nat::natFlowTypeUnicast);
-    u->srcNatIs(a->dstNat());
-    show.tree->natFlow("%s%n-a-name-wider-than-its-column")
-        ->match("m")
-        ->flowIs({{{}, 16, 0}, {{}, 32, 0}});
-    auto const mc = show.action("q", "m", "mc", 1, "Vlan10");
-    mc->flowTypeIs(Ip::Nat::natFlowTypeMulticast);
-    mc->srcNatIs(a->dstNat());
-    mc->dstNatIs(a->dstNat());
-    show.tree->natFlow("q")->match("m")->flowIs({{{}, 33, 0}, {{}, 32, 0}});
-    std::string const row = "p                  m                  a                  -            "
-                            "  239.2.2.2       5000  6000  AC ";
+    Show::port(a->vlanPortSets()->mcastPortSetIs(20), "Ethernet1");
+    auto const unicast = show.action("%s%n-a-name-wider-than-its-column", "m", "u");
+    unicast->flowTypeIs(Ip::Nat::natFlowTypeUnicast);
+    Show::port(unicast->vlanPortSets()->ucastPortSetIs(4094), "Ethernet10/11/12");
+    auto const multicast = show.action("q", "m", "mc");
+    multicast->flowTypeIs(Ip::Nat::natFlowTypeMulticast);
+    Show::port(multicast->vlanPortSets()->mcastPortSetIs(1), "Vlan10");
     EXPECT_EQ(
-        show.of(kCommand),
-        kHeader +
-            "%s%n-a-name-wider-than-its-column m                  u                  "
-            "239.2.0.0      -               6000  0     UC UC 0     0     4094 Et10/11/12 "
-            "00:00:00:00:00:00\n" +
-            row + "UC 1     2     10   Po5      00:00:00:00:00:01\n" + row +
-            "UC 1     2     10            00:00:00:00:00:01\n" + row +
-            "MC 0     0     20   Et1      00:00:00:00:00:00\n" +
-            "q                  m                  mc                 239.2.2.3      "
-            "239.2.2.3       6000  6000  MC UC 0     0     1    Vl10     00:00:00:00:00:00\n");
+        show.of("showNatFlowActionHw"),
+        std::string(kLine) + kHeader + kLine +
+            "%s%n-a-name-wider-than-its-column m                  u                  -             "
+            " -               0     0     UC UC 0     0     4094 Et10/11/12 00:00:00:00:00:0a\n"
+            "p                  m                  a                  10.9.9.9       "
+            "239.2.2.2       5000  6000  AC UC 1     2     10   Po5      00:00:00:00:00:0a\n"
+            "p                  m                  a                  10.9.9.9       "
+            "239.2.2.2       5000  6000  AC UC 1     2     10            00:00:00:00:00:0a\n"
+            "p                  m                  a                  10.9.9.9       "
+            "239.2.2.2       5000  6000  AC MC 0     0     20   Et1      00:00:00:00:00:0a\n"
+            "q                  m                  mc                 -              -             "
+            "  "
+            "0     0     MC MC 0     0     1    Vl10     00:00:00:00:00:0a\n");
 }
 
-TEST(Show, SortsByNamesAndFiltersByTheExactPolicy) {
+TEST(Show, MasksEachTranslatedAddressByTheFlowsPrefixOfItsSide) {
     Show show;
-    EXPECT_EQ(show.of(kCommand), "");
-    auto const z = show.action("b", "m", "Z", 0);
-    EXPECT_EQ(show.of(kCommand), kHeader); // for port sets alone
-    z->vlanPortSetsIs(nullptr);
-    EXPECT_EQ(show.of(kCommand), "");
-    for (auto const &[policy, match, name] :
-         {std::tuple{"b", "m", "Z"}, {"b", "m", "Y"}, {"b", "k", "X"}, {"a", "m", "W"}}) {
-        (void)show.action(policy, match, name, 1);
+    auto const a = show.action("p", "m", "a");
+    a->srcNatIs(Nexo::IpAndPort::parse("200.1.2.3:7"));
+    a->dstNatIs(Nexo::IpAndPort::parse("200.1.2.3:7"));
+    Show::port(a->vlanPortSets()->ucastPortSetIs(10), "Ethernet1");
+    for (auto const &[length, text] : {std::pair<std::uint32_t, char const *>{0, "-"},
+                                       {1, "128.0.0.0"},
+                                       {16, "200.1.0.0"},
+                                       {31, "200.1.2.2"},
+                                       {32, "200.1.2.3"},
+                                       {33, "200.1.2.3"}}) {
+        show.tree->natFlow("p")->match("m")->flowIs({{{}, length, 0}, {{}, 8, 0}});
+        EXPECT_THAT(show.rows("showNatFlowActionHw", 57, 14), ElementsAre(text)) << length;
+        EXPECT_THAT(show.rows("showNatFlowActionHw", 72, 15), ElementsAre("200.0.0.0"));
+        show.tree->natFlow("p")->match("m")->flowIs({{{}, 8, 0}, {{}, length, 0}});
+        EXPECT_THAT(show.rows("showNatFlowActionHw", 72, 15), ElementsAre(text)) << length;
     }
-    for (auto const &[command, actions] :
-         {std::pair{"showNatFlowActionHw", "WXYZ"},
-          {"showNatFlowActionHw b", "XYZ"},
-          {"showNatFlowActionHw   a  b", "W"},
-          {"please showNatFlowActionHw", ""}, // the second field is the policy,
-          {"ab showNatFlowActionHw a", "W"},  // counted from the third character on
-          {"showNatFlowActionHw\ta", "WXYZ"},
-          {"showNatFlowActionHw  ", "WXYZ"},
-          {"showNatFlowAction", ""}}) {
-        std::string text = show.of(command);
-        std::erase_if(text, [](char c) { return c < 'W' || c > 'Z'; }); // no column has these
-        EXPECT_EQ(text, actions) << command;
-    }
+}
+
+TEST(Show, PrintsTheHeaderForPortSetsAloneAndNothingForNone) {
+    Show show;
+    auto const a = show.action("p", "m", "a");
+    EXPECT_EQ(show.of("showNatFlowActionHw"), std::string(kLine) + kHeader + kLine);
+    a->vlanPortSetsIs(nullptr);
+    EXPECT_EQ(show.of("showNatFlowActionHw"), "");
+    show.tree = nullptr;
+    EXPECT_EQ(show.of("showNatFlowActionHw"), "");
 }
 
 TEST(Show, TracesHowItReadsTheCommand) {
     Show show;
-    TraceRecorder traces("UmoNatFlowMcastSmCli/8");
+    show.tree->natFlowIs("p");
+    TestSupport::TraceRecorder const traces("UmoNatFlowMcastSmCli/8");
     EXPECT_EQ(show.of("showNatFlowActionHw p"), "");
     show.tree = nullptr;
     EXPECT_EQ(show.of("x"), "");
-    EXPECT_EQ(storyOf(traces.messages),
-              "UmoNatFlowMcastSmCliCallback::handleCommand, cmd: showNatFlowActionHw p|"
-              "Command: showNatFlowActionHw p, start: 1, end: 19, field: owNatFlowActionHw|"
-              "Command: showNatFlowActionHw p, start: 19, end: 21, field: p|"
-              "UmoNatFlowMcastSmCliCallback::showMcastNatFlowActionHw p|"
-              "UmoNatFlowMcastSmCliCallback::handleCommand, cmd: x|Callback not initialized yet|");
-    std::uint32_t position = 100;
+    std::string const line = "UmoNatFlowMcastSmCli/8 ";
+    EXPECT_THAT(
+        traces.messages,
+        ElementsAre(
+            line + "UmoNatFlowMcastSmCliCallback::handleCommand, cmd: showNatFlowActionHw p",
+            line + "Command: showNatFlowActionHw p, start: 1, end: 19, field: owNatFlowActionHw",
+            line + "Command: showNatFlowActionHw p, start: 19, end: 21, field: p",
+            line + "UmoNatFlowMcastSmCliCallback::showMcastNatFlowActionHw, policy: p",
+            line + "UmoNatFlowMcastSmCliCallback::handleCommand, cmd: x",
+            line + "Callback not initialized yet"));
     auto const callback = umoNatFlowMcastSmCliCallbackFactory("name", "help", nullptr);
-    EXPECT_EQ(callback->nextFieldS("short", position), "");
     EXPECT_EQ(callback->nameString() + " " + callback->help(), "name help");
+    std::uint32_t position = 100;
+    EXPECT_EQ(callback->nextFieldS("short", position), "");
 }
 
-TEST(CliSorter, IsOpenToOthersThanTheCommandToo) {
-    NatFlowMcastCliSorter sorter, other;
-    sorter.entryIdIs("b", false);
-    sorter.entryIdIs("b", sorter["a"] == nullptr);
-    EXPECT_TRUE(sorter.findOrNext("a")->second->value() && !sorter.isEq(other));
-    sorter.entryIdDel("b");
+TEST(Show, SortsByNamesAndFiltersByTheExactPolicy) {
+    Show show;
+    for (auto const &[policy, match, name] :
+         {std::tuple{"b", "m", "z"}, {"b", "m", "y"}, {"b", "k", "x"}, {"a", "m", "w"}}) {
+        Show::port(show.action(policy, match, name)->vlanPortSets()->ucastPortSetIs(1),
+                   "Ethernet1");
+    }
+    for (auto const &[command, actions] :
+         {std::pair<char const *, std::vector<std::string>>{"showNatFlowActionHw",
+                                                            {"w", "x", "y", "z"}},
+          {"showNatFlowActionHw b", {"x", "y", "z"}},
+          {"showNatFlowActionHw   a  b", {"w"}},
+          {"please showNatFlowActionHw", {}},  // the second field is the policy,
+          {"ab showNatFlowActionHw a", {"w"}}, // counted from the third character on
+          {"showNatFlowActionHw\ta", {"w", "x", "y", "z"}},
+          {"showNatFlowActionHw a\tb", {}},
+          {"showNatFlowActionHw B", {}},
+          {"showNatFlowActionHw  ", {"w", "x", "y", "z"}},
+          {"showNatFlowAction", {}},
+          {"", {}}}) {
+        EXPECT_EQ(show.rows(command, 38, 18), actions) << command;
+    }
+}
+
+TEST(CliSorter, KeepsNamesOnceAndInOrder) {
+    NatFlowMcastCliSorter sorter;
+    for (char const *name : {"b", "a", "ab", "b"}) {
+        sorter.entryIdIs(name, sorter[name] != nullptr);
+    }
+    std::string names;
+    for (auto const &[name, entry] : sorter) {
+        names += name + (entry->value() ? "+ " : " ");
+    }
+    EXPECT_EQ(names, "a ab b+ ");
+    EXPECT_EQ(sorter.findOrNext("aa")->first, "ab");
+    NatFlowMcastCliSorter other;
+    EXPECT_FALSE(sorter.isEq(other));
+    sorter.entryIdDel("ab");
+    sorter.entryIdDel(sorter.begin());
+    EXPECT_EQ(sorter.findOrNext("")->first, "b");
+    sorter.entryIdDelAll();
     EXPECT_TRUE(sorter.isEq(other));
-    EXPECT_EQ(sorter.stringValue(), "None");
+    std::ostringstream text;
+    text << sorter;
+    EXPECT_EQ(text.str(), "None");
     EXPECT_DEATH(NatFlowMcastCliSorter("text"), "\"No String constructor for NatFlowMcastCliSorter "
                                                 "- has collection\" == nullptr");
 }
