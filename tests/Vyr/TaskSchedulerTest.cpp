@@ -2,122 +2,83 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
-#include <random>
-#include <vector>
+#include <map>
 
 using namespace Vyr;
+using namespace std::chrono_literals;
 
 namespace {
 
-using Mox::Seconds;
-using namespace std::chrono_literals;
-
-/// A timer task and the work of its runs.
-struct Job {
-    using Work = std::function<void(TimerTask &)>;
-    Job(Mox::Ptr<TaskScheduler> const &scheduler, Work run)
-        : task(Mox::make<TimerTask>(scheduler, 4U, "job")), work(std::move(run)) {
-        task->notifier().subscriberAdd(subscriber);
+/// Timer tasks a, b, c...; whose run it is is written to `runs`.
+struct TaskSchedulerTest : testing::Test {
+    struct Job {
+        static void call(void *self, Pelo::Change const & /*change*/) {
+            std::function<void()>(static_cast<Job *>(self)->work)(); // it may destroy the job
+        }
+        std::function<void()> work;
+        Mox::Ptr<TimerTask> task;
+        Pelo::Subscriber subscriber{&call, this};
+    };
+    TimerTask &add(char name, std::function<void()> const &work) {
+        auto const task = Mox::make<TimerTask>(scheduler, 4U, "job");
+        auto const noted = [this, name, work] {
+            runs += name;
+            work();
+        };
+        task->notifier().subscriberAdd(
+            jobs.try_emplace(name, noted, task).first->second.subscriber);
         task->hasNotificationActiveIs(true);
+        task->scheduleTaskDelay(2s);
+        return *task;
     }
-    static void call(void *self, Pelo::Change const &) {
-        Job const &job = *static_cast<Job *>(self);
-        Work(job.work)(*job.task); // it may destroy the job
-    }
-    Mox::Ptr<TimerTask> task;
-    Work work;
-    Pelo::Subscriber subscriber{&call, this};
-};
-
-class TaskSchedulerTest : public testing::Test {
-  protected:
     Mox::Ptr<VirtualClock> clock = Mox::make<VirtualClock>();
     Mox::Ptr<TaskScheduler> scheduler = Mox::make<TaskScheduler>(clock);
+    std::map<char, Job> jobs;
+    std::string runs;
 };
 
 TEST_F(TaskSchedulerTest, RunKnowsItselfAndYieldsWhenItsTimeSliceIsUsedUp) {
-    scheduler->timeSliceIs(Seconds(0.25));
-    Job const job(scheduler, [&](TimerTask &task) {
-        EXPECT_TRUE(task.taskCurrentlyRunning() && !task.taskScheduled());
-        task.scheduleTask();
-        Time const start = clock->now();
-        clock->advanceTo(start + 250ms - 1ns);
-        EXPECT_FALSE(task.taskShouldYield());
-        clock->advanceTo(start + 250ms);
-        EXPECT_TRUE(task.taskShouldYield());
+    scheduler->timeSliceIs(Mox::Seconds(0.25));
+    TimerTask &task = add('a', [this] {
+        TimerTask const &running = *jobs.at('a').task;
+        EXPECT_TRUE(running.taskCurrentlyRunning() && !running.taskScheduled());
+        clock->advanceTo(2250ms - 1ns);
+        EXPECT_FALSE(running.taskShouldYield());
+        clock->advanceTo(2250ms);
+        EXPECT_TRUE(running.taskShouldYield());
     });
-    job.task->scheduleTask();
-    for (unsigned run = 1; run <= 2; ++run) {
-        EXPECT_EQ(scheduler->runDueTasks(), 1U);
-        EXPECT_FALSE(job.task->taskCurrentlyRunning() || job.task->taskShouldYield());
-        EXPECT_TRUE(job.task->taskScheduled() && job.task->taskRunCount() == run);
-    }
-    job.task->hasNotificationActiveIs(false);
+    EXPECT_EQ(scheduler->runUntil(*clock, 2s), 1U);
+    EXPECT_FALSE(task.taskCurrentlyRunning() || task.taskShouldYield() || task.taskScheduled());
+    task.hasNotificationActiveIs(false);
+    task.scheduleTask();
     scheduler->runDueTasks();
-    EXPECT_TRUE(!job.task->taskScheduled() && job.task->taskRunCount() == 2);
+    EXPECT_TRUE(!task.taskScheduled() && task.taskRunCount() == 1);
 }
 
-TEST_F(TaskSchedulerTest, FractionalDelaysAddUpExactly) {
-    Job const job(scheduler, [](TimerTask &task) { task.scheduleTaskDelay(Seconds(0.1)); });
-    job.task->scheduleTaskDelay(Seconds(0.1));
-    EXPECT_EQ(scheduler->runUntil(*clock, 1s), 10U);
-    EXPECT_EQ(scheduler->nextDue(), Time(1100ms));
-    EXPECT_EQ(timeOf(Seconds(0.000065)), Time(65us)); // no double reaches it: round, don't cut
-    EXPECT_EQ(timeOf(Seconds(-HUGE_VAL)) + timeOf(Seconds(std::nan(""))), Time(0));
-    EXPECT_EQ(timeOf(Seconds(1e12)), Time(24h * 365 * 100));
-}
-
-TEST_F(TaskSchedulerTest, FollowsItsModelWhileLateRunsScheduleStopAndDestroyEachOther) {
-    std::mt19937 random(7);
-    auto const below = [&](unsigned limit) { return static_cast<unsigned>(random() % limit); };
-    std::vector<std::unique_ptr<Job>> jobs(6);
-    std::map<std::pair<Time, unsigned>, std::size_t> model; // due, number -> job
-    unsigned number = 0, before = 0, modelRuns = 0, changesLeft = 20'000;
-    auto const next = [&] { // what a run schedules waits for the next call
-        return std::find_if(model.begin(), model.end(), [&](auto const &entry) {
-            return entry.first.first <= clock->now() && entry.first.second <= before;
-        });
-    };
-    std::function<void()> change;
-    auto const run = [&](std::size_t i) {
-        ASSERT_TRUE(next() != model.end() && next()->second == i);
-        model.erase(next());
-        ++modelRuns;
-        for (unsigned n = below(4); n > 0 && changesLeft > 0; --n, --changesLeft) {
-            change();
-        }
-        clock->advanceTo(clock->now() + below(2) * 250ms);
-    };
-    change = [&] {
-        std::size_t const i = below(6);
-        unsigned const what = below(10);
-        std::erase_if(model, [i](auto const &entry) { return entry.second == i; });
-        if (what == 0 && jobs[i]) {
-            jobs[i]->task->stopTimerTask();
-        } else if (what <= 1 || !jobs[i]) {
-            jobs[i] = std::make_unique<Job>(scheduler, [run, i](TimerTask &) { run(i); });
-        } else {
-            Time const delay = below(4) * 500ms;
-            jobs[i]->task->scheduleTaskDelay(delay);
-            model[{clock->now() + delay, ++number}] = i;
-        }
-    };
-    for (std::size_t runs = 0; changesLeft > 0 && !HasFatalFailure();) {
-        --changesLeft;
-        change();
-        clock->advanceTo(clock->now() + below(5) * 250ms);
-        before = number;
-        runs += scheduler->runDueTasks();
-        ASSERT_EQ(runs, modelRuns);
-        ASSERT_EQ(next(), model.end());
-        ASSERT_EQ(scheduler->nextDue().value_or(-1s),
-                  model.empty() ? -1s : model.begin()->first.first);
+TEST_F(TaskSchedulerTest, LateRunsGoByDueTimeThenTurnUnlessOneBeforeStopsOrDestroysThem) {
+    for (char const name : {'a', 'c', 'd', 'e', 'f'}) {
+        add(name, [] {});
     }
-    EXPECT_GT(modelRuns, 5000U);
-    jobs.clear();
+    add('b', [&] {
+        jobs.at('a').task->scheduleTask(); // waits for the next call
+        jobs.at('c').task->stopTimerTask();
+        jobs.erase('d');
+        jobs.erase('b');
+    }).scheduleTaskDelay(1s);
+    jobs.at('e').task->scheduleTaskDelay(2s); // its turn is the last now
+    EXPECT_EQ(scheduler->nextDue(), Time(1s));
+    clock->advanceTo(3s);
+    EXPECT_EQ(scheduler->runDueTasks(), 3U);
+    EXPECT_EQ(scheduler->runDueTasks(), 1U);
+    EXPECT_EQ(runs, "bfea");
     EXPECT_EQ(scheduler->nextDue(), std::nullopt);
+}
+
+TEST(TimeOf, RoundsAndBoundsWhatADoubleCanSay) {
+    EXPECT_EQ(timeOf(Mox::Seconds(0.000065)), Time(65us)); // no double reaches it
+    EXPECT_EQ(timeOf(Mox::Seconds(-HUGE_VAL)) + timeOf(Mox::Seconds(std::nan(""))), Time(0));
+    EXPECT_EQ(timeOf(Mox::Seconds(1e12)), Time(24h * 365 * 100));
 }
 
 } // namespace
