@@ -29,7 +29,14 @@ struct Machine : Reactor {
         Reactor::hasNotificationActiveIs(true); // too late: it hears nothing any more
         step("ends; ");
     }
-    void childrenDelAll() override { step("children go; "); }
+    void hasNotificationActiveIs(bool active) override {
+        Reactor::hasNotificationActiveIs(active);
+        child ? child->hasNotificationActiveIs(active) : void();
+    }
+    void childrenDelAll() override {
+        step("children go; ");
+        child = nullptr;
+    }
     void step(std::string const &what) {
         { Ptr<Machine> const self(this); } // must not be the end of it
         log += what;
@@ -43,6 +50,7 @@ struct Machine : Reactor {
     Ptr<Input> input;
     std::string &log;
     bool startFails;
+    Ptr<Machine> child;
     std::function<void()> atVersion = [] {};
     Subscription subscription{*this, &Machine::dispatch};
 };
@@ -60,9 +68,11 @@ TEST(Reactor, FollowsOneInputAndEndsInOrderAlsoInItsOwnReactionOrAfterAFailedSta
     machine->subscription.follow(make<Input>("a")); // what is followed may go first
     input->versionIs(102);
     machine->subscription.follow(input);
+    machine->child = reactorIs<Machine>(input, log);
     machine->atVersion = [&] { machine = nullptr; };
-    input->versionIs(103);
-    EXPECT_EQ(log, "up; hears; ends; children go; gone; ");
+    input->versionIs(200);
+    EXPECT_EQ(log, "up; up; hears; hears; ends; hears; children go; " // hears the end, no more
+                   "ends; children go; gone; gone; ");
     EXPECT_EQ(input->references(), 1U);
 }
 

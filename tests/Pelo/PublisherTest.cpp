@@ -61,27 +61,33 @@ TEST_F(PublisherTest, CallsActiveSubscribersInOrderOfSubscriptionWhoeverLeftBefo
     EXPECT_DEATH(publish(), "group table is gone");
 }
 
-TEST_F(PublisherTest, TakesSubscribersThatGoAndComeInAPublicationWithinAnother) {
-    std::pair<std::function<void()>, std::string> const cases[] = {
-        // What b does, once, in a's publication among a, b, c, d; who is called in both of them
-        // and, behind the bar, in the next one.
-        {[&] { listeners.erase('b'); }, "aabcdcd|acd"},
-        {[&] { at('c').activeIs(false); }, "aabdbd|abd"},
-        {[&] { add("cefghijklmnop"); }, "aabdbd|abdcefghijklmnop"},
-        {[&] { publisher.reset(); }, "aab|"},
-        {[&] { publisher.reset(), listeners.clear(); }, "aab|"},
+TEST_F(PublisherTest, TakesSubscribersThatGoAndComeInAPublicationAndInOneWithinAnother) {
+    struct {
+        std::function<void()> act; // of b, once, among a, b, c, d
+        // Who is called in the same publication, behind a in one around it, and in the next one.
+        std::string now, outer, next;
+    } const cases[] = {
+        {[&] { listeners.erase('b'); }, "abcd", "cd", "acd"},
+        {[&] { at('b').detach(), at('a').detach(); }, "abcd", "cd", "cd"},
+        {[&] { at('c').activeIs(false); }, "abd", "bd", "abd"},
+        {[&] { add("cefghijklmnop"); }, "abd", "bd", "abdcefghijklmnop"},
+        {[&] { publisher.reset(); }, "ab", "", ""},
+        {[&] { publisher.reset(), listeners.clear(); }, "ab", "", ""},
     };
-    for (auto const &[act, expected] : cases) {
+    for (std::size_t i = 0; i < 2 * std::size(cases); ++i) {
+        auto const &[act, now, outer, next] = cases[i / 2];
+        SCOPED_TRACE(i);
         listeners.clear();
         publisher = std::make_unique<Publisher>();
         add("abcd");
-        listeners.at('a').once = [this] { publish(); };
+        bool const within = i % 2 == 1;
+        listeners.at('a').once = [&] { within ? publish() : void(); };
         listeners.at('b').once = act;
         calls.clear();
         publish();
         calls += '|';
         publisher ? publish() : void();
-        EXPECT_EQ(calls, expected);
+        EXPECT_EQ(calls, (within ? "a" + now + outer : now) + "|" + next);
         EXPECT_TRUE(publisher || listeners.empty() || !at('a').attached());
     }
 }
