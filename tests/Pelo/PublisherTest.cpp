@@ -68,7 +68,7 @@ TEST_F(PublisherTest, TakesSubscribersThatGoAndComeInAPublicationAndInOneWithinA
         std::string now, outer, next;
     } const cases[] = {
         {[&] { listeners.erase('b'); }, "abcd", "cd", "acd"},
-        {[&] { at('b').detach(), at('a').detach(); }, "abcd", "cd", "cd"},
+        {[&] { at('b').detach(), at('a').detach(), add("e"); }, "abcd", "cd", "cde"},
         {[&] { at('c').activeIs(false); }, "abd", "bd", "abd"},
         {[&] { add("cefghijklmnop"); }, "abd", "bd", "abdcefghijklmnop"},
         {[&] { publisher.reset(); }, "ab", "", ""},
