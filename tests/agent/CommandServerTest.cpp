@@ -13,6 +13,9 @@ using testing::ThrowsMessage;
 
 namespace {
 
+/// More than the system keeps for a client who does not read.
+std::string const kMuch(std::size_t{1} << 20U, 'x');
+
 /// A server that answers each line with itself in brackets, but `much` with much; and clients
 /// that never wait.
 struct CommandServerTest : testing::Test {
@@ -20,8 +23,8 @@ struct CommandServerTest : testing::Test {
     ~CommandServerTest() override { std::filesystem::remove_all(folder); }
 
     void serve(std::chrono::milliseconds patience = CommandServer::kPatience) {
-        auto const answer = [this](std::uint32_t socket, std::string const &line) {
-            writeAll(static_cast<int>(socket), line == "much" ? much : "[" + line + "]");
+        auto const answer = [](std::uint32_t socket, std::string const &line) {
+            writeAll(static_cast<int>(socket), line == "much" ? kMuch : "[" + line + "]");
         };
         server = std::make_unique<CommandServer>(loop, path, answer, patience);
     }
@@ -53,8 +56,6 @@ struct CommandServerTest : testing::Test {
         return received(asking);
     }
 
-    /// More than the system keeps for a client who does not read.
-    std::string const much = std::string(std::size_t{1} << 20U, 'x');
     std::filesystem::path folder =
         std::filesystem::temp_directory_path() / ("umo-server-" + std::to_string(getpid()));
     std::string path = folder / "socket";
@@ -68,9 +69,12 @@ TEST_F(CommandServerTest, AnswersOneLineOfBoundedLengthAndCloses) {
     serve();
     EXPECT_EQ(answer("a b \n"), "[a b ]~");
     EXPECT_EQ(answer("a\r\n\nignored\n"), "[a]~");
+    EXPECT_EQ(answer("\n"), "[]~");
     std::string const longest(4096, 'x');
     EXPECT_EQ(answer(longest + "\r\n"), "[" + longest + "]~");
     EXPECT_EQ(answer(longest + "y\n"), "% a line of more than 4096 bytes\n~");
+    EXPECT_EQ(answer(longest + "yy"), "% a line of more than 4096 bytes\n~");
+
     Descriptor const halves = client("first ");
     turn();
     Descriptor const cutOff = client("apply /half/of/a/na");
@@ -118,7 +122,7 @@ TEST_F(CommandServerTest, LosesPatienceWithWhoSendsNoLineOrTakesNoAnswer) {
     loop.runUntil(loop.now() + std::chrono::milliseconds(60));
     std::string const part = received(slow);
     EXPECT_GT(part.size(), 1U);
-    EXPECT_LT(part.size(), much.size());
+    EXPECT_LT(part.size(), kMuch.size());
     EXPECT_EQ(part.back(), '!') << "it cannot take the part for the whole";
 }
 
@@ -142,6 +146,7 @@ TEST_F(CommandServerTest, SocketIsItsOwnersAndReplacesOnlyWhatNobodyAnswers) {
     std::ofstream(path) << "a file";
     EXPECT_THAT([&] { ListeningSocket{path}; },
                 ThrowsMessage<SocketError>(HasSubstr("there is another file of that name")));
+    EXPECT_TRUE(std::filesystem::exists(path));
     EXPECT_THAT([&] { ListeningSocket{std::string(108, 'x')}; },
                 ThrowsMessage<SocketError>(HasSubstr("a path of 1 to 107 bytes")));
     EXPECT_THAT([&] { ListeningSocket{folder / "none/socket"}; },

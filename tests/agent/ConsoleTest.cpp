@@ -7,7 +7,6 @@
 #include <fstream>
 
 using namespace UmoAgent;
-using testing::AllOf;
 using testing::HasSubstr;
 using testing::StartsWith;
 
@@ -67,9 +66,9 @@ TEST_F(ConsoleTest, ShowsWhatTheSwitchHoldsAndDid) {
                            "destination translations       0         -\n"
                            "chip: 1 of 2 groups in use, 0 refusals, 0 contract errors\n"
                            "  group 1 of policy p, match m\n"));
-    EXPECT_THAT(answer("showCounters"),
-                AllOf(HasSubstr("\n  UmoNatFlowActionSm::handleInitialized  "),
-                      testing::ContainsRegex("\n  createNatFlowGroup +1\n")));
+    EXPECT_THAT(answer("showCounters"), HasSubstr("\n  createNatFlowGroup                          "
+                                                  "                   1\n"));
+    EXPECT_THAT(answer("showCounters"), HasSubstr("\n  UmoNatFlowActionSm::handleInitialized  "));
     EXPECT_THAT(answer("showSkimtrace 1"), HasSubstr(" UmoNatFlow"));
     EXPECT_THAT(answer("showLogEvents"),
                 HasSubstr("NAT_HW_RESOURCE_FULL, severity 3\n  message: "));
@@ -80,7 +79,9 @@ TEST_F(ConsoleTest, AppliesAllEventsOfAFileOrNone) {
                 HasSubstr("% apply: " + file + ":1:58: found \"p\", expected a policy that is"));
     EXPECT_THAT(apply("vlans: {20: []}"),
                 HasSubstr(":1:1: found \"vlans\", expected one of events"));
+    EXPECT_THAT(apply("events: [{set: {vlans: {10: [Et2]}}}]"), HasSubstr("unknown interface"));
     EXPECT_THAT(answer("showNatFlowGroup"), HasSubstr("programmed"));
+
     console.playingIs(true);
     EXPECT_THAT(apply("events: []"), StartsWith("% apply: the scenario is still being played"));
     console.playingIs(false);
@@ -89,31 +90,31 @@ TEST_F(ConsoleTest, AppliesAllEventsOfAFileOrNone) {
               "[    0.000 s] down\napplied 2 events\n");
     EXPECT_EQ(answer("showBacklog"), "backlog: 1 waiting, a run is scheduled\n"
                                      "  policy p, match m, action a\n");
+    loop.runUntil(std::chrono::seconds(1));
+    EXPECT_THAT(answer("showNatFlowActionHw"), testing::Not(HasSubstr("\np ")));
     // Et2 is known from the file before; the policy is another one of the same name.
-    EXPECT_EQ(
-        apply("events: [{remove: {policies: p}, set: {vlans: {10: [Et2]}, policies: {p: {}}}}]"),
-        "applied 1 event\n");
+    EXPECT_EQ(apply("events: [{remove: {policies: p}, set: {vlans: {10: [Et2]}, l3-interfaces:\n"
+                    "  {Vlan10: 10}, policies: {p: {}}}}]"),
+              "applied 1 event\n");
     EXPECT_EQ(answer("showNatFlowGroup"), "groups: no matches\n");
 }
 
 TEST_F(ConsoleTest, SaysWhatItDoesNotUnderstand) {
-    std::pair<std::string, testing::Matcher<std::string>> const cases[] = {
-        {"apply \x1b[2J", StartsWith("% a control character in \"apply \\x1b[2J\"\n")},
-        {"showNatFlow p", StartsWith("% unknown command \"showNatFlow\"\ncommands:\n  apply  ")},
-        {"  ", StartsWith("% no command\ncommands:\n")},
-        {"help", HasSubstr("\n  trace                HANDLE/LEVELS: ")},
-        {" showBacklog  x y ", StartsWith("% showBacklog: found \"x y\", expected no arguments\n")},
-        {"showSkimtrace 1x", StartsWith("% showSkimtrace: found \"1x\"")},
-        {"apply", StartsWith("% apply: expected a file")},
-        {"apply /dev/zero", HasSubstr("expected a regular file")},
-        {"trace Foo/1,UmoNatFlowMcastSm/1-3,UmoNatFlowMcastSm/9",
-         AllOf(StartsWith("no handle for Foo/1\nUmoNatFlowActionSm/off\n"),
-               HasSubstr("\nUmoNatFlowMcastSm/1-3,9\nUmoNatFlowMcastSmCli/off\n"))},
-        {"trace x", StartsWith("% trace: malformed trace setting \"x\"")},
-        {"trace", HasSubstr("\nUmoNatFlowMcastSm/1-3,9\n")},
-        {"trace off", HasSubstr("\nUmoNatFlowMcastSm/off\n")},
-    };
-    for (auto const &[line, expected] : cases) {
-        EXPECT_THAT(answer(line), expected);
-    }
+    EXPECT_EQ(answer("apply \x1b[2J"), "% a control character in \"apply \\x1b[2J\"\n");
+    EXPECT_THAT(answer("showNatFlow p"),
+                StartsWith("% unknown command \"showNatFlow\"\ncommands:\n  apply  "));
+    EXPECT_THAT(answer("  "), StartsWith("% no command\ncommands:\n"));
+    EXPECT_THAT(answer("help"), HasSubstr("\n  trace                HANDLE/LEVELS: "));
+    EXPECT_EQ(answer(" showBacklog  x y "),
+              "% showBacklog: found \"x y\", expected no arguments\n");
+    EXPECT_THAT(answer("showSkimtrace 1x"), StartsWith("% showSkimtrace: found \"1x\""));
+    EXPECT_THAT(answer("apply"), StartsWith("% apply: expected a file"));
+    EXPECT_THAT(answer("apply /dev/zero"), HasSubstr("expected a regular file"));
+    EXPECT_THAT(answer("trace UmoNatFlowMcastSm/1-3,UmoNatFlowMcastSm/9"),
+                HasSubstr("\nUmoNatFlowMcastSm/1-3,9\nUmoNatFlowMcastSmCli/off\n"));
+    EXPECT_THAT(answer("trace Foo/1,UmoNatFlowMcastSm/1-3,UmoNatFlowMcastSm/9"),
+                StartsWith("no handle for Foo/1\nUmoNatFlowActionSm/off\n"));
+    EXPECT_THAT(answer("trace x"), StartsWith("% trace: malformed trace setting \"x\""));
+    EXPECT_THAT(answer("trace"), HasSubstr("\nUmoNatFlowMcastSm/1-3,9\n"));
+    EXPECT_THAT(answer("trace off"), testing::Not(HasSubstr("1-3")));
 }

@@ -21,9 +21,11 @@ class Process {
         EXPECT_EQ(pipe(ends), 0);
         Descriptor const output(ends[1]);
         output_ = Descriptor(ends[0]);
-        std::vector<char *> arguments(words.size() + 1, nullptr);
-        std::transform(words.begin(), words.end(), arguments.begin(),
-                       [](std::string &word) { return word.data(); });
+        std::vector<char *> arguments;
+        for (std::string &word : words) {
+            arguments.push_back(word.data());
+        }
+        arguments.push_back(nullptr);
         pid_ = fork();
         if (pid_ == 0) {
             dup2(output.number(), STDOUT_FILENO);
@@ -39,22 +41,23 @@ class Process {
         }
     }
     Process(Process const &) = delete;
+    Process &operator=(Process const &) = delete;
 
     void signal(int number) const { kill(pid_, number); }
 
-    /// Waits until it sleeps with a socket open, as a client does that has asked.
-    void awaitItsQuestion() const {
+    /// Whether it sleeps with a socket open, as a client does that has asked and waits.
+    [[nodiscard]] bool waits() const {
         std::string const proc = "/proc/" + std::to_string(pid_);
-        for (bool connected = false, asleep = false; !connected || !asleep; usleep(1000)) {
-            std::string line;
-            std::getline(std::ifstream(proc + "/stat"), line);
-            asleep = line.find(") S ") != std::string::npos;
-            std::error_code none;
-            for (auto const &entry : std::filesystem::directory_iterator(proc + "/fd", none)) {
-                auto const target = std::filesystem::read_symlink(entry, none).string();
-                connected = connected || target.starts_with("socket:");
+        std::ifstream stat(proc + "/stat");
+        std::string field;
+        stat >> field >> field >> field;
+        std::error_code none;
+        for (auto const &entry : std::filesystem::directory_iterator(proc + "/fd", none)) {
+            if (std::filesystem::read_symlink(entry, none).string().rfind("socket:", 0) == 0) {
+                return field == "S";
             }
         }
+        return false;
     }
 
     /// Reads the output up to `text`, or to its end.
@@ -90,10 +93,10 @@ struct Session : testing::Test {
               "events: [{at: 60s}]\n"
               "policies: {feed: {matches: {";
         for (int i = 0; i < 2000; ++i) { // a table of more than the system keeps for a client
-            on << (i % 100 > 0
-                       ? ""
-                       : std::string(i > 0 ? "}}, m" : "m") + std::to_string(i) + ": {actions: {")
-               << "a" << i << ": {destination: 239.1.1.1, egress: {Et1: {vlan: 10}}}, ";
+            on << (i == 0         ? "m0: {actions: {"
+                   : i % 100 == 0 ? "}}, m" + std::to_string(i) + ": {actions: {"
+                                  : ", ")
+               << "a" << i << ": {destination: 239.1.1.1, egress: {Et1: {vlan: 10}}}";
         }
         on << "}}}}}\n";
     }
@@ -122,7 +125,9 @@ TEST_F(Session, AnswersAppliesOutlivesItsClientsAndEndsBySignalWithAnEmptyChip) 
     // A client is killed in the middle of its answer: it has asked, and does not read.
     agent.signal(SIGSTOP);
     Process half({UMO_CLI, "--socket", socket, "showNatFlowActionHw"});
-    half.awaitItsQuestion();
+    while (!half.waits()) {
+        usleep(1000);
+    }
     half.signal(SIGSTOP);
     agent.signal(SIGCONT);
     EXPECT_THAT(client({"showChip"}), HasSubstr("\nport sets                   2000 "));
@@ -157,7 +162,9 @@ TEST_F(Session, InRealTimeASignalEndsTheScenarioAndAnAgentsDeathIsNoAnswer) {
     dying.readUntil("commands are answered");
     dying.signal(SIGSTOP);
     Process asking({UMO_CLI, "--socket", socket, "showNatFlowGroup"});
-    asking.awaitItsQuestion();
+    while (!asking.waits()) {
+        usleep(1000);
+    }
     dying.signal(SIGKILL);
     EXPECT_THAT(asking.end(), testing::AllOf(HasSubstr("the agent broke off"), EndsWith("=> 2\n")));
 }
