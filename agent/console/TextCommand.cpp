@@ -23,7 +23,7 @@ std::string marked(std::string const &name, std::string const &error) {
     std::istringstream lines(error);
     std::string text;
     for (std::string line; std::getline(lines, line);) {
-        text += kErrorMark + name + ": " + line + '\n';
+        text.append(kErrorMark).append(name).append(": ").append(line).append("\n");
     }
     return text;
 }
