@@ -15,6 +15,7 @@ namespace {
 /// listener acts once.
 struct PublisherTest : testing::Test {
     struct Listener {
+        Listener(std::string &written, char ownName) : calls(written), name(ownName) {}
         static void call(void *self, Change const & /*change*/) {
             auto &listener = *static_cast<Listener *>(self);
             listener.calls += listener.name;
