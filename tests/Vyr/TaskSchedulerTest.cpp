@@ -13,6 +13,8 @@ namespace {
 /// Timer tasks a, b, c...; whose run it is is written to `runs`.
 struct TaskSchedulerTest : testing::Test {
     struct Job {
+        Job(std::function<void()> itsWork, Mox::Ptr<TimerTask> const &itsTask)
+            : work(std::move(itsWork)), task(itsTask) {}
         static void call(void *self, Pelo::Change const & /*change*/) {
             std::function<void()>(static_cast<Job *>(self)->work)(); // it may destroy the job
         }
