@@ -42,7 +42,7 @@ void declare(CLI::App &app, CommandLine &line) {
     app.add_flag("--show-calls", line.play.showCalls, "Print each call of the switch chip");
     app.add_option("--socket", line.play.socket,
                    "Answer commands of umo-cli at this Unix socket, and go on after the scenario\n"
-                   "until SIGINT or SIGTERM")
+                   "until SIGINT, SIGTERM or SIGHUP")
         ->type_name("PATH")
         ->check([](std::string const &path) { return path.empty() ? "a path is expected" : ""; });
     app.add_option(
