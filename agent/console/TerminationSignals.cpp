@@ -34,11 +34,12 @@ TerminationSignals::TerminationSignals(EventLoop &loop) : loop_(loop) {
     loop_.watch(signals_.number(), POLLIN, [this](short) { receive(); });
 }
 
-/// A signal that was sent twice must not end the process now.
 TerminationSignals::~TerminationSignals() {
     loop_.unwatch(signals_.number());
     receive();
-    sigprocmask(SIG_SETMASK, &before_, nullptr);
+    if (received_ == nullptr) {
+        sigprocmask(SIG_SETMASK, &before_, nullptr);
+    }
 }
 
 void TerminationSignals::receive() {
