@@ -11,7 +11,8 @@ set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 
-add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion)
+add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion
+                    $<$<CXX_COMPILER_ID:Clang>:-Wreserved-identifier>)
 
 # A library that misses a symbol fails its own link, not that of the first program to use it. With
 # clang the sanitizers' symbols are in the programs alone.
