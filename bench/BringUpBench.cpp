@@ -7,10 +7,11 @@
 #include <benchmark/benchmark.h>
 
 #include <iostream>
+#include <jemalloc/jemalloc.h>
 #include <limits>
-#include <malloc.h>
 #include <map>
 #include <memory>
+#include <string>
 
 /// Bringing up N actions and taking them down again: on the strict chip in software, against making
 /// the same calls of that chip alone; and on a chip of no cost, for what is the library's own.
@@ -40,10 +41,13 @@ Bench::BenchSwitch &inputs(benchmark::State const &state) {
     return *found;
 }
 
-/// A switch comes up in a process that has just started, so each run gets a heap that was given
-/// back to the system, and not the torn remains of the run before.
+/// A switch comes up in a process that has just started, so each run gets a heap whose free pages
+/// were given back to the system.
 void freshHeap() {
-    malloc_trim(0);
+    std::string const everyArena = "arena." + std::to_string(MALLCTL_ARENAS_ALL) + ".purge";
+    if (mallctl(everyArena.c_str(), nullptr, nullptr, nullptr, 0) != 0) {
+        std::abort();
+    }
 }
 
 std::size_t actionsOf(Bench::BenchSwitch const &sw) {

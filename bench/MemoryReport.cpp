@@ -3,7 +3,7 @@
 #include "Mox/Census.h"
 
 #include <iostream>
-#include <malloc.h>
+#include <jemalloc/jemalloc.h>
 #include <map>
 
 /// What an action costs in memory: a switch with actions that each send to one VLAN interface of
@@ -23,8 +23,21 @@ struct Count {
         for (auto const &entry : Mox::Census::live()) {
             count.classes[entry.name] = entry;
         }
-        count.heapBytes = mallinfo2().uordblks;
+        count.heapBytes = heapBytesNow();
         return count;
+    }
+
+  private:
+    /// What is allocated, each with what the allocator adds to fill its size.
+    static std::size_t heapBytesNow() {
+        std::uint64_t epoch = 1; // to read anew
+        std::size_t bytes = 0;
+        std::size_t size = sizeof bytes;
+        if (mallctl("epoch", nullptr, nullptr, &epoch, sizeof epoch) != 0 ||
+            mallctl("stats.allocated", &bytes, &size, nullptr, 0) != 0) {
+            std::abort();
+        }
+        return bytes;
     }
 };
 
@@ -48,7 +61,6 @@ double perAction(std::size_t with, std::size_t without) {
 } // namespace
 
 int main() {
-    mallopt(M_MMAP_THRESHOLD, 1 << 30); // so that all is counted in one place
     Mox::Census::activeIs(true);
     costOf(0); // whatever is made once in a process
     Count const without = costOf(0);
