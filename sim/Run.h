@@ -31,7 +31,6 @@ class Run {
     void end();
 
     [[nodiscard]] UmoAgent::SwitchModel const &model() const { return agent_.state().model(); }
-    [[nodiscard]] std::size_t groupsInUse() const { return agent_.chip().groupsInUse(); }
 
     /// The number of calls of the chip, and a hash of them with all texts and final states.
     [[nodiscard]] std::uint64_t calls() const { return calls_; }

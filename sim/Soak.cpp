@@ -50,7 +50,7 @@ std::string play(Task const &task, int log) {
     for (std::size_t i = 0; i < count; ++i) {
         alarm(kSecondsForAnEvent);
         std::string const text =
-            task.script ? task.script->events[i] : generator.event(run.model(), run.groupsInUse());
+            task.script ? task.script->events[i] : generator.event(run.model());
         record(log, Record::event, text);
         run.event(text);
     }
