@@ -49,6 +49,8 @@ class SoftSwitch final : public UmoHelper::UmoNatFlowMcastHelper {
         Nexo::IpAndPort flow; // what is matched, within prefixLength bits
         std::uint32_t prefixLength = 0;
         Nexo::EthAddr dmac{}; // of a destination translation
+
+        bool operator==(Translation const &) const = default;
     };
     /// A port set as it was when last programmed, with its interfaces in their order.
     struct PortSet {

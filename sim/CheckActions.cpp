@@ -1,103 +1,80 @@
 #include "sim/Broken.h"
 #include "sim/Checker.h"
 
+#include <sstream>
+
 namespace Sim {
 
 namespace {
 
 using Ip::Nat::HwNatFlowActionStatus;
-using PortSets = Mox::Collection<std::uint16_t, Mox::Ptr<Ip::Nat::NatFlowPortSet>>;
 
-bool same(PortSets const &recorded, std::map<std::uint16_t, Ports> const &expected) {
-    if (recorded.size() != expected.size()) {
-        return false;
-    }
-    for (auto const &[vlan, portSet] : recorded) {
-        auto const at = expected.find(vlan);
-        if (at == expected.end() || portSet->dmac() != at->second.dmac ||
-            portSet->intf().size() != at->second.interfaces.size()) {
-            return false;
-        }
-        for (Nexo::IntfId const intf : portSet->intf()) {
-            if (at->second.interfaces.count(intf) == 0) {
-                return false;
-            }
+PortSets portSetsOf(Ip::Nat::NatFlowVlanPortSets const &recorded) {
+    PortSets sets;
+    for (bool const unicast : {false, true}) {
+        for (auto const &[vlan, set] :
+             unicast ? recorded.ucastPortSet() : recorded.mcastPortSet()) {
+            sets[{unicast, vlan}] = {interfacesOf(*set), set->dmac()};
         }
     }
-    return true;
+    return sets;
 }
 
-struct ActionPlace {
-    std::pair<std::pair<std::string, std::string>, std::string> const &name;
-};
-
-std::ostream &operator<<(std::ostream &out, ActionPlace const &place) {
-    return out << "policy " << place.name.first.first << ", match " << place.name.first.second
-               << ", action " << place.name.second;
-}
-
-void print(std::ostream &out, std::map<std::uint16_t, Ports> const &sets) {
-    for (auto const &[vlan, ports] : sets) {
-        out << " VLAN " << vlan << " dmac " << ports.dmac << " on";
+std::string shown(PortSets const &sets) {
+    std::ostringstream out;
+    for (auto const &[key, ports] : sets) {
+        out << (key.first ? " unicast" : " multicast") << " VLAN " << key.second << " dmac "
+            << ports.dmac << " on";
         for (Nexo::IntfId const intf : ports.interfaces) {
             out << ' ' << (intf.empty() ? "recirculation" : intf.stringValue());
         }
         out << ';';
     }
+    return out.str();
 }
 
-void requirePorts(ActionPlace const &where, HwNatFlowActionStatus const &hw,
-                  ExpectedPorts const &expected) {
-    require(hw.vlanPortSets() && same(hw.vlanPortSets()->ucastPortSet(), expected.unicast) &&
-                same(hw.vlanPortSets()->mcastPortSet(), expected.multicast),
-            where, ": the tree's port sets are not: ", expected);
+void requirePorts(std::string const &where, HwNatFlowActionStatus const &hw,
+                  PortSets const &expected) {
+    bool const same = hw.vlanPortSets() && portSetsOf(*hw.vlanPortSets()) == expected;
+    require(same, where, ": the tree's port sets are not:", same ? "" : shown(expected));
 }
 
 /// Of a translation, the port alone makes no difference.
-void requireTranslations(ActionPlace const &where, HwNatFlowActionStatus const &hw,
-                         UmoAgent::ActionState const &action, Ip::Nat::NatFlow const &flow) {
-    auto const same = [](Nexo::IpAndPort const &nat, Nexo::IpAndPort const &end,
-                         std::uint32_t length, Nexo::IpAndPort const &wanted,
-                         Ip::Nat::NatFlowEnd const &match) {
-        return nat.addr() == wanted.addr() && end == Nexo::IpAndPort(match.addr, match.port) &&
-               length == match.prefixLength;
-    };
-    require(same(hw.srcNat(), hw.srcFlow(), hw.srcLen(), action.source, flow.source), where,
-            ": the tree's source translation is not the configured one");
-    require(same(hw.dstNat(), hw.dstFlow(), hw.dstLen(), action.destination, flow.destination),
-            where, ": the tree's destination translation is not the configured one");
+void requireTranslation(std::string const &where, Nexo::IpAndPort const &nat,
+                        Nexo::IpAndPort const &end, std::uint32_t length,
+                        Nexo::IpAndPort const &wanted, Ip::Nat::NatFlowEnd const &match) {
+    require(nat.addr() == wanted.addr() && end == Nexo::IpAndPort(match.addr, match.port) &&
+                length == match.prefixLength,
+            where, " translation is not the configured one");
 }
 
 } // namespace
 
-std::ostream &operator<<(std::ostream &out, ExpectedPorts const &ports) {
-    print(out << "unicast", ports.unicast);
-    print(out << " multicast", ports.multicast);
-    return out;
-}
-
 /// An action that had a pass at the end of the event is as it should be. One that is queued will
 /// have one. Any other must not have needed one, or is one of those that nobody tells.
 void Checker::checkActions(UmoAgent::SwitchModel const &before) {
-    std::map<Name, Watch> watches;
+    std::map<std::string, Watch> watches;
     for (Action const &action : actions_) {
         auto const at = watches_.find(action.name);
-        bool const known = at != watches_.end() && at->second.births == action.births;
+        Watch const *const was = at == watches_.end() ? nullptr : &at->second;
         auto const type = expectedFlowType(action.match, action.state);
-        Watch now{action.births,  action.state.version,
-                  type,           expectedPorts(model(), type, action.state, recirc_.vlan()),
-                  action.holding, false};
-        if (!known || at->second.version != now.version || at->second.type != type) {
+        Watch now{action.state.born,
+                  action.state.version,
+                  type,
+                  expectedPorts(model(), type, action.state, recirc_.vlan()),
+                  action.holding,
+                  false};
+        if (was == nullptr || was->born != now.born || was->version != now.version ||
+            was->type != type) {
             if (action.holding || action.hw.vlanPortSets()) {
-                requirePorts(ActionPlace{action.name}, action.hw, now.ports);
+                requirePorts(action.name, action.hw, now.ports);
             }
         } else if (action.holding && !topology().actionSmUpdateBacklog().contains(action.machine)) {
-            Watch const &was = at->second;
-            bool const differs = !(was.ports == now.ports);
+            bool const differs = !(was->ports == now.ports);
             bool const silent = differs && changesSilently(before, model(), action.state);
-            require(!differs || silent || !was.holding, ActionPlace{action.name},
-                    ": was not told of a change, and should be: ", now.ports);
-            now.inDoubt = was.inDoubt || silent;
+            require(!differs || silent || !was->holding, action.name,
+                    ": was not told of a change, and should be:", differs ? shown(now.ports) : "");
+            now.inDoubt = was->inDoubt || silent;
         }
         watches.emplace(action.name, std::move(now));
     }
@@ -105,17 +82,19 @@ void Checker::checkActions(UmoAgent::SwitchModel const &before) {
 }
 
 void Checker::checkSettled() {
-    for (Action const &action : actions_) {
-        Watch &watch = watches_.at(action.name);
-        watch.holding = action.holding;
-        if (!action.holding) {
+    for (auto const &[name, state, match, machine, hw, holding] : actions_) {
+        Watch &watch = watches_.at(name);
+        watch.holding = holding;
+        if (!holding) {
             continue;
         }
-        ActionPlace const where{action.name};
-        require(action.hw.flowType() == watch.type, where, ": the tree has another flow type");
-        requireTranslations(where, action.hw, action.state, action.match.flow);
+        require(hw.flowType() == watch.type, name, ": the tree has another flow type");
+        requireTranslation(name + ": the tree's source", hw.srcNat(), hw.srcFlow(), hw.srcLen(),
+                           state.source, match.flow.source);
+        requireTranslation(name + ": the tree's destination", hw.dstNat(), hw.dstFlow(),
+                           hw.dstLen(), state.destination, match.flow.destination);
         if (!watch.inDoubt) {
-            requirePorts(where, action.hw, watch.ports);
+            requirePorts(name, hw, watch.ports);
         }
     }
 }

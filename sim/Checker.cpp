@@ -20,12 +20,27 @@ auto const *staying(Named const &named, std::string const &name, Value const &be
     return now != nullptr && now->born == before.born ? now : nullptr;
 }
 
-struct MatchPlace {
-    std::pair<std::string, std::string> const &name;
-};
+template <class Elements>
+std::set<std::string> namesOf(Elements const &elements) {
+    std::set<std::string> names;
+    for (auto const &[name, element] : elements) {
+        names.insert(name);
+    }
+    return names;
+}
 
-std::ostream &operator<<(std::ostream &out, MatchPlace const &place) {
-    return out << "policy " << place.name.first << ", match " << place.name.second;
+/// Machines are for what is wanted; the tree may have what is left over besides.
+template <class Machines, class Tree>
+void requireNames(std::string const &where, char const *what, std::set<std::string> names,
+                  Machines const &machines, Tree const &tree,
+                  std::set<std::string> const &leftOver = {}) {
+    require(namesOf(machines) == names, where, ": the machines have other ", what);
+    names.insert(leftOver.begin(), leftOver.end());
+    require(namesOf(tree) == names, where, ": the tree has other ", what);
+}
+
+std::string nameOf(std::string const &policy, std::string const &match) {
+    return "policy " + policy + ", match " + match;
 }
 
 } // namespace
@@ -55,12 +70,7 @@ void Checker::started() {
 
 void Checker::changed(SwitchModel const &before) {
     recirc_.changes(before, model());
-    noteEnds(before);
-    bool const policyEnded =
-        std::any_of(before.policies.begin(), before.policies.end(), [&](auto const &policy) {
-            return staying(model().policies, policy.first, policy.second) == nullptr;
-        });
-    checkState(policyEnded);
+    checkState(noteEnds(before));
     checkActions(before);
 }
 
@@ -72,38 +82,28 @@ void Checker::timePassed() {
     }
 }
 
-void Checker::emptied() const {
-    auto const &sm = topology();
-    require(agent_.root().policySm().empty() && agent_.state().hwStatus()->natFlow().empty() &&
-                agent_.root().unprogrammedGroup().empty(),
-            "policies are gone, but not all of what was made for them");
-    require(sm.actionIntf().empty() && sm.actionVlan().empty() && sm.actionMac().empty() &&
-                sm.actionRecirc().empty() && sm.actionSmUpdateBacklog().empty(),
-            "actions are gone, but not from the index");
-    require(!Vyr::TaskSchedulerRoot::findOrCreateScheduler()->nextDue(),
-            "nothing is left to do, but a task is scheduled");
-}
-
-/// An incomplete action that ends leaves its entry in the tree.
-void Checker::noteEnds(SwitchModel const &before) {
+/// An incomplete action that ends leaves its entry in the tree. Whether a policy ended.
+bool Checker::noteEnds(SwitchModel const &before) {
+    bool policyEnded = false;
     for (auto const &[policyName, policy] : before.policies) {
         auto const *const policyNow = staying(model().policies, policyName, policy);
+        policyEnded = policyEnded || policyNow == nullptr;
         for (auto const &[matchName, match] : policy.matches) {
-            std::pair const key{policyName, matchName};
+            auto &leftOver = leftOver_[nameOf(policyName, matchName)];
             auto const *const matchNow =
                 policyNow == nullptr ? nullptr : staying(policyNow->matches, matchName, match);
             if (matchNow == nullptr) {
-                leftOver_.erase(key);
+                leftOver.clear();
                 continue;
             }
             for (auto const &[name, action] : match.actions) {
                 if (staying(matchNow->actions, name, action) == nullptr) {
-                    auto &names = leftOver_[key];
-                    action.version == 0 ? (void)names.insert(name) : (void)names.erase(name);
+                    action.version == 0 ? (void)leftOver.insert(name) : (void)leftOver.erase(name);
                 }
             }
         }
     }
+    return policyEnded;
 }
 
 void Checker::checkState(bool policyEnded) {
@@ -114,23 +114,16 @@ void Checker::checkState(bool policyEnded) {
     actions_.clear();
     waiting_.clear();
     auto const &machines = agent_.root().policySm();
-    auto &tree = *agent_.state().hwStatus();
+    auto const &tree = *agent_.state().hwStatus();
     auto const &policies = model().policies;
-    require(machines.size() == policies.size() && tree.natFlow().size() == policies.size(),
-            "there are policies that nobody wants");
+    requireNames("the root", "policies", namesOf(policies), machines, tree.natFlow());
     for (auto const &[policyName, policy] : policies) {
-        auto const *const policySm = machines.find(policyName);
+        auto const &matchSms = (*machines.find(policyName))->matchSm();
         auto const hwPolicy = tree.natFlow(policyName);
-        require(policySm != nullptr && hwPolicy, "policy ", policyName, " is missing");
-        auto const &matchSms = (*policySm)->matchSm();
-        require(matchSms.size() == policy.matches.size() &&
-                    hwPolicy->match().size() == policy.matches.size(),
-                "policy ", policyName, " has matches that nobody wants");
+        requireNames(policyName, "matches", namesOf(policy.matches), matchSms, hwPolicy->match());
         for (auto const &[matchName, match] : policy.matches) {
-            auto const *const matchSm = matchSms.find(matchName);
-            auto const hwMatch = hwPolicy->match(matchName);
-            require(matchSm != nullptr && hwMatch, "match ", matchName, " is missing");
-            checkMatch({policyName, matchName}, policy.born, match, **matchSm, *hwMatch);
+            checkMatch(nameOf(policyName, matchName), match, **matchSms.find(matchName),
+                       *hwPolicy->match(matchName));
         }
     }
     checkWaiting(policyEnded);
@@ -138,35 +131,20 @@ void Checker::checkState(bool policyEnded) {
     checkChip(agent_.chip(), tree, halves_);
 }
 
-void Checker::checkMatch(MatchName const &name, UmoAgent::Birth policyBirth,
-                         MatchState const &state, UmoNatFlowMatchSm &machine,
-                         Ip::Nat::HwNatFlowMatchStatus &hw) {
-    MatchPlace const where{name};
+void Checker::checkMatch(std::string const &where, MatchState const &state,
+                         UmoNatFlowMatchSm &machine, Ip::Nat::HwNatFlowMatchStatus const &hw) {
     require(hw.flow() == state.flow, where, ": the tree has another flow");
+    requireNames(where, "actions", namesOf(state.actions), machine.actionSm(), hw.action(),
+                 leftOver_[where]);
     std::uint32_t const wanted = machine.matchSmStatus()->groupNum();
     bool unheard = false; // what incomplete actions say of a destination may be news
-    std::size_t entries = state.actions.size();
-    for (auto const &leftOver : leftOver_[name]) {
-        entries += state.actions.contains(leftOver) ? 0 : 1;
-        require(bool(hw.action(leftOver)), where, ": incomplete action ", leftOver,
-                " left nothing");
-    }
-    require(hw.action().size() == entries && machine.actionSm().size() == state.actions.size(),
-            where, ": there are actions that nobody wants");
-    for (auto const &[actionName, action] : state.actions) {
-        auto const *const actionSm = machine.actionSm().find(actionName);
-        auto const hwAction = hw.action(actionName);
-        require(actionSm != nullptr && hwAction, where, ": action ", actionName, " is missing");
-        machines_.insert(actionSm->ptr());
+    for (auto const &[name, action] : state.actions) {
+        auto const &actionSm = *machine.actionSm().find(name);
+        machines_.insert(actionSm.ptr());
         unheard = unheard || (action.version == 0 && state.flow.destination.addr.isZero());
         if (action.version != 0) {
-            actions_.push_back({{name, actionName},
-                                {policyBirth, state.born, action.born},
-                                action,
-                                state,
-                                actionSm->ptr(),
-                                *hwAction,
-                                hw.groupIdUc() != 0});
+            actions_.push_back({where + ", action " + name, action, state, actionSm.ptr(),
+                                *hw.action(name), hw.groupIdUc() != 0});
         }
     }
     require(wanted == expectedGroups(state) || (unheard && (wanted == 1 || wanted == 2)), where,

@@ -3,13 +3,11 @@
 #include "agent/ForwardingAgent.h"
 #include "sim/Oracle.h"
 
-#include <array>
 #include <cstdint>
 #include <map>
 #include <optional>
 #include <set>
 #include <string>
-#include <utility>
 #include <vector>
 
 class UmoNatFlowActionSm;
@@ -45,19 +43,13 @@ class Checker {
     void changed(UmoAgent::SwitchModel const &before);
     /// Time has passed.
     void timePassed();
-    /// All policies are gone, and time enough has passed.
-    void emptied() const;
 
     [[nodiscard]] std::set<std::uint32_t> const &halves() const { return halves_; }
 
   private:
-    using MatchName = std::pair<std::string, std::string>;
-    using Name = std::pair<MatchName, std::string>;
-    using Births = std::array<UmoAgent::Birth, 3>; // of policy, match and action
     /// A complete action as it is now.
     struct Action {
-        Name name;
-        Births births;
+        std::string name; // as faults tell it
         UmoAgent::ActionState const &state;
         UmoAgent::MatchState const &match;
         UmoNatFlowActionSm *machine;
@@ -66,10 +58,10 @@ class Checker {
     };
     /// What is known of a complete action since its last evaluation.
     struct Watch {
-        Births births;
+        UmoAgent::Birth born;
         std::uint32_t version;
         Ip::Nat::NatFlowType type;
-        ExpectedPorts ports;
+        PortSets ports;
         bool holding;
         bool inDoubt;
     };
@@ -79,11 +71,10 @@ class Checker {
         return *agent_.root().topologySm();
     }
 
-    void noteEnds(UmoAgent::SwitchModel const &before);
+    bool noteEnds(UmoAgent::SwitchModel const &before);
     void checkState(bool policyEnded);
-    void checkMatch(MatchName const &name, UmoAgent::Birth policyBirth,
-                    UmoAgent::MatchState const &state, UmoNatFlowMatchSm &machine,
-                    Ip::Nat::HwNatFlowMatchStatus &hw);
+    void checkMatch(std::string const &where, UmoAgent::MatchState const &state,
+                    UmoNatFlowMatchSm &machine, Ip::Nat::HwNatFlowMatchStatus const &hw);
     void checkWaiting(bool policyEnded);
     void checkMachines() const;
     void checkActions(UmoAgent::SwitchModel const &before);
@@ -93,16 +84,18 @@ class Checker {
     RecircOracle recirc_;
     std::optional<std::uint32_t> unicastHalf_; // what the chip answered to the first of a pair
     std::set<std::uint32_t> halves_;
-    std::map<MatchName, std::set<std::string>> leftOver_;
-    bool freed_ = false; // groups, in this event
-    bool asked_ = false; // for groups, in this event
+    std::map<std::string, std::set<std::string>> leftOver_; // actions by match
+    bool freed_ = false;                                    // groups, in this event
+    bool asked_ = false;                                    // for groups, in this event
     std::set<UmoNatFlowMatchSm const *> inRetry_;
     std::set<UmoNatFlowMatchSm const *> stranded_;
     std::set<UmoNatFlowMatchSm *> waiting_;   // now, for groups
     std::set<UmoNatFlowActionSm *> machines_; // that live now
     std::vector<Action> actions_;             // now
-    std::map<Name, Watch> watches_;
+    std::map<std::string, Watch> watches_;
 };
+
+std::set<Nexo::IntfId> interfacesOf(Ip::Nat::NatFlowPortSet const &portSet);
 
 /// The chip holds exactly what the tree says, and the groups of `halves` besides.
 void checkChip(UmoAgent::SoftSwitch const &chip, Ip::Nat::HwNatFlowStatus const &tree,

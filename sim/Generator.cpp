@@ -1,12 +1,12 @@
 #include "sim/Generator.h"
 
-#include "agent/ScenarioReader.h"
-
 #include <array>
-#include <variant>
+#include <string_view>
 #include <vector>
 
 namespace Sim {
+
+using UmoAgent::SwitchModel;
 
 namespace {
 
@@ -58,12 +58,13 @@ std::vector<Change> const kChanges{
     {2, "topologies: {<topology>: {ports: [<port>]}}, ", ""},
     {2, "topologies: {<topology>: {vlans: [<vlan>]}}, ", ""},
 
-    {7, "", "learned-macs: {<vlan>: {<mac>: <port>}}, "},
+    {11, "", "learned-macs: {<vlan>: {<mac>: <port>}}, "},
     {1, "learned-macs: [<Vlan>], ", "(20% learned-macs: {<Vlan>: {<mac>: <port>}}, )"},
-    {4, "learned-macs: {<Vlan>: [<Mac>]}, ", "(20% learned-macs: {<Vlan>: {<Mac>: <port>}}, )"},
+    {5, "learned-macs: {<Vlan>: [<Mac>]}, ", "(20% learned-macs: {<Vlan>: {<Mac>: <port>}}, )"},
 
     {5, "", "ip-interfaces: {<l3Interface>: <ip>}, "},
-    {1, "ip-interfaces: [<l3Interface>], ", "(30% ip-interfaces: {<l3Interface>: <ip>}, )"},
+    {1, "ip-interfaces: [Vlan<Vlan>], ", "(30% ip-interfaces: {Vlan<Vlan>: <ip>}, )"},
+    {1, "ip-interfaces: [Ethernet7], ", ""},
 
     {4, "", "l3-interfaces: {Vlan<Vlan>: <Vlan>}, "},
     {3, "", "l3-interfaces: {Ethernet7: <vlan>}, "},
@@ -71,15 +72,15 @@ std::vector<Change> const kChanges{
     {1, "l3-interfaces: [Ethernet7], ", ""},
 
     {2, "", "policies: {<policy>: <newPolicy>}, "},
-    {1, "policies: [<Policy>], ", "(40% policies: {<Policy>: <newPolicy>}, )"},
+    {2, "policies: [<Policy>], ", "(40% policies: {<Policy>: <newPolicy>}, )"},
     {2, "policies: {<Policy>: {matches: [<Match>]}}, ",
      "(40% policies: {<Policy>: {matches: {<Match>: <newMatch>}}}, )"},
-    {3, "policies: {<Policy>: {matches: {<Match>: {actions: [<Action>]}}}}, ",
+    {2, "policies: {<Policy>: {matches: {<Match>: {actions: [<Action>]}}}}, ",
      "(40% policies: {<Policy>: {matches: {<Match>: {actions: {<Action>: <newAction>}}}}}, )"},
     {6, "policies: {<Policy>: {matches: {<Match>: {flow: <flowPart>}}}}, ", ""},
     {8, "policies: {<Policy>: {matches: {<Match>: {actions: {<Action>: <actionPart>}}}}}, ", ""},
     {7, "", "policies: {<policy>: {matches: {<match>: {flow: <flow>}}}}, "},
-    {4, "", "policies: {<policy>: {matches: {<match>: {actions: {<action>: <version>}}}}}, "},
+    {2, "", "policies: {<policy>: {matches: {<match>: {actions: {<action>: <version>}}}}}, "},
     {20, "", "policies: {<policy>: {matches: {<match>: {actions: {<action>: <newAction>}}}}}, "},
 };
 
@@ -93,7 +94,7 @@ std::vector<Change> const kDeck = [] {
 }();
 
 /// Naming an action raises its version. Incomplete ones are left alone: it would complete them.
-std::string evaluateAll(UmoAgent::SwitchModel const &now) {
+std::string evaluateAll(SwitchModel const &now) {
     std::string text = "set: {policies: {";
     for (auto const &[policyName, policy] : now.policies) {
         text += policyName + ": {matches: {";
@@ -114,48 +115,60 @@ std::string evaluateAll(UmoAgent::SwitchModel const &now) {
 std::string Generator::initial() {
     for (;;) {
         std::string text = grammar_.text(kInitial);
-        if (std::holds_alternative<UmoAgent::Scenario>(UmoAgent::readScenario("initial", text))) {
+        try {
+            readInitial(text);
             return text;
+        } catch (Rejected const &) {
+            // Another one will do.
         }
     }
 }
 
-std::string Generator::event(UmoAgent::SwitchModel const &now) {
+Step Generator::step(SwitchModel const &now) {
     std::string begin = "{at: " + time() + "ms, "; // one draw after the other, for all compilers
-    begin += grammar_.text(faults_ ? "(4% refuse-groups: <refusals>, )" : "");
+    begin += grammar_.text(faults_ ? "(5% refuse-groups: <refusals>, )" : "");
     if (++events_ % kEvaluateAllEvery == 0) {
-        return grammar_.text(begin + evaluateAll(now) + "}");
+        return readStep(grammar_.text(begin + evaluateAll(now) + "}"), now);
     }
     if (flaps_ > 0) {
-        return begin + flap() + "}";
+        --flaps_;
+        std::string const state = flaps_ % 2 == 0 ? "forwarding" : "blocking";
+        return readStep(begin + flapping_ + state + "}}}}}", now);
     }
     if (random_.chance(3)) {
         flaps_ = 2 + random_.below(6);
         flapping_ = grammar_.text("set: {topologies: {<topology>: {ports: {<port>: ");
     }
-    std::string text;
+    return change(begin, now);
+}
+
+/// An event with one change, or several.
+Step Generator::change(std::string const &begin, SwitchModel const &now) {
+    Step step;
     std::string removed;
-    std::string set = grammar_.text(faults_ ? "(5% chip: {groups: <groups>}, )" : "");
-    for (std::size_t left = random_.chance(10) ? 2 + random_.below(3) : 1; left > 0;) {
+    std::string set = grammar_.text(faults_ ? "(8% chip: {groups: <groups>}, )" : "");
+    for (std::size_t left = random_.chance(8) ? 2 + random_.below(3) : 1; left > 0;) {
         Change const change = random_.pick(kDeck);
         namesAnew(now);
         std::string const alsoRemoved = removed + grammar_.text(change.remove);
         std::string const alsoSet = set + grammar_.text(change.set);
-        text = grammar_.text(begin + "remove: {" + alsoRemoved + "}, set: {" + alsoSet + "}}");
-        auto const read = UmoAgent::readEvents("event", "events: [" + text + "]", now);
-        if (std::holds_alternative<std::vector<UmoAgent::Event>>(read)) {
+        std::string const all = "remove: {" + alsoRemoved + "}, set: {" + alsoSet + "}}";
+        try {
+            step = readStep(grammar_.text(begin + all), now);
             removed = alsoRemoved;
             set = alsoSet;
             --left;
+        } catch (Rejected const &) {
+            // Another change, then.
         }
     }
-    return text;
+    return step;
 }
 
 /// Has the names that stay the same in a change be mostly those of an action that is there, for
 /// there to be something to remove.
-void Generator::namesAnew(UmoAgent::SwitchModel const &now) {
-    std::vector<std::array<std::string, 4>> present;
+void Generator::namesAnew(SwitchModel const &now) {
+    std::vector<std::array<std::string_view, 4>> present;
     for (auto const &[policyName, policy] : now.policies) {
         for (auto const &[matchName, match] : policy.matches) {
             for (auto const &[name, action] : match.actions) {
@@ -167,11 +180,11 @@ void Generator::namesAnew(UmoAgent::SwitchModel const &now) {
     }
     grammar_.forget();
     if (!present.empty() && random_.chance(75)) {
-        auto const names = random_.pick(present);
-        grammar_.choose("Policy", names[0]);
-        grammar_.choose("Match", names[1]);
-        grammar_.choose("Action", names[2]);
-        grammar_.choose("Egress", names[3]);
+        auto const [policy, match, action, egress] = random_.pick(present);
+        grammar_.choose("Policy", policy);
+        grammar_.choose("Match", match);
+        grammar_.choose("Action", action);
+        grammar_.choose("Egress", egress);
     }
 }
 
@@ -189,11 +202,6 @@ std::string Generator::time() {
         burst_ = random_.chance(10) ? 1 + random_.below(8) : 0;
     }
     return std::to_string(now_);
-}
-
-std::string Generator::flap() {
-    --flaps_;
-    return flapping_ + (flaps_ % 2 == 0 ? "forwarding" : "blocking") + "}}}}";
 }
 
 } // namespace Sim

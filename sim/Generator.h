@@ -1,8 +1,8 @@
 #pragma once
 
-#include "agent/ScenarioModel.h"
 #include "sim/Grammar.h"
 #include "sim/Random.h"
+#include "sim/Step.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -23,11 +23,11 @@ class Generator {
 
     /// The next event, one line, on the state `now`. Every now and then one that only has all
     /// complete actions evaluated anew.
-    std::string event(UmoAgent::SwitchModel const &now);
+    Step step(UmoAgent::SwitchModel const &now);
 
   private:
     std::string time();
-    std::string flap();
+    Step change(std::string const &begin, UmoAgent::SwitchModel const &now);
     void namesAnew(UmoAgent::SwitchModel const &now);
 
     Random random_;

@@ -5,7 +5,6 @@
 #include <map>
 #include <string>
 #include <string_view>
-#include <utility>
 
 namespace Sim {
 
@@ -23,7 +22,7 @@ class Grammar {
     void forget() { chosen_.clear(); }
 
     /// Has `name`, with its capital letter, stand for `text`.
-    void choose(std::string const &name, std::string text) { chosen_[name] = std::move(text); }
+    void choose(std::string const &name, std::string_view text) { chosen_[name] = text; }
 
   private:
     void append(std::string_view pattern, std::string &text);

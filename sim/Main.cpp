@@ -2,14 +2,12 @@
 
 #include <CLI/CLI.hpp>
 
-#include <charconv>
 #include <chrono>
 #include <fstream>
 #include <iostream>
 #include <map>
-#include <optional>
+#include <regex>
 #include <string>
-#include <string_view>
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -24,39 +22,27 @@ constexpr char const *kFooter = "Exit status:\n"
                                 "  2  bad command line\n";
 
 struct CommandLine {
-    std::string seeds = "1..20";
     std::uint64_t first = 0;
     std::uint64_t last = 0;
-    std::size_t events = 1000;
+    Sim::Task each{.events = 1000}; // but for its seed
     std::size_t jobs = 1;
-    bool faults = false;
     bool shrink = false;
 };
 
 struct Totals {
-    std::uint64_t seeds = 0;
-    std::uint64_t events = 0;
-    std::uint64_t calls = 0;
-    std::uint64_t hash = 0;
-    std::uint64_t faults = 0;
+    std::uint64_t seeds, events, calls, hash, faults;
 };
 
-std::optional<std::uint64_t> number(std::string_view text) {
-    std::uint64_t value = 0;
-    auto const [stop, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    bool const whole = stop == text.data() + text.size();
-    return error == std::errc() && whole ? std::optional(value) : std::nullopt;
-}
-
 /// `7`, or `1..200`.
-bool readSeeds(CommandLine &line) {
-    std::string_view const text = line.seeds;
-    std::size_t const dots = text.find("..");
-    auto const first = number(text.substr(0, dots));
-    auto const last = dots == std::string_view::npos ? first : number(text.substr(dots + 2));
-    line.first = first.value_or(0);
-    line.last = last.value_or(0);
-    return first && last && *first <= *last;
+bool readSeeds(std::string const &text, CommandLine &line) {
+    static std::regex const seeds(R"((\d{1,18})(\.\.(\d{1,18}))?)");
+    std::smatch parts;
+    if (!std::regex_match(text, parts, seeds)) {
+        return false;
+    }
+    line.first = std::stoull(parts[1]);
+    line.last = parts[3].matched ? std::stoull(parts[3]) : line.first;
+    return line.first <= line.last;
 }
 
 void report(std::uint64_t seed, CommandLine const &line, Sim::Result const &result) {
@@ -75,24 +61,24 @@ void report(std::uint64_t seed, CommandLine const &line, Sim::Result const &resu
 
 /// Simulates seeds until all are done or one fails, some at a time.
 Totals soak(CommandLine const &line) {
-    Totals totals;
+    Totals totals{};
     bool const progress = isatty(STDERR_FILENO) != 0;
     std::map<pid_t, std::pair<std::uint64_t, Sim::Child>> running;
     std::uint64_t started = 0; // of all seeds
     std::uint64_t const all = line.last - line.first + 1;
     while (!running.empty() || (started < all && totals.faults == 0)) {
         if (started < all && totals.faults == 0 && running.size() < line.jobs) {
-            std::uint64_t const seed = line.first + started++;
-            Sim::Child const child(
-                {.seed = seed, .events = line.events, .faults = line.faults, .script = nullptr});
-            running.emplace(child.process(), std::pair(seed, child));
+            Sim::Task task = line.each;
+            task.seed = line.first + started++;
+            Sim::Child const child = Sim::start(task);
+            running.emplace(child.process, std::pair(task.seed, child));
             continue;
         }
         int status = 0;
         auto const ended = running.find(wait(&status));
         auto const [seed, child] = ended->second;
         running.erase(ended);
-        Sim::Result const result = child.result(status);
+        Sim::Result const result = Sim::resultOf(child, status);
         totals.seeds += 1;
         totals.events += result.script.events.size();
         totals.calls += result.calls;
@@ -115,18 +101,19 @@ Totals soak(CommandLine const &line) {
 int main(int argc, char **argv) {
     CLI::App app("Simulates switches with multicast NAT from seeds, and checks them.", "umo-soak");
     CommandLine line;
+    std::string seeds = "1..20";
     app.footer(kFooter);
-    app.add_option("--seeds", line.seeds, "The seeds, A..B or one")->capture_default_str();
-    app.add_option("--events", line.events, "Events for each seed")->capture_default_str();
+    app.add_option("--seeds", seeds, "The seeds, A..B or one")->capture_default_str();
+    app.add_option("--events", line.each.events, "Events for each seed")->capture_default_str();
     app.add_option("--jobs", line.jobs, "Seeds at a time")
         ->capture_default_str()
         ->check(CLI::Range(1, 256));
-    app.add_flag("--faults", line.faults, "Have the chip refuse groups, and its size change");
+    app.add_flag("--faults", line.each.faults, "Have the chip refuse groups, and its size change");
     app.add_flag("--shrink", line.shrink, "Leave out of a failing scenario what it does not need");
     try {
         app.parse(argc, argv);
-        if (!readSeeds(line)) {
-            throw CLI::ValidationError("--seeds", "A..B with A not above B, not " + line.seeds);
+        if (!readSeeds(seeds, line)) {
+            throw CLI::ValidationError("--seeds", "A..B with A not above B, not " + seeds);
         }
     } catch (CLI::ParseError const &error) {
         return app.exit(error) == 0 ? 0 : 2;

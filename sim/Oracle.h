@@ -6,7 +6,6 @@
 #include "agent/ScenarioModel.h"
 
 #include <cstdint>
-#include <iosfwd>
 #include <map>
 #include <set>
 #include <utility>
@@ -24,22 +23,14 @@ struct Ports {
     bool operator==(Ports const &) const = default;
 };
 
-/// The port sets of an action by VLAN.
-struct ExpectedPorts {
-    std::map<std::uint16_t, Ports> unicast;
-    std::map<std::uint16_t, Ports> multicast;
-
-    bool operator==(ExpectedPorts const &) const = default;
-};
-
-std::ostream &operator<<(std::ostream &out, ExpectedPorts const &ports);
+/// The port sets of an action: unicast ones or not, by VLAN.
+using PortSets = std::map<std::pair<bool, std::uint16_t>, Ports>;
 
 /// Whether `vlan` can carry flows.
 bool vlanUsable(UmoAgent::SwitchModel const &model, std::uint16_t vlan);
 
-/// The VLAN that `intf` would carry for a request for `vlan`, or 0.
-std::uint16_t vlanOnInterface(UmoAgent::SwitchModel const &model, std::uint16_t vlan,
-                              Nexo::IntfId intf);
+/// Whether `intf` routes and has an address.
+bool interfaceUp(UmoAgent::SwitchModel const &model, Nexo::IntfId intf);
 
 /// What kind of flow an action makes.
 Ip::Nat::NatFlowType expectedFlowType(UmoAgent::MatchState const &match,
@@ -49,8 +40,8 @@ Ip::Nat::NatFlowType expectedFlowType(UmoAgent::MatchState const &match,
 std::uint32_t expectedGroups(UmoAgent::MatchState const &match);
 
 /// Where the copies of an action of that type go, with `recircVlan` being the recirculation VLAN.
-ExpectedPorts expectedPorts(UmoAgent::SwitchModel const &model, Ip::Nat::NatFlowType type,
-                            UmoAgent::ActionState const &action, std::uint16_t recircVlan);
+PortSets expectedPorts(UmoAgent::SwitchModel const &model, Ip::Nat::NatFlowType type,
+                       UmoAgent::ActionState const &action, std::uint16_t recircVlan);
 
 /// Whether what the ports of an action depend on differs between two states in a way of which
 /// nobody tells the action.

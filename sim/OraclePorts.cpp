@@ -22,6 +22,18 @@ auto const *found(Map const &map, Key const &key) {
     return at == map.end() ? nullptr : &at->second;
 }
 
+/// The VLAN that `intf` would carry for a request for `vlan`, or 0.
+std::uint16_t vlanOnInterface(SwitchModel const &model, std::uint16_t vlan, IntfId intf) {
+    auto const *const settings = found(model.interfaces, intf);
+    std::uint16_t const native = settings == nullptr ? 0 : settings->nativeVlan.value();
+    if (native == 0 || native == 4095) {
+        return 0;
+    }
+    bool const carriesMany = settings->mode != Bridging::SwitchportMode::access &&
+                             settings->mode != Bridging::SwitchportMode::routed;
+    return vlan == 0 || vlan == native ? native : carriesMany ? vlan : std::uint16_t{0};
+}
+
 /// The L3 interface of a VLAN, or none.
 IntfId l3InterfaceOf(SwitchModel const &model, std::uint16_t vlan) {
     for (auto const &[intf, id] : model.l3Interfaces) {
@@ -40,39 +52,32 @@ bool portUsable(SwitchModel const &model, std::uint16_t vlan, IntfId intf) {
            state != nullptr && *state == Bridging::Topology::PortState::forwarding;
 }
 
-bool routed(SwitchModel const &model, IntfId intf) {
-    auto const *const settings = found(model.interfaces, intf);
-    return settings != nullptr && settings->mode == Bridging::SwitchportMode::routed;
-}
-
 bool reachableBehindSvi(SwitchModel const &model, std::uint16_t vlan, IntfId intf) {
-    return portUsable(model, vlan, intf) && !routed(model, intf) &&
-           vlanOnInterface(model, vlan, intf) != 0;
+    return portUsable(model, vlan, intf) && vlanOnInterface(model, vlan, intf) != 0 &&
+           model.interfaces.at(intf).mode != Bridging::SwitchportMode::routed;
 }
 
 /// Puts the ports behind a VLAN interface into `sets`; whether there were any.
 bool addSvi(SwitchModel const &model, std::uint16_t vlan, EthAddr mac, bool unicast,
-            std::map<std::uint16_t, Ports> &sets) {
+            PortSets &sets) {
     if (!vlanUsable(model, vlan)) {
         return false;
     }
+    std::set<IntfId> members = model.vlans.at(vlan);
     auto const *const hosts = unicast ? found(model.learnedMacs, vlan) : nullptr;
-    auto const *const known = hosts != nullptr ? found(*hosts, mac) : nullptr;
-    if (known != nullptr) {
-        auto const *const taken = found(sets, vlan);
-        bool const other = taken != nullptr && !taken->dmac.isZero() && taken->dmac != mac;
-        if (other || !reachableBehindSvi(model, vlan, *known)) {
+    if (auto const *const known = hosts != nullptr ? found(*hosts, mac) : nullptr) {
+        auto const *const taken = found(sets, std::pair(unicast, vlan));
+        if (taken != nullptr && !taken->dmac.isZero() && taken->dmac != mac) {
             return false;
         }
-        sets[vlan].interfaces.insert(*known);
-        sets[vlan].dmac = mac;
-        return true;
+        members = {*known};
     }
     bool any = false;
-    for (IntfId const intf : model.vlans.at(vlan)) {
+    for (IntfId const intf : members) {
         if (reachableBehindSvi(model, vlan, intf)) {
-            sets[vlan].interfaces.insert(intf);
-            sets[vlan].dmac = mac;
+            Ports &ports = sets[{unicast, vlan}];
+            ports.interfaces.insert(intf);
+            ports.dmac = mac;
             any = true;
         }
     }
@@ -80,13 +85,13 @@ bool addSvi(SwitchModel const &model, std::uint16_t vlan, EthAddr mac, bool unic
 }
 
 void addPort(SwitchModel const &model, NatFlowType type, IntfId intf,
-             Ip::Nat::NatFlowNextHop const &hop, ExpectedPorts &expected) {
+             Ip::Nat::NatFlowNextHop const &hop, PortSets &sets) {
     std::uint16_t const vlan = vlanOnInterface(model, hop.vlan, intf);
     if (vlan == 0 || !vlanUsable(model, vlan) || !portUsable(model, vlan, intf)) {
         return;
     }
     if (type != Ip::Nat::natFlowTypeMulticast) {
-        Ports &ports = expected.unicast[vlan];
+        Ports &ports = sets[{true, vlan}];
         if (!ports.dmac.isZero() && ports.dmac != hop.mac) {
             return; // the first MAC address in a VLAN wins
         }
@@ -94,8 +99,9 @@ void addPort(SwitchModel const &model, NatFlowType type, IntfId intf,
         ports.dmac = hop.mac;
     }
     if (type != Ip::Nat::natFlowTypeUnicast) {
-        expected.multicast[vlan].interfaces.insert(intf);
-        expected.multicast[vlan].dmac = kGroupMac;
+        Ports &ports = sets[{false, vlan}];
+        ports.interfaces.insert(intf);
+        ports.dmac = kGroupMac;
     }
 }
 
@@ -116,21 +122,14 @@ bool differ(Map const &before, Map const &after, Key const &key) {
 
 } // namespace
 
-bool vlanUsable(SwitchModel const &model, std::uint16_t vlan) {
-    auto const *const ip = found(model.ipInterfaces, l3InterfaceOf(model, vlan));
-    return model.vlans.count(vlan) != 0 && model.topologyOfVlan.count(vlan) != 0 && ip != nullptr &&
-           ip->routing && ip->address != Nexo::IpAddrWithMask();
+bool interfaceUp(SwitchModel const &model, IntfId intf) {
+    auto const *const ip = found(model.ipInterfaces, intf);
+    return ip != nullptr && ip->routing && ip->address != Nexo::IpAddrWithMask();
 }
 
-std::uint16_t vlanOnInterface(SwitchModel const &model, std::uint16_t vlan, IntfId intf) {
-    auto const *const settings = found(model.interfaces, intf);
-    std::uint16_t const native = settings == nullptr ? 0 : settings->nativeVlan.value();
-    if (native == 0 || native == 4095) {
-        return 0;
-    }
-    bool const carriesMany = settings->mode != Bridging::SwitchportMode::access &&
-                             settings->mode != Bridging::SwitchportMode::routed;
-    return vlan == 0 || vlan == native ? native : carriesMany ? vlan : std::uint16_t{0};
+bool vlanUsable(SwitchModel const &model, std::uint16_t vlan) {
+    return model.vlans.count(vlan) != 0 && model.topologyOfVlan.count(vlan) != 0 &&
+           interfaceUp(model, l3InterfaceOf(model, vlan));
 }
 
 NatFlowType expectedFlowType(MatchState const &match, ActionState const &action) {
@@ -149,25 +148,25 @@ std::uint32_t expectedGroups(MatchState const &match) {
     return match.actions.empty() ? 0 : split ? 2 : 1;
 }
 
-ExpectedPorts expectedPorts(SwitchModel const &model, NatFlowType type, ActionState const &action,
-                            std::uint16_t recircVlan) {
-    ExpectedPorts expected;
+PortSets expectedPorts(SwitchModel const &model, NatFlowType type, ActionState const &action,
+                       std::uint16_t recircVlan) {
+    PortSets sets;
     if (action.egress.empty()) {
-        expected.unicast[recircVlan] = Ports{{IntfId()}, model.bridgeMac};
+        sets[{true, recircVlan}] = Ports{{IntfId()}, model.bridgeMac};
     }
     for (auto const &[intf, egress] : action.egress) {
         if (!Nexo::VlanIntfId::isVlanIntfId(intf)) {
-            addPort(model, type, intf, egress.nextHop, expected);
+            addPort(model, type, intf, egress.nextHop, sets);
             continue;
         }
         std::uint16_t const vlan = Nexo::VlanIntfId::vlanId(intf);
         bool const refused = type != Ip::Nat::natFlowTypeMulticast &&
-                             !addSvi(model, vlan, egress.nextHop.mac, true, expected.unicast);
+                             !addSvi(model, vlan, egress.nextHop.mac, true, sets);
         if (!refused && type != Ip::Nat::natFlowTypeUnicast) {
-            addSvi(model, vlan, kGroupMac, false, expected.multicast);
+            addSvi(model, vlan, kGroupMac, false, sets);
         }
     }
-    return expected;
+    return sets;
 }
 
 bool changesSilently(SwitchModel const &before, SwitchModel const &after,

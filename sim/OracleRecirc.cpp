@@ -8,16 +8,6 @@ using Nexo::IntfId;
 using UmoAgent::IpInterfaceState;
 using UmoAgent::SwitchModel;
 
-namespace {
-
-bool up(SwitchModel const &model, IntfId intf) {
-    auto const ip = model.ipInterfaces.find(intf);
-    return ip != model.ipInterfaces.end() && ip->second.routing &&
-           ip->second.address != Nexo::IpAddrWithMask();
-}
-
-} // namespace
-
 /// `intf` can serve no more: the first other one whose VLAN can takes over.
 void RecircOracle::leave(SwitchModel const &model, IntfId intf) {
     auto const next = std::find_if(l3_.begin(), l3_.end(), [&](auto const &entry) {
@@ -31,9 +21,9 @@ void RecircOracle::ipChanges(SwitchModel const &model, IntfId intf) {
     if (entry == l3_.end()) {
         return;
     }
-    if (!up(model, intf) && entry->second == vlan_) {
+    if (!interfaceUp(model, intf) && entry->second == vlan_) {
         leave(model, intf);
-    } else if (up(model, intf) && vlan_ == 0) {
+    } else if (interfaceUp(model, intf) && vlan_ == 0) {
         vlan_ = entry->second;
     }
 }
@@ -51,11 +41,7 @@ void RecircOracle::starts(SwitchModel const &initial) {
 /// go; IP interfaces go, which nobody hears; bridging changes; IP interfaces come and change, one
 /// setting at a time; L3 interfaces come and change.
 void RecircOracle::changes(SwitchModel const &before, SwitchModel const &after) {
-    SwitchModel now; // as far as the changes have come
-    now.vlans = before.vlans;
-    now.topologyOfVlan = before.topologyOfVlan;
-    now.ipInterfaces = before.ipInterfaces;
-    now.l3Interfaces = before.l3Interfaces;
+    SwitchModel now = before; // as far as the changes have come
     std::erase_if(now.l3Interfaces, [&](auto const &l3) {
         auto const kept = after.l3Interfaces.find(l3.first);
         return kept == after.l3Interfaces.end() || kept->second != l3.second;
@@ -88,13 +74,11 @@ void RecircOracle::changes(SwitchModel const &before, SwitchModel const &after) 
     }
     for (auto const &[intf, vlan] : after.l3Interfaces) {
         auto const entry = entryOf(intf);
-        bool const told = entry == l3_.end() || entry->second != vlan;
-        if (entry == l3_.end()) {
-            l3_.emplace_back(intf, vlan);
-        } else {
-            entry->second = vlan;
+        if (entry != l3_.end() && entry->second == vlan) {
+            continue;
         }
-        if (told && vlan_ == 0) {
+        (entry == l3_.end() ? l3_.emplace_back(intf, 0) : *entry).second = vlan;
+        if (vlan_ == 0) {
             vlan_ = vlan;
         }
     }

@@ -3,12 +3,13 @@
 #include "Mox/Census.h"
 #include "sim/Broken.h"
 #include "sim/Generator.h"
-#include "sim/Run.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <optional>
+#include <sstream>
 #include <system_error>
 
 #include <sys/mman.h>
@@ -21,92 +22,89 @@ namespace {
 
 constexpr unsigned kSecondsForAnEvent = 60;
 
-/// Records of a kind and a text, which outlive the process that writes them.
-enum Record : char {
-    initial = 'i',
-    event = 'e',
-    fault = 'f',
-    rejected = 'r',
-    done = 'd', // with the number of calls and the hash
-};
-
 [[noreturn]] void fail(char const *what) {
     throw std::system_error(errno, std::generic_category(), what);
 }
 
-void record(int log, Record kind, std::string const &text) {
+/// A record outlives the process that writes it. Its kind is the initial state (i), an event (e),
+/// or what ends the log: a fault (f), a rejected text (r), or the number of calls and the hash (d).
+void record(int log, char kind, std::string const &text) {
     std::string const bytes = std::string(1, kind) + text + '\0';
     if (write(log, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) {
         fail("the log of a simulation");
     }
 }
 
-std::string play(Task const &task, int log) {
+Figures play(Task const &task, int log) {
     Generator generator(task.seed, task.faults);
-    std::string const initial = task.script ? task.script->initial : generator.initial();
-    record(log, Record::initial, initial);
-    Run run(initial);
-    std::size_t const count = task.script ? task.script->events.size() : task.events;
-    for (std::size_t i = 0; i < count; ++i) {
+    Script const *const script = task.script;
+    std::string const initial = script ? script->initial : generator.initial();
+    record(log, 'i', initial);
+    std::size_t const count = script ? script->events.size() : task.events;
+    std::size_t played = 0;
+    return run(initial, [&](UmoAgent::SwitchModel const &now) -> std::optional<Step> {
         alarm(kSecondsForAnEvent);
-        std::string const text =
-            task.script ? task.script->events[i] : generator.event(run.model());
-        record(log, Record::event, text);
-        run.event(text);
-    }
-    run.end();
-    return std::to_string(run.calls()) + ' ' + std::to_string(run.hash());
+        if (played == count) {
+            return std::nullopt;
+        }
+        Step step = script ? readStep(script->events[played], now) : generator.step(now);
+        ++played;
+        record(log, 'e', step.text);
+        return step;
+    });
 }
 
 void simulateHere(Task const &task, int log) {
     Mox::Census::activeIs(true);
     try {
-        std::string const figures = play(task, log);
+        Figures const figures = play(task, log);
         for (auto const &entry : Mox::Census::live()) {
             require(false, entry.live, " objects of class ", entry.name, " are alive at the end");
         }
-        record(log, Record::done, figures);
+        record(log, 'd', std::to_string(figures.calls) + ' ' + std::to_string(figures.hash));
     } catch (Broken const &broken) {
-        record(log, Record::fault, broken.what());
+        record(log, 'f', broken.what());
     } catch (Rejected const &text) {
-        record(log, Record::rejected, text.what());
+        record(log, 'r', text.what());
     }
 }
 
 } // namespace
 
-Child::Child(Task const &task) : process_(-1), log_(memfd_create("umo-soak", 0)) {
-    if (log_ < 0 || (process_ = fork()) < 0) {
+Child start(Task const &task) {
+    Child child{-1, memfd_create("umo-soak", 0)};
+    if (child.log < 0 || (child.process = fork()) < 0) {
         fail("a process to simulate in");
     }
-    if (process_ == 0) {
-        simulateHere(task, log_);
+    if (child.process == 0) {
+        simulateHere(task, child.log);
         std::exit(0); // not at once: leaks are looked for here
     }
+    return child;
 }
 
-Result Child::result(int status) const {
-    std::string bytes(static_cast<std::size_t>(lseek(log_, 0, SEEK_END)), '\0');
-    if (pread(log_, bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size())) {
+Result resultOf(Child const &child, int status) {
+    std::string bytes(static_cast<std::size_t>(lseek(child.log, 0, SEEK_END)), '\0');
+    if (pread(child.log, bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size())) {
         fail("the log of a simulation");
     }
-    close(log_);
+    close(child.log);
     Result result;
     bool ended = false;
     for (std::istringstream in(bytes); in.peek() != EOF;) {
         char const kind = static_cast<char>(in.get());
         std::string text;
         std::getline(in, text, '\0');
-        if (kind == Record::initial) {
+        if (kind == 'i') {
             result.script.initial = text;
-        } else if (kind == Record::event) {
+        } else if (kind == 'e') {
             result.script.events.push_back(text);
-        } else if (kind == Record::done) {
+        } else if (kind == 'd') {
             std::istringstream(text) >> result.calls >> result.hash;
             ended = true;
         } else {
             result.fault = text;
-            result.rejected = kind == Record::rejected;
+            result.rejected = kind == 'r';
         }
     }
     if (WIFSIGNALED(status)) {
@@ -118,28 +116,27 @@ Result Child::result(int status) const {
 }
 
 Result simulate(Task const &task) {
-    Child const child(task);
+    Child const child = start(task);
     int status = 0;
-    if (waitpid(child.process(), &status, 0) < 0) {
+    if (waitpid(child.process, &status, 0) < 0) {
         fail("the end of a simulation");
     }
-    return child.result(status);
+    return resultOf(child, status);
 }
 
 /// By halves, quarters and so on, down to single events.
 Script shrunk(Script script) {
-    for (std::size_t size = script.events.size() / 2; size > 0; size /= 2) {
-        for (std::size_t at = script.events.size(); at > 0;) {
-            at -= std::min(size, at);
+    for (auto size = std::ssize(script.events) / 2; size > 0; size /= 2) {
+        for (auto end = std::ssize(script.events); end > 0;) {
+            auto const begin = std::max(end - size, std::ptrdiff_t{0});
             Script shorter = script;
-            auto const first = shorter.events.begin() + static_cast<std::ptrdiff_t>(at);
-            auto const left = static_cast<std::size_t>(shorter.events.end() - first);
-            shorter.events.erase(first, first + static_cast<std::ptrdiff_t>(std::min(size, left)));
+            auto const first = shorter.events.begin();
+            shorter.events.erase(first + begin, first + end);
             Result const result = simulate({.script = &shorter});
             if (!result.fault.empty() && !result.rejected) {
                 script = result.script;
-                at = std::min(at, script.events.size());
             }
+            end = std::min(begin, std::ssize(script.events));
         }
     }
     return script;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "sim/Run.h"
+
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -22,29 +24,23 @@ struct Task {
     Script const *script = nullptr; // to play instead
 };
 
-struct Result {
+struct Result : Figures {
     Script script;         // as far as it was played
     std::string fault;     // empty: all was well
     bool rejected = false; // the fault is a text that the reader did not accept
-    std::uint64_t calls = 0;
-    std::uint64_t hash = 0;
 };
 
 /// A simulation in a process of its own: it begins like umo-agent itself, and one that crashes
 /// is a fault like another.
-class Child {
-  public:
-    explicit Child(Task const &task);
-
-    [[nodiscard]] pid_t process() const { return process_; }
-
-    /// What it told, with the status that the wait for its end gave. Once only.
-    [[nodiscard]] Result result(int status) const;
-
-  private:
-    pid_t process_;
-    int log_;
+struct Child {
+    pid_t process;
+    int log;
 };
+
+Child start(Task const &task);
+
+/// What a child told, with the status that the wait for its end gave. Once only.
+Result resultOf(Child const &child, int status);
 
 /// Runs a simulation to its end.
 Result simulate(Task const &task);

@@ -1,0 +1,31 @@
+#include "sim/Step.h"
+
+#include "agent/ScenarioReader.h"
+
+#include <utility>
+#include <variant>
+
+namespace Sim {
+
+namespace {
+
+template <class Result>
+Result accepted(std::variant<Result, UmoAgent::ScenarioFaults> read, std::string const &text) {
+    if (auto const *const faults = std::get_if<UmoAgent::ScenarioFaults>(&read)) {
+        throw Rejected(faults->front() + ", in " + text);
+    }
+    return std::get<Result>(std::move(read));
+}
+
+} // namespace
+
+Step readStep(std::string const &text, UmoAgent::SwitchModel const &now) {
+    auto events = accepted(UmoAgent::readEvents("event", "events: [" + text + "]", now), text);
+    return {text, std::move(events.at(0))};
+}
+
+UmoAgent::SwitchModel readInitial(std::string const &text) {
+    return accepted(UmoAgent::readScenario("initial", text), text).initial;
+}
+
+} // namespace Sim

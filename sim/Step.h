@@ -1,0 +1,27 @@
+#pragma once
+
+#include "agent/ScenarioModel.h"
+
+#include <stdexcept>
+#include <string>
+
+namespace Sim {
+
+/// A text that the agent's reader does not accept.
+class Rejected : public std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+/// A step of a simulation: the text of an event, and what the agent's reader makes of it.
+struct Step {
+    std::string text;
+    UmoAgent::Event event;
+};
+
+/// Reads an event on the state `now`. Throws Rejected.
+Step readStep(std::string const &text, UmoAgent::SwitchModel const &now);
+
+/// Reads an initial state. Throws Rejected.
+UmoAgent::SwitchModel readInitial(std::string const &text);
+
+} // namespace Sim
