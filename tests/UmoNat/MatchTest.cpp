@@ -1,9 +1,7 @@
-#include "Mox/LogEvent.h"
 #include "tests/support/NatSwitch.h"
 
 #include <stdexcept>
 
-using testing::ElementsAre;
 using testing::EndsWith;
 using testing::IsEmpty;
 
@@ -160,14 +158,4 @@ TEST(Tree, AStartThatFailsLeavesNothingBehind) {
         EXPECT_TRUE(sw.hw->natFlow().empty());
         EXPECT_EQ(sw.ipStatus->references(), 1U);
     }
-}
-
-TEST(LogEvents, AreInTheCatalogueOnceTheLibraryIsLoaded) {
-    std::vector<std::string> events;
-    for (Mox::LogHandle const *handle : Mox::logHandles()) {
-        events.push_back(std::string(handle->event().name) + "/" +
-                         std::to_string(handle->event().severity));
-    }
-    EXPECT_THAT(events, ElementsAre("NAT_HW_RESOURCE_NORMAL/6", "NAT_HW_RESOURCE_FULL/3",
-                                    "NAT_RULE_IF_MAX/3"));
 }
