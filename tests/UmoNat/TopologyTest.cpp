@@ -131,19 +131,6 @@ TEST(Topology, EachChangeIsTracedAndToldByItsKeysAndNoOther) {
     }
 }
 
-TEST(Topology, TheRecirculationVlanIsTheFirstThatIsValidAtTheStartAndElseWhatCameUp) {
-    NatSwitch sw;
-    sw.vlan(10, {"Ethernet1"});
-    sw.vlan(20, {"Ethernet2"});
-    sw.vlanStatusDir->vlanStatusDel(vlan10); // up all the same
-    for (int const vlan : {20, 10, 0}) {
-        sw.start();
-        EXPECT_EQ(sw.sm().natFlowRecircVlan(), vlan);
-        sw.stop();
-        vlan == 20 ? sw.vlanStatusDir->vlanStatusDelAll() : sw.ipStatus->ipIntfStatusDelAll();
-    }
-}
-
 TEST(Topology, SaysWhatAPortLacksAndRegistersByWhatWasAskedFor) {
     RunningSwitch sw;
     auto const topo = Mox::make<Bridging::Topology::TopoConfig>("T");
