@@ -98,6 +98,18 @@ TEST(Retry, YieldsWhenItsTimeSliceIsOverAndGoesOnAtOnce) {
     sw.chip->callLogIs(nullptr);
 }
 
+TEST(Retry, KeepsAMatchWhoseNumberChangesInItAndIsRefused) {
+    FullSwitch sw({});
+    sw.match("m", NatSwitch::kNone);
+    sw.action("m", "a", "239.9.9.9:1").dstIs({}); // not seen before the next pass
+    sw.freeHolder();
+    sw.runFor(10);
+    EXPECT_EQ(sw.takeCalls(), "create m, unicast false -> 2|delete m, group 2|"
+                              "create m, unicast true -> 3|create m, unicast false -> 0|");
+    EXPECT_FALSE(sw.root->unprogrammedGroup().empty());
+    sw.groupsLeft = 1; // half of the pair
+}
+
 TEST(Tree, StaleStatusIsWipedPortSetsIncludedBeforeAnyPolicyIsSeen) {
     NatSwitch sw;
     auto const portSets = Ip::Nat::natFlowVlanPortSetsFactory();

@@ -1,12 +1,7 @@
 #include "UmoNat/NatFlowMcastCliSorter.h"
 #include "UmoNat/UmoNatFlowMcastSmCli.h"
 #include "agent/AnswerFile.h"
-#include "tests/support/TraceRecorder.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <sstream>
+#include "tests/support/NatSwitch.h"
 
 using testing::ElementsAre;
 
@@ -116,20 +111,16 @@ TEST(Show, PrintsTheHeaderForPortSetsAloneAndNothingForNone) {
 TEST(Show, TracesHowItReadsTheCommand) {
     Show show;
     show.tree->natFlowIs("p");
-    TestSupport::TraceRecorder const traces("UmoNatFlowMcastSmCli/8");
+    TestSupport::TraceRecorder traces("UmoNatFlowMcastSmCli/8");
     EXPECT_EQ(show.of("showNatFlowActionHw p"), "");
     show.tree = nullptr;
     EXPECT_EQ(show.of("x"), "");
-    std::string const line = "UmoNatFlowMcastSmCli/8 ";
-    EXPECT_THAT(
-        traces.messages,
-        ElementsAre(
-            line + "UmoNatFlowMcastSmCliCallback::handleCommand, cmd: showNatFlowActionHw p",
-            line + "Command: showNatFlowActionHw p, start: 1, end: 19, field: owNatFlowActionHw",
-            line + "Command: showNatFlowActionHw p, start: 19, end: 21, field: p",
-            line + "UmoNatFlowMcastSmCliCallback::showMcastNatFlowActionHw, policy: p",
-            line + "UmoNatFlowMcastSmCliCallback::handleCommand, cmd: x",
-            line + "Callback not initialized yet"));
+    EXPECT_EQ(TestSupport::storyOf(traces.messages),
+              "UmoNatFlowMcastSmCliCallback::handleCommand, cmd: showNatFlowActionHw p|"
+              "Command: showNatFlowActionHw p, start: 1, end: 19, field: owNatFlowActionHw|"
+              "Command: showNatFlowActionHw p, start: 19, end: 21, field: p|"
+              "UmoNatFlowMcastSmCliCallback::showMcastNatFlowActionHw p|"
+              "UmoNatFlowMcastSmCliCallback::handleCommand, cmd: x|Callback not initialized yet|");
     auto const callback = umoNatFlowMcastSmCliCallbackFactory("name", "help", nullptr);
     EXPECT_EQ(callback->nameString() + " " + callback->help(), "name help");
     std::uint32_t position = 100;

@@ -87,21 +87,22 @@ TEST_F(ConsoleTest, AppliesAllEventsOfAFileOrNone) {
 }
 
 TEST_F(ConsoleTest, SaysWhatItDoesNotUnderstand) {
-    EXPECT_EQ(answer("apply \x1b[2J"), "% a control character in \"apply \\x1b[2J\"\n");
-    EXPECT_THAT(answer("showNatFlow p"),
-                StartsWith("% unknown command \"showNatFlow\"\ncommands:\n  apply  "));
-    EXPECT_THAT(answer("  "), StartsWith("% no command\ncommands:\n"));
-    EXPECT_THAT(answer("help"), HasSubstr("\n  trace                HANDLE/LEVELS: "));
-    EXPECT_EQ(answer(" showBacklog  x y "),
-              "% showBacklog: found \"x y\", expected no arguments\n");
-    EXPECT_THAT(answer("showSkimtrace 1x"), StartsWith("% showSkimtrace: found \"1x\""));
-    EXPECT_THAT(answer("apply"), StartsWith("% apply: expected a file"));
-    EXPECT_THAT(answer("apply /dev/zero"), HasSubstr("expected a regular file"));
-    EXPECT_THAT(answer("trace UmoNatFlowMcastSm/1-3,UmoNatFlowMcastSm/9"),
-                HasSubstr("\nUmoNatFlowMcastSm/1-3,9\nUmoNatFlowMcastSmCli/off\n"));
-    EXPECT_THAT(answer("trace Foo/1,UmoNatFlowMcastSm/1-3,UmoNatFlowMcastSm/9"),
-                StartsWith("no handle for Foo/1\nUmoNatFlowActionSm/off\n"));
-    EXPECT_THAT(answer("trace x"), StartsWith("% trace: malformed trace setting \"x\""));
-    EXPECT_THAT(answer("trace"), HasSubstr("\nUmoNatFlowMcastSm/1-3,9\n"));
-    EXPECT_THAT(answer("trace off"), testing::Not(HasSubstr("1-3")));
+    std::pair<char const *, char const *> const cases[] = {
+        {"apply \x1b[2J", "% a control character in \"apply .x1b.2J\"\n$"},
+        {"showNatFlow p", "% unknown command \"showNatFlow\"\ncommands:\n  apply  "},
+        {"  ", "% no command\ncommands:\n"},
+        {"help", "commands:\n.*\n  trace                HANDLE/LEVELS: "},
+        {" showBacklog  x y ", "% showBacklog: found \"x y\", expected no arguments\n$"},
+        {"showSkimtrace 1x", "% showSkimtrace: found \"1x\""},
+        {"apply", "% apply: expected a file"},
+        {"apply /dev/zero", "% apply: .*expected a regular file"},
+        {"trace Foo/1,UmoNatFlowMcastSm/1-3,UmoNatFlowMcastSm/9",
+         "no handle for Foo/1\nUmoNatFlowActionSm/off\n"},
+        {"trace x", "% trace: malformed trace setting \"x\""},
+        {"trace", ".*\nUmoNatFlowMcastSm/1-3,9\nUmoNatFlowMcastSmCli/off\n"},
+        {"trace off", ".*\nUmoNatFlowMcastSm/off\n"},
+    };
+    for (auto const &[line, said] : cases) {
+        EXPECT_THAT(answer(line), ContainsRegex(std::string("^") + said)) << line;
+    }
 }
