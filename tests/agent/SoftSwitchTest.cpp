@@ -19,10 +19,21 @@ struct SoftSwitchTest : testing::Test {
 
     std::vector<std::string> errors;
     Mox::Ptr<SoftSwitch> chip = Mox::make<SoftSwitch>(
-        UmoAgent::ChipCapacity{}, [this](std::string const &line) { errors.push_back(line); });
+        UmoAgent::ChipCapacity{2, 2}, [this](std::string const &line) { errors.push_back(line); });
 };
 
 } // namespace
+
+TEST_F(SoftSwitchTest, RefusesWhatItIsToldToAndWhatFindsNoRoom) {
+    chip->refuseGroups(1);
+    EXPECT_EQ(chip->createNatFlowGroup("p", "m", false), 0U);
+    EXPECT_EQ(chip->createNatFlowGroup("p", "m", false), 1U);
+    EXPECT_EQ(program(1, 0, 10), 1U);
+    EXPECT_EQ(program(1, 0, 20), 2U);
+    EXPECT_EQ(program(1, 0, 30), 0U);
+    EXPECT_EQ(chip->refusals(), 2U);
+    EXPECT_TRUE(errors.empty());
+}
 
 TEST_F(SoftSwitchTest, EachBreakOfTheContractIsCountedReportedAndWithoutEffect) {
     chip->createNatFlowGroup("p", "m", false);
