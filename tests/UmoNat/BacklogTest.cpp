@@ -58,8 +58,9 @@ TEST(Backlog, WhatHandlersAddWaitsAndNothingTakesTheTurnOfAnActionThatGoes) {
         (*static_cast<std::function<void()> *>(work))();
     };
     Pelo::Subscriber passA{call, &onA}, passB{call, &onB};
-    sw.hwAction("m", "a").notifier().subscriberAdd(passA);
-    sw.hwAction("m", "b").notifier().subscriberAdd(passB);
+    auto const hwMatch = sw.hw->natFlow("p")->match("m");
+    hwMatch->action("a")->notifier().subscriberAdd(passA);
+    hwMatch->action("b")->notifier().subscriberAdd(passB);
     for (char const *name : {"a", "d", "b"}) {
         queue(name);
     }

@@ -8,8 +8,6 @@
 #include <fstream>
 
 using namespace UmoAgent;
-using testing::HasSubstr;
-using testing::ThrowsMessage;
 
 namespace {
 
@@ -36,8 +34,7 @@ struct CommandServerTest : testing::Test {
     }
     Descriptor client(std::string const &text) const {
         Descriptor connected = connectTo(path);
-        EXPECT_EQ(::send(connected.number(), text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL),
-                  static_cast<ssize_t>(text.size()));
+        writeAll(connected.number(), text);
         return connected;
     }
     /// What has come by now, with `~` for the connection's end, `!` for its breaking off.
@@ -80,7 +77,7 @@ TEST_F(CommandServerTest, AnswersOneLineOfBoundedLengthAndCloses) {
     Descriptor const cutOff = client("apply /half/of/a/na");
     shutdown(cutOff.number(), SHUT_WR);
     EXPECT_EQ(answer("between\n"), "[between]~");
-    ::send(halves.number(), "second\n", 7, 0);
+    writeAll(halves.number(), "second\n");
     turn();
     EXPECT_EQ(received(halves), "[first second]~");
     EXPECT_EQ(received(cutOff), "~") << "half of a command is no command";
@@ -127,6 +124,10 @@ TEST_F(CommandServerTest, LosesPatienceWithWhoSendsNoLineOrTakesNoAnswer) {
 }
 
 TEST_F(CommandServerTest, SocketIsItsOwnersAndReplacesOnlyWhatNobodyAnswers) {
+    auto const refused = [](std::string const &where, char const *why) {
+        EXPECT_THAT([&] { ListeningSocket{where}; },
+                    testing::ThrowsMessage<SocketError>(testing::HasSubstr(why)));
+    };
     {
         ListeningSocket const crashed(path);
         std::filesystem::create_hard_link(path, path + ".left");
@@ -136,19 +137,14 @@ TEST_F(CommandServerTest, SocketIsItsOwnersAndReplacesOnlyWhatNobodyAnswers) {
     struct stat file {};
     EXPECT_EQ(stat(path.c_str(), &file), 0);
     EXPECT_EQ(file.st_mode & 0777U, 0600U);
-    EXPECT_THAT([&] { ListeningSocket{path}; },
-                ThrowsMessage<SocketError>(HasSubstr("another agent is answering there")));
+    refused(path, "another agent is answering there");
     EXPECT_EQ(answer("still here\n"), "[still here]~");
     server.reset();
     EXPECT_FALSE(std::filesystem::exists(path));
-    EXPECT_THAT([&] { connectTo(path); }, ThrowsMessage<SocketError>(HasSubstr("no agent")));
 
     std::ofstream(path) << "a file";
-    EXPECT_THAT([&] { ListeningSocket{path}; },
-                ThrowsMessage<SocketError>(HasSubstr("there is another file of that name")));
+    refused(path, "there is another file of that name");
     EXPECT_TRUE(std::filesystem::exists(path));
-    EXPECT_THAT([&] { ListeningSocket{std::string(108, 'x')}; },
-                ThrowsMessage<SocketError>(HasSubstr("a path of 1 to 107 bytes")));
-    EXPECT_THAT([&] { ListeningSocket{folder / "none/socket"}; },
-                ThrowsMessage<SocketError>(HasSubstr("No such file or directory")));
+    refused(std::string(108, 'x'), "a path of 1 to 107 bytes");
+    refused(folder / "none/socket", "No such file or directory");
 }

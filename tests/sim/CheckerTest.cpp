@@ -5,21 +5,21 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <functional>
+#include <sstream>
 #include <utility>
 #include <vector>
 
 namespace {
 
-constexpr char const *kInitial = R"(
-interfaces: {Ethernet1: {mode: trunk}, Ethernet2: {mode: trunk}}
-vlans: {10: [Ethernet1, Ethernet2]}
-topologies: {t: {vlans: [10], ports: {Ethernet1: forwarding}}}
-ip-interfaces: {Vlan10: {address: 10.0.10.1/24}}
-l3-interfaces: {Vlan10: 10}
-policies: {p: {matches: {m: {flow: {source: 10.1.0.0/16, destination: 239.1.1.1}, actions: {
-  a: {source: 10.9.9.9, egress: [Vlan10]}}}}}}
-)";
+constexpr char const *kExample = "examples/live-switch.yaml";
+
+std::string exampleText() {
+    std::stringstream text;
+    text << std::ifstream(kExample).rdbuf();
+    return text.str();
+}
 
 TEST(CheckerTest, TheChipIsExactlyWhatTheTreeSays) {
     using Chip = UmoAgent::SoftSwitch;
@@ -28,8 +28,10 @@ TEST(CheckerTest, TheChipIsExactlyWhatTheTreeSays) {
     static constexpr std::uint32_t id = 1;
     auto const ps = Mox::make<Set>(std::uint16_t{10});
     std::vector<std::pair<char const *, std::function<void(Chip &, Set &)>>> const tampers{
-        {"a group too many", [](Chip &chip, Set &) { chip.createNatFlowGroup("p", "m", false); }},
-        {"a group missing", [](Chip &chip, Set &) { chip.deleteNatFlowGroup("p", "m", group); }},
+        {"a group too many",
+         [](Chip &chip, Set &) { chip.createNatFlowGroup("campus", "lecture", false); }},
+        {"a group missing",
+         [](Chip &chip, Set &) { chip.deleteNatFlowGroup("campus", "lecture", group); }},
         {"a port set too many",
          [&](Chip &chip, Set &) { chip.updateNatFlowVlanPortSet(group, 0, ps); }},
         {"a port set missing", [](Chip &chip, Set &) { chip.deleteNatFlowVlanPortSet(group, id); }},
@@ -44,9 +46,9 @@ TEST(CheckerTest, TheChipIsExactlyWhatTheTreeSays) {
         SCOPED_TRACE(what);
         UmoAgent::EventLoop loop;
         UmoAgent::ForwardingAgent agent(loop, nullptr);
-        agent.start(std::get<UmoAgent::Scenario>(UmoAgent::readScenario("", kInitial)).initial);
+        agent.start(std::get<UmoAgent::Scenario>(UmoAgent::readScenarioFile(kExample)).initial);
         auto const &tree = *agent.state().hwStatus();
-        auto const action = tree.natFlow("p")->match("m")->action("a");
+        auto const action = tree.natFlow("campus")->match("lecture")->action("room-a");
         EXPECT_NO_THROW(Sim::checkChip(agent.chip(), tree, {}));
         tamper(agent.chip(), *action->vlanPortSets()->mcastPortSet(10));
         EXPECT_THROW(Sim::checkChip(agent.chip(), tree, {}), Sim::Broken);
@@ -54,20 +56,17 @@ TEST(CheckerTest, TheChipIsExactlyWhatTheTreeSays) {
 }
 
 TEST(SoakTest, ACrashIsCutDownToTheEventsThatItTakes) {
-    std::string const noRoom = "{at: 1s, set: {chip: {port-sets-per-group: 0}}}";
-    std::string const needsRoom = "{at: 3s, set: {policies: {p: {matches: {m: {actions: "
-                                  "{b: {source: 10.9.9.9, egress: [Vlan10]}}}}}}}}";
-    Sim::Script script{kInitial, {}};
-    for (std::string const &event : {noRoom, std::string("{at: 2s}"), needsRoom}) {
-        std::string const at = event.substr(0, sizeof "{at: 1s" - 1);
-        script.events.push_back(at + ", set: {vlans: {20: []}}}");
-        script.events.push_back(event);
-    }
+    Sim::Script const script{
+        exampleText(),
+        {"{at: 1s, set: {vlans: {30: []}}}", "{at: 1s, set: {chip: {port-sets-per-group: 0}}}",
+         "{at: 2s}", "{at: 3s, set: {vlans: {30: []}}}",
+         "{at: 3s, set: {policies: {campus: {matches: {lecture: {actions: {a: {source: "
+         "10.9.9.9, egress: [Vlan10]}}}}}}}}"}};
     Sim::Result const result = Sim::simulate({.script = &script});
     EXPECT_EQ(result.fault, "the process was stopped: Aborted");
 
     Sim::Script const shrunk = Sim::shrunk(result.script);
-    EXPECT_EQ(shrunk.events, (std::vector{script.events[1], script.events[5]}));
+    EXPECT_EQ(shrunk.events, (std::vector{script.events[1], script.events[4]}));
     auto const read = UmoAgent::readScenario("", Sim::scenario(shrunk, "it's broken"));
     ASSERT_TRUE(std::holds_alternative<UmoAgent::Scenario>(read));
     EXPECT_EQ(std::get<UmoAgent::Scenario>(read).events.size(), 3U);
@@ -84,7 +83,7 @@ TEST(SoakTest, ASeedIsTheSameEachTime) {
     EXPECT_EQ(first.hash, again.hash);
     EXPECT_NE(first.hash, soaked(8).hash);
 
-    Sim::Script const invalid{kInitial, {"{at: 1s, remove: {policies: [nobody]}}"}};
+    Sim::Script const invalid{exampleText(), {"{at: 1s, remove: {policies: [nobody]}}"}};
     EXPECT_TRUE(Sim::simulate({.script = &invalid}).rejected);
 }
 

@@ -24,7 +24,6 @@ constexpr char kMac[] = "00:00:00:00:00:01";
 constexpr char kMulticast[] = "239.1.1.1:5000";
 inline IntfId const et1("Ethernet1"), et2("Ethernet2");
 inline auto const macOf = &Nexo::EthAddr::parse;
-inline auto const addressOf = &Nexo::IpAndPort::parse;
 
 /// What stops a start, or a process, when a number is taken for a VLAN's that is none.
 constexpr char kRange[] = "Bridging::VlanId::value < 1 or > 4094 not allowed";
@@ -91,7 +90,7 @@ struct NatSwitch {
     // NAT configuration. A destination or source is text such as 239.1.1.1:5000.
 
     Ip::Nat::NatFlowMatchStatus &match(std::string const &name, char const *destination) const {
-        auto const address = addressOf(destination);
+        auto const address = Nexo::IpAndPort::parse(destination);
         auto const status = nat->natFlowIs("p")->matchIs(name);
         status->flowIs({status->flow().source,
                         {address.addr(), address.addr().isZero() ? 0U : 32U, address.port()}});
@@ -105,8 +104,8 @@ struct NatSwitch {
                                          char const *source = kNone,
                                          Egress const &egress = {}) const {
         auto const status = nat->natFlowIs("p")->matchIs(match)->actionIs(name);
-        status->dstIs(addressOf(destination));
-        status->srcIs(addressOf(source));
+        status->dstIs(Nexo::IpAndPort::parse(destination));
+        status->srcIs(Nexo::IpAndPort::parse(source));
         status->intfDelAll();
         for (auto const &[intf, mac] : egress) {
             status->intfIs(IntfId(intf), {0, macOf(mac)});
@@ -136,12 +135,9 @@ struct NatSwitch {
         l3Table->routedPortNameIs(UmoL3Intf::L3Id(number), svi);
         ip(svi, true);
     }
-    /// The topology that `vlan` maps to.
-    [[nodiscard]] Bridging::Topology::TopoConfig &topo(std::uint16_t vlan) const {
-        return **topology->vidToTopoMap(VlanId(vlan));
-    }
+    /// In the topology that the VLAN maps to.
     void portState(std::uint16_t vlan, IntfId intf, PortState state) const {
-        topo(vlan).topoPortConfigIs(intf)->portStateIs(state);
+        (*topology->vidToTopoMap(VlanId(vlan)))->topoPortConfigIs(intf)->portStateIs(state);
     }
     void switchport(char const *intf, SwitchportMode mode, std::uint16_t native) const {
         bridgingConfig->switchIntfConfigIs(IntfId(intf))
@@ -164,10 +160,6 @@ struct NatSwitch {
     }
     [[nodiscard]] UmoNatFlowActionSm &actionSm(char const *match, std::string const &name) const {
         return **matchSm(match).actionSm().find(name);
-    }
-    [[nodiscard]] Ip::Nat::HwNatFlowActionStatus &hwAction(char const *match,
-                                                           char const *name) const {
-        return *hw->natFlow("p")->match(match)->action(name);
     }
     /// The machine of an incomplete action, which registers nothing of its own and does nothing
     /// when evaluated; it stands for one that depends on something.
