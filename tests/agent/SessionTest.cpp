@@ -6,6 +6,8 @@
 
 #include <csignal>
 #include <cstdio>
+#include <filesystem>
+#include <fstream>
 
 using testing::ContainsRegex;
 using testing::EndsWith;
@@ -31,6 +33,23 @@ class Process {
     Process &operator=(Process const &) = delete;
 
     void signal(int number) const { kill(pid_, number); }
+
+    /// Returns when it sleeps with a socket open, as a client does that has asked and waits.
+    void awaitAsked() const {
+        std::string const proc = "/proc/" + std::to_string(pid_);
+        for (bool asked = false; !asked; usleep(1000)) {
+            bool connected = false;
+            std::error_code none;
+            for (auto const &file : std::filesystem::directory_iterator(proc + "/fd", none)) {
+                auto const what = std::filesystem::read_symlink(file, none).string();
+                connected = connected || what.starts_with("socket:");
+            }
+            std::ifstream stat(proc + "/stat"); // read now: it may have slept before it asked
+            std::string state;
+            stat >> state >> state >> state;
+            asked = connected && state == "S";
+        }
+    }
 
     /// Reads the output up to `text`, or to its end.
     std::string const &readUntil(std::string const &text) {
@@ -63,17 +82,42 @@ std::string client(std::string const &command) {
 
 } // namespace
 
-TEST(Session, ExitStatusesTellWhatWasDoneAndOneAgentAnswersAtASocket) {
-    Process agent(agentCommand + "examples/live-switch.yaml");
+TEST(Session, AppliesChangesOutlivesItsClientsAndEndsBySignalWithAnEmptyChip) {
+    std::string const many = socketPath + ".yaml", none = socketPath + ".off.yaml";
+    std::ofstream file(many);
+    file << "interfaces: {Et1: {}}\nvlans: {1: [Et1]}\ntopologies: {t: {vlans: [1], ports: {Et1: "
+            "forwarding}}}\nip-interfaces: {Vlan1: {address: 10.0.1.1/24}}\n"
+            "l3-interfaces: {Vlan1: 1}\npolicies: {feed: {matches: {m: {actions: {";
+    for (int i = 0; i < 2000; ++i) { // a table of more than the system keeps for a client
+        file << "a" << i << ": {destination: 239.1.1.1, egress: [Vlan1]}, ";
+    }
+    file << "}}}}}\n";
+    file.close();
+    std::ofstream(none) << "events: [{remove: {policies: [feed]}}]";
+
+    Process agent(agentCommand + many);
     agent.readUntil("end of the scenario, the switch goes on\n");
-    EXPECT_EQ(Process(agentCommand + "examples/live-switch.yaml").end(),
+    EXPECT_EQ(Process(agentCommand + many).end(),
               "umo-agent: socket " + socketPath + ": another agent is answering there\n=> 2");
-    EXPECT_EQ(client("showNatFlowActionHw nobody"), "=> 0");
+
+    // A client is killed in the middle of its answer: it has asked, and does not read.
+    agent.signal(SIGSTOP);
+    Process half(clientCommand + "showNatFlowActionHw");
+    half.awaitAsked();
+    half.signal(SIGSTOP);
+    agent.signal(SIGCONT);
+    EXPECT_THAT(client("showNatFlowActionHw"), HasSubstr("\nfeed "));
+    half.signal(SIGKILL);
+
+    EXPECT_EQ(client("apply " + none), "applied 1 event\n=> 0");
+    EXPECT_EQ(client("showNatFlowActionHw"), "=> 0");
     EXPECT_THAT(client("nonsense"), EndsWith("=> 1"));
-    agent.signal(SIGHUP);
-    EXPECT_THAT(agent.end(), ContainsRegex("SIGHUP, NAT is shut down\nchip: 0 of [^\n]*\n=> 0$"));
+    agent.signal(SIGTERM);
+    EXPECT_THAT(agent.end(), ContainsRegex("SIGTERM, NAT is shut down\nchip: 0 of [^\n]*\n=> 0$"));
     EXPECT_EQ(client("help"),
               "umo-cli: socket " + socketPath + ": no agent is answering there\n=> 2");
+    std::remove(many.c_str());
+    std::remove(none.c_str());
 }
 
 TEST(Session, InRealTimeASignalEndsTheScenarioAndASecondOneIsNoNews) {
