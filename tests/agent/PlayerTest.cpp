@@ -27,13 +27,14 @@ std::string transcript(std::filesystem::path const &file) {
     constexpr std::string_view kTraces = "# traces: ";
     std::string const text = contents(file);
     std::string const first = text.substr(0, text.find('\n'));
-    auto const scenario = std::get<UmoAgent::Scenario>(UmoAgent::readScenario(file, text));
+    auto const scenario = UmoAgent::readScenario(file, text);
+    EXPECT_EQ(scenario.index(), 0U) << file << " has errors, umo-agent tells which";
     TraceLines out;
     Mox::TraceSink *const before = Mox::traceSinkIs(&out);
     auto const unknown =
         Mox::traceLevelsIs(first.starts_with(kTraces) ? first.substr(kTraces.size()) : "");
     EXPECT_THAT(unknown, testing::IsEmpty()) << file;
-    auto const status = UmoAgent::play(scenario, {.showCalls = true}, out, out);
+    auto const status = UmoAgent::play(std::get<0>(scenario), {.showCalls = true}, out, out);
     Mox::traceLevelsIs("");
     Mox::traceSinkIs(before);
     out << "exit status " << static_cast<int>(status) << '\n';
