@@ -35,6 +35,7 @@ TEST(Topology, ChangesGoUnheardWhileItIsInactiveAndAfterItsEnd) {
         sw.bridgingStatus->fdbStatusDel(Bridging::Fid(10));
         sw.topology->vidToTopoMapDel(vlan10);
         sw.ipStatus->ipIntfStatusDel(IntfId("Vlan10"));
+        sw.ipStatus->ipIntfStatusIs(IntfId("Loopback0"));
         EXPECT_EQ(storyOf(trace.messages), "");
     }
 }
