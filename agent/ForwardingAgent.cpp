@@ -31,7 +31,8 @@ void ForwardingAgent::start(SwitchModel const &initial) {
 
 void ForwardingAgent::carryOut(Event const &event, std::ostream &out) {
     if (!event.note.empty() || !event.print.empty()) {
-        out << stamp(loop_.now()) << (event.note.empty() ? "" : " ") << event.note << '\n';
+        out << stamp(loop_.now()) << (event.note.empty() ? "" : " ") << event.note
+            << std::endl; // before the traces of what the event does, which go their own way
     }
     if (event.refuseGroups != 0) {
         chip_->refuseGroups(event.refuseGroups);

@@ -39,7 +39,6 @@ inline std::string storyOf(std::vector<std::string> &lines) {
         {std::regex("UmoNatFlow(\\w+)Sm::"), "$1::"},
         {std::regex(", policy: (\\w+)"), " $1"},
         {std::regex(", (?:match|action): "), "."},
-        {std::regex(", flow: 0.0.0.0/0:0 -> "), " to "},
         {std::regex("notifyActionSm(\\w+)(?:, \\w+:)?"), "> $1"},
         {std::regex("NatFlowGroup\\(policy p, match (.*)\\)"), " $1"},
         {std::regex("NatFlow(Vlan|Src|Dst)\\w+\\(group (\\d+), port set (\\d+).*"), " $1 $2/$3"}};
@@ -143,9 +142,9 @@ struct NatSwitch {
         bridgingConfig->switchIntfConfigIs(IntfId(intf))
             ->switchportModeAndNativeVlanIs({mode, Bridging::VlanIdOrNone(native)});
     }
-    void ip(IntfId intf, bool routing, char const *address = "10.0.0.1/24") const {
+    void ip(IntfId intf, bool routing) const {
         auto const status = ipStatus->ipIntfStatusIs(intf);
-        status->addrWithMaskIs(Nexo::IpAddrWithMask::parse(address));
+        status->addrWithMaskIs(Nexo::IpAddrWithMask::parse("10.0.0.1/24"));
         status->routingIs(routing);
     }
     void learn(std::uint16_t vlan, char const *mac, char const *intf) const {
