@@ -5,8 +5,6 @@
 #include "agent/ScenarioNodes.h"
 #include "agent/ScenarioValues.h"
 
-#include <yaml-cpp/yaml.h>
-
 namespace UmoAgent {
 
 /// Reads the NAT policies of a state; the part of StateReader that stands under `policies`:
@@ -27,16 +25,16 @@ class NatStateReader {
     NatStateReader(ScenarioNodes &nodes, ScenarioValues &values, ActionVersions &versions)
         : nodes_(nodes), values_(values), versions_(versions) {}
 
-    void policies(YAML::Node const &node, Named<PolicyState> &policies);
+    void policies(YamlNode const &node, Named<PolicyState> &policies);
 
   private:
-    void match(YAML::Node const &node, Pelo::String const &policy, Pelo::String const &name,
+    void match(YamlNode const &node, Pelo::String const &policy, Pelo::String const &name,
                MatchState &match);
-    void flow(YAML::Node const &node, MatchState &match);
-    void action(YAML::Node const &node, ActionName const &name, ActionState &action);
-    void egress(YAML::Node const &node, ActionState &action);
-    void nextHop(YAML::Node const &node, Nexo::IntfId intf, Ip::Nat::NatFlowNextHop &nextHop);
-    void prefix(YAML::Node const &node, Ip::Nat::NatFlowEnd &end);
+    void flow(YamlNode const &node, MatchState &match);
+    void action(YamlNode const &node, ActionName const &name, ActionState &action);
+    void egress(YamlNode const &node, ActionState &action);
+    void nextHop(YamlNode const &node, Nexo::IntfId intf, Ip::Nat::NatFlowNextHop &nextHop);
+    void prefix(YamlNode const &node, Ip::Nat::NatFlowEnd &end);
 
     ScenarioNodes &nodes_;
     ScenarioValues &values_;

@@ -18,68 +18,66 @@ std::string namesOf(std::vector<ScenarioNodes::Field> const &fields) {
 
 } // namespace
 
-Place ScenarioNodes::place(YAML::Node const &node) const {
-    YAML::Mark const mark = node.Mark();
-    return Place{mark.line + 1, mark.column + 1, event_};
+Place ScenarioNodes::place(YamlNode const &node) const {
+    return Place{node.line, node.column, event_};
 }
 
-std::string ScenarioNodes::described(YAML::Node const &node) {
-    switch (node.Type()) {
-    case YAML::NodeType::Scalar:
-        return inQuotes(node.Scalar());
-    case YAML::NodeType::Sequence:
+std::string ScenarioNodes::described(YamlNode const &node) {
+    switch (node.kind) {
+    case YamlNode::Kind::scalar:
+        return inQuotes(node.text);
+    case YamlNode::Kind::sequence:
         return "a list";
-    case YAML::NodeType::Map:
+    case YamlNode::Kind::map:
         return "a mapping";
-    case YAML::NodeType::Null:
-    case YAML::NodeType::Undefined:
+    case YamlNode::Kind::null:
         break;
     }
     return "nothing";
 }
 
-void ScenarioNodes::unexpected(YAML::Node const &node, std::string_view expected) {
+void ScenarioNodes::unexpected(YamlNode const &node, std::string_view expected) {
     errors_.add(place(node), described(node), expected);
 }
 
-std::optional<std::string> ScenarioNodes::text(YAML::Node const &node, std::string_view expected) {
-    if (!node.IsScalar()) {
+std::optional<std::string> ScenarioNodes::text(YamlNode const &node, std::string_view expected) {
+    if (!node.isScalar()) {
         unexpected(node, expected);
         return std::nullopt;
     }
-    return node.Scalar();
+    return node.text;
 }
 
-void ScenarioNodes::fields(YAML::Node const &node, std::string_view expected,
+void ScenarioNodes::fields(YamlNode const &node, std::string_view expected,
                            std::vector<Field> const &fields) {
-    std::map<std::string_view, YAML::Node> present;
-    auto const readKey = [&](YAML::Node const &key) -> std::optional<std::string> {
+    std::map<std::string_view, YamlNode const *> present;
+    auto const readKey = [&](YamlNode const &key) -> std::optional<std::string> {
         bool const known = std::any_of(fields.begin(), fields.end(), [&](Field const &field) {
-            return key.IsScalar() && field.name == key.Scalar();
+            return key.isScalar() && field.name == key.text;
         });
         if (!known) {
             unexpected(key, "one of " + namesOf(fields));
             return std::nullopt;
         }
-        return key.Scalar();
+        return key.text;
     };
     entries<std::string>(node, expected, readKey,
-                         [&](std::string const &, YAML::Node const &key, YAML::Node const &value) {
-                             present.emplace(key.Scalar(), value);
+                         [&](std::string const &, YamlNode const &key, YamlNode const &value) {
+                             present.emplace(key.text, &value);
                          });
     for (Field const &field : fields) {
         if (auto const at = present.find(field.name); at != present.end()) {
-            field.read(at->second);
+            field.read(*at->second);
         }
     }
 }
 
-void ScenarioNodes::list(YAML::Node const &node, std::string_view expected, Handler const &each) {
-    if (node.IsScalar()) {
+void ScenarioNodes::list(YamlNode const &node, std::string_view expected, Handler const &each) {
+    if (node.isScalar()) {
         each(node);
-    } else if (node.IsSequence()) {
-        for (YAML::Node const &item : node) {
-            each(item);
+    } else if (node.isSequence()) {
+        for (auto const &item : node.items) {
+            each(*item);
         }
     } else {
         unexpected(node, expected);
@@ -88,23 +86,25 @@ void ScenarioNodes::list(YAML::Node const &node, std::string_view expected, Hand
 
 /// A key without a value is reported at the key: the parser places the missing value on a later
 /// line.
-void ScenarioNodes::mapping(YAML::Node const &node, std::string_view expected,
+void ScenarioNodes::mapping(YamlNode const &node, std::string_view expected,
                             EntryHandler const &each) {
-    if (!node.IsMap()) {
+    if (!node.isMap()) {
         unexpected(node, expected);
         return;
     }
-    for (auto const &entry : node) {
-        if (entry.second.IsNull()) {
-            errors_.add(place(entry.first), "nothing after " + described(entry.first),
+    for (std::size_t i = 0; i < node.items.size(); i += 2) {
+        YamlNode const &key = *node.items[i];
+        YamlNode const &value = *node.items[i + 1];
+        if (value.kind == YamlNode::Kind::null) {
+            errors_.add(place(key), "nothing after " + described(key),
                         "a value; {} or [] if it is empty");
         } else {
-            each(entry.first, entry.second);
+            each(key, value);
         }
     }
 }
 
-void ScenarioNodes::duplicate(YAML::Node const &key, YAML::Node const &earlier) {
+void ScenarioNodes::duplicate(YamlNode const &key, YamlNode const &earlier) {
     errors_.add(place(key), described(key) + " a second time",
                 "it once; it is also in line " + std::to_string(place(earlier).line));
 }

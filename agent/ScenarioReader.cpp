@@ -3,6 +3,7 @@
 #include "agent/ScenarioChecks.h"
 #include "agent/StateReader.h"
 #include "agent/StateRemover.h"
+#include "agent/YamlNode.h"
 
 #include <cerrno>
 #include <filesystem>
@@ -15,8 +16,6 @@
 
 namespace UmoAgent {
 
-using YAML::Node;
-
 namespace {
 
 constexpr std::uint32_t kMaxRefusals = 1'000'000;
@@ -26,15 +25,15 @@ class ScenarioDocument {
   public:
     explicit ScenarioDocument(ScenarioErrors &errors) : errors_(errors) {}
 
-    Scenario readScenario(Node const &document);
-    std::vector<Event> readEvents(Node const &document, SwitchModel before);
+    Scenario readScenario(YamlNode const &document);
+    std::vector<Event> readEvents(YamlNode const &document, SwitchModel before);
 
   private:
-    void eventList(Node const &node);
+    void eventList(YamlNode const &node);
     void stateEnds();
-    void event(Node const &node);
-    void change(std::optional<Node> const &remove, std::optional<Node> const &set, Event &event);
-    std::optional<Vyr::Time> timeFromNow(Node const &node);
+    void event(YamlNode const &node);
+    void change(YamlNode const *remove, YamlNode const *set, Event &event);
+    std::optional<Vyr::Time> timeFromNow(YamlNode const &node);
 
     ScenarioErrors &errors_;
     ScenarioNodes nodes_{errors_};
@@ -49,20 +48,20 @@ class ScenarioDocument {
     std::vector<Event> events_;
 };
 
-Scenario ScenarioDocument::readScenario(Node const &document) {
+Scenario ScenarioDocument::readScenario(YamlNode const &document) {
     Scenario scenario;
     auto fields = setter_.fields(state_);
-    std::optional<Node> events;
-    std::optional<Node> end;
-    fields.push_back({"events", [&](Node const &value) { events.emplace(value); }});
-    fields.push_back({"end", [&](Node const &value) { end.emplace(value); }});
+    YamlNode const *events = nullptr;
+    YamlNode const *end = nullptr;
+    fields.push_back({"events", [&](YamlNode const &value) { events = &value; }});
+    fields.push_back({"end", [&](YamlNode const &value) { end = &value; }});
     nodes_.fields(document, "a scenario: a mapping with a state and events", fields);
     stateEnds();
     scenario.initial = state_;
-    if (events) {
+    if (events != nullptr) {
         eventList(*events);
     }
-    if (end) {
+    if (end != nullptr) {
         scenario.end = timeFromNow(*end);
     }
     values_.checkUses(state_.declared);
@@ -70,17 +69,17 @@ Scenario ScenarioDocument::readScenario(Node const &document) {
     return scenario;
 }
 
-std::vector<Event> ScenarioDocument::readEvents(Node const &document, SwitchModel before) {
+std::vector<Event> ScenarioDocument::readEvents(YamlNode const &document, SwitchModel before) {
     state_ = std::move(before);
     timesNeeded_ = false;
     nodes_.fields(document, "a mapping with events",
-                  {{"events", [&](Node const &value) { eventList(value); }}});
+                  {{"events", [&](YamlNode const &value) { eventList(value); }}});
     values_.checkUses(state_.declared);
     return std::move(events_);
 }
 
-void ScenarioDocument::eventList(Node const &node) {
-    nodes_.list(node, "a list of events", [&](Node const &item) { event(item); });
+void ScenarioDocument::eventList(YamlNode const &node) {
+    nodes_.list(node, "a list of events", [&](YamlNode const &item) { event(item); });
 }
 
 void ScenarioDocument::stateEnds() {
@@ -88,35 +87,35 @@ void ScenarioDocument::stateEnds() {
     checkNextHops(state_, state_.event, errors_);
 }
 
-void ScenarioDocument::event(Node const &node) {
+void ScenarioDocument::event(YamlNode const &node) {
     nodes_.eventIs(++state_.event);
-    std::optional<Node> remove;
-    std::optional<Node> set;
+    YamlNode const *remove = nullptr;
+    YamlNode const *set = nullptr;
     bool timed = false;
     Event event;
-    auto const at = [&](Node const &value) {
+    auto const at = [&](YamlNode const &value) {
         timed = true;
         now_ = timeFromNow(value).value_or(now_);
     };
-    auto const print = [&](Node const &value) {
-        nodes_.list(value, "a list of tree, table, chip or groups", [&](Node const &item) {
+    auto const print = [&](YamlNode const &value) {
+        nodes_.list(value, "a list of tree, table, chip or groups", [&](YamlNode const &item) {
             if (auto const printout = values_.printout(item)) {
                 event.print.push_back(*printout);
             }
         });
     };
-    auto const refuse = [&](Node const &value) {
+    auto const refuse = [&](YamlNode const &value) {
         keep(values_.number<std::uint32_t>(value, 0, kMaxRefusals, "a number of groups"),
              event.refuseGroups);
     };
     nodes_.fields(node, "an event: a mapping with at, and remove, set, note or print",
                   {{"at", at},
-                   {"remove", [&](Node const &value) { remove.emplace(value); }},
-                   {"set", [&](Node const &value) { set.emplace(value); }},
+                   {"remove", [&](YamlNode const &value) { remove = &value; }},
+                   {"set", [&](YamlNode const &value) { set = &value; }},
                    {"refuse-groups", refuse},
-                   {"note", [&](Node const &value) { keep(values_.note(value), event.note); }},
+                   {"note", [&](YamlNode const &value) { keep(values_.note(value), event.note); }},
                    {"print", print}});
-    if (node.IsMap() && timesNeeded_ && !timed) {
+    if (node.isMap() && timesNeeded_ && !timed) {
         errors_.add(nodes_.place(node), "an event without at", "the time at which it happens");
     }
     event.at = now_;
@@ -124,21 +123,20 @@ void ScenarioDocument::event(Node const &node) {
     events_.push_back(std::move(event));
 }
 
-void ScenarioDocument::change(std::optional<Node> const &remove, std::optional<Node> const &set,
-                              Event &event) {
-    if (remove) {
+void ScenarioDocument::change(YamlNode const *remove, YamlNode const *set, Event &event) {
+    if (remove != nullptr) {
         remover_.remove(*remove, state_);
     }
-    if (set) {
+    if (set != nullptr) {
         nodes_.fields(*set, "a mapping with a state", setter_.fields(state_));
     }
     stateEnds();
-    if (remove || set) {
+    if (remove != nullptr || set != nullptr) {
         event.state = state_;
     }
 }
 
-std::optional<Vyr::Time> ScenarioDocument::timeFromNow(Node const &node) {
+std::optional<Vyr::Time> ScenarioDocument::timeFromNow(YamlNode const &node) {
     auto const time = values_.time(node);
     if (time && *time < now_) {
         nodes_.unexpected(node, "a time that is not before that of the last event");
@@ -147,34 +145,11 @@ std::optional<Vyr::Time> ScenarioDocument::timeFromNow(Node const &node) {
     return time;
 }
 
-/// The one document of a text.
-std::optional<Node> readDocument(std::string const &text, ScenarioErrors &errors) {
-    std::vector<Node> documents;
-    try {
-        documents = YAML::LoadAll(text);
-    } catch (YAML::Exception const &malformed) {
-        YAML::Mark const mark = malformed.mark;
-        Place const place = mark.is_null() ? Place{1, 1} : Place{mark.line + 1, mark.column + 1};
-        errors.add(place, "malformed YAML: " + malformed.msg);
-        return std::nullopt;
-    }
-    if (documents.empty()) {
-        errors.add(Place{1, 1}, "an empty file", "a scenario");
-        return std::nullopt;
-    }
-    if (documents.size() > 1) {
-        YAML::Mark const mark = documents[1].Mark();
-        errors.add(Place{mark.line + 1, mark.column + 1}, "a second document",
-                   "one scenario in a file");
-    }
-    return documents.front();
-}
-
 /// The result of reading one document as `read` does, or what was wrong.
 template <class Result>
 std::variant<Result, ScenarioFaults>
 readText(std::string const &file, std::string const &text,
-         std::function<Result(ScenarioDocument &reader, Node const &document)> const &read) {
+         std::function<Result(ScenarioDocument &reader, YamlNode const &document)> const &read) {
     ScenarioErrors errors(file);
     ScenarioDocument reader(errors);
     std::optional<Result> result;
@@ -216,7 +191,7 @@ std::variant<std::string, ScenarioFaults> textOf(std::string const &file) {
 
 std::variant<Scenario, ScenarioFaults> readScenario(std::string const &file,
                                                     std::string const &text) {
-    return readText<Scenario>(file, text, [](ScenarioDocument &reader, Node const &document) {
+    return readText<Scenario>(file, text, [](ScenarioDocument &reader, YamlNode const &document) {
         return reader.readScenario(document);
     });
 }
@@ -232,7 +207,7 @@ std::variant<Scenario, ScenarioFaults> readScenarioFile(std::string const &file)
 std::variant<std::vector<Event>, ScenarioFaults>
 readEvents(std::string const &file, std::string const &text, SwitchModel before) {
     return readText<std::vector<Event>>(file, text,
-                                        [&](ScenarioDocument &reader, Node const &document) {
+                                        [&](ScenarioDocument &reader, YamlNode const &document) {
                                             return reader.readEvents(document, std::move(before));
                                         });
 }

@@ -20,10 +20,10 @@ using Words = std::vector<std::pair<std::string_view, Value>>;
 
 /// One of a few words.
 template <class Value>
-std::optional<Value> word(ScenarioNodes &nodes, YAML::Node const &node, Words<Value> const &words) {
+std::optional<Value> word(ScenarioNodes &nodes, YamlNode const &node, Words<Value> const &words) {
     std::string expected;
     for (auto const &[name, value] : words) {
-        if (node.IsScalar() && node.Scalar() == name) {
+        if (node.isScalar(name)) {
             return value;
         }
         expected.append(expected.empty() ? "" : ", ").append(name);
@@ -35,7 +35,7 @@ std::optional<Value> word(ScenarioNodes &nodes, YAML::Node const &node, Words<Va
 /// What `parse` makes of a scalar's text; it refuses malformed text with std::invalid_argument,
 /// whose own words quote the text and say what was expected.
 template <class Parse>
-auto parsed(ScenarioNodes &nodes, YAML::Node const &node, std::string_view expected, Parse parse)
+auto parsed(ScenarioNodes &nodes, YamlNode const &node, std::string_view expected, Parse parse)
     -> std::optional<decltype(parse(std::string_view()))> {
     auto const text = nodes.text(node, expected);
     if (!text) {
@@ -100,8 +100,8 @@ std::optional<Vyr::Time> timeOfText(std::string const &text) {
 
 } // namespace
 
-std::optional<std::uint64_t> ScenarioValues::numberBetween(YAML::Node const &node,
-                                                           std::uint64_t min, std::uint64_t max,
+std::optional<std::uint64_t> ScenarioValues::numberBetween(YamlNode const &node, std::uint64_t min,
+                                                           std::uint64_t max,
                                                            std::string_view what) {
     std::string const expected =
         std::string(what) + ", a number from " + std::to_string(min) + " to " + std::to_string(max);
@@ -117,23 +117,23 @@ std::optional<std::uint64_t> ScenarioValues::numberBetween(YAML::Node const &nod
     return value;
 }
 
-std::optional<std::uint16_t> ScenarioValues::vlan(YAML::Node const &node) {
+std::optional<std::uint16_t> ScenarioValues::vlan(YamlNode const &node) {
     return number(node, kMinVlan, kMaxVlan, "a VLAN");
 }
 
-std::optional<std::uint16_t> ScenarioValues::l3Id(YAML::Node const &node) {
+std::optional<std::uint16_t> ScenarioValues::l3Id(YamlNode const &node) {
     return number(node, kMinVlan, kMaxVlan, "an L3 id");
 }
 
-std::optional<std::uint16_t> ScenarioValues::transportPort(YAML::Node const &node) {
+std::optional<std::uint16_t> ScenarioValues::transportPort(YamlNode const &node) {
     return number<std::uint16_t>(node, 1, 65535, "a transport port");
 }
 
-std::optional<bool> ScenarioValues::boolean(YAML::Node const &node) {
+std::optional<bool> ScenarioValues::boolean(YamlNode const &node) {
     return word(nodes_, node, Words<bool>{{"true", true}, {"false", false}});
 }
 
-std::optional<Vyr::Time> ScenarioValues::time(YAML::Node const &node) {
+std::optional<Vyr::Time> ScenarioValues::time(YamlNode const &node) {
     static constexpr std::string_view kExpected = "a time such as 10s, 500ms, 1m30s or 2h";
     auto const text = nodes_.text(node, kExpected);
     if (!text) {
@@ -146,7 +146,7 @@ std::optional<Vyr::Time> ScenarioValues::time(YAML::Node const &node) {
     return value;
 }
 
-std::optional<Pelo::String> ScenarioValues::name(YAML::Node const &node) {
+std::optional<Pelo::String> ScenarioValues::name(YamlNode const &node) {
     static constexpr std::string_view kExpected = "a name";
     auto text = nodes_.text(node, kExpected);
     if (text && text->empty()) {
@@ -156,11 +156,11 @@ std::optional<Pelo::String> ScenarioValues::name(YAML::Node const &node) {
     return text;
 }
 
-std::optional<std::string> ScenarioValues::note(YAML::Node const &node) {
+std::optional<std::string> ScenarioValues::note(YamlNode const &node) {
     return nodes_.text(node, "a text");
 }
 
-std::optional<Bridging::SwitchportMode> ScenarioValues::switchportMode(YAML::Node const &node) {
+std::optional<Bridging::SwitchportMode> ScenarioValues::switchportMode(YamlNode const &node) {
     using Bridging::SwitchportMode;
     return word(nodes_, node,
                 Words<SwitchportMode>{{"access", SwitchportMode::access},
@@ -169,15 +169,15 @@ std::optional<Bridging::SwitchportMode> ScenarioValues::switchportMode(YAML::Nod
                                       {"routed", SwitchportMode::routed}});
 }
 
-std::optional<Bridging::VlanIdOrNone> ScenarioValues::nativeVlan(YAML::Node const &node) {
-    if (node.IsScalar() && node.Scalar() == "none") {
+std::optional<Bridging::VlanIdOrNone> ScenarioValues::nativeVlan(YamlNode const &node) {
+    if (node.isScalar("none")) {
         return Bridging::VlanIdOrNone();
     }
     auto const value = number(node, kMinVlan, kMaxVlan, "none or a VLAN");
     return value ? std::optional(Bridging::VlanIdOrNone(*value)) : std::nullopt;
 }
 
-std::optional<Bridging::Topology::PortState> ScenarioValues::portState(YAML::Node const &node) {
+std::optional<Bridging::Topology::PortState> ScenarioValues::portState(YamlNode const &node) {
     using Bridging::Topology::PortState;
     return word(nodes_, node,
                 Words<PortState>{{"disabled", PortState::disabled},
@@ -186,7 +186,7 @@ std::optional<Bridging::Topology::PortState> ScenarioValues::portState(YAML::Nod
                                  {"forwarding", PortState::forwarding}});
 }
 
-std::optional<Printout> ScenarioValues::printout(YAML::Node const &node) {
+std::optional<Printout> ScenarioValues::printout(YamlNode const &node) {
     return word(nodes_, node,
                 Words<Printout>{{"tree", Printout::tree},
                                 {"chip", Printout::chip},
@@ -194,7 +194,7 @@ std::optional<Printout> ScenarioValues::printout(YAML::Node const &node) {
                                 {"table", Printout::table}});
 }
 
-std::optional<Nexo::EthAddr> ScenarioValues::stationMac(YAML::Node const &node) {
+std::optional<Nexo::EthAddr> ScenarioValues::stationMac(YamlNode const &node) {
     auto const value = parsed(nodes_, node, "a MAC address", Nexo::EthAddr::parse);
     if (value && value->isZero()) {
         nodes_.unexpected(node, "a MAC address other than zero");
@@ -207,8 +207,8 @@ std::optional<Nexo::EthAddr> ScenarioValues::stationMac(YAML::Node const &node) 
     return value;
 }
 
-std::optional<Nexo::IpAddrWithMask> ScenarioValues::interfaceAddress(YAML::Node const &node) {
-    if (node.IsScalar() && node.Scalar() == "none") {
+std::optional<Nexo::IpAddrWithMask> ScenarioValues::interfaceAddress(YamlNode const &node) {
+    if (node.isScalar("none")) {
         return Nexo::IpAddrWithMask();
     }
     auto const value = parsed(nodes_, node, "none or an address with its mask length",
@@ -220,7 +220,7 @@ std::optional<Nexo::IpAddrWithMask> ScenarioValues::interfaceAddress(YAML::Node 
     return value;
 }
 
-std::optional<Nexo::IpAddrWithMask> ScenarioValues::prefix(YAML::Node const &node) {
+std::optional<Nexo::IpAddrWithMask> ScenarioValues::prefix(YamlNode const &node) {
     return parsed(nodes_, node, "an address or a prefix", [](std::string_view text) {
         return text.find('/') == std::string_view::npos
                    ? Nexo::IpAddrWithMask(Nexo::IpAddr::parse(text), 32)
@@ -228,7 +228,7 @@ std::optional<Nexo::IpAddrWithMask> ScenarioValues::prefix(YAML::Node const &nod
     });
 }
 
-std::optional<Nexo::IpAndPort> ScenarioValues::translatedEnd(YAML::Node const &node) {
+std::optional<Nexo::IpAndPort> ScenarioValues::translatedEnd(YamlNode const &node) {
     auto const value = parsed(nodes_, node, "an address with a port", Nexo::IpAndPort::parse);
     if (value && value->addr().isZero()) {
         nodes_.unexpected(node, "an address other than zero");
@@ -237,7 +237,7 @@ std::optional<Nexo::IpAndPort> ScenarioValues::translatedEnd(YAML::Node const &n
     return value;
 }
 
-std::optional<Nexo::IntfId> ScenarioValues::interfaceName(YAML::Node const &node) {
+std::optional<Nexo::IntfId> ScenarioValues::interfaceName(YamlNode const &node) {
     auto const intf = parsed(nodes_, node, "an interface",
                              [](std::string_view name) { return Nexo::IntfId(name); });
     if (!intf) {
@@ -254,7 +254,7 @@ std::optional<Nexo::IntfId> ScenarioValues::interfaceName(YAML::Node const &node
     return intf;
 }
 
-std::optional<Nexo::IntfId> ScenarioValues::portName(YAML::Node const &node) {
+std::optional<Nexo::IntfId> ScenarioValues::portName(YamlNode const &node) {
     auto const intf = interfaceName(node);
     if (intf && Nexo::VlanIntfId::isVlanIntfId(*intf)) {
         nodes_.unexpected(node, "an interface other than a VLAN's");
@@ -263,7 +263,7 @@ std::optional<Nexo::IntfId> ScenarioValues::portName(YAML::Node const &node) {
     return intf;
 }
 
-std::optional<Nexo::IntfId> ScenarioValues::interface(YAML::Node const &node) {
+std::optional<Nexo::IntfId> ScenarioValues::interface(YamlNode const &node) {
     auto const intf = interfaceName(node);
     if (intf) {
         used_.emplace_back(*intf, nodes_.place(node));
@@ -271,7 +271,7 @@ std::optional<Nexo::IntfId> ScenarioValues::interface(YAML::Node const &node) {
     return intf;
 }
 
-std::optional<Nexo::IntfId> ScenarioValues::port(YAML::Node const &node) {
+std::optional<Nexo::IntfId> ScenarioValues::port(YamlNode const &node) {
     auto const intf = portName(node);
     if (intf) {
         used_.emplace_back(*intf, nodes_.place(node));

@@ -6,8 +6,6 @@
 #include "agent/ScenarioNodes.h"
 #include "agent/ScenarioValues.h"
 
-#include <yaml-cpp/yaml.h>
-
 #include <vector>
 
 namespace UmoAgent {
@@ -34,14 +32,14 @@ class StateReader {
     std::vector<ScenarioNodes::Field> fields(SwitchModel &state);
 
   private:
-    void chip(YAML::Node const &node, ChipCapacity &chip);
-    void interfaces(YAML::Node const &node, SwitchModel &state);
-    void vlans(YAML::Node const &node, SwitchModel &state);
-    void topologies(YAML::Node const &node, SwitchModel &state);
-    void learnedMacs(YAML::Node const &node, SwitchModel &state);
-    void ipInterfaces(YAML::Node const &node, SwitchModel &state);
-    void l3Interfaces(YAML::Node const &node, SwitchModel &state);
-    void l3Id(YAML::Node const &node, Nexo::IntfId intf, SwitchModel &state);
+    void chip(YamlNode const &node, ChipCapacity &chip);
+    void interfaces(YamlNode const &node, SwitchModel &state);
+    void vlans(YamlNode const &node, SwitchModel &state);
+    void topologies(YamlNode const &node, SwitchModel &state);
+    void learnedMacs(YamlNode const &node, SwitchModel &state);
+    void ipInterfaces(YamlNode const &node, SwitchModel &state);
+    void l3Interfaces(YamlNode const &node, SwitchModel &state);
+    void l3Id(YamlNode const &node, Nexo::IntfId intf, SwitchModel &state);
 
     ScenarioNodes &nodes_;
     ScenarioValues &values_;

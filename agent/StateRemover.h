@@ -5,8 +5,6 @@
 #include "agent/ScenarioNodes.h"
 #include "agent/ScenarioValues.h"
 
-#include <yaml-cpp/yaml.h>
-
 #include <functional>
 #include <optional>
 #include <string_view>
@@ -29,35 +27,35 @@ class StateRemover {
     StateRemover(ScenarioNodes &nodes, ScenarioValues &values, ActionVersions &versions)
         : nodes_(nodes), values_(values), versions_(versions) {}
 
-    void remove(YAML::Node const &node, SwitchModel &state);
+    void remove(YamlNode const &node, SwitchModel &state);
 
   private:
     /// How the elements of one collection are removed. Without `deeper`, only as a whole.
     template <class Key>
     struct Elements {
         std::string_view one; // what an element is called: "a VLAN"
-        std::function<std::optional<Key>(YAML::Node const &)> readKey;
+        std::function<std::optional<Key>(YamlNode const &)> readKey;
         std::function<bool(Key const &)> present;
-        std::function<void(Key const &, YAML::Node const &)> erase;
-        std::function<void(Key const &, YAML::Node const &)> deeper;
+        std::function<void(Key const &, YamlNode const &)> erase;
+        std::function<void(Key const &, YamlNode const &)> deeper;
     };
 
     template <class Key>
-    void elements(YAML::Node const &node, Elements<Key> const &elements);
+    void elements(YamlNode const &node, Elements<Key> const &elements);
     template <class Map>
-    void wholeInterfaces(YAML::Node const &node, Map &map);
+    void wholeInterfaces(YamlNode const &node, Map &map);
 
-    void vlans(YAML::Node const &node, SwitchModel &state);
-    void topologies(YAML::Node const &node, SwitchModel &state);
-    void topology(YAML::Node const &node, Pelo::String const &name, SwitchModel &state);
-    void learnedMacs(YAML::Node const &node, SwitchModel &state);
-    void policies(YAML::Node const &node, Named<PolicyState> &policies);
-    void matches(YAML::Node const &node, Pelo::String const &policy, Named<MatchState> &matches);
-    void flow(YAML::Node const &node, MatchState &match);
-    void actions(YAML::Node const &node, ActionName const &match, Named<ActionState> &actions);
-    void action(YAML::Node const &node, ActionState &action);
-    void egress(YAML::Node const &node, ActionState &action);
-    void nextHop(YAML::Node const &node, EgressState &egress);
+    void vlans(YamlNode const &node, SwitchModel &state);
+    void topologies(YamlNode const &node, SwitchModel &state);
+    void topology(YamlNode const &node, Pelo::String const &name, SwitchModel &state);
+    void learnedMacs(YamlNode const &node, SwitchModel &state);
+    void policies(YamlNode const &node, Named<PolicyState> &policies);
+    void matches(YamlNode const &node, Pelo::String const &policy, Named<MatchState> &matches);
+    void flow(YamlNode const &node, MatchState &match);
+    void actions(YamlNode const &node, ActionName const &match, Named<ActionState> &actions);
+    void action(YamlNode const &node, ActionState &action);
+    void egress(YamlNode const &node, ActionState &action);
+    void nextHop(YamlNode const &node, EgressState &egress);
 
     ScenarioNodes &nodes_;
     ScenarioValues &values_;

@@ -137,14 +137,15 @@ void Checker::checkMatch(std::string const &where, MatchState const &state,
     requireNames(where, "actions", namesOf(state.actions), machine.actionSm(), hw.action(),
                  leftOver_[where]);
     std::uint32_t const wanted = machine.matchSmStatus()->groupNum();
+    std::string const place = where + ", action ";
     bool unheard = false; // what incomplete actions say of a destination may be news
     for (auto const &[name, action] : state.actions) {
         auto const &actionSm = *machine.actionSm().find(name);
         machines_.insert(actionSm.ptr());
         unheard = unheard || (action.version == 0 && state.flow.destination.addr.isZero());
         if (action.version != 0) {
-            actions_.push_back({where + ", action " + name, action, state, actionSm.ptr(),
-                                *hw.action(name), hw.groupIdUc() != 0});
+            actions_.push_back({place + name, action, state, actionSm.ptr(), *hw.action(name),
+                                hw.groupIdUc() != 0});
         }
     }
     require(wanted == expectedGroups(state) || (unheard && (wanted == 1 || wanted == 2)), where,

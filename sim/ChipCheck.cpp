@@ -96,9 +96,10 @@ void checkGroups(std::string const &policy, HwNatFlowMatchStatus const &match,
         }
     }
     std::set<Identity> claimed;
+    std::string const place = where + ", action ";
     for (auto const &[name, action] : match.action()) {
         if (action->vlanPortSets()) {
-            checkAction(where + ", action " + name, chip, match, *action, claimed);
+            checkAction(place + name, chip, match, *action, claimed);
         }
     }
     require(claimed.size() == portSets, where, ": port sets in the chip that no action has");

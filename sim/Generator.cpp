@@ -110,6 +110,10 @@ std::string evaluateAll(SwitchModel const &now) {
     return text + "}}";
 }
 
+std::string changing(std::string const &removed, std::string const &set) {
+    return "remove: {" + removed + "}, set: {" + set + "}}";
+}
+
 } // namespace
 
 std::string Generator::initial() {
@@ -152,9 +156,8 @@ Step Generator::change(std::string const &begin, SwitchModel const &now) {
         namesAnew(now);
         std::string const alsoRemoved = removed + grammar_.text(change.remove);
         std::string const alsoSet = set + grammar_.text(change.set);
-        std::string const all = "remove: {" + alsoRemoved + "}, set: {" + alsoSet + "}}";
         try {
-            step = readStep(grammar_.text(begin + all), now);
+            step = readStep(grammar_.text(begin + changing(alsoRemoved, alsoSet)), now);
             removed = alsoRemoved;
             set = alsoSet;
             --left;

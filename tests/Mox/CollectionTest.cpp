@@ -1,5 +1,5 @@
 #include "Mox/Collection.h"
-#include "tests/Mox/AllocationCount.h"
+#include "bench/HeapCount.h"
 
 #include <gtest/gtest.h>
 
@@ -52,9 +52,9 @@ TEST(Collection, DestructorOfAnElementThatLooksFindsItGoneAndLookingAllocatesNot
     auto children = std::make_unique<Collection<int, std::shared_ptr<int>>>();
     for (int key = 0; key < 30; ++key) {
         auto const look = [&seen = *children, key](int *count) {
-            std::size_t const before = TestSupport::allocations();
+            std::size_t const before = Bench::allocations();
             auto const *const found = seen.find(key);
-            EXPECT_EQ(TestSupport::allocations(), before);
+            EXPECT_EQ(Bench::allocations(), before);
             EXPECT_TRUE(found == nullptr || !*found) << "found itself";
             EXPECT_EQ(key, (*count)++) << "out of order";
         };

@@ -1,5 +1,5 @@
 #include "Pelo/Publisher.h"
-#include "tests/Mox/AllocationCount.h"
+#include "bench/HeapCount.h"
 
 #include <gtest/gtest.h>
 
@@ -53,9 +53,9 @@ TEST_F(PublisherTest, CallsActiveSubscribersInOrderOfSubscriptionWhoeverLeftBefo
     publisher->subscriberAdd(at('b'));
     publisher->subscriberAdd(at('f'), false);
     calls.clear();
-    std::size_t const before = TestSupport::allocations();
+    std::size_t const before = Bench::allocations();
     publish();
-    EXPECT_EQ(TestSupport::allocations(), before);
+    EXPECT_EQ(Bench::allocations(), before);
     EXPECT_EQ(calls, "dgb");
     EXPECT_DEATH(Publisher().subscriberAdd(at('d')), "!subscriber.attached\\(\\)");
     listeners.at('d').once = [] { throw std::runtime_error("group table is gone"); };

@@ -1,5 +1,5 @@
 #include "Skimtrace/Skimtrace.h"
-#include "tests/Mox/AllocationCount.h"
+#include "bench/HeapCount.h"
 
 #include <gtest/gtest.h>
 
@@ -64,11 +64,11 @@ TEST(Skimtrace, KeepsTheNewestRecordsOldestFirstAndAllocatesNothing) {
     std::string const shown = name.substr(0, kNameBytes) + " ";
     sentence.record();
     std::uint64_t const end = std::stoull(dumped(1)) + 1 + kCapacity + 10;
-    std::size_t const before = TestSupport::allocations();
+    std::size_t const before = Bench::allocations();
     for (std::uint32_t i = 0; i < kCapacity + 10; ++i) {
         numbered.record({name, name, name}, i);
     }
-    EXPECT_EQ(TestSupport::allocations(), before);
+    EXPECT_EQ(Bench::allocations(), before);
     for (std::size_t const asked : {std::size_t{3}, kCapacity, kCapacity + 1}) {
         std::string expected;
         for (std::size_t left = std::min(asked, kCapacity); left > 0; --left) {

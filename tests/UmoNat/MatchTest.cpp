@@ -30,12 +30,6 @@ struct FullSwitch : NatSwitch {
 
 } // namespace
 
-TEST(Match, HasTwoGroupsAtMost) {
-    RunningSwitch sw;
-    sw.match("m", kMulticast);
-    EXPECT_DEATH(sw.matchSm("m").createNatFlowGroups(3), "groups == 2");
-}
-
 TEST(Retry, DoesNothingOutsideARun) {
     FullSwitch sw({"m1", "m2"});
     sw.freeHolder();
@@ -75,6 +69,7 @@ TEST(Retry, KeepsAMatchWhoseNumberChangesInItAndIsRefused) {
                               "create m, unicast true -> 3|create m, unicast false -> 0|");
     EXPECT_FALSE(sw.root->unprogrammedGroup().empty());
     sw.groupsLeft = 1; // half of the pair
+    EXPECT_DEATH(sw.matchSm("m").createNatFlowGroups(3), "groups == 2");
 }
 
 TEST(Tree, StaleStatusIsWipedPortSetsIncludedBeforeAnyPolicyIsSeen) {

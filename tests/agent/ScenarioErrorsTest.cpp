@@ -31,7 +31,8 @@ TEST(ScenarioErrors, EachIsReportedWhereItStandsOrAtTheEventThatBreaksWhatWasRig
     std::pair<std::string, std::string> const cases[] = {
         {"", "1:1: found an empty file"},
         {"vlans: [1\nx", "2:1: malformed YAML: "},
-        {"events: []\n---\nevents: []", "3:1: found a second document"},
+        {"events: []\n---\nevents: []", "2:1: found a second document"},
+        {", a", "1:1: malformed YAML: unexpected \",\""},
         {"- a", "1:1: found a list, expected a scenario"},
         {"vlan: {}", "1:1: found \"vlan\", expected one of chip, bridge-mac, "},
         {"vlans:\n  10:\n  20: []", "2:3: found nothing after \"10\""},
@@ -48,7 +49,6 @@ TEST(ScenarioErrors, EachIsReportedWhereItStandsOrAtTheEventThatBreaksWhatWasRig
         {"vlans: {10: [Et1]}", "1:14: found unknown interface Ethernet1"},
         {"l3-interfaces: {Vlan10: 11}", "1:25: found \"11\", expected 10, the number of the"},
         {"l3-interfaces: {Vlan10: 10}\nevents: [{at: 1, set: {interfaces: {Et1: {}}, "
-         ""
          "l3-interfaces: {Et1: 10}}}]",
          "2:68: found \"10\", expected an id that Vlan10 does not have"},
         {"topologies: {a: {vlans: [1]}, b: {vlans: [1]}}", "1:43: found VLAN 1 also in topology"},
