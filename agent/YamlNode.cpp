@@ -100,7 +100,7 @@ std::shared_ptr<YamlNode const> readDocument(std::string const &text, ScenarioEr
         if (second < text.size() && kStray.find(text[second]) != std::string_view::npos) {
             errors.add(placeOf(builder.starts[1]),
                        std::string("malformed YAML: unexpected \"") + text[second] + '"');
-        } else {
+        } else { // also where a byte-order mark has shifted the position
             errors.add(placeOf(builder.starts[1]), "a second document", "one scenario in a file");
         }
     } catch (YAML::Exception const &malformed) {

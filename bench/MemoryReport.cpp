@@ -2,6 +2,8 @@
 #include "ForgetfulChip.h"
 #include "Mox/Census.h"
 
+#include <cstdint>
+#include <cstdlib>
 #include <iostream>
 #include <jemalloc/jemalloc.h>
 #include <map>

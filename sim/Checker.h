@@ -26,7 +26,7 @@ namespace Sim {
 ///  - nobody hears that an incomplete action gains or loses its destination (checkMatch);
 ///  - the end of a policy strands the waiting matches (`stranded_`);
 ///  - a unicast port set without any destination need have no destination translation
-///    (checkTranslations);
+///    (checkPortSet);
 ///  - actions do not hear of some changes until they are evaluated anew (changesSilently, and
 ///    `inDoubt`);
 ///  - an action of a waiting match may have no port sets, or those of its flow type before

@@ -11,8 +11,9 @@
 namespace Sim {
 
 /// Makes the scenario of a seed: a small switch, so that names meet again all the time, and an
-/// endless stream of events to it, as texts that umo-agent plays. An event is proposed without a
-/// look at the switch, until the agent's reader accepts one.
+/// endless stream of events to it, as texts that umo-agent plays. Names are chosen by chance, those
+/// of what may be removed mostly from an action that is there; what the agent's reader does not
+/// accept gives way to another event.
 class Generator {
   public:
     /// With `faults`, the chip's capacity comes and goes, and it refuses groups.

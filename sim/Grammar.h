@@ -10,7 +10,7 @@ namespace Sim {
 
 /// Makes parts of scenarios from patterns, in which `<name>` stands for one of the patterns of
 /// that name, and `(30% text)` for a text that comes so often. A capital letter in the name, as
-/// in `<Vlan>`, has the same one chosen again until `forget` is called.
+/// in `<Vlan>`, has the same pattern chosen again until `forget` is called.
 class Grammar {
   public:
     /// `random` outlives the grammar.

@@ -16,7 +16,7 @@ struct Script {
     std::vector<std::string> events;
 };
 
-/// Fills a script with what a seed gives, or nothing to do but to play it.
+/// What to simulate: the stream of a seed, or a given script.
 struct Task {
     std::uint64_t seed = 0;
     std::size_t events = 0; // to generate

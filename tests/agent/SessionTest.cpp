@@ -37,7 +37,8 @@ class Process {
     /// Returns when it sleeps with a socket open, as a client does that has asked and waits.
     void awaitAsked() const {
         std::string const proc = "/proc/" + std::to_string(pid_);
-        for (bool asked = false; !asked; usleep(1000)) {
+        bool asked = false;
+        for (int wait = 0; !asked && wait < 10'000; ++wait, usleep(1000)) {
             bool connected = false;
             std::error_code none;
             for (auto const &file : std::filesystem::directory_iterator(proc + "/fd", none)) {
@@ -49,6 +50,7 @@ class Process {
             stat >> state >> state >> state;
             asked = connected && state == "S";
         }
+        EXPECT_TRUE(asked);
     }
 
     /// Reads the output up to `text`, or to its end.
