@@ -146,7 +146,7 @@ class DenseTable {
         Record const *next() noexcept {
             while (next_ != end_) {
                 Place const &place = *next_++;
-                if (place.hash != 0) {
+                if (place.hash != 0) [[likely]] {
                     return &place.record;
                 }
             }
