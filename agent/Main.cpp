@@ -1,7 +1,7 @@
 #include "Mox/Trace.h"
-#include "agent/Descriptor.h"
 #include "agent/Player.h"
-#include "agent/ScenarioReader.h"
+#include "agent/base/Descriptor.h"
+#include "agent/scenario/ScenarioReader.h"
 
 #include <CLI/CLI.hpp>
 

@@ -1,12 +1,12 @@
 #include "agent/Player.h"
 
-#include "agent/EventLoop.h"
-#include "agent/ForwardingAgent.h"
-#include "agent/Printers.h"
+#include "agent/base/EventLoop.h"
+#include "agent/base/TerminationSignals.h"
+#include "agent/base/TraceOutput.h"
 #include "agent/console/CommandServer.h"
 #include "agent/console/Console.h"
-#include "agent/console/TerminationSignals.h"
-#include "agent/console/TraceOutput.h"
+#include "agent/show/Printers.h"
+#include "agent/switch/ForwardingAgent.h"
 
 #include <algorithm>
 #include <optional>

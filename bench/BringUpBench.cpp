@@ -2,7 +2,7 @@
 #include "CallRecorder.h"
 #include "ForgetfulChip.h"
 #include "Timing.h"
-#include "agent/SoftSwitch.h"
+#include "agent/chip/SoftSwitch.h"
 
 #include <benchmark/benchmark.h>
 

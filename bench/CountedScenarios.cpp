@@ -1,7 +1,7 @@
 #include "BenchSwitch.h"
 #include "agent/Player.h"
-#include "agent/ScenarioReader.h"
-#include "agent/SoftSwitch.h"
+#include "agent/chip/SoftSwitch.h"
+#include "agent/scenario/ScenarioReader.h"
 
 #include <functional>
 #include <iostream>

@@ -1,7 +1,7 @@
 #include "BenchSwitch.h"
 #include "HeapCount.h"
 #include "Timing.h"
-#include "agent/SoftSwitch.h"
+#include "agent/chip/SoftSwitch.h"
 
 #include <benchmark/benchmark.h>
 

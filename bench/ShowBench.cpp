@@ -2,7 +2,7 @@
 #include "ReadPipe.h"
 #include "Timing.h"
 #include "UmoNat/UmoNatFlowMcastSmCli.h"
-#include "agent/SoftSwitch.h"
+#include "agent/chip/SoftSwitch.h"
 
 #include <benchmark/benchmark.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "agent/ForwardingAgent.h"
+#include "agent/switch/ForwardingAgent.h"
 #include "sim/Oracle.h"
 
 #include <cstdint>

@@ -3,7 +3,7 @@
 #include "Ip/NatFlowType.h"
 #include "Nexo/EthAddr.h"
 #include "Nexo/IntfId.h"
-#include "agent/ScenarioModel.h"
+#include "agent/switch/ScenarioModel.h"
 
 #include <cstdint>
 #include <map>

@@ -1,7 +1,7 @@
 #include "sim/Run.h"
 
-#include "agent/EventLoop.h"
-#include "agent/Printers.h"
+#include "agent/base/EventLoop.h"
+#include "agent/show/Printers.h"
 #include "sim/Broken.h"
 #include "sim/Checker.h"
 

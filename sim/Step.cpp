@@ -1,6 +1,6 @@
 #include "sim/Step.h"
 
-#include "agent/ScenarioReader.h"
+#include "agent/scenario/ScenarioReader.h"
 
 #include <utility>
 #include <variant>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "agent/ScenarioModel.h"
+#include "agent/switch/ScenarioModel.h"
 
 #include <stdexcept>
 #include <string>

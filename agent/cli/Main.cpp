@@ -1,4 +1,4 @@
-#include "agent/Descriptor.h"
+#include "agent/base/Descriptor.h"
 #include "agent/console/CommandSocket.h"
 #include "agent/console/LineReader.h"
 #include "agent/console/TextCommand.h"

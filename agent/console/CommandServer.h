@@ -1,7 +1,7 @@
 #pragma once
 
-#include "agent/AnswerFile.h"
-#include "agent/EventLoop.h"
+#include "agent/base/AnswerFile.h"
+#include "agent/base/EventLoop.h"
 #include "agent/console/CommandSocket.h"
 #include "agent/console/LineReader.h"
 

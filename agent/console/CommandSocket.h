@@ -1,6 +1,6 @@
 #pragma once
 
-#include "agent/Descriptor.h"
+#include "agent/base/Descriptor.h"
 
 #include <sys/types.h>
 

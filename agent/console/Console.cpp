@@ -3,11 +3,11 @@
 #include "Mox/Trace.h"
 #include "Skimtrace/Skimtrace.h"
 #include "UmoNat/UmoNatFlowMcastSmCli.h"
-#include "agent/Descriptor.h"
-#include "agent/PrintText.h"
-#include "agent/Printers.h"
-#include "agent/ScenarioReader.h"
+#include "agent/base/Descriptor.h"
+#include "agent/base/Text.h"
 #include "agent/console/TextCommand.h"
+#include "agent/scenario/ScenarioReader.h"
+#include "agent/show/Printers.h"
 
 #include <algorithm>
 #include <charconv>

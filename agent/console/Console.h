@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Agent/AgentCommands.h"
-#include "agent/ForwardingAgent.h"
+#include "agent/switch/ForwardingAgent.h"
 
 #include <cstdint>
 #include <iosfwd>

@@ -1,7 +1,7 @@
 #include "agent/console/TextCommand.h"
 
 #include "Agent/AgentCommands.h"
-#include "agent/Descriptor.h"
+#include "agent/base/Descriptor.h"
 
 #include <sstream>
 #include <utility>

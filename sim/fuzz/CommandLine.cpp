@@ -1,4 +1,4 @@
-#include "agent/AnswerFile.h"
+#include "agent/base/AnswerFile.h"
 #include "agent/console/Console.h"
 #include "agent/console/LineReader.h"
 #include "sim/fuzz/FuzzedAgent.h"

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "agent/EventLoop.h"
-#include "agent/ForwardingAgent.h"
-#include "agent/ScenarioReader.h"
+#include "agent/base/EventLoop.h"
+#include "agent/scenario/ScenarioReader.h"
+#include "agent/switch/ForwardingAgent.h"
 
 #include <cstdlib>
 #include <variant>

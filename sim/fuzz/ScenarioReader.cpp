@@ -1,4 +1,4 @@
-#include "agent/ScenarioReader.h"
+#include "agent/scenario/ScenarioReader.h"
 #include "agent/Player.h"
 
 #include <cstddef>

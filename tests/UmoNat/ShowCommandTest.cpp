@@ -1,6 +1,6 @@
 #include "UmoNat/NatFlowMcastCliSorter.h"
 #include "UmoNat/UmoNatFlowMcastSmCli.h"
-#include "agent/AnswerFile.h"
+#include "agent/base/AnswerFile.h"
 #include "tests/support/NatSwitch.h"
 
 using testing::ElementsAre;

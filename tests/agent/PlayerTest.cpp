@@ -1,6 +1,6 @@
 #include "agent/Player.h"
 #include "Mox/Trace.h"
-#include "agent/ScenarioReader.h"
+#include "agent/scenario/ScenarioReader.h"
 
 #include <gmock/gmock.h>
 

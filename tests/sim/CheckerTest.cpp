@@ -1,5 +1,5 @@
 #include "sim/Checker.h"
-#include "agent/ScenarioReader.h"
+#include "agent/scenario/ScenarioReader.h"
 #include "sim/Broken.h"
 #include "sim/Soak.h"
 

@@ -4,7 +4,7 @@
 #include "UmoNat/UmoNatFlowMcastSm.h"
 #include "Vyr/Clock.h"
 #include "Vyr/TaskScheduler.h"
-#include "agent/SoftSwitch.h"
+#include "agent/chip/SoftSwitch.h"
 #include "tests/support/TraceRecorder.h"
 
 #include <gmock/gmock.h>

@@ -1,0 +1,32 @@
+#include "agent/base/AnswerFile.h"
+
+#include <sys/mman.h>
+
+#include <cerrno>
+#include <system_error>
+
+namespace UmoAgent {
+
+namespace {
+[[noreturn]] void fail() {
+    throw std::system_error(errno, std::generic_category(), "answer in memory");
+}
+} // namespace
+
+AnswerFile::AnswerFile() : file_(memfd_create("umo-answer", MFD_CLOEXEC)) {
+    if (!file_) {
+        fail();
+    }
+}
+
+std::string AnswerFile::read(std::size_t offset, std::size_t size) const {
+    std::string text(size, '\0');
+    ssize_t const got = pread(file_.number(), text.data(), size, static_cast<off_t>(offset));
+    if (got < 0) {
+        fail();
+    }
+    text.resize(static_cast<std::size_t>(got));
+    return text;
+}
+
+} // namespace UmoAgent

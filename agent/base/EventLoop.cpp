@@ -1,0 +1,118 @@
+#include "agent/base/EventLoop.h"
+
+#include "Mox/Assert.h"
+
+#include <poll.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+#include <vector>
+
+namespace UmoAgent {
+
+/// Virtual time up to some moment, the wall clock's after it.
+class EventLoop::Clock final : public Vyr::Clock {
+  public:
+    [[nodiscard]] Vyr::Time now() const override {
+        return virtual_->now() + (wallSince_ ? steady_->now() - *wallSince_ : Vyr::Time{});
+    }
+
+    void wallTime() { wallSince_ = wallSince_.value_or(steady_->now()); }
+    [[nodiscard]] bool onWallTime() const { return wallSince_.has_value(); }
+    [[nodiscard]] Vyr::VirtualClock &virtualClock() { return *virtual_; }
+
+  private:
+    Mox::Ptr<Vyr::VirtualClock> virtual_ = Mox::make<Vyr::VirtualClock>();
+    Mox::Ptr<Vyr::SteadyClock> steady_ = Mox::make<Vyr::SteadyClock>();
+    std::optional<Vyr::Time> wallSince_;
+};
+
+EventLoop::EventLoop()
+    : clock_(Mox::make<Clock>()), scheduler_(Mox::make<Vyr::TaskScheduler>(clock_)) {
+    Vyr::TaskSchedulerRoot::schedulerIs(scheduler_);
+}
+
+EventLoop::~EventLoop() {
+    Vyr::TaskSchedulerRoot::schedulerIs(nullptr);
+}
+
+void EventLoop::wallTime() {
+    clock_->wallTime();
+}
+
+void EventLoop::runUntil(Vyr::Time time) {
+    if (!clock_->onWallTime()) {
+        scheduler_->runUntil(clock_->virtualClock(), time);
+        serve(now());
+        return;
+    }
+    while (!stopped_) {
+        Vyr::Time const entered = now();
+        scheduler_->runDueTasks();
+        auto const due = scheduler_->nextDue();
+        Vyr::Time const next = due ? std::min(*due, time) : time;
+        serve(next);
+        if (entered >= time && next >= time) {
+            return;
+        }
+    }
+}
+
+void EventLoop::run() {
+    wallTime();
+    while (!stopped_) {
+        scheduler_->runDueTasks();
+        serve(scheduler_->nextDue());
+    }
+}
+
+void EventLoop::watch(int descriptor, short events, Handler handler, Patience patience) {
+    watches_[descriptor] = {events, std::make_shared<Handler const>(std::move(handler)),
+                            patience ? Wall::now() + *patience : Wall::time_point::max()};
+}
+
+/// Sleeps until a descriptor has something, a watch loses patience or the time has come, then
+/// calls the handlers concerned.
+void EventLoop::serve(std::optional<Vyr::Time> until) {
+    if (watches_.empty() && until && *until <= now()) {
+        return;
+    }
+    std::vector<pollfd> polled;
+    std::vector<std::shared_ptr<Handler const>> handlers;
+    for (auto const &[descriptor, watch] : watches_) {
+        polled.push_back({descriptor, watch.events, 0});
+        handlers.push_back(watch.handler);
+    }
+    if (poll(polled.data(), polled.size(), timeout(until)) < 0) {
+        Mox::assertThat(errno == EINTR, "errno == EINTR");
+        return; // nothing is known of the descriptors
+    }
+    Wall::time_point const served = Wall::now();
+    for (std::size_t i = 0; i < polled.size(); ++i) {
+        auto const watch = watches_.find(polled[i].fd);
+        bool const same = watch != watches_.end() && watch->second.handler == handlers[i];
+        if (same && (polled[i].revents != 0 || watch->second.impatientAt <= served)) {
+            (*handlers[i])(polled[i].revents);
+        }
+    }
+}
+
+/// In milliseconds. Rounded up, so that waking up too early does not turn into a
+/// spin; a long sleep is cut.
+int EventLoop::timeout(std::optional<Vyr::Time> until) const {
+    using std::chrono::milliseconds;
+    auto sleep = milliseconds(60'000);
+    if (until) {
+        sleep = std::min(sleep, std::chrono::ceil<milliseconds>(*until - now()));
+    }
+    Wall::time_point const wall = Wall::now();
+    for (auto const &[descriptor, watch] : watches_) {
+        if (watch.impatientAt != Wall::time_point::max()) {
+            sleep = std::min(sleep, std::chrono::ceil<milliseconds>(watch.impatientAt - wall));
+        }
+    }
+    return static_cast<int>(std::max(sleep, milliseconds(0)).count());
+}
+
+} // namespace UmoAgent

@@ -1,0 +1,55 @@
+#include "agent/base/TerminationSignals.h"
+
+#include <poll.h>
+#include <sys/signalfd.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <system_error>
+
+namespace UmoAgent {
+
+namespace {
+sigset_t terminations() {
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, SIGINT);
+    sigaddset(&set, SIGTERM);
+    sigaddset(&set, SIGHUP);
+    return set;
+}
+
+char const *nameOf(std::uint32_t signal) {
+    return signal == SIGINT ? "SIGINT" : signal == SIGHUP ? "SIGHUP" : "SIGTERM";
+}
+} // namespace
+
+TerminationSignals::TerminationSignals(EventLoop &loop) : loop_(loop) {
+    sigset_t const set = terminations();
+    signals_ = Descriptor(signalfd(-1, &set, SFD_NONBLOCK | SFD_CLOEXEC));
+    if (!signals_) {
+        throw std::system_error(errno, std::generic_category(), "signals");
+    }
+    sigprocmask(SIG_BLOCK, &set, &before_);
+    loop_.watch(signals_.number(), POLLIN, [this](short) { receive(); });
+}
+
+TerminationSignals::~TerminationSignals() {
+    loop_.unwatch(signals_.number());
+    receive();
+    if (received_ == nullptr) {
+        sigprocmask(SIG_SETMASK, &before_, nullptr);
+    }
+}
+
+void TerminationSignals::receive() {
+    signalfd_siginfo signal{};
+    while (read(signals_.number(), &signal, sizeof signal) == sizeof signal) {
+        if (received_ == nullptr) {
+            received_ = nameOf(signal.ssi_signo);
+        }
+        loop_.stop();
+    }
+}
+
+} // namespace UmoAgent

@@ -1,0 +1,291 @@
+#include "agent/scenario/ScenarioValues.h"
+
+#include "Nexo/VlanIntfId.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <stdexcept>
+#include <system_error>
+
+namespace UmoAgent {
+
+namespace {
+
+constexpr std::uint16_t kMinVlan = 1;
+constexpr std::uint16_t kMaxVlan = 4094;
+
+template <class Value>
+using Words = std::vector<std::pair<std::string_view, Value>>;
+
+/// One of a few words.
+template <class Value>
+std::optional<Value> word(ScenarioNodes &nodes, YamlNode const &node, Words<Value> const &words) {
+    std::string expected;
+    for (auto const &[name, value] : words) {
+        if (node.isScalar(name)) {
+            return value;
+        }
+        expected.append(expected.empty() ? "" : ", ").append(name);
+    }
+    nodes.unexpected(node, "one of " + expected);
+    return std::nullopt;
+}
+
+/// What `parse` makes of a scalar's text; it refuses malformed text with std::invalid_argument,
+/// whose own words quote the text and say what was expected.
+template <class Parse>
+auto parsed(ScenarioNodes &nodes, YamlNode const &node, std::string_view expected, Parse parse)
+    -> std::optional<decltype(parse(std::string_view()))> {
+    auto const text = nodes.text(node, expected);
+    if (!text) {
+        return std::nullopt;
+    }
+    try {
+        return parse(std::string_view(*text));
+    } catch (std::invalid_argument const &error) {
+        nodes.errors().add(nodes.place(node), error.what());
+        return std::nullopt;
+    }
+}
+
+std::optional<std::uint64_t> digits(std::string_view text) {
+    std::uint64_t value = 0;
+    char const *const end = text.data() + text.size();
+    auto const [stop, error] = std::from_chars(text.data(), end, value);
+    bool const leadingZero = text.size() > 1 && text.front() == '0';
+    return error == std::errc{} && stop == end && !leadingZero ? std::optional(value)
+                                                               : std::nullopt;
+}
+
+struct TimeUnit {
+    std::string_view name;
+    std::uint64_t milliseconds;
+};
+constexpr std::array<TimeUnit, 4> kTimeUnits{
+    {{"h", 3'600'000}, {"m", 60'000}, {"s", 1'000}, {"ms", 1}}};
+constexpr std::uint64_t kMaxTime = 365ULL * 24 * 3'600'000; // leaves room in nanoseconds
+
+/// Takes a number and its unit off the front of `text`. The units only get smaller: `unit` is
+/// the first that is still allowed, and is moved behind the one found.
+std::optional<std::uint64_t> timePart(std::string_view &text, std::size_t &unit) {
+    std::size_t const number = std::min(text.find_first_not_of("0123456789"), text.size());
+    auto const count = digits(text.substr(0, number));
+    text.remove_prefix(number);
+    std::string_view const name = text.substr(0, text.find_first_of("0123456789"));
+    text.remove_prefix(name.size());
+    while (unit < kTimeUnits.size() && kTimeUnits.at(unit).name != name) {
+        ++unit;
+    }
+    if (!count || *count > kMaxTime || unit == kTimeUnits.size()) {
+        return std::nullopt;
+    }
+    return *count * kTimeUnits.at(unit++).milliseconds;
+}
+
+std::optional<Vyr::Time> timeOfText(std::string const &text) {
+    bool const plain = text.find_first_not_of("0123456789") == std::string::npos;
+    std::string const withUnit = plain ? text + 's' : text;
+    std::string_view rest = withUnit;
+    std::uint64_t total = 0;
+    for (std::size_t unit = 0; !rest.empty();) {
+        auto const part = timePart(rest, unit);
+        if (!part || *part > kMaxTime - total) {
+            return std::nullopt;
+        }
+        total += *part;
+    }
+    return std::chrono::milliseconds(total);
+}
+
+} // namespace
+
+std::optional<std::uint64_t> ScenarioValues::numberBetween(YamlNode const &node, std::uint64_t min,
+                                                           std::uint64_t max,
+                                                           std::string_view what) {
+    std::string const expected =
+        std::string(what) + ", a number from " + std::to_string(min) + " to " + std::to_string(max);
+    auto const text = nodes_.text(node, expected);
+    if (!text) {
+        return std::nullopt;
+    }
+    auto const value = digits(*text);
+    if (!value || *value < min || *value > max) {
+        nodes_.unexpected(node, expected);
+        return std::nullopt;
+    }
+    return value;
+}
+
+std::optional<std::uint16_t> ScenarioValues::vlan(YamlNode const &node) {
+    return number(node, kMinVlan, kMaxVlan, "a VLAN");
+}
+
+std::optional<std::uint16_t> ScenarioValues::l3Id(YamlNode const &node) {
+    return number(node, kMinVlan, kMaxVlan, "an L3 id");
+}
+
+std::optional<std::uint16_t> ScenarioValues::transportPort(YamlNode const &node) {
+    return number<std::uint16_t>(node, 1, 65535, "a transport port");
+}
+
+std::optional<bool> ScenarioValues::boolean(YamlNode const &node) {
+    return word(nodes_, node, Words<bool>{{"true", true}, {"false", false}});
+}
+
+std::optional<Vyr::Time> ScenarioValues::time(YamlNode const &node) {
+    static constexpr std::string_view kExpected = "a time such as 10s, 500ms, 1m30s or 2h";
+    auto const text = nodes_.text(node, kExpected);
+    if (!text) {
+        return std::nullopt;
+    }
+    auto const value = text->empty() ? std::nullopt : timeOfText(*text);
+    if (!value) {
+        nodes_.unexpected(node, std::string(kExpected) + ", at most a year");
+    }
+    return value;
+}
+
+std::optional<Pelo::String> ScenarioValues::name(YamlNode const &node) {
+    static constexpr std::string_view kExpected = "a name";
+    auto text = nodes_.text(node, kExpected);
+    if (text && text->empty()) {
+        nodes_.unexpected(node, kExpected);
+        return std::nullopt;
+    }
+    return text;
+}
+
+std::optional<std::string> ScenarioValues::note(YamlNode const &node) {
+    return nodes_.text(node, "a text");
+}
+
+std::optional<Bridging::SwitchportMode> ScenarioValues::switchportMode(YamlNode const &node) {
+    using Bridging::SwitchportMode;
+    return word(nodes_, node,
+                Words<SwitchportMode>{{"access", SwitchportMode::access},
+                                      {"trunk", SwitchportMode::trunk},
+                                      {"dot1q-tunnel", SwitchportMode::dot1qTunnel},
+                                      {"routed", SwitchportMode::routed}});
+}
+
+std::optional<Bridging::VlanIdOrNone> ScenarioValues::nativeVlan(YamlNode const &node) {
+    if (node.isScalar("none")) {
+        return Bridging::VlanIdOrNone();
+    }
+    auto const value = number(node, kMinVlan, kMaxVlan, "none or a VLAN");
+    return value ? std::optional(Bridging::VlanIdOrNone(*value)) : std::nullopt;
+}
+
+std::optional<Bridging::Topology::PortState> ScenarioValues::portState(YamlNode const &node) {
+    using Bridging::Topology::PortState;
+    return word(nodes_, node,
+                Words<PortState>{{"disabled", PortState::disabled},
+                                 {"blocking", PortState::blocking},
+                                 {"learning", PortState::learning},
+                                 {"forwarding", PortState::forwarding}});
+}
+
+std::optional<Printout> ScenarioValues::printout(YamlNode const &node) {
+    return word(nodes_, node,
+                Words<Printout>{{"tree", Printout::tree},
+                                {"chip", Printout::chip},
+                                {"groups", Printout::groups},
+                                {"table", Printout::table}});
+}
+
+std::optional<Nexo::EthAddr> ScenarioValues::stationMac(YamlNode const &node) {
+    auto const value = parsed(nodes_, node, "a MAC address", Nexo::EthAddr::parse);
+    if (value && value->isZero()) {
+        nodes_.unexpected(node, "a MAC address other than zero");
+        return std::nullopt;
+    }
+    if (value && value->isMulticast()) {
+        nodes_.unexpected(node, "the MAC address of one station, not of a group");
+        return std::nullopt;
+    }
+    return value;
+}
+
+std::optional<Nexo::IpAddrWithMask> ScenarioValues::interfaceAddress(YamlNode const &node) {
+    if (node.isScalar("none")) {
+        return Nexo::IpAddrWithMask();
+    }
+    auto const value = parsed(nodes_, node, "none or an address with its mask length",
+                              Nexo::IpAddrWithMask::parse);
+    if (value && value->addr().isZero()) {
+        nodes_.unexpected(node, "none or an address other than zero");
+        return std::nullopt;
+    }
+    return value;
+}
+
+std::optional<Nexo::IpAddrWithMask> ScenarioValues::prefix(YamlNode const &node) {
+    return parsed(nodes_, node, "an address or a prefix", [](std::string_view text) {
+        return text.find('/') == std::string_view::npos
+                   ? Nexo::IpAddrWithMask(Nexo::IpAddr::parse(text), 32)
+                   : Nexo::IpAddrWithMask::parse(text);
+    });
+}
+
+std::optional<Nexo::IpAndPort> ScenarioValues::translatedEnd(YamlNode const &node) {
+    auto const value = parsed(nodes_, node, "an address with a port", Nexo::IpAndPort::parse);
+    if (value && value->addr().isZero()) {
+        nodes_.unexpected(node, "an address other than zero");
+        return std::nullopt;
+    }
+    return value;
+}
+
+std::optional<Nexo::IntfId> ScenarioValues::interfaceName(YamlNode const &node) {
+    auto const intf = parsed(nodes_, node, "an interface",
+                             [](std::string_view name) { return Nexo::IntfId(name); });
+    if (!intf) {
+        return std::nullopt;
+    }
+    std::uint16_t const vlan = Nexo::VlanIntfId::vlanId(*intf);
+    bool const unusableVlan =
+        Nexo::VlanIntfId::isVlanIntfId(*intf) && (vlan < kMinVlan || vlan > kMaxVlan);
+    if (intf->empty() || unusableVlan) {
+        nodes_.unexpected(node,
+                          unusableVlan ? "a VLAN interface, Vlan1 to Vlan4094" : "an interface");
+        return std::nullopt;
+    }
+    return intf;
+}
+
+std::optional<Nexo::IntfId> ScenarioValues::portName(YamlNode const &node) {
+    auto const intf = interfaceName(node);
+    if (intf && Nexo::VlanIntfId::isVlanIntfId(*intf)) {
+        nodes_.unexpected(node, "an interface other than a VLAN's");
+        return std::nullopt;
+    }
+    return intf;
+}
+
+std::optional<Nexo::IntfId> ScenarioValues::interface(YamlNode const &node) {
+    auto const intf = interfaceName(node);
+    if (intf) {
+        used_.emplace_back(*intf, nodes_.place(node));
+    }
+    return intf;
+}
+
+std::optional<Nexo::IntfId> ScenarioValues::port(YamlNode const &node) {
+    auto const intf = portName(node);
+    if (intf) {
+        used_.emplace_back(*intf, nodes_.place(node));
+    }
+    return intf;
+}
+
+void ScenarioValues::checkUses(std::set<Nexo::IntfId> const &declared) {
+    for (auto const &[intf, place] : used_) {
+        if (!Nexo::VlanIntfId::isVlanIntfId(intf) && declared.count(intf) == 0) {
+            nodes_.errors().add(place, "unknown interface " + intf.stringValue(),
+                                "one that the scenario declares under interfaces");
+        }
+    }
+}
+
+} // namespace UmoAgent

@@ -1,0 +1,92 @@
+#pragma once
+
+#include "Bridging/Config.h"
+#include "Bridging/Topology.h"
+#include "Ip/NatFlow.h"
+#include "Nexo/EthAddr.h"
+#include "Nexo/IntfId.h"
+#include "Nexo/IpAddrWithMask.h"
+#include "Nexo/IpAndPort.h"
+#include "Pelo/String.h"
+#include "Vyr/Clock.h"
+#include "agent/scenario/ScenarioNodes.h"
+#include "agent/switch/ScenarioModel.h"
+
+#include <cstdint>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace UmoAgent {
+
+/// Stores what was read, if it could be read.
+template <class Value>
+void keep(std::optional<Value> const &value, Value &into) {
+    if (value) {
+        into = *value;
+    }
+}
+
+/// Reads the single values of a scenario. A function whose value is malformed or out of range
+/// adds an error at its place and gives nothing.
+class ScenarioValues {
+  public:
+    explicit ScenarioValues(ScenarioNodes &nodes) : nodes_(nodes) {}
+
+    template <class Number>
+    std::optional<Number> number(YamlNode const &node, Number min, Number max,
+                                 std::string_view what) {
+        auto const value = numberBetween(node, min, max, what);
+        return value ? std::optional<Number>(static_cast<Number>(*value)) : std::nullopt;
+    }
+    std::optional<std::uint16_t> vlan(YamlNode const &node);
+    std::optional<std::uint16_t> l3Id(YamlNode const &node);
+    std::optional<std::uint16_t> transportPort(YamlNode const &node);
+    std::optional<bool> boolean(YamlNode const &node);
+    std::optional<Vyr::Time> time(YamlNode const &node);
+
+    /// A name of a topology, policy, match or action: any text but the empty one.
+    std::optional<Pelo::String> name(YamlNode const &node);
+    std::optional<std::string> note(YamlNode const &node);
+
+    std::optional<Bridging::SwitchportMode> switchportMode(YamlNode const &node);
+    std::optional<Bridging::VlanIdOrNone> nativeVlan(YamlNode const &node);
+    std::optional<Bridging::Topology::PortState> portState(YamlNode const &node);
+    std::optional<Printout> printout(YamlNode const &node);
+
+    /// The MAC address of one station: not zero and no group address.
+    std::optional<Nexo::EthAddr> stationMac(YamlNode const &node);
+
+    /// An interface's own address, `10.0.10.1/24`, or `none`.
+    std::optional<Nexo::IpAddrWithMask> interfaceAddress(YamlNode const &node);
+    /// The addresses of a flow, `10.1.0.0/16`; an address alone is the whole of it.
+    std::optional<Nexo::IpAddrWithMask> prefix(YamlNode const &node);
+    /// The translated end of a flow, `10.9.9.9:5000` or `10.9.9.9`.
+    std::optional<Nexo::IpAndPort> translatedEnd(YamlNode const &node);
+
+    /// An interface that is declared somewhere in the scenario, or a usable VLAN's.
+    std::optional<Nexo::IntfId> interface(YamlNode const &node);
+    /// The same, but not a VLAN's: what can be in a VLAN.
+    std::optional<Nexo::IntfId> port(YamlNode const &node);
+    /// Any interface's name, to take out what stands under it.
+    std::optional<Nexo::IntfId> interfaceName(YamlNode const &node);
+    /// The port whose declaration this is.
+    std::optional<Nexo::IntfId> declaredPort(YamlNode const &node) { return portName(node); }
+
+    /// Adds an error for each use of an interface that is not `declared`. To be called when all
+    /// of the scenario has been read.
+    void checkUses(std::set<Nexo::IntfId> const &declared);
+
+  private:
+    std::optional<std::uint64_t> numberBetween(YamlNode const &node, std::uint64_t min,
+                                               std::uint64_t max, std::string_view what);
+    std::optional<Nexo::IntfId> portName(YamlNode const &node);
+
+    ScenarioNodes &nodes_;
+    std::vector<std::pair<Nexo::IntfId, Place>> used_;
+};
+
+} // namespace UmoAgent

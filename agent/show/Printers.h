@@ -1,0 +1,52 @@
+#pragma once
+
+#include "Ip/NatHwStatus.h"
+#include "agent/chip/SoftSwitch.h"
+
+#include <iosfwd>
+
+class UmoNatFlowMcastSm;
+
+/// What an event can have printed, as text for people. Same state, same text.
+namespace UmoAgent {
+
+/// The hardware status tree: policies, their matches with flow and groups, actions with their
+/// translations and port sets.
+void printTree(std::ostream &out, Ip::Nat::HwNatFlowStatus const &status);
+
+/// What the switch answers to showNatFlowActionHw: a line for each programmed action, VLAN and
+/// interface; nothing when nothing is programmed. Throws std::system_error if the system has no
+/// room for the answer.
+void printTable(std::ostream &out, Mox::Ptr<Ip::Nat::HwNatFlowStatus> const &status);
+
+/// The switch chip: a line about its use, then its groups with what is in them.
+void printChip(std::ostream &out, SoftSwitch const &chip);
+
+/// The chip's tables: entries in use and, where there is one, the capacity.
+void printChipTables(std::ostream &out, SoftSwitch const &chip);
+
+/// A table of the matches: how many groups each wants, which it holds, and its state, one of
+///
+///  - `programmed`: it holds what it wants;
+///  - `no groups`: it has no actions and wants none;
+///  - `waiting`: the chip had no group for it, the retry will ask again;
+///  - `stranded`: as waiting, but the removal of a policy has emptied the retry's list.
+void printGroups(std::ostream &out, UmoNatFlowMcastSm const &root,
+                 Ip::Nat::HwNatFlowStatus const &status);
+
+/// The VLAN by which copies recirculate, with its L3 interface.
+void printRecircVlan(std::ostream &out, UmoNatFlowMcastSm const &root);
+
+/// The actions that wait to be evaluated again, in the order of evaluation.
+void printBacklog(std::ostream &out, UmoNatFlowMcastSm const &root);
+
+/// How often each handler of the process was entered, and each operation of the chip called.
+void printCounters(std::ostream &out, SoftSwitch const &chip);
+
+/// The process's catalogue of log events, in the order of registration.
+void printLogEvents(std::ostream &out);
+
+/// The process's trace handles, with the levels that are on.
+void printTraceLevels(std::ostream &out);
+
+} // namespace UmoAgent

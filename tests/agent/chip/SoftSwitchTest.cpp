@@ -1,0 +1,70 @@
+#include "agent/chip/SoftSwitch.h"
+
+#include <gmock/gmock.h>
+
+#include <functional>
+
+using testing::ElementsAre;
+using UmoAgent::SoftSwitch;
+
+namespace {
+
+struct SoftSwitchTest : testing::Test {
+    std::uint32_t program(std::uint32_t group, std::uint32_t id, std::uint16_t vlan) {
+        return chip->updateNatFlowVlanPortSet(group, id, Mox::make<Ip::Nat::NatFlowPortSet>(vlan));
+    }
+    void updateSource(std::uint32_t portSetId, std::uint16_t vlan, std::uint32_t length = 24) {
+        chip->updateNatFlowSrcTranslation(1, portSetId, vlan, {}, {}, length);
+    }
+
+    std::vector<std::string> errors;
+    Mox::Ptr<SoftSwitch> chip = Mox::make<SoftSwitch>(
+        UmoAgent::ChipCapacity{2, 2}, [this](std::string const &line) { errors.push_back(line); });
+};
+
+} // namespace
+
+TEST_F(SoftSwitchTest, RefusesWhatItIsToldToAndWhatFindsNoRoom) {
+    chip->refuseGroups(1);
+    EXPECT_EQ(chip->createNatFlowGroup("p", "m", false), 0U);
+    EXPECT_EQ(chip->createNatFlowGroup("p", "m", false), 1U);
+    EXPECT_EQ(program(1, 0, 10), 1U);
+    EXPECT_EQ(program(1, 0, 20), 2U);
+    EXPECT_EQ(program(1, 0, 30), 0U);
+    EXPECT_EQ(chip->refusals(), 2U);
+    EXPECT_TRUE(errors.empty());
+}
+
+TEST_F(SoftSwitchTest, EachBreakOfTheContractIsCountedReportedAndWithoutEffect) {
+    chip->createNatFlowGroup("p", "m", false);
+    chip->createNatFlowGroup("p", "n", false);
+    program(1, 0, 10);
+    program(1, 0, 10);
+    updateSource(1, 10);
+    chip->deleteNatFlowGroup("p", "n", 2);
+    chip->deleteNatFlowVlanPortSet(1, 2);
+    chip->deleteNatFlowDstTranslation(1, 2); // of what was deleted just before, it may
+    EXPECT_TRUE(errors.empty());
+    std::vector<std::pair<std::function<void()>, std::string>> const cases{
+        {[&] { chip->deleteNatFlowGroup("p", "m", 0); }, "group 0): a group's id is never 0"},
+        {[&] { chip->deleteNatFlowGroup("p", "n", 1); }, "is of policy p, match m"},
+        {[&] { program(2, 0, 10); }, "the group has been deleted"},
+        {[&] { chip->deleteNatFlowVlanPortSet(9, 1); }, "there was never a group of this id"},
+        {[&] { chip->updateNatFlowVlanPortSet(1, 0, nullptr); }, "no port set to program"},
+        {[&] { chip->deleteNatFlowVlanPortSet(1, 0); }, "a port set's id is never 0"},
+        {[&] { program(1, 2, 10); }, "has been deleted or is of another"},
+        {[&] { updateSource(7, 10); }, "there was never a port set of this id"},
+        {[&] { updateSource(1, 11); }, "the port set is of VLAN 10"},
+        {[&] { updateSource(1, 10, 33); }, "no prefix is longer than 32 bits"},
+        {[&] { chip->deleteNatFlowSrcTranslation(1, 2); }, "has been deleted or is of another"},
+    };
+    for (auto const &[call, error] : cases) {
+        errors.clear();
+        call();
+        EXPECT_THAT(errors, ElementsAre(testing::HasSubstr(error)));
+    }
+    EXPECT_EQ(chip->contractErrors(), cases.size());
+    EXPECT_EQ(chip->groupsInUse(), 1U);
+    EXPECT_EQ(chip->groups().at(1).portSets.size(), 1U);
+    EXPECT_EQ(chip->groups().at(1).portSets.at(1).source->prefixLength, 24U);
+}

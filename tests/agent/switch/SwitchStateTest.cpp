@@ -1,0 +1,37 @@
+#include "agent/switch/SwitchState.h"
+#include "Pelo/Publisher.h"
+#include "agent/scenario/ScenarioReader.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+constexpr char const *kScenario = R"(
+policies: {p: {matches: {m: {actions: {a: {source: 10.9.9.9}, b: {source: 10.9.9.9}}}}}}
+events:
+- {at: 1s, set: {policies: {p: {matches: {m: {actions: {
+    a: {source: 10.9.9.8, destination: 10.0.0.9}}}}}}}}
+)";
+
+/// Notes in a text a change of an action, of its version or of something else.
+void note(void *changes, Pelo::Change const &change) {
+    bool const version = change.isOf(Ip::Nat::NatFlowActionStatus::versionAttribute);
+    static_cast<std::string *>(changes)->append(version ? " version" : " other");
+}
+
+} // namespace
+
+TEST(SwitchState, NobodySeesAnActionHalfChangedOrOneThatStaysChange) {
+    auto const scenario = std::get<UmoAgent::Scenario>(UmoAgent::readScenario("f", kScenario));
+    UmoAgent::SwitchState state;
+    state.become(scenario.initial);
+    auto const match = state.natStatus()->natFlow("p")->match("m");
+    std::string ofA, ofB;
+    Pelo::Subscriber toA{&note, &ofA}, toB{&note, &ofB};
+    match->action("a")->notifier().subscriberAdd(toA);
+    match->action("b")->notifier().subscriberAdd(toB);
+    state.become(*scenario.events[0].state);
+    EXPECT_EQ(ofA, " version other other version");
+    EXPECT_EQ(ofB, "");
+    EXPECT_EQ(match->action("a")->version(), 2U);
+}
