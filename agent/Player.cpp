@@ -2,9 +2,11 @@
 
 #include "agent/base/EventLoop.h"
 #include "agent/base/TerminationSignals.h"
+#include "agent/base/Text.h"
 #include "agent/base/TraceOutput.h"
 #include "agent/console/CommandServer.h"
 #include "agent/console/Console.h"
+#include "agent/show/CarryOut.h"
 #include "agent/show/Printers.h"
 #include "agent/switch/ForwardingAgent.h"
 
@@ -25,7 +27,7 @@ void playEvents(Scenario const &scenario, EventLoop &loop, ForwardingAgent &agen
         if (loop.stopped()) {
             return;
         }
-        agent.carryOut(event, out);
+        carryOut(agent, event, out);
         out.flush();
     }
     loop.runUntil(std::max(scenario.end.value_or(Vyr::Time{}), loop.now()));

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "agent/switch/ScenarioModel.h"
+#include "agent/scenario/Scenario.h"
 
 #include <iosfwd>
 #include <string>

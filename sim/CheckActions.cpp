@@ -52,7 +52,7 @@ void requireTranslation(std::string const &where, Nexo::IpAndPort const &nat,
 
 /// An action that had a pass at the end of the event is as it should be. One that is queued will
 /// have one. Any other must not have needed one, or is one of those that nobody tells.
-void Checker::checkActions(UmoAgent::SwitchModel const &before) {
+void Checker::checkActions(PlainSwitch const &before) {
     std::map<std::string, Watch> watches;
     for (Action const &action : actions_) {
         auto const at = watches_.find(action.name);
@@ -61,7 +61,7 @@ void Checker::checkActions(UmoAgent::SwitchModel const &before) {
         Watch now{action.state.born,
                   action.state.version,
                   type,
-                  expectedPorts(model(), type, action.state, recirc_.vlan()),
+                  expectedPorts(inputs_, type, action.state, recirc_.vlan()),
                   action.holding,
                   false};
         if (was == nullptr || was->born != now.born || was->version != now.version ||
@@ -71,7 +71,7 @@ void Checker::checkActions(UmoAgent::SwitchModel const &before) {
             }
         } else if (action.holding && !topology().actionSmUpdateBacklog().contains(action.machine)) {
             bool const differs = !(was->ports == now.ports);
-            bool const silent = differs && changesSilently(before, model(), action.state);
+            bool const silent = differs && changesSilently(before, inputs_, action.state);
             require(!differs || silent || !was->holding, action.name,
                     ": was not told of a change, and should be:", differs ? shown(now.ports) : "");
             now.inDoubt = was->inDoubt || silent;

@@ -8,10 +8,6 @@
 
 namespace Sim {
 
-using UmoAgent::ActionState;
-using UmoAgent::MatchState;
-using UmoAgent::SwitchModel;
-
 namespace {
 
 template <class Named, class Value>
@@ -62,14 +58,17 @@ void Checker::called(std::string const &call) {
     unicastHalf_.reset();
 }
 
-void Checker::started() {
-    recirc_.starts(model());
+void Checker::started(UmoAgent::Changes const &initial) {
+    inputs_.make(initial);
+    recirc_.starts(inputs_);
     checkState(false);
-    checkActions(model());
+    checkActions(inputs_);
 }
 
-void Checker::changed(SwitchModel const &before) {
-    recirc_.changes(before, model());
+void Checker::changed(UmoAgent::Changes const &changes) {
+    PlainSwitch const before = inputs_;
+    inputs_.make(changes);
+    recirc_.changes(before, inputs_);
     checkState(noteEnds(before));
     checkActions(before);
 }
@@ -83,10 +82,10 @@ void Checker::timePassed() {
 }
 
 /// An incomplete action that ends leaves its entry in the tree. Whether a policy ended.
-bool Checker::noteEnds(SwitchModel const &before) {
+bool Checker::noteEnds(PlainSwitch const &before) {
     bool policyEnded = false;
     for (auto const &[policyName, policy] : before.policies) {
-        auto const *const policyNow = staying(model().policies, policyName, policy);
+        auto const *const policyNow = staying(inputs_.policies, policyName, policy);
         policyEnded = policyEnded || policyNow == nullptr;
         for (auto const &[matchName, match] : policy.matches) {
             auto &leftOver = leftOver_[nameOf(policyName, matchName)];
@@ -115,7 +114,7 @@ void Checker::checkState(bool policyEnded) {
     waiting_.clear();
     auto const &machines = agent_.root().policySm();
     auto const &tree = *agent_.state().hwStatus();
-    auto const &policies = model().policies;
+    auto const &policies = inputs_.policies;
     requireNames("the root", "policies", namesOf(policies), machines, tree.natFlow());
     for (auto const &[policyName, policy] : policies) {
         auto const &matchSms = (*machines.find(policyName))->matchSm();
@@ -131,7 +130,7 @@ void Checker::checkState(bool policyEnded) {
     checkChip(agent_.chip(), tree, halves_);
 }
 
-void Checker::checkMatch(std::string const &where, MatchState const &state,
+void Checker::checkMatch(std::string const &where, PlainMatch const &state,
                          UmoNatFlowMatchSm &machine, Ip::Nat::HwNatFlowMatchStatus const &hw) {
     require(hw.flow() == state.flow, where, ": the tree has another flow");
     requireNames(where, "actions", namesOf(state.actions), machine.actionSm(), hw.action(),

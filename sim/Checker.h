@@ -2,6 +2,7 @@
 
 #include "agent/switch/ForwardingAgent.h"
 #include "sim/Oracle.h"
+#include "sim/Plain.h"
 
 #include <cstdint>
 #include <map>
@@ -38,27 +39,30 @@ class Checker {
     /// A call of the chip, as the chip logs it.
     void called(std::string const &call);
 
-    void started();
-    /// An event has changed the switch from `before` to what it is now.
-    void changed(UmoAgent::SwitchModel const &before);
+    /// The switch has come up with these rows.
+    void started(UmoAgent::Changes const &initial);
+    /// An event has changed it.
+    void changed(UmoAgent::Changes const &changes);
     /// Time has passed.
     void timePassed();
 
+    /// The inputs as they are now.
+    [[nodiscard]] PlainSwitch const &inputs() const { return inputs_; }
     [[nodiscard]] std::set<std::uint32_t> const &halves() const { return halves_; }
 
   private:
     /// A complete action as it is now.
     struct Action {
         std::string name; // as faults tell it
-        UmoAgent::ActionState const &state;
-        UmoAgent::MatchState const &match;
+        PlainAction const &state;
+        PlainMatch const &match;
         UmoNatFlowActionSm *machine;
         Ip::Nat::HwNatFlowActionStatus const &hw;
         bool holding; // its match holds groups
     };
     /// What is known of a complete action since its last evaluation.
     struct Watch {
-        UmoAgent::Birth born;
+        std::size_t born;
         std::uint32_t version;
         Ip::Nat::NatFlowType type;
         PortSets ports;
@@ -66,21 +70,21 @@ class Checker {
         bool inDoubt;
     };
 
-    [[nodiscard]] UmoAgent::SwitchModel const &model() const { return agent_.state().model(); }
     [[nodiscard]] UmoNatFlowMcastTopologySm const &topology() const {
         return *agent_.root().topologySm();
     }
 
-    bool noteEnds(UmoAgent::SwitchModel const &before);
+    bool noteEnds(PlainSwitch const &before);
     void checkState(bool policyEnded);
-    void checkMatch(std::string const &where, UmoAgent::MatchState const &state,
-                    UmoNatFlowMatchSm &machine, Ip::Nat::HwNatFlowMatchStatus const &hw);
+    void checkMatch(std::string const &where, PlainMatch const &state, UmoNatFlowMatchSm &machine,
+                    Ip::Nat::HwNatFlowMatchStatus const &hw);
     void checkWaiting(bool policyEnded);
     void checkMachines() const;
-    void checkActions(UmoAgent::SwitchModel const &before);
+    void checkActions(PlainSwitch const &before);
     void checkSettled();
 
     UmoAgent::ForwardingAgent const &agent_;
+    PlainSwitch inputs_;
     RecircOracle recirc_;
     std::optional<std::uint32_t> unicastHalf_; // what the chip answered to the first of a pair
     std::set<std::uint32_t> halves_;

@@ -6,8 +6,6 @@
 
 namespace Sim {
 
-using UmoAgent::SwitchModel;
-
 namespace {
 
 constexpr std::size_t kEvaluateAllEvery = 50; // events
@@ -94,7 +92,7 @@ std::vector<Change> const kDeck = [] {
 }();
 
 /// Naming an action raises its version. Incomplete ones are left alone: it would complete them.
-std::string evaluateAll(SwitchModel const &now) {
+std::string evaluateAll(PlainSwitch const &now) {
     std::string text = "set: {policies: {";
     for (auto const &[policyName, policy] : now.policies) {
         text += policyName + ": {matches: {";
@@ -128,26 +126,27 @@ std::string Generator::initial() {
     }
 }
 
-Step Generator::step(SwitchModel const &now) {
+Step Generator::step(UmoAgent::SwitchState const &mounted, PlainSwitch const &now) {
     std::string begin = "{at: " + time() + "ms, "; // one draw after the other, for all compilers
     begin += grammar_.text(faults_ ? "(5% refuse-groups: <refusals>, )" : "");
     if (++events_ % kEvaluateAllEvery == 0) {
-        return readStep(grammar_.text(begin + evaluateAll(now) + "}"), now);
+        return readStep(grammar_.text(begin + evaluateAll(now) + "}"), mounted);
     }
     if (flaps_ > 0) {
         --flaps_;
         std::string const state = flaps_ % 2 == 0 ? "forwarding" : "blocking";
-        return readStep(begin + flapping_ + state + "}}}}}", now);
+        return readStep(begin + flapping_ + state + "}}}}}", mounted);
     }
     if (random_.chance(3)) {
         flaps_ = 2 + random_.below(6);
         flapping_ = grammar_.text("set: {topologies: {<topology>: {ports: {<port>: ");
     }
-    return change(begin, now);
+    return change(begin, mounted, now);
 }
 
 /// An event with one change, or several.
-Step Generator::change(std::string const &begin, SwitchModel const &now) {
+Step Generator::change(std::string const &begin, UmoAgent::SwitchState const &mounted,
+                       PlainSwitch const &now) {
     Step step;
     std::string removed;
     std::string set = grammar_.text(faults_ ? "(8% chip: {groups: <groups>}, )" : "");
@@ -157,7 +156,7 @@ Step Generator::change(std::string const &begin, SwitchModel const &now) {
         std::string const alsoRemoved = removed + grammar_.text(change.remove);
         std::string const alsoSet = set + grammar_.text(change.set);
         try {
-            step = readStep(grammar_.text(begin + changing(alsoRemoved, alsoSet)), now);
+            step = readStep(grammar_.text(begin + changing(alsoRemoved, alsoSet)), mounted);
             removed = alsoRemoved;
             set = alsoSet;
             --left;
@@ -170,7 +169,7 @@ Step Generator::change(std::string const &begin, SwitchModel const &now) {
 
 /// Has the names that stay the same in a change be mostly those of an action that is there, for
 /// there to be something to remove.
-void Generator::namesAnew(SwitchModel const &now) {
+void Generator::namesAnew(PlainSwitch const &now) {
     std::vector<std::array<std::string_view, 4>> present;
     for (auto const &[policyName, policy] : now.policies) {
         for (auto const &[matchName, match] : policy.matches) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "sim/Grammar.h"
+#include "sim/Plain.h"
 #include "sim/Random.h"
 #include "sim/Step.h"
 
@@ -22,14 +23,15 @@ class Generator {
     /// The state of the switch at the beginning, as the keys of a scenario.
     std::string initial();
 
-    /// The next event, one line, on the state `now`. Every now and then one that only has all
-    /// complete actions evaluated anew.
-    Step step(UmoAgent::SwitchModel const &now);
+    /// The next event, one line, on what is mounted, which `now` tells in plain values. Every now
+    /// and then one that only has all complete actions evaluated anew.
+    Step step(UmoAgent::SwitchState const &mounted, PlainSwitch const &now);
 
   private:
     std::string time();
-    Step change(std::string const &begin, UmoAgent::SwitchModel const &now);
-    void namesAnew(UmoAgent::SwitchModel const &now);
+    Step change(std::string const &begin, UmoAgent::SwitchState const &mounted,
+                PlainSwitch const &now);
+    void namesAnew(PlainSwitch const &now);
 
     Random random_;
     Grammar grammar_{random_};

@@ -8,9 +8,6 @@ namespace Sim {
 using Ip::Nat::NatFlowType;
 using Nexo::EthAddr;
 using Nexo::IntfId;
-using UmoAgent::ActionState;
-using UmoAgent::MatchState;
-using UmoAgent::SwitchModel;
 
 namespace {
 
@@ -23,7 +20,7 @@ auto const *found(Map const &map, Key const &key) {
 }
 
 /// The VLAN that `intf` would carry for a request for `vlan`, or 0.
-std::uint16_t vlanOnInterface(SwitchModel const &model, std::uint16_t vlan, IntfId intf) {
+std::uint16_t vlanOnInterface(PlainSwitch const &model, std::uint16_t vlan, IntfId intf) {
     auto const *const settings = found(model.interfaces, intf);
     std::uint16_t const native = settings == nullptr ? 0 : settings->nativeVlan.value();
     if (native == 0 || native == 4095) {
@@ -35,7 +32,7 @@ std::uint16_t vlanOnInterface(SwitchModel const &model, std::uint16_t vlan, Intf
 }
 
 /// The L3 interface of a VLAN, or none.
-IntfId l3InterfaceOf(SwitchModel const &model, std::uint16_t vlan) {
+IntfId l3InterfaceOf(PlainSwitch const &model, std::uint16_t vlan) {
     for (auto const &[intf, id] : model.l3Interfaces) {
         if (id == vlan) {
             return intf;
@@ -45,20 +42,20 @@ IntfId l3InterfaceOf(SwitchModel const &model, std::uint16_t vlan) {
 }
 
 /// A forwarding member of a VLAN that is usable.
-bool portUsable(SwitchModel const &model, std::uint16_t vlan, IntfId intf) {
-    auto const &ports = model.topologies.at(model.topologyOfVlan.at(vlan)).ports;
+bool portUsable(PlainSwitch const &model, std::uint16_t vlan, IntfId intf) {
+    auto const &ports = model.topologies.at(model.topologyOfVlan.at(vlan));
     auto const *const state = found(ports, intf);
     return model.interfaces.count(intf) != 0 && model.vlans.at(vlan).count(intf) != 0 &&
            state != nullptr && *state == Bridging::Topology::PortState::forwarding;
 }
 
-bool reachableBehindSvi(SwitchModel const &model, std::uint16_t vlan, IntfId intf) {
+bool reachableBehindSvi(PlainSwitch const &model, std::uint16_t vlan, IntfId intf) {
     return portUsable(model, vlan, intf) && vlanOnInterface(model, vlan, intf) != 0 &&
            model.interfaces.at(intf).mode != Bridging::SwitchportMode::routed;
 }
 
 /// Puts the ports behind a VLAN interface into `sets`; whether there were any.
-bool addSvi(SwitchModel const &model, std::uint16_t vlan, EthAddr mac, bool unicast,
+bool addSvi(PlainSwitch const &model, std::uint16_t vlan, EthAddr mac, bool unicast,
             PortSets &sets) {
     if (!vlanUsable(model, vlan)) {
         return false;
@@ -84,7 +81,7 @@ bool addSvi(SwitchModel const &model, std::uint16_t vlan, EthAddr mac, bool unic
     return any;
 }
 
-void addPort(SwitchModel const &model, NatFlowType type, IntfId intf,
+void addPort(PlainSwitch const &model, NatFlowType type, IntfId intf,
              Ip::Nat::NatFlowNextHop const &hop, PortSets &sets) {
     std::uint16_t const vlan = vlanOnInterface(model, hop.vlan, intf);
     if (vlan == 0 || !vlanUsable(model, vlan) || !portUsable(model, vlan, intf)) {
@@ -106,7 +103,7 @@ void addPort(SwitchModel const &model, NatFlowType type, IntfId intf,
 }
 
 /// Whether a VLAN loses its L3 interface in a way that nobody hears of.
-bool losesL3Silently(SwitchModel const &before, SwitchModel const &after, std::uint16_t vlan) {
+bool losesL3Silently(PlainSwitch const &before, PlainSwitch const &after, std::uint16_t vlan) {
     IntfId const intf = l3InterfaceOf(before, vlan);
     bool const ipGoes = before.ipInterfaces.count(intf) != 0 && after.ipInterfaces.count(intf) == 0;
     auto const *const id = found(after.l3Interfaces, intf);
@@ -122,17 +119,17 @@ bool differ(Map const &before, Map const &after, Key const &key) {
 
 } // namespace
 
-bool interfaceUp(SwitchModel const &model, IntfId intf) {
+bool interfaceUp(PlainSwitch const &model, IntfId intf) {
     auto const *const ip = found(model.ipInterfaces, intf);
     return ip != nullptr && ip->routing && ip->address != Nexo::IpAddrWithMask();
 }
 
-bool vlanUsable(SwitchModel const &model, std::uint16_t vlan) {
+bool vlanUsable(PlainSwitch const &model, std::uint16_t vlan) {
     return model.vlans.count(vlan) != 0 && model.topologyOfVlan.count(vlan) != 0 &&
            interfaceUp(model, l3InterfaceOf(model, vlan));
 }
 
-NatFlowType expectedFlowType(MatchState const &match, ActionState const &action) {
+NatFlowType expectedFlowType(PlainMatch const &match, PlainAction const &action) {
     std::uint32_t const own = action.destination.addr().value();
     std::uint32_t const address = own != 0 ? own : match.flow.destination.addr.value();
     return address == 0          ? Ip::Nat::natFlowTypeNone
@@ -140,7 +137,7 @@ NatFlowType expectedFlowType(MatchState const &match, ActionState const &action)
                                  : Ip::Nat::natFlowTypeUnicast;
 }
 
-std::uint32_t expectedGroups(MatchState const &match) {
+std::uint32_t expectedGroups(PlainMatch const &match) {
     bool const split =
         std::any_of(match.actions.begin(), match.actions.end(), [&](auto const &action) {
             return expectedFlowType(match, action.second) == Ip::Nat::natFlowTypeNone;
@@ -148,20 +145,20 @@ std::uint32_t expectedGroups(MatchState const &match) {
     return match.actions.empty() ? 0 : split ? 2 : 1;
 }
 
-PortSets expectedPorts(SwitchModel const &model, NatFlowType type, ActionState const &action,
+PortSets expectedPorts(PlainSwitch const &model, NatFlowType type, PlainAction const &action,
                        std::uint16_t recircVlan) {
     PortSets sets;
     if (action.egress.empty()) {
         sets[{true, recircVlan}] = Ports{{IntfId()}, model.bridgeMac};
     }
-    for (auto const &[intf, egress] : action.egress) {
+    for (auto const &[intf, hop] : action.egress) {
         if (!Nexo::VlanIntfId::isVlanIntfId(intf)) {
-            addPort(model, type, intf, egress.nextHop, sets);
+            addPort(model, type, intf, hop, sets);
             continue;
         }
         std::uint16_t const vlan = Nexo::VlanIntfId::vlanId(intf);
-        bool const refused = type != Ip::Nat::natFlowTypeMulticast &&
-                             !addSvi(model, vlan, egress.nextHop.mac, true, sets);
+        bool const refused =
+            type != Ip::Nat::natFlowTypeMulticast && !addSvi(model, vlan, hop.mac, true, sets);
         if (!refused && type != Ip::Nat::natFlowTypeUnicast) {
             addSvi(model, vlan, kGroupMac, false, sets);
         }
@@ -169,14 +166,14 @@ PortSets expectedPorts(SwitchModel const &model, NatFlowType type, ActionState c
     return sets;
 }
 
-bool changesSilently(SwitchModel const &before, SwitchModel const &after,
-                     ActionState const &action) {
+bool changesSilently(PlainSwitch const &before, PlainSwitch const &after,
+                     PlainAction const &action) {
     if (action.egress.empty()) {
         return before.bridgeMac != after.bridgeMac;
     }
-    for (auto const &[intf, egress] : action.egress) {
+    for (auto const &[intf, hop] : action.egress) {
         std::uint16_t const svi = Nexo::VlanIntfId::vlanId(intf);
-        std::uint16_t const named = egress.nextHop.vlan;
+        std::uint16_t const named = hop.vlan;
         std::uint16_t const vlan = svi != 0 ? svi : vlanOnInterface(before, named, intf);
         // A port named without a VLAN does not hear of the one that its settings give.
         bool const vlanUnheard = svi == 0 && named == 0 &&

@@ -5,18 +5,16 @@
 namespace Sim {
 
 using Nexo::IntfId;
-using UmoAgent::IpInterfaceState;
-using UmoAgent::SwitchModel;
 
 /// `intf` can serve no more: the first other one whose VLAN can takes over.
-void RecircOracle::leave(SwitchModel const &model, IntfId intf) {
+void RecircOracle::leave(PlainSwitch const &model, IntfId intf) {
     auto const next = std::find_if(l3_.begin(), l3_.end(), [&](auto const &entry) {
         return entry.first != intf && vlanUsable(model, entry.second);
     });
     vlan_ = next == l3_.end() ? 0 : next->second;
 }
 
-void RecircOracle::ipChanges(SwitchModel const &model, IntfId intf) {
+void RecircOracle::ipChanges(PlainSwitch const &model, IntfId intf) {
     auto const entry = entryOf(intf);
     if (entry == l3_.end()) {
         return;
@@ -29,7 +27,7 @@ void RecircOracle::ipChanges(SwitchModel const &model, IntfId intf) {
 }
 
 /// The first usable VLAN; without one, that of the first interface that was found up.
-void RecircOracle::starts(SwitchModel const &initial) {
+void RecircOracle::starts(PlainSwitch const &initial) {
     l3_.assign(initial.l3Interfaces.begin(), initial.l3Interfaces.end());
     leave(initial, IntfId());
     for (auto const &[intf, settings] : initial.ipInterfaces) {
@@ -40,8 +38,8 @@ void RecircOracle::starts(SwitchModel const &initial) {
 /// What happens within one event, in the order in which the agent makes it happen: L3 interfaces
 /// go; IP interfaces go, which nobody hears; bridging changes; IP interfaces come and change, one
 /// setting at a time; L3 interfaces come and change.
-void RecircOracle::changes(SwitchModel const &before, SwitchModel const &after) {
-    SwitchModel now = before; // as far as the changes have come
+void RecircOracle::changes(PlainSwitch const &before, PlainSwitch const &after) {
+    PlainSwitch now = before; // as far as the changes have come
     std::erase_if(now.l3Interfaces, [&](auto const &l3) {
         auto const kept = after.l3Interfaces.find(l3.first);
         return kept == after.l3Interfaces.end() || kept->second != l3.second;
@@ -59,7 +57,8 @@ void RecircOracle::changes(SwitchModel const &before, SwitchModel const &after) 
     now.vlans = after.vlans;
     now.topologyOfVlan = after.topologyOfVlan;
     for (auto const &[intf, settings] : after.ipInterfaces) {
-        auto const [ip, fresh] = now.ipInterfaces.try_emplace(intf, IpInterfaceState{{}, false});
+        auto const [ip, fresh] =
+            now.ipInterfaces.try_emplace(intf, UmoAgent::Table::IpInterface::Value{{}, false});
         if (fresh) {
             ipChanges(now, intf);
         }

@@ -1,6 +1,7 @@
 #include "sim/Run.h"
 
 #include "agent/base/EventLoop.h"
+#include "agent/show/CarryOut.h"
 #include "agent/show/Printers.h"
 #include "sim/Broken.h"
 #include "sim/Checker.h"
@@ -45,14 +46,14 @@ Figures run(std::string const &initial, NextStep const &next) {
             loop.runUntil(step.event.at);
             checker.timePassed();
         }
-        auto const before = state.model();
-        agent.carryOut(step.event, printed);
-        checker.changed(before);
+        UmoAgent::carryOut(agent, step.event, printed);
+        checker.changed(step.event.changes);
     };
 
-    agent.start(readInitial(initial));
-    checker.started();
-    while (auto const step = next(state.model())) {
+    UmoAgent::Changes const changes = readInitial(initial);
+    agent.start(changes);
+    checker.started(changes);
+    while (auto const step = next(state, checker.inputs())) {
         carryOut(*step);
     }
     UmoAgent::printTree(printed, *state.hwStatus());
@@ -61,10 +62,10 @@ Figures run(std::string const &initial, NextStep const &next) {
     hash(printed.str());
     if (figures.hash % 2 == 0) {
         std::string names;
-        for (auto const &[name, policy] : state.model().policies) {
+        for (auto const &[name, policy] : checker.inputs().policies) {
             names += name + ", ";
         }
-        carryOut(readStep("{remove: {policies: [" + names + "]}}", state.model()));
+        carryOut(readStep("{remove: {policies: [" + names + "]}}", state));
         loop.runUntil(loop.now() + std::chrono::minutes(1));
         checker.timePassed();
         requireNothingScheduled();

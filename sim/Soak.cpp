@@ -42,16 +42,19 @@ Figures play(Task const &task, int log) {
     record(log, 'i', initial);
     std::size_t const count = script ? script->events.size() : task.events;
     std::size_t played = 0;
-    return run(initial, [&](UmoAgent::SwitchModel const &now) -> std::optional<Step> {
-        alarm(kSecondsForAnEvent);
-        if (played == count) {
-            return std::nullopt;
-        }
-        Step step = script ? readStep(script->events[played], now) : generator.step(now);
-        ++played;
-        record(log, 'e', step.text);
-        return step;
-    });
+    return run(
+        initial,
+        [&](UmoAgent::SwitchState const &mounted, PlainSwitch const &now) -> std::optional<Step> {
+            alarm(kSecondsForAnEvent);
+            if (played == count) {
+                return std::nullopt;
+            }
+            Step step =
+                script ? readStep(script->events[played], mounted) : generator.step(mounted, now);
+            ++played;
+            record(log, 'e', step.text);
+            return step;
+        });
 }
 
 void simulateHere(Task const &task, int log) {

@@ -19,12 +19,13 @@ Result accepted(std::variant<Result, UmoAgent::ScenarioFaults> read, std::string
 
 } // namespace
 
-Step readStep(std::string const &text, UmoAgent::SwitchModel const &now) {
-    auto events = accepted(UmoAgent::readEvents("event", "events: [" + text + "]", now), text);
+Step readStep(std::string const &text, UmoAgent::SwitchState const &mounted) {
+    auto events = accepted(
+        UmoAgent::readEvents("event", "events: [" + text + "]", {mounted, Vyr::Time::max()}), text);
     return {text, std::move(events.at(0))};
 }
 
-UmoAgent::SwitchModel readInitial(std::string const &text) {
+UmoAgent::Changes readInitial(std::string const &text) {
     return accepted(UmoAgent::readScenario("initial", text), text).initial;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
-#include "agent/switch/ScenarioModel.h"
+#include "agent/scenario/Scenario.h"
+#include "agent/switch/SwitchState.h"
 
 #include <stdexcept>
 #include <string>
@@ -18,10 +19,10 @@ struct Step {
     UmoAgent::Event event;
 };
 
-/// Reads an event on the state `now`. Throws Rejected.
-Step readStep(std::string const &text, UmoAgent::SwitchModel const &now);
+/// Reads an event that is to follow on what is mounted. Throws Rejected.
+Step readStep(std::string const &text, UmoAgent::SwitchState const &mounted);
 
 /// Reads an initial state. Throws Rejected.
-UmoAgent::SwitchModel readInitial(std::string const &text);
+UmoAgent::Changes readInitial(std::string const &text);
 
 } // namespace Sim

@@ -1,5 +1,8 @@
 #include "agent/base/Text.h"
 
+#include <array>
+#include <chrono>
+#include <cstdio>
 #include <ostream>
 
 namespace UmoAgent {
@@ -11,6 +14,13 @@ void printPort(std::ostream &out, std::uint16_t port) {
     }
 }
 } // namespace
+
+std::string stamp(Vyr::Time time) {
+    std::array<char, 64> text{};
+    double const seconds = std::chrono::duration<double>(time).count();
+    std::snprintf(text.data(), text.size(), "[%9.3f s]", seconds);
+    return text.data();
+}
 
 bool isControl(char c) {
     auto const byte = static_cast<unsigned char>(c);

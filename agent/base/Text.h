@@ -3,6 +3,7 @@
 #include "Ip/NatFlow.h"
 #include "Nexo/IntfId.h"
 #include "Nexo/IpAndPort.h"
+#include "Vyr/Clock.h"
 
 #include <iosfwd>
 #include <string>
@@ -10,6 +11,9 @@
 
 /// Texts that several printouts share.
 namespace UmoAgent {
+
+/// `[   10.000 s]`, as lines begin that say what happens when.
+std::string stamp(Vyr::Time time);
 
 /// Whether the character is one that steers a terminal; a tab is not.
 bool isControl(char c);

@@ -7,6 +7,7 @@
 #include "agent/base/Text.h"
 #include "agent/console/TextCommand.h"
 #include "agent/scenario/ScenarioReader.h"
+#include "agent/show/CarryOut.h"
 #include "agent/show/Printers.h"
 
 #include <algorithm>
@@ -134,13 +135,13 @@ void Console::apply(std::ostream &out, std::string const &file) {
     if (playing_) {
         throw CommandError("the scenario is still being played; apply when it has ended");
     }
-    auto const read = readEventsFile(file, agent_.state().model());
+    auto const read = readEvents(file, "TODO", {agent_.state(), agent_.loop().now()});
     if (auto const *faults = std::get_if<ScenarioFaults>(&read)) {
         throw CommandError(lines(*faults) + "nothing was applied");
     }
     auto const &events = std::get<std::vector<Event>>(read);
     for (Event const &event : events) {
-        agent_.carryOut(event, out);
+        carryOut(agent_, event, out);
     }
     out << "applied " << events.size() << (events.size() == 1 ? " event\n" : " events\n");
 }

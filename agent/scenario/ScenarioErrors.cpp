@@ -1,21 +1,31 @@
 #include "agent/scenario/ScenarioErrors.h"
 
+#include "agent/scenario/Limits.h"
+
 #include <algorithm>
-#include <tuple>
+#include <iterator>
 
 namespace UmoAgent {
+
+void ScenarioErrors::add(Place place, std::string text) {
+    auto const [first, last] = errors_.equal_range(place);
+    if (std::any_of(first, last, [&](auto const &error) { return error.second == text; })) {
+        return;
+    }
+    errors_.emplace(place, std::move(text));
+    if (errors_.size() > Limits::kMistakes) {
+        errors_.erase(std::prev(errors_.end()));
+        ++left_;
+    }
+}
 
 void ScenarioErrors::add(Place place, std::string_view found, std::string_view expected) {
     add(place, std::string("found ").append(found).append(", expected ").append(expected));
 }
 
-std::vector<std::string> ScenarioErrors::lines() const {
-    auto sorted = errors_;
-    std::stable_sort(sorted.begin(), sorted.end(), [](auto const &a, auto const &b) {
-        return std::tie(a.first.line, a.first.column) < std::tie(b.first.line, b.first.column);
-    });
-    std::vector<std::string> lines;
-    for (auto const &[place, text] : sorted) {
+ScenarioFaults ScenarioErrors::lines() const {
+    ScenarioFaults lines;
+    for (auto const &[place, text] : errors_) {
         std::string line = file_;
         if (place.line > 0) {
             line.append(":").append(std::to_string(place.line));
@@ -23,8 +33,10 @@ std::vector<std::string> ScenarioErrors::lines() const {
         }
         lines.push_back(line.append(": ").append(text));
     }
-    // What stands behind an alias is read wherever the alias stands.
-    lines.erase(std::unique(lines.begin(), lines.end()), lines.end());
+    if (left_ > 0) {
+        lines.push_back(file_ + ": " + std::to_string(errors_.size() + left_) +
+                        " mistakes in all, of which these are the first");
+    }
     return lines;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <map>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -8,30 +9,37 @@
 
 namespace UmoAgent {
 
-/// A place in a scenario file: line and column from 1, and the number of the event that it
-/// belongs to, 0 being the initial state. Line 0 stands for the file as a whole.
+/// A place in a file: line and column from 1. Line 0 stands for the file as a whole.
 struct Place {
     int line = 0;
     int column = 0;
-    std::size_t event = 0;
+
+    auto operator<=>(Place const &) const = default;
 };
 
-/// Collects what is wrong with one scenario file.
+/// What is wrong with a file, a line for each error: FILE:LINE:COLUMN: what was found and what was
+/// expected. Never empty.
+using ScenarioFaults = std::vector<std::string>;
+
+/// Collects what is wrong with one file. Keeps no more errors than are reported.
 class ScenarioErrors {
   public:
     explicit ScenarioErrors(std::string file) : file_(std::move(file)) {}
 
-    void add(Place place, std::string text) { errors_.emplace_back(place, std::move(text)); }
+    /// Adds an error, once: what stands behind an alias is read wherever the alias stands.
+    void add(Place place, std::string text);
     void add(Place place, std::string_view found, std::string_view expected);
 
     [[nodiscard]] bool empty() const { return errors_.empty(); }
 
-    /// A line for each error, FILE:LINE:COLUMN: TEXT, in the order of the file.
-    [[nodiscard]] std::vector<std::string> lines() const;
+    /// A line for each error, FILE:LINE:COLUMN: TEXT, in the order of the file; of very many the
+    /// first, and how many there are.
+    [[nodiscard]] ScenarioFaults lines() const;
 
   private:
     std::string file_;
-    std::vector<std::pair<Place, std::string>> errors_;
+    std::multimap<Place, std::string> errors_;
+    std::size_t left_ = 0; // without a line of their own
 };
 
 } // namespace UmoAgent

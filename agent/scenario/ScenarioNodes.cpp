@@ -8,6 +8,9 @@ namespace UmoAgent {
 
 namespace {
 
+/// Between two breaths; takes about a millisecond.
+constexpr std::size_t kItemsInABreath = 1000;
+
 std::string namesOf(std::vector<ScenarioNodes::Field> const &fields) {
     std::string names;
     for (auto const &field : fields) {
@@ -18,95 +21,118 @@ std::string namesOf(std::vector<ScenarioNodes::Field> const &fields) {
 
 } // namespace
 
-Place ScenarioNodes::place(YamlNode const &node) const {
-    return Place{node.line, node.column, event_};
-}
-
-std::string ScenarioNodes::described(YamlNode const &node) {
-    switch (node.kind) {
-    case YamlNode::Kind::scalar:
-        return inQuotes(node.text);
-    case YamlNode::Kind::sequence:
+std::string ScenarioNodes::described(YamlNode node) {
+    switch (node.kind()) {
+    case Document::Kind::scalar:
+        return inQuotes(node.text());
+    case Document::Kind::sequence:
         return "a list";
-    case YamlNode::Kind::map:
+    case Document::Kind::map:
         return "a mapping";
-    case YamlNode::Kind::null:
+    case Document::Kind::null:
         break;
     }
     return "nothing";
 }
 
-void ScenarioNodes::unexpected(YamlNode const &node, std::string_view expected) {
-    errors_.add(place(node), described(node), expected);
+void ScenarioNodes::unexpected(YamlNode node, std::string_view expected) {
+    errors_.add(node.place(), described(node), expected);
 }
 
-std::optional<std::string> ScenarioNodes::text(YamlNode const &node, std::string_view expected) {
+std::optional<std::string_view> ScenarioNodes::text(YamlNode node, std::string_view expected) {
     if (!node.isScalar()) {
         unexpected(node, expected);
         return std::nullopt;
     }
-    return node.text;
+    return node.text();
 }
 
-void ScenarioNodes::fields(YamlNode const &node, std::string_view expected,
+void ScenarioNodes::fields(YamlNode node, std::string_view expected,
                            std::vector<Field> const &fields) {
-    std::map<std::string_view, YamlNode const *> present;
-    auto const readKey = [&](YamlNode const &key) -> std::optional<std::string> {
-        bool const known = std::any_of(fields.begin(), fields.end(), [&](Field const &field) {
-            return key.isScalar() && field.name == key.text;
-        });
-        if (!known) {
-            unexpected(key, "one of " + namesOf(fields));
-            return std::nullopt;
-        }
-        return key.text;
+    struct Entry {
+        YamlNode key;
+        YamlNode value;
     };
-    entries<std::string>(node, expected, readKey,
-                         [&](std::string const &, YamlNode const &key, YamlNode const &value) {
-                             present.emplace(key.text, &value);
-                         });
-    for (Field const &field : fields) {
-        if (auto const at = present.find(field.name); at != present.end()) {
-            field.read(*at->second);
+    std::vector<std::optional<Entry>> present(fields.size());
+    mapping(node, expected, [&](YamlNode key, YamlNode value) {
+        auto const known = std::find_if(fields.begin(), fields.end(), [&](Field const &field) {
+            return key.isScalar(field.name);
+        });
+        if (known == fields.end()) {
+            unexpected(key, "one of " + namesOf(fields));
+            return;
+        }
+        auto &entry = present[static_cast<std::size_t>(known - fields.begin())];
+        if (entry) {
+            duplicate(key, entry->key);
+        } else {
+            entry = Entry{key, value};
+        }
+    });
+    for (std::size_t i = 0; i < fields.size(); ++i) {
+        if (present[i]) {
+            fields[i].read(present[i]->value);
         }
     }
 }
 
-void ScenarioNodes::list(YamlNode const &node, std::string_view expected, Handler const &each) {
+void ScenarioNodes::list(YamlNode node, std::string_view expected, Handler const &each) {
     if (node.isScalar()) {
         each(node);
-    } else if (node.isSequence()) {
-        for (auto const &item : node.items) {
-            each(*item);
-        }
-    } else {
+        return;
+    }
+    if (!node.isSequence()) {
         unexpected(node, expected);
+        return;
+    }
+    if (node.size() == 0) {
+        return;
+    }
+    YamlNode item = node.first();
+    for (std::size_t left = node.size(); left > 0; --left) {
+        countItem();
+        each(item);
+        if (left > 1) {
+            item = item.next();
+        }
     }
 }
 
 /// A key without a value is reported at the key: the parser places the missing value on a later
 /// line.
-void ScenarioNodes::mapping(YamlNode const &node, std::string_view expected,
-                            EntryHandler const &each) {
+void ScenarioNodes::mapping(YamlNode node, std::string_view expected, EntryHandler const &each) {
     if (!node.isMap()) {
         unexpected(node, expected);
         return;
     }
-    for (std::size_t i = 0; i < node.items.size(); i += 2) {
-        YamlNode const &key = *node.items[i];
-        YamlNode const &value = *node.items[i + 1];
-        if (value.kind == YamlNode::Kind::null) {
-            errors_.add(place(key), "nothing after " + described(key),
+    if (node.size() == 0) {
+        return;
+    }
+    YamlNode key = node.first();
+    for (std::size_t left = node.size() / 2; left > 0; --left) {
+        countItem();
+        YamlNode const value = key.next();
+        if (value.kind() == Document::Kind::null) {
+            errors_.add(key.place(), "nothing after " + described(key),
                         "a value; {} or [] if it is empty");
         } else {
             each(key, value);
         }
+        if (left > 1) {
+            key = value.next();
+        }
     }
 }
 
-void ScenarioNodes::duplicate(YamlNode const &key, YamlNode const &earlier) {
-    errors_.add(place(key), described(key) + " a second time",
-                "it once; it is also in line " + std::to_string(place(earlier).line));
+void ScenarioNodes::duplicate(YamlNode key, YamlNode earlier) {
+    errors_.add(key.place(), described(key) + " a second time",
+                "it once; it is also in line " + std::to_string(earlier.place().line));
+}
+
+void ScenarioNodes::countItem() {
+    if (++items_ % kItemsInABreath == 0 && breathe_) {
+        breathe_();
+    }
 }
 
 } // namespace UmoAgent

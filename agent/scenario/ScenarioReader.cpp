@@ -1,14 +1,11 @@
 #include "agent/scenario/ScenarioReader.h"
 
-#include "agent/scenario/ScenarioChecks.h"
+#include "agent/scenario/Limits.h"
 #include "agent/scenario/StateReader.h"
-#include "agent/scenario/StateRemover.h"
-#include "agent/scenario/YamlNode.h"
 
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <iterator>
 #include <new>
 #include <system_error>
@@ -20,123 +17,124 @@ namespace {
 
 constexpr std::uint32_t kMaxRefusals = 1'000'000;
 
-/// Reads one document, carrying the state along from event to event.
+/// Reads one document, carrying a draft of the switch along from event to event.
 class ScenarioDocument {
   public:
-    explicit ScenarioDocument(ScenarioErrors &errors) : errors_(errors) {}
+    ScenarioDocument(ScenarioErrors &errors, SwitchState const &mounted,
+                     std::function<void()> breathe = nullptr)
+        : errors_(errors), nodes_(errors, std::move(breathe)), draft_(mounted) {}
 
-    Scenario readScenario(YamlNode const &document);
-    std::vector<Event> readEvents(YamlNode const &document, SwitchModel before);
+    Scenario readScenario(YamlNode document);
+    /// Without `now`, times are needed and do not go back; else they have come by then.
+    std::vector<Event> readEvents(YamlNode document, Vyr::Time now);
 
   private:
-    void eventList(YamlNode const &node);
-    void stateEnds();
-    void event(YamlNode const &node);
-    void change(YamlNode const *remove, YamlNode const *set, Event &event);
-    std::optional<Vyr::Time> timeFromNow(YamlNode const &node);
+    void eventList(YamlNode node);
+    void event(YamlNode node);
+    void time(YamlNode node);
+    std::optional<Vyr::Time> timeFromNow(YamlNode node);
+    void checkUses();
 
     ScenarioErrors &errors_;
-    ScenarioNodes nodes_{errors_};
+    ScenarioNodes nodes_;
     ScenarioValues values_{nodes_};
-    ActionVersions versions_;
-    StateReader setter_{nodes_, values_, versions_};
-    StateRemover remover_{nodes_, values_, versions_};
+    Draft draft_;
+    ChangeList changes_{draft_, nodes_};
+    StateReader state_{nodes_, values_, changes_};
 
-    SwitchModel state_;
     Vyr::Time now_{};
-    bool timesNeeded_ = true;
+    std::optional<Vyr::Time> atOnce_; // the time at which all of it happens
     std::vector<Event> events_;
 };
 
-Scenario ScenarioDocument::readScenario(YamlNode const &document) {
+Scenario ScenarioDocument::readScenario(YamlNode document) {
     Scenario scenario;
-    auto fields = setter_.fields(state_);
-    YamlNode const *events = nullptr;
-    YamlNode const *end = nullptr;
-    fields.push_back({"events", [&](YamlNode const &value) { events = &value; }});
-    fields.push_back({"end", [&](YamlNode const &value) { end = &value; }});
+    auto fields = state_.fields(Verb::set);
+    std::optional<YamlNode> events, end;
+    fields.push_back({"events", [&](YamlNode value) { events = value; }});
+    fields.push_back({"end", [&](YamlNode value) { end = value; }});
     nodes_.fields(document, "a scenario: a mapping with a state and events", fields);
-    stateEnds();
-    scenario.initial = state_;
-    if (events != nullptr) {
+    scenario.initial = state_.end();
+    if (events) {
         eventList(*events);
     }
-    if (end != nullptr) {
+    if (end) {
         scenario.end = timeFromNow(*end);
     }
-    values_.checkUses(state_.declared);
+    checkUses();
     scenario.events = std::move(events_);
     return scenario;
 }
 
-std::vector<Event> ScenarioDocument::readEvents(YamlNode const &document, SwitchModel before) {
-    state_ = std::move(before);
-    timesNeeded_ = false;
+std::vector<Event> ScenarioDocument::readEvents(YamlNode document, Vyr::Time now) {
+    atOnce_ = now;
     nodes_.fields(document, "a mapping with events",
-                  {{"events", [&](YamlNode const &value) { eventList(value); }}});
-    values_.checkUses(state_.declared);
+                  {{"events", [&](YamlNode value) { eventList(value); }}});
+    checkUses();
     return std::move(events_);
 }
 
-void ScenarioDocument::eventList(YamlNode const &node) {
-    nodes_.list(node, "a list of events", [&](YamlNode const &item) { event(item); });
+void ScenarioDocument::eventList(YamlNode node) {
+    nodes_.list(node, "a list of events", [&](YamlNode item) {
+        if (events_.size() < Limits::kEvents) {
+            event(item);
+        } else {
+            errors_.add(item.place(), "one event more",
+                        "at most " + std::to_string(Limits::kEvents) + " events");
+        }
+    });
 }
 
-void ScenarioDocument::stateEnds() {
-    versions_.raiseIn(state_);
-    checkNextHops(state_, state_.event, errors_);
-}
-
-void ScenarioDocument::event(YamlNode const &node) {
-    nodes_.eventIs(++state_.event);
-    YamlNode const *remove = nullptr;
-    YamlNode const *set = nullptr;
+void ScenarioDocument::event(YamlNode node) {
+    std::optional<YamlNode> remove, set;
     bool timed = false;
     Event event;
-    auto const at = [&](YamlNode const &value) {
+    auto const at = [&](YamlNode value) {
         timed = true;
-        now_ = timeFromNow(value).value_or(now_);
+        time(value);
     };
-    auto const print = [&](YamlNode const &value) {
-        nodes_.list(value, "a list of tree, table, chip or groups", [&](YamlNode const &item) {
+    auto const print = [&](YamlNode value) {
+        nodes_.list(value, "a list of tree, table, chip or groups", [&](YamlNode item) {
             if (auto const printout = values_.printout(item)) {
                 event.print.push_back(*printout);
             }
         });
     };
-    auto const refuse = [&](YamlNode const &value) {
+    auto const refuse = [&](YamlNode value) {
         keep(values_.number<std::uint32_t>(value, 0, kMaxRefusals, "a number of groups"),
              event.refuseGroups);
     };
     nodes_.fields(node, "an event: a mapping with at, and remove, set, note or print",
                   {{"at", at},
-                   {"remove", [&](YamlNode const &value) { remove = &value; }},
-                   {"set", [&](YamlNode const &value) { set = &value; }},
+                   {"remove", [&](YamlNode value) { remove = value; }},
+                   {"set", [&](YamlNode value) { set = value; }},
                    {"refuse-groups", refuse},
-                   {"note", [&](YamlNode const &value) { keep(values_.note(value), event.note); }},
+                   {"note", [&](YamlNode value) { keep(values_.note(value), event.note); }},
                    {"print", print}});
-    if (node.isMap() && timesNeeded_ && !timed) {
-        errors_.add(nodes_.place(node), "an event without at", "the time at which it happens");
+    if (node.isMap() && !atOnce_ && !timed) {
+        errors_.add(node.place(), "an event without at", "the time at which it happens");
     }
     event.at = now_;
-    change(remove, set, event);
+    if (remove) {
+        nodes_.fields(*remove, "a mapping that mirrors a state", state_.fields(Verb::remove));
+    }
+    if (set) {
+        nodes_.fields(*set, "a mapping with a state", state_.fields(Verb::set));
+    }
+    event.changes = state_.end();
+    event.changes.shrink_to_fit();
     events_.push_back(std::move(event));
 }
 
-void ScenarioDocument::change(YamlNode const *remove, YamlNode const *set, Event &event) {
-    if (remove != nullptr) {
-        remover_.remove(*remove, state_);
+void ScenarioDocument::time(YamlNode node) {
+    auto const time = timeFromNow(node);
+    if (time && atOnce_ && *time > *atOnce_) {
+        nodes_.unexpected(node, "a time that has come: what is applied happens at once");
     }
-    if (set != nullptr) {
-        nodes_.fields(*set, "a mapping with a state", setter_.fields(state_));
-    }
-    stateEnds();
-    if (remove != nullptr || set != nullptr) {
-        event.state = state_;
-    }
+    now_ = time.value_or(now_);
 }
 
-std::optional<Vyr::Time> ScenarioDocument::timeFromNow(YamlNode const &node) {
+std::optional<Vyr::Time> ScenarioDocument::timeFromNow(YamlNode node) {
     auto const time = values_.time(node);
     if (time && *time < now_) {
         nodes_.unexpected(node, "a time that is not before that of the last event");
@@ -145,45 +143,31 @@ std::optional<Vyr::Time> ScenarioDocument::timeFromNow(YamlNode const &node) {
     return time;
 }
 
-/// The result of reading one document as `read` does, or what was wrong.
-template <class Result>
-std::variant<Result, ScenarioFaults>
-readText(std::string const &file, std::string const &text,
-         std::function<Result(ScenarioDocument &reader, YamlNode const &document)> const &read) {
-    ScenarioErrors errors(file);
-    ScenarioDocument reader(errors);
-    std::optional<Result> result;
-    if (auto const document = readDocument(text, errors)) {
-        result = read(reader, *document);
-    }
-    if (!errors.empty()) {
-        return errors.lines();
-    }
-    return std::move(*result);
-}
-
-ScenarioFaults unreadable(std::string const &file, std::string const &reason) {
-    return {file + ": cannot be read: " + reason};
+void ScenarioDocument::checkUses() {
+    values_.checkUses([this](Nexo::IntfId intf) { return draft_.everDeclared(intf); });
 }
 
 /// The text of a file, or what is wrong with it.
 std::variant<std::string, ScenarioFaults> textOf(std::string const &file) {
+    auto const unreadable = [&](std::string const &reason) {
+        return ScenarioFaults{file + ": cannot be read: " + reason};
+    };
     std::error_code ignored;
     if (std::filesystem::is_directory(file, ignored)) {
-        return unreadable(file, "it is a directory");
+        return unreadable("it is a directory");
     }
     std::ifstream in(file, std::ios::binary);
     if (!in) {
-        return unreadable(file, std::generic_category().message(errno));
+        return unreadable(std::generic_category().message(errno));
     }
     try {
         std::string text(std::istreambuf_iterator<char>(in), {});
         if (in.bad()) {
-            return unreadable(file, "reading fails half-way");
+            return unreadable("reading fails half-way");
         }
         return text;
     } catch (std::bad_alloc const &) {
-        return unreadable(file, "it is too large");
+        return unreadable("it is too large");
     }
 }
 
@@ -191,9 +175,15 @@ std::variant<std::string, ScenarioFaults> textOf(std::string const &file) {
 
 std::variant<Scenario, ScenarioFaults> readScenario(std::string const &file,
                                                     std::string const &text) {
-    return readText<Scenario>(file, text, [](ScenarioDocument &reader, YamlNode const &document) {
-        return reader.readScenario(document);
-    });
+    ScenarioErrors errors(file);
+    if (auto const document = readDocument(text, errors)) {
+        SwitchState const nothing;
+        Scenario scenario = ScenarioDocument(errors, nothing).readScenario(YamlNode(*document));
+        if (errors.empty()) {
+            return scenario;
+        }
+    }
+    return errors.lines();
 }
 
 std::variant<Scenario, ScenarioFaults> readScenarioFile(std::string const &file) {
@@ -205,27 +195,22 @@ std::variant<Scenario, ScenarioFaults> readScenarioFile(std::string const &file)
 }
 
 std::variant<std::vector<Event>, ScenarioFaults>
-readEvents(std::string const &file, std::string const &text, SwitchModel before) {
-    return readText<std::vector<Event>>(file, text,
-                                        [&](ScenarioDocument &reader, YamlNode const &document) {
-                                            return reader.readEvents(document, std::move(before));
-                                        });
+readEvents(Document const &document, ScenarioErrors &errors, EventsToFollow const &follow) {
+    auto events = ScenarioDocument(errors, follow.mounted, follow.breathe)
+                      .readEvents(YamlNode(document), follow.now);
+    if (errors.empty()) {
+        return events;
+    }
+    return errors.lines();
 }
 
-std::variant<std::vector<Event>, ScenarioFaults> readEventsFile(std::string const &file,
-                                                                SwitchModel before) {
-    std::error_code error;
-    if (std::filesystem::exists(file, error) &&
-        !(std::filesystem::is_regular_file(file, error) &&
-          std::filesystem::file_size(file, error) <= kMaxEventsBytes)) {
-        return unreadable(file, "expected a regular file of at most " +
-                                    std::to_string(kMaxEventsBytes) + " bytes");
+std::variant<std::vector<Event>, ScenarioFaults>
+readEvents(std::string const &file, std::string const &text, EventsToFollow const &follow) {
+    ScenarioErrors errors(file);
+    if (auto const document = readDocument(text, errors)) {
+        return readEvents(*document, errors, follow);
     }
-    auto const text = textOf(file);
-    if (auto const *faults = std::get_if<ScenarioFaults>(&text)) {
-        return *faults;
-    }
-    return readEvents(file, std::get<std::string>(text), std::move(before));
+    return errors.lines();
 }
 
 } // namespace UmoAgent

@@ -1,24 +1,23 @@
 #pragma once
 
-#include "agent/switch/ScenarioModel.h"
+#include "agent/scenario/Document.h"
+#include "agent/scenario/Scenario.h"
+#include "agent/scenario/ScenarioErrors.h"
+#include "agent/switch/SwitchState.h"
 
-#include <cstddef>
+#include <functional>
 #include <string>
 #include <variant>
 #include <vector>
 
 namespace UmoAgent {
 
-/// What is wrong with a scenario, a line for each error: FILE:LINE:COLUMN: what was found and what
-/// was expected. Never empty.
-using ScenarioFaults = std::vector<std::string>;
-
 /// Reads a scenario from its text. A scenario is a mapping with a state (StateReader has the
 /// schema) and two keys more:
 ///
 ///     events:
 ///       - at: 10s                # times do not go back
-///         remove: {...}          # see StateRemover; comes before set
+///         remove: {...}          # comes before set
 ///         set: {...}             # a state, of which only what is named changes
 ///         refuse-groups: 2       # the chip refuses the next creations of groups
 ///         note: a heading
@@ -33,18 +32,22 @@ std::variant<Scenario, ScenarioFaults> readScenario(std::string const &file,
 /// The same for the contents of a file.
 std::variant<Scenario, ScenarioFaults> readScenarioFile(std::string const &file);
 
-/// The most bytes that readEventsFile reads.
-inline constexpr std::size_t kMaxEventsBytes = 65536;
+/// Events that are to follow on a switch as it is.
+struct EventsToFollow {
+    SwitchState const &mounted; // by then
+    Vyr::Time now;              // later times are refused
+    /// If given, called now and then while much is read; it must not change what is mounted.
+    std::function<void()> breathe = nullptr;
+};
 
-/// Reads events that are to follow on the state `before` of a switch: a mapping with `events`
-/// alone, whose times may be left out. Either all of them are valid, one after the other, or
-/// there are faults.
+/// Reads events that are to follow at once on the switch as it is: a mapping with `events` alone,
+/// whose times may be left out. Either all of them are valid, one after the other, or there are
+/// faults.
 std::variant<std::vector<Event>, ScenarioFaults>
-readEvents(std::string const &file, std::string const &text, SwitchModel before);
+readEvents(Document const &document, ScenarioErrors &errors, EventsToFollow const &follow);
 
-/// The same for the contents of a file. It must be a regular one, since a pipe would make the
-/// reader wait, and small, since each event holds the whole state after it.
-std::variant<std::vector<Event>, ScenarioFaults> readEventsFile(std::string const &file,
-                                                                SwitchModel before);
+/// The same for a text.
+std::variant<std::vector<Event>, ScenarioFaults>
+readEvents(std::string const &file, std::string const &text, EventsToFollow const &follow);
 
 } // namespace UmoAgent

@@ -20,7 +20,7 @@ using Words = std::vector<std::pair<std::string_view, Value>>;
 
 /// One of a few words.
 template <class Value>
-std::optional<Value> word(ScenarioNodes &nodes, YamlNode const &node, Words<Value> const &words) {
+std::optional<Value> word(ScenarioNodes &nodes, YamlNode node, Words<Value> const &words) {
     std::string expected;
     for (auto const &[name, value] : words) {
         if (node.isScalar(name)) {
@@ -35,16 +35,16 @@ std::optional<Value> word(ScenarioNodes &nodes, YamlNode const &node, Words<Valu
 /// What `parse` makes of a scalar's text; it refuses malformed text with std::invalid_argument,
 /// whose own words quote the text and say what was expected.
 template <class Parse>
-auto parsed(ScenarioNodes &nodes, YamlNode const &node, std::string_view expected, Parse parse)
+auto parsed(ScenarioNodes &nodes, YamlNode node, std::string_view expected, Parse parse)
     -> std::optional<decltype(parse(std::string_view()))> {
     auto const text = nodes.text(node, expected);
     if (!text) {
         return std::nullopt;
     }
     try {
-        return parse(std::string_view(*text));
+        return parse(*text);
     } catch (std::invalid_argument const &error) {
-        nodes.errors().add(nodes.place(node), error.what());
+        nodes.errors().add(node.place(), error.what());
         return std::nullopt;
     }
 }
@@ -83,9 +83,9 @@ std::optional<std::uint64_t> timePart(std::string_view &text, std::size_t &unit)
     return *count * kTimeUnits.at(unit++).milliseconds;
 }
 
-std::optional<Vyr::Time> timeOfText(std::string const &text) {
-    bool const plain = text.find_first_not_of("0123456789") == std::string::npos;
-    std::string const withUnit = plain ? text + 's' : text;
+std::optional<Vyr::Time> timeOfText(std::string_view text) {
+    bool const plain = text.find_first_not_of("0123456789") == std::string_view::npos;
+    std::string const withUnit = std::string(text) + (plain ? "s" : "");
     std::string_view rest = withUnit;
     std::uint64_t total = 0;
     for (std::size_t unit = 0; !rest.empty();) {
@@ -100,7 +100,7 @@ std::optional<Vyr::Time> timeOfText(std::string const &text) {
 
 } // namespace
 
-std::optional<std::uint64_t> ScenarioValues::numberBetween(YamlNode const &node, std::uint64_t min,
+std::optional<std::uint64_t> ScenarioValues::numberBetween(YamlNode node, std::uint64_t min,
                                                            std::uint64_t max,
                                                            std::string_view what) {
     std::string const expected =
@@ -117,23 +117,25 @@ std::optional<std::uint64_t> ScenarioValues::numberBetween(YamlNode const &node,
     return value;
 }
 
-std::optional<std::uint16_t> ScenarioValues::vlan(YamlNode const &node) {
-    return number(node, kMinVlan, kMaxVlan, "a VLAN");
+std::optional<Bridging::VlanId> ScenarioValues::vlan(YamlNode node) {
+    auto const value = number(node, kMinVlan, kMaxVlan, "a VLAN");
+    return value ? std::optional(Bridging::VlanId(*value)) : std::nullopt;
 }
 
-std::optional<std::uint16_t> ScenarioValues::l3Id(YamlNode const &node) {
-    return number(node, kMinVlan, kMaxVlan, "an L3 id");
+std::optional<Bridging::VlanId> ScenarioValues::l3Id(YamlNode node) {
+    auto const value = number(node, kMinVlan, kMaxVlan, "an L3 id");
+    return value ? std::optional(Bridging::VlanId(*value)) : std::nullopt;
 }
 
-std::optional<std::uint16_t> ScenarioValues::transportPort(YamlNode const &node) {
+std::optional<std::uint16_t> ScenarioValues::transportPort(YamlNode node) {
     return number<std::uint16_t>(node, 1, 65535, "a transport port");
 }
 
-std::optional<bool> ScenarioValues::boolean(YamlNode const &node) {
+std::optional<bool> ScenarioValues::boolean(YamlNode node) {
     return word(nodes_, node, Words<bool>{{"true", true}, {"false", false}});
 }
 
-std::optional<Vyr::Time> ScenarioValues::time(YamlNode const &node) {
+std::optional<Vyr::Time> ScenarioValues::time(YamlNode node) {
     static constexpr std::string_view kExpected = "a time such as 10s, 500ms, 1m30s or 2h";
     auto const text = nodes_.text(node, kExpected);
     if (!text) {
@@ -146,21 +148,22 @@ std::optional<Vyr::Time> ScenarioValues::time(YamlNode const &node) {
     return value;
 }
 
-std::optional<Pelo::String> ScenarioValues::name(YamlNode const &node) {
+std::optional<Pelo::String> ScenarioValues::name(YamlNode node) {
     static constexpr std::string_view kExpected = "a name";
-    auto text = nodes_.text(node, kExpected);
+    auto const text = nodes_.text(node, kExpected);
     if (text && text->empty()) {
         nodes_.unexpected(node, kExpected);
         return std::nullopt;
     }
-    return text;
+    return text ? std::optional(Pelo::String(*text)) : std::nullopt;
 }
 
-std::optional<std::string> ScenarioValues::note(YamlNode const &node) {
-    return nodes_.text(node, "a text");
+std::optional<std::string> ScenarioValues::note(YamlNode node) {
+    auto const text = nodes_.text(node, "a text");
+    return text ? std::optional(std::string(*text)) : std::nullopt;
 }
 
-std::optional<Bridging::SwitchportMode> ScenarioValues::switchportMode(YamlNode const &node) {
+std::optional<Bridging::SwitchportMode> ScenarioValues::switchportMode(YamlNode node) {
     using Bridging::SwitchportMode;
     return word(nodes_, node,
                 Words<SwitchportMode>{{"access", SwitchportMode::access},
@@ -169,7 +172,7 @@ std::optional<Bridging::SwitchportMode> ScenarioValues::switchportMode(YamlNode 
                                       {"routed", SwitchportMode::routed}});
 }
 
-std::optional<Bridging::VlanIdOrNone> ScenarioValues::nativeVlan(YamlNode const &node) {
+std::optional<Bridging::VlanIdOrNone> ScenarioValues::nativeVlan(YamlNode node) {
     if (node.isScalar("none")) {
         return Bridging::VlanIdOrNone();
     }
@@ -177,7 +180,7 @@ std::optional<Bridging::VlanIdOrNone> ScenarioValues::nativeVlan(YamlNode const 
     return value ? std::optional(Bridging::VlanIdOrNone(*value)) : std::nullopt;
 }
 
-std::optional<Bridging::Topology::PortState> ScenarioValues::portState(YamlNode const &node) {
+std::optional<Bridging::Topology::PortState> ScenarioValues::portState(YamlNode node) {
     using Bridging::Topology::PortState;
     return word(nodes_, node,
                 Words<PortState>{{"disabled", PortState::disabled},
@@ -186,7 +189,7 @@ std::optional<Bridging::Topology::PortState> ScenarioValues::portState(YamlNode 
                                  {"forwarding", PortState::forwarding}});
 }
 
-std::optional<Printout> ScenarioValues::printout(YamlNode const &node) {
+std::optional<Printout> ScenarioValues::printout(YamlNode node) {
     return word(nodes_, node,
                 Words<Printout>{{"tree", Printout::tree},
                                 {"chip", Printout::chip},
@@ -194,7 +197,7 @@ std::optional<Printout> ScenarioValues::printout(YamlNode const &node) {
                                 {"table", Printout::table}});
 }
 
-std::optional<Nexo::EthAddr> ScenarioValues::stationMac(YamlNode const &node) {
+std::optional<Nexo::EthAddr> ScenarioValues::stationMac(YamlNode node) {
     auto const value = parsed(nodes_, node, "a MAC address", Nexo::EthAddr::parse);
     if (value && value->isZero()) {
         nodes_.unexpected(node, "a MAC address other than zero");
@@ -207,7 +210,7 @@ std::optional<Nexo::EthAddr> ScenarioValues::stationMac(YamlNode const &node) {
     return value;
 }
 
-std::optional<Nexo::IpAddrWithMask> ScenarioValues::interfaceAddress(YamlNode const &node) {
+std::optional<Nexo::IpAddrWithMask> ScenarioValues::interfaceAddress(YamlNode node) {
     if (node.isScalar("none")) {
         return Nexo::IpAddrWithMask();
     }
@@ -220,7 +223,7 @@ std::optional<Nexo::IpAddrWithMask> ScenarioValues::interfaceAddress(YamlNode co
     return value;
 }
 
-std::optional<Nexo::IpAddrWithMask> ScenarioValues::prefix(YamlNode const &node) {
+std::optional<Nexo::IpAddrWithMask> ScenarioValues::prefix(YamlNode node) {
     return parsed(nodes_, node, "an address or a prefix", [](std::string_view text) {
         return text.find('/') == std::string_view::npos
                    ? Nexo::IpAddrWithMask(Nexo::IpAddr::parse(text), 32)
@@ -228,7 +231,7 @@ std::optional<Nexo::IpAddrWithMask> ScenarioValues::prefix(YamlNode const &node)
     });
 }
 
-std::optional<Nexo::IpAndPort> ScenarioValues::translatedEnd(YamlNode const &node) {
+std::optional<Nexo::IpAndPort> ScenarioValues::translatedEnd(YamlNode node) {
     auto const value = parsed(nodes_, node, "an address with a port", Nexo::IpAndPort::parse);
     if (value && value->addr().isZero()) {
         nodes_.unexpected(node, "an address other than zero");
@@ -237,7 +240,7 @@ std::optional<Nexo::IpAndPort> ScenarioValues::translatedEnd(YamlNode const &nod
     return value;
 }
 
-std::optional<Nexo::IntfId> ScenarioValues::interfaceName(YamlNode const &node) {
+std::optional<Nexo::IntfId> ScenarioValues::interfaceName(YamlNode node) {
     auto const intf = parsed(nodes_, node, "an interface",
                              [](std::string_view name) { return Nexo::IntfId(name); });
     if (!intf) {
@@ -254,7 +257,7 @@ std::optional<Nexo::IntfId> ScenarioValues::interfaceName(YamlNode const &node) 
     return intf;
 }
 
-std::optional<Nexo::IntfId> ScenarioValues::portName(YamlNode const &node) {
+std::optional<Nexo::IntfId> ScenarioValues::portName(YamlNode node) {
     auto const intf = interfaceName(node);
     if (intf && Nexo::VlanIntfId::isVlanIntfId(*intf)) {
         nodes_.unexpected(node, "an interface other than a VLAN's");
@@ -263,25 +266,31 @@ std::optional<Nexo::IntfId> ScenarioValues::portName(YamlNode const &node) {
     return intf;
 }
 
-std::optional<Nexo::IntfId> ScenarioValues::interface(YamlNode const &node) {
+std::optional<Nexo::IntfId> ScenarioValues::interface(YamlNode node) {
     auto const intf = interfaceName(node);
     if (intf) {
-        used_.emplace_back(*intf, nodes_.place(node));
+        use(*intf, node);
     }
     return intf;
 }
 
-std::optional<Nexo::IntfId> ScenarioValues::port(YamlNode const &node) {
+std::optional<Nexo::IntfId> ScenarioValues::port(YamlNode node) {
     auto const intf = portName(node);
     if (intf) {
-        used_.emplace_back(*intf, nodes_.place(node));
+        use(*intf, node);
     }
     return intf;
 }
 
-void ScenarioValues::checkUses(std::set<Nexo::IntfId> const &declared) {
+void ScenarioValues::use(Nexo::IntfId intf, YamlNode node) {
+    if (!Nexo::VlanIntfId::isVlanIntfId(intf)) {
+        used_.emplace_back(intf, node.place());
+    }
+}
+
+void ScenarioValues::checkUses(std::function<bool(Nexo::IntfId)> const &declared) {
     for (auto const &[intf, place] : used_) {
-        if (!Nexo::VlanIntfId::isVlanIntfId(intf) && declared.count(intf) == 0) {
+        if (!declared(intf)) {
             nodes_.errors().add(place, "unknown interface " + intf.stringValue(),
                                 "one that the scenario declares under interfaces");
         }

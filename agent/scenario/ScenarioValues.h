@@ -9,12 +9,12 @@
 #include "Nexo/IpAndPort.h"
 #include "Pelo/String.h"
 #include "Vyr/Clock.h"
+#include "agent/scenario/Scenario.h"
 #include "agent/scenario/ScenarioNodes.h"
-#include "agent/switch/ScenarioModel.h"
 
 #include <cstdint>
+#include <functional>
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -37,53 +37,53 @@ class ScenarioValues {
     explicit ScenarioValues(ScenarioNodes &nodes) : nodes_(nodes) {}
 
     template <class Number>
-    std::optional<Number> number(YamlNode const &node, Number min, Number max,
-                                 std::string_view what) {
+    std::optional<Number> number(YamlNode node, Number min, Number max, std::string_view what) {
         auto const value = numberBetween(node, min, max, what);
         return value ? std::optional<Number>(static_cast<Number>(*value)) : std::nullopt;
     }
-    std::optional<std::uint16_t> vlan(YamlNode const &node);
-    std::optional<std::uint16_t> l3Id(YamlNode const &node);
-    std::optional<std::uint16_t> transportPort(YamlNode const &node);
-    std::optional<bool> boolean(YamlNode const &node);
-    std::optional<Vyr::Time> time(YamlNode const &node);
+    std::optional<Bridging::VlanId> vlan(YamlNode node);
+    std::optional<Bridging::VlanId> l3Id(YamlNode node);
+    std::optional<std::uint16_t> transportPort(YamlNode node);
+    std::optional<bool> boolean(YamlNode node);
+    std::optional<Vyr::Time> time(YamlNode node);
 
     /// A name of a topology, policy, match or action: any text but the empty one.
-    std::optional<Pelo::String> name(YamlNode const &node);
-    std::optional<std::string> note(YamlNode const &node);
+    std::optional<Pelo::String> name(YamlNode node);
+    std::optional<std::string> note(YamlNode node);
 
-    std::optional<Bridging::SwitchportMode> switchportMode(YamlNode const &node);
-    std::optional<Bridging::VlanIdOrNone> nativeVlan(YamlNode const &node);
-    std::optional<Bridging::Topology::PortState> portState(YamlNode const &node);
-    std::optional<Printout> printout(YamlNode const &node);
+    std::optional<Bridging::SwitchportMode> switchportMode(YamlNode node);
+    std::optional<Bridging::VlanIdOrNone> nativeVlan(YamlNode node);
+    std::optional<Bridging::Topology::PortState> portState(YamlNode node);
+    std::optional<Printout> printout(YamlNode node);
 
     /// The MAC address of one station: not zero and no group address.
-    std::optional<Nexo::EthAddr> stationMac(YamlNode const &node);
+    std::optional<Nexo::EthAddr> stationMac(YamlNode node);
 
     /// An interface's own address, `10.0.10.1/24`, or `none`.
-    std::optional<Nexo::IpAddrWithMask> interfaceAddress(YamlNode const &node);
+    std::optional<Nexo::IpAddrWithMask> interfaceAddress(YamlNode node);
     /// The addresses of a flow, `10.1.0.0/16`; an address alone is the whole of it.
-    std::optional<Nexo::IpAddrWithMask> prefix(YamlNode const &node);
+    std::optional<Nexo::IpAddrWithMask> prefix(YamlNode node);
     /// The translated end of a flow, `10.9.9.9:5000` or `10.9.9.9`.
-    std::optional<Nexo::IpAndPort> translatedEnd(YamlNode const &node);
+    std::optional<Nexo::IpAndPort> translatedEnd(YamlNode node);
 
     /// An interface that is declared somewhere in the scenario, or a usable VLAN's.
-    std::optional<Nexo::IntfId> interface(YamlNode const &node);
+    std::optional<Nexo::IntfId> interface(YamlNode node);
     /// The same, but not a VLAN's: what can be in a VLAN.
-    std::optional<Nexo::IntfId> port(YamlNode const &node);
+    std::optional<Nexo::IntfId> port(YamlNode node);
     /// Any interface's name, to take out what stands under it.
-    std::optional<Nexo::IntfId> interfaceName(YamlNode const &node);
+    std::optional<Nexo::IntfId> interfaceName(YamlNode node);
     /// The port whose declaration this is.
-    std::optional<Nexo::IntfId> declaredPort(YamlNode const &node) { return portName(node); }
+    std::optional<Nexo::IntfId> declaredPort(YamlNode node) { return portName(node); }
 
-    /// Adds an error for each use of an interface that is not `declared`. To be called when all
-    /// of the scenario has been read.
-    void checkUses(std::set<Nexo::IntfId> const &declared);
+    /// Adds an error for each use of an interface of which `declared` says that the switch never
+    /// has it. To be called when all of the file has been read.
+    void checkUses(std::function<bool(Nexo::IntfId)> const &declared);
 
   private:
-    std::optional<std::uint64_t> numberBetween(YamlNode const &node, std::uint64_t min,
-                                               std::uint64_t max, std::string_view what);
-    std::optional<Nexo::IntfId> portName(YamlNode const &node);
+    std::optional<std::uint64_t> numberBetween(YamlNode node, std::uint64_t min, std::uint64_t max,
+                                               std::string_view what);
+    std::optional<Nexo::IntfId> portName(YamlNode node);
+    void use(Nexo::IntfId intf, YamlNode node);
 
     ScenarioNodes &nodes_;
     std::vector<std::pair<Nexo::IntfId, Place>> used_;

@@ -1,186 +1,270 @@
 #include "agent/scenario/StateReader.h"
 
-#include "Nexo/VlanIntfId.h"
-
 #include <cstdint>
-#include <map>
-#include <optional>
-#include <string>
 
 namespace UmoAgent {
 
-std::vector<ScenarioNodes::Field> StateReader::fields(SwitchModel &state) {
-    return {
-        {"chip", [&](YamlNode const &node) { chip(node, state.chip); }},
-        {"bridge-mac",
-         [&](YamlNode const &node) { keep(values_.stationMac(node), state.bridgeMac); }},
-        {"interfaces", [&](YamlNode const &node) { interfaces(node, state); }},
-        {"vlans", [&](YamlNode const &node) { vlans(node, state); }},
-        {"topologies", [&](YamlNode const &node) { topologies(node, state); }},
-        {"learned-macs", [&](YamlNode const &node) { learnedMacs(node, state); }},
-        {"ip-interfaces", [&](YamlNode const &node) { ipInterfaces(node, state); }},
-        {"l3-interfaces", [&](YamlNode const &node) { l3Interfaces(node, state); }},
-        {"policies", [&](YamlNode const &node) { nat_.policies(node, state.policies); }},
+namespace {
+template <class Name>
+Name const &itself(Name const &name) {
+    return name;
+}
+} // namespace
+
+std::vector<ScenarioNodes::Field> StateReader::fields(Verb verb) {
+    auto const of = [this, verb](void (StateReader::*read)(Verb, YamlNode)) {
+        return [this, verb, read](YamlNode node) { (this->*read)(verb, node); };
     };
+    std::vector<ScenarioNodes::Field> fields{
+        {"interfaces", of(&StateReader::interfaces)},
+        {"vlans", of(&StateReader::vlans)},
+        {"topologies", of(&StateReader::topologies)},
+        {"learned-macs", of(&StateReader::learnedMacs)},
+        {"ip-interfaces", of(&StateReader::ipInterfaces)},
+        {"l3-interfaces", of(&StateReader::l3Interfaces)},
+        {"policies", of(&StateReader::policies)},
+    };
+    if (verb == Verb::set) {
+        fields.insert(fields.begin(), {{"chip", [this](YamlNode node) { chip(node); }},
+                                       {"bridge-mac", [this](YamlNode node) { bridgeMac(node); }}});
+    }
+    return fields;
 }
 
-void StateReader::chip(YamlNode const &node, ChipCapacity &chip) {
+Changes StateReader::end() {
+    topologyOfVlan_.clear();
+    named_.clear();
+    return changes_.end();
+}
+
+void StateReader::parts(Verb verb, YamlNode node, std::string_view expected,
+                        std::vector<Part> const &parts) {
+    if (verb == Verb::set) {
+        std::vector<ScenarioNodes::Field> fields;
+        for (Part const &part : parts) {
+            fields.push_back({part.name, part.set});
+        }
+        nodes_.fields(node, expected, fields);
+        return;
+    }
+    std::string names;
+    for (Part const &part : parts) {
+        if (part.clear) {
+            names.append(names.empty() ? "" : ", ").append(part.name);
+        }
+    }
+    nodes_.list(node, "a list of " + names, [&](YamlNode item) {
+        for (Part const &part : parts) {
+            if (part.clear && part.isSet && item.isScalar(part.name)) {
+                part.clear(item);
+                return;
+            }
+        }
+        nodes_.unexpected(item, "one of " + names + " that is set at this time");
+    });
+}
+
+void StateReader::chip(YamlNode node) {
     static constexpr std::uint32_t kMax = 1'000'000;
+    ChipCapacity chip = *changes_.draft().find<Table::Chip>({});
     nodes_.fields(node, "a mapping of table sizes",
                   {{"groups",
-                    [&](YamlNode const &value) {
+                    [&](YamlNode value) {
                         keep(values_.number<std::uint32_t>(value, 0, kMax, "a number of groups"),
                              chip.groups);
                     }},
-                   {"port-sets-per-group", [&](YamlNode const &value) {
+                   {"port-sets-per-group", [&](YamlNode value) {
                         keep(values_.number<std::uint32_t>(value, 0, kMax, "a number of port sets"),
                              chip.portSetsPerGroup);
                     }}});
+    changes_.set<Table::Chip>({}, chip, node);
 }
 
-void StateReader::interfaces(YamlNode const &node, SwitchModel &state) {
+void StateReader::bridgeMac(YamlNode node) {
+    if (auto const mac = values_.stationMac(node)) {
+        changes_.set<Table::BridgeMac>({}, *mac, node);
+    }
+}
+
+/// What is set names interfaces that the switch must have; what is removed may be anything.
+std::function<std::optional<Nexo::IntfId>(YamlNode)> StateReader::interfaceNames(Verb verb) {
+    return [this, verb](YamlNode name) {
+        return verb == Verb::set ? values_.interface(name) : values_.interfaceName(name);
+    };
+}
+
+std::function<std::optional<Nexo::IntfId>(YamlNode)> StateReader::portNames(Verb verb) {
+    return [this, verb](YamlNode name) {
+        return verb == Verb::set ? values_.port(name) : values_.interfaceName(name);
+    };
+}
+
+void StateReader::interfaces(Verb verb, YamlNode node) {
+    rows<Table::Interface, Nexo::IntfId>(
+        verb, node,
+        {"a mapping from interfaces to their settings",
+         [this, verb](YamlNode name) {
+             return verb == Verb::set ? values_.declaredPort(name) : values_.interfaceName(name);
+         },
+         itself<Nexo::IntfId>,
+         [this](Nexo::IntfId intf, YamlNode name, YamlNode settings) {
+             interface(intf, name, settings);
+         }});
+}
+
+void StateReader::interface(Nexo::IntfId intf, YamlNode name, YamlNode settings) {
     static Bridging::VlanIdOrNone const kDefaultVlan(1);
-    nodes_.entries<Nexo::IntfId>(
-        node, "a mapping from interfaces to their settings",
-        [&](YamlNode const &key) { return values_.declaredPort(key); },
-        [&](Nexo::IntfId const &intf, YamlNode const &, YamlNode const &settings) {
-            state.declared.insert(intf);
-            auto const [at, created] = state.interfaces.try_emplace(intf);
-            auto &interface = at->second;
-            bool nativeVlanNamed = false;
-            nodes_.fields(settings, "a mapping with mode and native-vlan",
-                          {{"mode",
-                            [&](YamlNode const &value) {
-                                keep(values_.switchportMode(value), interface.mode);
-                            }},
-                           {"native-vlan", [&](YamlNode const &value) {
-                                nativeVlanNamed = true;
-                                keep(values_.nativeVlan(value), interface.nativeVlan);
-                            }}});
-            bool const bridged = interface.mode != Bridging::SwitchportMode::routed;
-            if (created && bridged && !nativeVlanNamed) {
-                interface.nativeVlan = kDefaultVlan;
-            }
-        });
+    auto const before = changes_.draft().find<Table::Interface>(intf);
+    auto interface = before.value_or(Table::Interface::Value{});
+    bool nativeVlanNamed = false;
+    nodes_.fields(
+        settings, "a mapping with mode and native-vlan",
+        {{"mode", [&](YamlNode value) { keep(values_.switchportMode(value), interface.mode); }},
+         {"native-vlan", [&](YamlNode value) {
+              nativeVlanNamed = true;
+              keep(values_.nativeVlan(value), interface.nativeVlan);
+          }}});
+    bool const bridged = interface.mode != Bridging::SwitchportMode::routed;
+    if (!before && bridged && !nativeVlanNamed) {
+        interface.nativeVlan = kDefaultVlan;
+    }
+    changes_.set<Table::Interface>(intf, interface, name);
 }
 
-void StateReader::vlans(YamlNode const &node, SwitchModel &state) {
-    nodes_.entries<std::uint16_t>(
-        node, "a mapping from VLANs to their members",
-        [&](YamlNode const &key) { return values_.vlan(key); },
-        [&](std::uint16_t const &vlan, YamlNode const &, YamlNode const &members) {
-            auto &ports = state.vlans[vlan];
-            nodes_.list(members, "a list of interfaces", [&](YamlNode const &member) {
-                if (auto const port = values_.port(member)) {
-                    ports.insert(*port);
-                }
-            });
-        });
-}
-
-void StateReader::topologies(YamlNode const &node, SwitchModel &state) {
-    std::map<std::uint16_t, Pelo::String> named; // a VLAN can move, but not to two places at once
-    auto const vlanOf = [&](Pelo::String const &name, YamlNode const &value) {
-        auto const vlan = values_.vlan(value);
-        if (!vlan) {
+void StateReader::vlans(Verb verb, YamlNode node) {
+    auto const members = [this, verb](Bridging::VlanId vlan, YamlNode value) {
+        if (verb == Verb::remove) {
+            rows<Table::VlanMember, Nexo::IntfId>(verb, value,
+                                                  {"", portNames(verb),
+                                                   [vlan](Nexo::IntfId intf) {
+                                                       return Table::VlanMember::Key{vlan, intf};
+                                                   },
+                                                   nullptr});
             return;
         }
-        auto const [at, added] = named.try_emplace(*vlan, name);
-        if (!added && at->second != name) {
-            nodes_.errors().add(nodes_.place(value),
-                                "VLAN " + value.text + " also in topology " + at->second,
-                                "each VLAN in one topology");
-        }
-        state.topologyOfVlan[*vlan] = name;
-    };
-    auto const ports = [&](YamlNode const &value, TopologyState &topology) {
-        nodes_.entries<Nexo::IntfId>(
-            value, "a mapping from interfaces to their states",
-            [&](YamlNode const &key) { return values_.port(key); },
-            [&](Nexo::IntfId const &port, YamlNode const &, YamlNode const &portState) {
-                keep(values_.portState(portState), topology.ports[port]);
-            });
-    };
-    nodes_.entries<Pelo::String>(
-        node, "a mapping from topologies to their VLANs and ports",
-        [&](YamlNode const &key) { return values_.name(key); },
-        [&](Pelo::String const &name, YamlNode const &, YamlNode const &value) {
-            TopologyState &topology = state.topologies[name];
-            nodes_.fields(value, "a mapping with vlans and ports",
-                          {{"vlans",
-                            [&](YamlNode const &vlans) {
-                                nodes_.list(vlans, "a list of VLANs",
-                                            [&](YamlNode const &vlan) { vlanOf(name, vlan); });
-                            }},
-                           {"ports", [&](YamlNode const &states) { ports(states, topology); }}});
-        });
-}
-
-void StateReader::learnedMacs(YamlNode const &node, SwitchModel &state) {
-    auto const hosts = [&](YamlNode const &value, std::map<Nexo::EthAddr, Nexo::IntfId> &fdb) {
-        nodes_.entries<Nexo::EthAddr>(
-            value, "a mapping from MAC addresses to interfaces",
-            [&](YamlNode const &key) { return values_.stationMac(key); },
-            [&](Nexo::EthAddr const &mac, YamlNode const &, YamlNode const &where) {
-                keep(values_.port(where), fdb[mac]);
-            });
-    };
-    nodes_.entries<std::uint16_t>(
-        node, "a mapping from VLANs to learned MAC addresses",
-        [&](YamlNode const &key) { return values_.vlan(key); },
-        [&](std::uint16_t const &vlan, YamlNode const &, YamlNode const &value) {
-            hosts(value, state.learnedMacs[vlan]);
-        });
-}
-
-void StateReader::ipInterfaces(YamlNode const &node, SwitchModel &state) {
-    nodes_.entries<Nexo::IntfId>(
-        node, "a mapping from interfaces to their IP settings",
-        [&](YamlNode const &key) { return values_.interface(key); },
-        [&](Nexo::IntfId const &intf, YamlNode const &, YamlNode const &settings) {
-            IpInterfaceState &interface = state.ipInterfaces[intf];
-            nodes_.fields(settings, "a mapping with address and routing",
-                          {{"address",
-                            [&](YamlNode const &value) {
-                                keep(values_.interfaceAddress(value), interface.address);
-                            }},
-                           {"routing", [&](YamlNode const &value) {
-                                keep(values_.boolean(value), interface.routing);
-                            }}});
-        });
-}
-
-void StateReader::l3Interfaces(YamlNode const &node, SwitchModel &state) {
-    std::map<Nexo::IntfId, YamlNode const *> named;
-    nodes_.entries<Nexo::IntfId>(
-        node, "a mapping from interfaces to L3 ids",
-        [&](YamlNode const &key) { return values_.interface(key); },
-        [&](Nexo::IntfId const &intf, YamlNode const &, YamlNode const &value) {
-            l3Id(value, intf, state);
-            named.emplace(intf, &value);
-        });
-    // Looked at when all are read, so that interfaces can exchange their ids.
-    for (auto const &[intf, value] : named) {
-        for (auto const &[other, id] : state.l3Interfaces) {
-            auto const mine = state.l3Interfaces.find(intf);
-            if (other != intf && mine != state.l3Interfaces.end() && mine->second == id) {
-                nodes_.unexpected(*value, "an id that " + other.stringValue() + " does not have");
+        nodes_.list(value, "a list of interfaces", [&](YamlNode member) {
+            if (auto const port = values_.port(member)) {
+                setIfMissing<Table::VlanMember>({vlan, *port}, member);
             }
-        }
-    }
+        });
+    };
+    rows<Table::Vlan, Bridging::VlanId>(
+        verb, node,
+        {"a mapping from VLANs to their members",
+         [this](YamlNode name) { return values_.vlan(name); }, itself<Bridging::VlanId>,
+         [&](Bridging::VlanId vlan, YamlNode name, YamlNode value) {
+             setIfMissing<Table::Vlan>(vlan, name);
+             members(vlan, value);
+         },
+         [&](Bridging::VlanId vlan, YamlNode, YamlNode value) { members(vlan, value); }});
 }
 
-void StateReader::l3Id(YamlNode const &node, Nexo::IntfId intf, SwitchModel &state) {
-    auto const id = values_.l3Id(node);
-    if (!id) {
+void StateReader::topologies(Verb verb, YamlNode node) {
+    rows<Table::Topology, Pelo::String>(
+        verb, node,
+        {"a mapping from topologies to their VLANs and ports",
+         [this](YamlNode name) { return values_.name(name); }, itself<Pelo::String>,
+         [&](Pelo::String const &topology, YamlNode name, YamlNode value) {
+             setIfMissing<Table::Topology>(topology, name);
+             this->topology(verb, topology, value);
+         },
+         [&](Pelo::String const &topology, YamlNode, YamlNode value) {
+             this->topology(verb, topology, value);
+         }});
+}
+
+void StateReader::topology(Verb verb, Pelo::String const &name, YamlNode node) {
+    auto const ports = [&](YamlNode value) {
+        auto const key = [&](Nexo::IntfId port) { return Table::TopologyPort::Key{name, port}; };
+        rows<Table::TopologyPort, Nexo::IntfId>(
+            verb, value,
+            {"a mapping from interfaces to their states", portNames(verb), key,
+             [&](Nexo::IntfId port, YamlNode, YamlNode state) {
+                 if (auto const read = values_.portState(state)) {
+                     changes_.set<Table::TopologyPort>(key(port), *read, state);
+                 }
+             }});
+    };
+    auto const vlans = [&](YamlNode value) {
+        nodes_.list(value, "a list of VLANs",
+                    [&](YamlNode vlan) { topologyVlan(verb, name, vlan); });
+    };
+    nodes_.fields(node, "a mapping with vlans and ports", {{"vlans", vlans}, {"ports", ports}});
+}
+
+/// A VLAN can move to another topology, but not to two in one event.
+void StateReader::topologyVlan(Verb verb, Pelo::String const &topology, YamlNode node) {
+    auto const vlan = values_.vlan(node);
+    if (!vlan) {
         return;
     }
-    std::uint16_t const vlan = Nexo::VlanIntfId::vlanId(intf);
-    if (vlan != 0 && vlan != *id) {
-        nodes_.unexpected(node, std::to_string(vlan) + ", the number of the interface's VLAN");
+    if (verb == Verb::remove) {
+        if (changes_.draft().find<Table::VlanTopology>(*vlan) == topology) {
+            changes_.remove<Table::VlanTopology>(*vlan, node);
+        } else {
+            nodes_.unexpected(node, draftAbsent(Table::VlanTopology::kOne));
+        }
         return;
     }
-    state.l3Interfaces[intf] = *id;
+    auto const [at, added] = topologyOfVlan_.try_emplace(*vlan, topology);
+    if (!added && at->second != topology) {
+        nodes_.errors().add(node.place(),
+                            "VLAN " + std::string(node.text()) + " also in topology " + at->second,
+                            "each VLAN in one topology");
+    }
+    changes_.set<Table::VlanTopology>(*vlan, topology, node);
+}
+
+void StateReader::learnedMacs(Verb verb, YamlNode node) {
+    auto const hosts = [&](Bridging::VlanId vlan, YamlNode value) {
+        auto const key = [vlan](Nexo::EthAddr mac) { return Table::LearnedMac::Key{vlan, mac}; };
+        rows<Table::LearnedMac, Nexo::EthAddr>(
+            verb, value,
+            {"a mapping from MAC addresses to interfaces",
+             [this](YamlNode name) { return values_.stationMac(name); }, key,
+             [&](Nexo::EthAddr mac, YamlNode, YamlNode where) {
+                 if (auto const port = values_.port(where)) {
+                     changes_.set<Table::LearnedMac>(key(mac), *port, where);
+                 }
+             }});
+    };
+    rows<Table::Fdb, Bridging::VlanId>(
+        verb, node,
+        {"a mapping from VLANs to learned MAC addresses",
+         [this](YamlNode name) { return values_.vlan(name); }, itself<Bridging::VlanId>,
+         [&](Bridging::VlanId vlan, YamlNode name, YamlNode value) {
+             setIfMissing<Table::Fdb>(vlan, name);
+             hosts(vlan, value);
+         },
+         [&](Bridging::VlanId vlan, YamlNode, YamlNode value) { hosts(vlan, value); }});
+}
+
+void StateReader::ipInterfaces(Verb verb, YamlNode node) {
+    auto const set = [this](Nexo::IntfId intf, YamlNode name, YamlNode settings) {
+        auto interface =
+            changes_.draft().find<Table::IpInterface>(intf).value_or(Table::IpInterface::Value{});
+        nodes_.fields(
+            settings, "a mapping with address and routing",
+            {{"address",
+              [&](YamlNode value) { keep(values_.interfaceAddress(value), interface.address); }},
+             {"routing",
+              [&](YamlNode value) { keep(values_.boolean(value), interface.routing); }}});
+        changes_.set<Table::IpInterface>(intf, interface, name);
+    };
+    rows<Table::IpInterface, Nexo::IntfId>(verb, node,
+                                           {"a mapping from interfaces to their IP settings",
+                                            interfaceNames(verb), itself<Nexo::IntfId>, set});
+}
+
+void StateReader::l3Interfaces(Verb verb, YamlNode node) {
+    auto const set = [this](Nexo::IntfId intf, YamlNode, YamlNode value) {
+        if (auto const id = values_.l3Id(value)) {
+            changes_.set<Table::L3Interface>(intf, *id, value);
+        }
+    };
+    rows<Table::L3Interface, Nexo::IntfId>(
+        verb, node,
+        {"a mapping from interfaces to L3 ids", interfaceNames(verb), itself<Nexo::IntfId>, set});
 }
 
 } // namespace UmoAgent

@@ -1,79 +1,35 @@
 #include "agent/switch/ForwardingAgent.h"
 
-#include "agent/show/Printers.h"
+#include "Mox/Assert.h"
 
-#include <array>
-#include <chrono>
-#include <cstdio>
-#include <ostream>
-#include <system_error>
 #include <utility>
 
 namespace UmoAgent {
 
-std::string stamp(Vyr::Time time) {
-    std::array<char, 64> text{};
-    double const seconds = std::chrono::duration<double>(time).count();
-    std::snprintf(text.data(), text.size(), "[%9.3f s]", seconds);
-    return text.data();
-}
-
 ForwardingAgent::ForwardingAgent(EventLoop const &loop, SoftSwitch::LineSink errors)
     : loop_(loop), chip_(Mox::make<SoftSwitch>(ChipCapacity{}, std::move(errors))) {}
 
-void ForwardingAgent::start(SwitchModel const &initial) {
-    mount(initial);
+void ForwardingAgent::start(Changes const &initial) {
+    auto const faults = apply(initial);
+    Mox::assertThat(faults.empty(), "faults.empty()");
     root_ = umoNatFlowMcastSmFactory(state_.natStatus(), state_.hwStatus(), state_.bridgingConfig(),
                                      state_.bridgingStatus(), state_.vlanStatusDir(),
                                      state_.topologyConfig(), state_.l3Table(), state_.ipStatus(),
                                      chip_);
 }
 
-void ForwardingAgent::carryOut(Event const &event, std::ostream &out) {
-    if (!event.note.empty() || !event.print.empty()) {
-        out << stamp(loop_.now()) << (event.note.empty() ? "" : " ") << event.note
-            << std::endl; // before the traces of what the event does, which go their own way
+std::vector<Fault> ForwardingAgent::apply(Changes const &changes) {
+    Draft draft(state_);
+    auto faults = draft.makeAll(changes);
+    if (faults.empty()) {
+        chip_->capacityIs(*draft.find<Table::Chip>({}));
+        state_.mount(draft);
     }
-    if (event.refuseGroups != 0) {
-        chip_->refuseGroups(event.refuseGroups);
-    }
-    if (event.state) {
-        mount(*event.state);
-    }
-    for (Printout const printout : event.print) {
-        try {
-            print(printout, out);
-        } catch (std::system_error const &error) {
-            out << "cannot print: " << error.what()
-                << '\n'; // the event is carried out all the same
-        }
-    }
+    return faults;
 }
 
 bool ForwardingAgent::clean() const {
     return chip_->contractErrors() == 0 && (root_ || chip_->groupsInUse() == 0);
-}
-
-void ForwardingAgent::mount(SwitchModel const &model) {
-    chip_->capacityIs(model.chip);
-    state_.become(model);
-}
-
-void ForwardingAgent::print(Printout printout, std::ostream &out) const {
-    switch (printout) {
-    case Printout::tree:
-        printTree(out, *state_.hwStatus());
-        break;
-    case Printout::chip:
-        printChip(out, *chip_);
-        break;
-    case Printout::groups:
-        printGroups(out, *root_, *state_.hwStatus());
-        break;
-    case Printout::table:
-        printTable(out, state_.hwStatus());
-        break;
-    }
 }
 
 } // namespace UmoAgent

@@ -4,16 +4,13 @@
 #include "UmoNat/UmoNatFlowMcastSm.h"
 #include "agent/base/EventLoop.h"
 #include "agent/chip/SoftSwitch.h"
-#include "agent/switch/ScenarioModel.h"
+#include "agent/switch/Changes.h"
+#include "agent/switch/Draft.h"
 #include "agent/switch/SwitchState.h"
 
-#include <iosfwd>
-#include <string>
+#include <vector>
 
 namespace UmoAgent {
-
-/// `[   10.000 s]`, as lines that tell of something happening begin.
-std::string stamp(Vyr::Time time);
 
 /// A switch's forwarding agent: the mounted state, the root of the NAT state machines that follow
 /// it, and the software switch chip below them.
@@ -23,12 +20,12 @@ class ForwardingAgent {
     /// contract are told to `errors`, which must not call back.
     ForwardingAgent(EventLoop const &loop, SoftSwitch::LineSink errors);
 
-    /// Mounts the initial state and loads the NAT library. To be called once, first.
-    void start(SwitchModel const &initial);
+    /// Mounts the initial state, whose changes must be right, and loads the NAT library. To be
+    /// called once, first.
+    void start(Changes const &initial);
 
-    /// Carries out an event: makes the change, and prints its heading and printouts to `out`. Its
-    /// time is the caller's affair.
-    void carryOut(Event const &event, std::ostream &out);
+    /// Makes all of the changes, or gives what is wrong with them and makes none.
+    std::vector<Fault> apply(Changes const &changes);
 
     /// Drops the root, which takes everything back out of the chip. Nothing but what is left in
     /// the chip can be looked at afterwards.
@@ -45,9 +42,6 @@ class ForwardingAgent {
     [[nodiscard]] UmoNatFlowMcastSm const &root() const { return *root_; }
 
   private:
-    void mount(SwitchModel const &model);
-    void print(Printout printout, std::ostream &out) const;
-
     EventLoop const &loop_;
     Mox::Ptr<SoftSwitch> chip_;
     SwitchState state_;

@@ -1,120 +1,16 @@
 #include "agent/switch/SwitchState.h"
 
-#include "agent/switch/NatConfig.h"
-
-#include <cstdint>
+#include "agent/switch/FlowType.h"
 
 namespace UmoAgent {
-
-namespace {
 
 using Bridging::Fid;
 using Bridging::VlanId;
 
-template <class Map, class Key>
-auto const *found(Map const &map, Key const &key) {
-    auto const at = map.find(key);
-    return at == map.end() ? nullptr : &at->second;
-}
+namespace {
 
-void removeL3(UmoL3Intf::Table &table, SwitchModel const &model) {
-    for (auto const &[id, intf] : table.routedPortName()) {
-        std::uint16_t const *const wanted = found(model.l3Interfaces, intf);
-        if (wanted == nullptr || *wanted != id.value()) {
-            table.routedPortNameDel(id);
-        }
-    }
-    for (auto const &[intf, id] : table.intfL3Index()) {
-        if (model.l3Interfaces.count(intf) == 0) {
-            table.intfL3IndexDel(intf);
-        }
-    }
-}
-
-void setL3(UmoL3Intf::Table &table, SwitchModel const &model) {
-    for (auto const &[intf, number] : model.l3Interfaces) {
-        UmoL3Intf::L3Id const id(number);
-        table.intfL3IndexIs(intf, id);
-        table.routedPortNameIs(id, intf);
-    }
-}
-
-void removeIp(Ip::Status &status, SwitchModel const &model) {
-    for (auto const &[intf, mounted] : status.ipIntfStatus()) {
-        if (model.ipInterfaces.count(intf) == 0) {
-            status.ipIntfStatusDel(intf);
-        }
-    }
-}
-
-void setIp(Ip::Status &status, SwitchModel const &model) {
-    for (auto const &[intf, interface] : model.ipInterfaces) {
-        auto const mounted = status.ipIntfStatusIs(intf);
-        mounted->addrWithMaskIs(interface.address);
-        mounted->routingIs(interface.routing);
-    }
-}
-
-void removeLearned(Bridging::Status &status, SwitchModel const &model) {
-    for (auto const &[fid, fdb] : status.fdbStatus()) {
-        auto const *const wanted = found(model.learnedMacs, fid.value());
-        if (wanted == nullptr) {
-            status.fdbStatusDel(fid);
-            continue;
-        }
-        for (auto const &[mac, host] : fdb->learnedHost()) {
-            if (wanted->count(mac) == 0) {
-                fdb->learnedHostDel(mac);
-            }
-        }
-    }
-}
-
-void setLearned(Bridging::Status &status, SwitchModel const &model) {
-    for (auto const &[vlan, macs] : model.learnedMacs) {
-        auto const fdb = status.fdbStatusIs(Fid(vlan));
-        for (auto const &[mac, intf] : macs) {
-            fdb->learnedHostIs(mac, Bridging::LearnedHost{intf});
-        }
-    }
-}
-
-void removeVlans(Bridging::VlanStatusDir &dir, SwitchModel const &model) {
-    for (auto const &[vlan, mounted] : dir.vlanStatus()) {
-        auto const *const wanted = found(model.vlans, vlan.value());
-        if (wanted == nullptr) {
-            dir.vlanStatusDel(vlan);
-            continue;
-        }
-        for (auto const &[intf, port] : mounted->vlanPortStatus()) {
-            if (wanted->count(intf) == 0) {
-                mounted->vlanPortStatusDel(intf);
-            }
-        }
-    }
-}
-
-void setVlans(Bridging::VlanStatusDir &dir, SwitchModel const &model) {
-    for (auto const &[vlan, members] : model.vlans) {
-        auto const mounted = dir.vlanStatusIs(VlanId(vlan));
-        for (Nexo::IntfId const intf : members) {
-            mounted->vlanPortStatusIs(intf, {});
-        }
-    }
-}
-
-void removeInterfaces(Bridging::Config &config, SwitchModel const &model) {
-    for (auto const &[intf, mounted] : config.switchIntfConfig()) {
-        if (model.interfaces.count(intf) == 0) {
-            config.switchIntfConfigDel(intf);
-        }
-    }
-}
-
-void setInterfaces(Bridging::Config &config, SwitchModel const &model) {
-    for (auto const &[intf, settings] : model.interfaces) {
-        config.switchIntfConfigIs(intf)->switchportModeAndNativeVlanIs(settings);
-    }
+std::optional<Table::Present> presentIf(bool present) {
+    return present ? std::optional(Table::Present{}) : std::nullopt;
 }
 
 } // namespace
@@ -129,63 +25,150 @@ SwitchState::SwitchState()
       l3Table_(Mox::make<UmoL3Intf::Table>()),
       ipStatus_(Mox::make<Ip::Status>()) {}
 
-void SwitchState::become(SwitchModel const &model) {
-    suspendChangedActions(*natStatus_, model_.policies, model.policies);
-    removeNatConfig(*natStatus_, model_.policies, model.policies);
-    removeL3(*l3Table_, model);
-    removeIp(*ipStatus_, model);
-    removeLearned(*bridgingStatus_, model);
-    removeTopologies(model);
-    removeVlans(*vlanStatusDir_, model);
-    removeInterfaces(*bridgingConfig_, model);
-
-    bridgingConfig_->bridgeMacAddrIs(model.bridgeMac);
-    setInterfaces(*bridgingConfig_, model);
-    setVlans(*vlanStatusDir_, model);
-    setTopologies(model);
-    setLearned(*bridgingStatus_, model);
-    setIp(*ipStatus_, model);
-    setL3(*l3Table_, model);
-    setNatConfig(*natStatus_, model.policies);
-
-    setActionVersions(*natStatus_, model.policies);
-    model_ = model;
+template <>
+std::optional<ChipCapacity> SwitchState::find<Table::Chip>(Table::Only const & /*key*/) const {
+    return chip_;
 }
 
-/// A VLAN whose topology goes is mapped to none; one that only moves is mapped anew when the
-/// topologies are set.
-void SwitchState::removeTopologies(SwitchModel const &model) {
-    for (auto const &[vlan, topology] : topologyConfig_->vidToTopoMap()) {
-        if (model.topologyOfVlan.count(vlan.value()) == 0) {
-            topologyConfig_->vidToTopoMapDel(vlan);
-        }
-    }
-    for (auto const &[name, mounted] : topologies_) {
-        TopologyState const *const wanted = found(model.topologies, name);
-        for (auto const &[intf, port] : mounted->topoPortConfig()) {
-            if (wanted != nullptr && wanted->ports.count(intf) == 0) {
-                mounted->topoPortConfigDel(intf);
-            }
-        }
-    }
-    std::erase_if(topologies_, [&](auto const &topology) {
-        return model.topologies.count(topology.first) == 0;
-    });
+template <>
+std::optional<Nexo::EthAddr>
+SwitchState::find<Table::BridgeMac>(Table::Only const & /*key*/) const {
+    return bridgingConfig_->bridgeMacAddr();
 }
 
-void SwitchState::setTopologies(SwitchModel const &model) {
-    for (auto const &[name, topology] : model.topologies) {
-        auto &mounted = topologies_[name];
-        if (!mounted) {
-            mounted = Mox::make<Bridging::Topology::TopoConfig>(name);
-        }
-        for (auto const &[intf, state] : topology.ports) {
-            mounted->topoPortConfigIs(intf)->portStateIs(state);
+template <>
+std::optional<Table::Interface::Value>
+SwitchState::find<Table::Interface>(Nexo::IntfId const &key) const {
+    auto const intf = bridgingConfig_->switchIntfConfig(key);
+    return intf ? std::optional(intf->switchportModeAndNativeVlan()) : std::nullopt;
+}
+
+template <>
+std::optional<Table::Present> SwitchState::find<Table::Vlan>(VlanId const &key) const {
+    return presentIf(vlanStatusDir_->vlanStatus(key) != nullptr);
+}
+
+template <>
+std::optional<Table::Present>
+SwitchState::find<Table::VlanMember>(Table::VlanMember::Key const &key) const {
+    auto const vlan = vlanStatusDir_->vlanStatus(key.in);
+    return presentIf(vlan && vlan->vlanPortStatus(key.row) != nullptr);
+}
+
+template <>
+std::optional<Table::Present> SwitchState::find<Table::Topology>(Pelo::String const &key) const {
+    return presentIf(topologies_.count(key) != 0);
+}
+
+template <>
+std::optional<Bridging::Topology::PortState>
+SwitchState::find<Table::TopologyPort>(Table::TopologyPort::Key const &key) const {
+    auto const topology = topologies_.find(key.in);
+    auto const port =
+        topology == topologies_.end() ? nullptr : topology->second->topoPortConfig(key.row);
+    return port ? std::optional(port->portState()) : std::nullopt;
+}
+
+template <>
+std::optional<Pelo::String> SwitchState::find<Table::VlanTopology>(VlanId const &key) const {
+    auto const *const topology = topologyConfig_->vidToTopoMap(key);
+    return topology != nullptr ? std::optional((*topology)->name()) : std::nullopt;
+}
+
+template <>
+std::optional<Table::Present> SwitchState::find<Table::Fdb>(VlanId const &key) const {
+    return presentIf(bridgingStatus_->fdbStatus(Fid(key.value())) != nullptr);
+}
+
+template <>
+std::optional<Nexo::IntfId>
+SwitchState::find<Table::LearnedMac>(Table::LearnedMac::Key const &key) const {
+    auto const fdb = bridgingStatus_->fdbStatus(Fid(key.in.value()));
+    auto const *const host = fdb ? fdb->learnedHost(key.row) : nullptr;
+    return host != nullptr ? std::optional(host->intf) : std::nullopt;
+}
+
+template <>
+std::optional<Table::IpInterface::Value>
+SwitchState::find<Table::IpInterface>(Nexo::IntfId const &key) const {
+    auto const intf = ipStatus_->ipIntfStatus(key);
+    return intf ? std::optional(Table::IpInterface::Value{intf->addrWithMask(), intf->routing()})
+                : std::nullopt;
+}
+
+template <>
+std::optional<VlanId> SwitchState::find<Table::L3Interface>(Nexo::IntfId const &key) const {
+    auto const *const id = l3Table_->intfL3Index(key);
+    return id != nullptr ? std::optional(VlanId(id->value())) : std::nullopt;
+}
+
+template <>
+std::optional<Table::Present> SwitchState::find<Table::Policy>(Pelo::String const &key) const {
+    return presentIf(natStatus_->natFlow(key) != nullptr);
+}
+
+template <>
+std::optional<Ip::Nat::NatFlow>
+SwitchState::find<Table::Match>(Table::Match::Key const &key) const {
+    auto const match = this->match(key);
+    return match ? std::optional(match->flow()) : std::nullopt;
+}
+
+template <>
+std::optional<Table::Action::Value>
+SwitchState::find<Table::Action>(Table::Action::Key const &key) const {
+    auto const action = this->action(key);
+    if (!action) {
+        return std::nullopt;
+    }
+    Table::Action::Value value{action->src(), action->dst(), {}, action->version()};
+    for (auto const &[intf, hop] : action->intf()) {
+        value.egress.emplace_back(intf, hop);
+    }
+    return value;
+}
+
+Mox::Ptr<Ip::Nat::NatFlowMatchStatus> SwitchState::match(Table::Match::Key const &key) const {
+    auto const policy = natStatus_->natFlow(key.policy);
+    return policy ? policy->match(key.match) : nullptr;
+}
+
+Mox::Ptr<Ip::Nat::NatFlowActionStatus> SwitchState::action(Table::Action::Key const &key) const {
+    auto const match = this->match({key.policy, key.match});
+    return match ? match->action(key.action) : nullptr;
+}
+
+std::vector<VlanId> SwitchState::vlansOfTopology(Pelo::String const &topology) const {
+    std::vector<VlanId> vlans;
+    for (auto const &[vlan, mounted] : topologyConfig_->vidToTopoMap()) {
+        if (mounted->name() == topology) {
+            vlans.push_back(vlan);
         }
     }
-    for (auto const &[vlan, name] : model.topologyOfVlan) {
-        topologyConfig_->vidToTopoMapIs(VlanId(vlan), topologies_.at(name));
+    return vlans;
+}
+
+Nexo::IntfId SwitchState::l3InterfaceOf(VlanId id) const {
+    auto const *const intf = l3Table_->routedPortName(UmoL3Intf::L3Id(id.value()));
+    return intf != nullptr ? *intf : Nexo::IntfId();
+}
+
+std::vector<Pelo::String> SwitchState::actionsOfMatch(Table::Match::Key const &key) const {
+    std::vector<Pelo::String> names;
+    if (auto const match = this->match(key)) {
+        names.reserve(match->action().size());
+        for (auto const &[name, action] : match->action()) {
+            names.push_back(name);
+        }
     }
+    return names;
+}
+
+bool SwitchState::neededMacs(Table::Action::Key const &key) const {
+    auto const match = this->match({key.policy, key.match});
+    auto const action = match ? match->action(key.action) : nullptr;
+    return action && (flowTypeOf(match->flow(), action->dst()) != Ip::Nat::natFlowTypeMulticast ||
+                      onceNotMulticast_.count(key) != 0);
 }
 
 } // namespace UmoAgent

@@ -9,21 +9,28 @@
 #include "Mox/Ptr.h"
 #include "Pelo/String.h"
 #include "UmoL3Intf/Table.h"
-#include "agent/switch/ScenarioModel.h"
+#include "agent/switch/Tables.h"
 
 #include <map>
+#include <optional>
+#include <set>
+#include <vector>
 
 namespace UmoAgent {
 
-/// The entities that the agent mounts for the NAT library: what the switch's other agents publish,
-/// played by a scenario. Also holds the hardware status tree, which the library writes.
+class Draft;
+
+/// The entities that the agent mounts for the NAT library: what the switch's other agents publish.
+/// They are all that the agent knows of the switch, so that nothing is kept twice. Also holds the
+/// hardware status tree, which the library writes.
 class SwitchState {
   public:
     /// All of it without entries.
     SwitchState();
 
-    /// Changes the entities until they say what `model`, which must be valid, says. Whoever
-    /// follows them hears of the differences only, in this order:
+    /// Changes the entities as `draft` says, which was made on this state and has no faults; the
+    /// draft is of no use afterwards. Takes time in proportion to the draft. Whoever follows the
+    /// entities hears of differences only, in this order:
     ///
     ///  1. actions that stay but change get version 0, so that nobody acts on what is half done;
     ///  2. what goes: of the NAT configuration egress interfaces, then actions, matches and
@@ -32,10 +39,23 @@ class SwitchState {
     ///  3. what is new or different: bridge MAC, interfaces, VLANs, topologies, learned MACs, IP
     ///     interfaces, L3 interfaces; then policies, matches with their flows, and actions;
     ///  4. the versions of the actions, when all that they stand for is in place.
-    void become(SwitchModel const &model);
+    ///
+    /// In each step, what is there comes in the order of its coming, before what is new.
+    void mount(Draft const &draft);
 
-    /// What the entities say.
-    [[nodiscard]] SwitchModel const &model() const { return model_; }
+    /// The row; none if there is none.
+    template <class T>
+    [[nodiscard]] std::optional<typename T::Value> find(typename T::Key const &key) const;
+
+    [[nodiscard]] std::vector<Bridging::VlanId> vlansOfTopology(Pelo::String const &topology) const;
+    /// The interface with the L3 id, or the empty one.
+    [[nodiscard]] Nexo::IntfId l3InterfaceOf(Bridging::VlanId id) const;
+    /// In their order.
+    [[nodiscard]] std::vector<Pelo::String> actionsOfMatch(Table::Match::Key const &key) const;
+    /// Whether the flow of an action that is there is not a multicast one, or was not once.
+    [[nodiscard]] bool neededMacs(Table::Action::Key const &key) const;
+    /// Whether the interface was ever one of the switch's.
+    [[nodiscard]] bool everDeclared(Nexo::IntfId intf) const { return declared_.count(intf) != 0; }
 
     [[nodiscard]] Mox::Ptr<Ip::Nat::Status> const &natStatus() const { return natStatus_; }
     [[nodiscard]] Mox::Ptr<Ip::Nat::HwNatFlowStatus> const &hwStatus() const { return hwStatus_; }
@@ -55,9 +75,14 @@ class SwitchState {
     [[nodiscard]] Mox::Ptr<Ip::Status> const &ipStatus() const { return ipStatus_; }
 
   private:
-    void removeTopologies(SwitchModel const &model);
-    void setTopologies(SwitchModel const &model);
+    [[nodiscard]] Mox::Ptr<Ip::Nat::NatFlowMatchStatus> match(Table::Match::Key const &key) const;
+    [[nodiscard]] Mox::Ptr<Ip::Nat::NatFlowActionStatus>
+    action(Table::Action::Key const &key) const;
 
+    void removeTopologies(Draft const &draft);
+    void setTopologies(Draft const &draft);
+
+    ChipCapacity chip_;
     Mox::Ptr<Ip::Nat::Status> natStatus_;
     Mox::Ptr<Ip::Nat::HwNatFlowStatus> hwStatus_;
     Mox::Ptr<Bridging::Config> bridgingConfig_;
@@ -67,7 +92,8 @@ class SwitchState {
     Mox::Ptr<UmoL3Intf::Table> l3Table_;
     Mox::Ptr<Ip::Status> ipStatus_;
     std::map<Pelo::String, Mox::Ptr<Bridging::Topology::TopoConfig>> topologies_;
-    SwitchModel model_;
+    std::set<Nexo::IntfId> declared_;
+    std::set<Table::Action::Key> onceNotMulticast_; // of multicast actions that are there
 };
 
 } // namespace UmoAgent

@@ -18,11 +18,17 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const *bytes, std::size_t siz
     }
     // A chip without room for port sets stops the process, and is meant to.
     auto &scenario = std::get<UmoAgent::Scenario>(read);
-    scenario.initial.chip.portSetsPerGroup = 4096;
-    for (UmoAgent::Event &event : scenario.events) {
-        if (event.state) {
-            event.state->chip.portSetsPerGroup = 4096;
+    auto const leaveRoom = [](UmoAgent::Changes &changes) {
+        for (UmoAgent::AnyChange &change : changes) {
+            using Chip = UmoAgent::Change<UmoAgent::Table::Chip>;
+            if (auto *const chip = std::get_if<Chip>(&change)) {
+                chip->value->portSetsPerGroup = 4096;
+            }
         }
+    };
+    leaveRoom(scenario.initial);
+    for (UmoAgent::Event &event : scenario.events) {
+        leaveRoom(event.changes);
     }
     std::ostringstream out;
     std::ostringstream errors;

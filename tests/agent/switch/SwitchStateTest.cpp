@@ -1,6 +1,7 @@
 #include "agent/switch/SwitchState.h"
 #include "Pelo/Publisher.h"
 #include "agent/scenario/ScenarioReader.h"
+#include "agent/switch/Draft.h"
 
 #include <gtest/gtest.h>
 
@@ -24,13 +25,18 @@ void note(void *changes, Pelo::Change const &change) {
 TEST(SwitchState, NobodySeesAnActionHalfChangedOrOneThatStaysChange) {
     auto const scenario = std::get<UmoAgent::Scenario>(UmoAgent::readScenario("f", kScenario));
     UmoAgent::SwitchState state;
-    state.become(scenario.initial);
+    auto const mount = [&](UmoAgent::Changes const &changes) {
+        UmoAgent::Draft draft(state);
+        EXPECT_TRUE(draft.makeAll(changes).empty());
+        state.mount(draft);
+    };
+    mount(scenario.initial);
     auto const match = state.natStatus()->natFlow("p")->match("m");
     std::string ofA, ofB;
     Pelo::Subscriber toA{&note, &ofA}, toB{&note, &ofB};
     match->action("a")->notifier().subscriberAdd(toA);
     match->action("b")->notifier().subscriberAdd(toB);
-    state.become(*scenario.events[0].state);
+    mount(scenario.events[0].changes);
     EXPECT_EQ(ofA, " version other other version");
     EXPECT_EQ(ofB, "");
     EXPECT_EQ(match->action("a")->version(), 2U);

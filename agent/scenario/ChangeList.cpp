@@ -1,0 +1,57 @@
+#include "agent/scenario/ChangeList.h"
+
+namespace UmoAgent {
+
+namespace {
+template <class Map>
+std::optional<YamlNode> found(Map const &map, typename Map::key_type const &key) {
+    auto const at = map.find(key);
+    return at == map.end() ? std::nullopt : std::optional(at->second);
+}
+} // namespace
+
+void ChangeList::make(AnyChange change, YamlNode node) {
+    auto const fault = draft_.make(change);
+    changes_.push_back(std::move(change)); // a faulty one too: faults count the changes
+    at_.push_back(node);
+    if (fault) {
+        report(*fault);
+    }
+}
+
+void ChangeList::report(Fault const &fault) {
+    YamlNode at = at_[fault.change];
+    if (fault.nextHop) {
+        auto const cause = causeOf(*fault.nextHop);
+        if (!cause) {
+            return; // it was reported where an earlier event made it so
+        }
+        at = *cause;
+    }
+    nodes_.errors().add(at.place(),
+                        fault.found.empty() ? ScenarioNodes::described(at) : fault.found,
+                        fault.expected);
+}
+
+std::optional<YamlNode> ChangeList::causeOf(Fault::NextHop const &hop) const {
+    if (auto const node = found(nextHops_, {hop.action, hop.intf})) {
+        return node;
+    }
+    if (auto const node = found(destinations_, hop.action)) {
+        return node;
+    }
+    return found(flows_, {hop.action.policy, hop.action.match});
+}
+
+Changes ChangeList::end() {
+    for (Fault const &fault : draft_.endList(changes_)) {
+        report(fault);
+    }
+    at_.clear();
+    nextHops_.clear();
+    destinations_.clear();
+    flows_.clear();
+    return std::exchange(changes_, {});
+}
+
+} // namespace UmoAgent

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <cstddef>
+
+/// What one file may take: enough for a switch of 100,000 actions several times over, and little
+/// enough that no file can take the agent's memory or time.
+namespace UmoAgent::Limits {
+
+inline constexpr std::size_t kBytes = std::size_t{64} << 20U;
+/// Scalars, lists and mappings, with each alias counted as what it stands for. Whatever else is
+/// made of a file, changes above all, is at most as many.
+inline constexpr std::size_t kValues = 6'000'000;
+inline constexpr std::size_t kEvents = 1'000'000;
+/// Mistakes that are reported; of the others, the number is.
+inline constexpr std::size_t kMistakes = 100;
+
+} // namespace UmoAgent::Limits

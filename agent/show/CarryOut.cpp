@@ -1,0 +1,54 @@
+#include "agent/show/CarryOut.h"
+
+#include "Mox/Assert.h"
+#include "agent/base/Text.h"
+#include "agent/show/Printers.h"
+
+#include <ostream>
+#include <system_error>
+
+namespace UmoAgent {
+
+namespace {
+
+void print(ForwardingAgent const &agent, Printout printout, std::ostream &out) {
+    auto const &hwStatus = agent.state().hwStatus();
+    switch (printout) {
+    case Printout::tree:
+        printTree(out, *hwStatus);
+        break;
+    case Printout::chip:
+        printChip(out, agent.chip());
+        break;
+    case Printout::groups:
+        printGroups(out, agent.root(), *hwStatus);
+        break;
+    case Printout::table:
+        printTable(out, hwStatus);
+        break;
+    }
+}
+
+} // namespace
+
+void carryOut(ForwardingAgent &agent, Event const &event, std::ostream &out) {
+    if (!event.note.empty() || !event.print.empty()) {
+        out << stamp(agent.loop().now()) << (event.note.empty() ? "" : " ") << event.note
+            << std::endl; // before the traces of what the event does, which go their own way
+    }
+    if (event.refuseGroups != 0) {
+        agent.chip().refuseGroups(event.refuseGroups);
+    }
+    auto const faults = agent.apply(event.changes);
+    Mox::assertThat(faults.empty(), "faults.empty()");
+    for (Printout const printout : event.print) {
+        try {
+            print(agent, printout, out);
+        } catch (std::system_error const &error) {
+            out << "cannot print: " << error.what()
+                << '\n'; // the event is carried out all the same
+        }
+    }
+}
+
+} // namespace UmoAgent

@@ -1,0 +1,14 @@
+#pragma once
+
+#include "agent/scenario/Scenario.h"
+#include "agent/switch/ForwardingAgent.h"
+
+#include <iosfwd>
+
+namespace UmoAgent {
+
+/// Carries out an event on the agent: makes its changes, which must be right, and prints its
+/// heading and printouts to `out`. Its time is the caller's affair.
+void carryOut(ForwardingAgent &agent, Event const &event, std::ostream &out);
+
+} // namespace UmoAgent

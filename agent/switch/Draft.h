@@ -1,0 +1,208 @@
+#pragma once
+
+#include "Ip/NatFlowType.h"
+#include "agent/switch/Changes.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <tuple>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+namespace UmoAgent {
+
+class SwitchState;
+
+/// What is wrong with a list of changes: one of them cannot be made, or leaves the switch as it
+/// cannot be.
+struct Fault {
+    /// A next hop that lacks the MAC address it needs.
+    struct NextHop {
+        Table::Action::Key action;
+        Nexo::IntfId intf;
+    };
+
+    std::size_t change;   // which one of the list
+    std::string found;    // empty: what the change says
+    std::string expected; // instead
+    std::optional<NextHop> nextHop{};
+};
+
+/// What is expected where a row is named that is not there.
+inline std::string draftAbsent(std::string_view one) {
+    return std::string(one) + " that is there at this time";
+}
+
+/// The rows of a table as a draft has them, none where a row goes.
+template <class T>
+using DraftRows = std::map<typename T::Key, std::optional<typename T::Value>>;
+
+/// What a draft does to a row that has other rows in it.
+struct DraftLife {
+    bool mounted = false; // there is such a row among the mounted ones
+    bool ended = false;   // which goes, whatever comes in its place
+    bool present = false; // there is one now
+
+    [[nodiscard]] bool stays() const { return mounted && !ended; } // and so is present
+    [[nodiscard]] bool fresh() const { return present && !stays(); }
+};
+
+/// A row that holds rows of table `T`, of which only those that were named are here.
+template <class T>
+struct DraftHolder : DraftLife {
+    std::map<decltype(T::Key::row), std::optional<typename T::Value>> rows;
+};
+template <class T>
+using DraftHolders = std::map<typename T::In::Key, DraftHolder<T>>;
+
+/// A policy, match or action; the order is that in which they were named or made anew.
+struct DraftNode : DraftLife {
+    std::size_t order = 0;
+};
+template <class Node>
+using DraftNodes = std::unordered_map<Pelo::String, Node>;
+
+/// The names and nodes, in their order.
+template <class Node>
+std::vector<std::pair<Pelo::String const *, Node const *>> inOrder(DraftNodes<Node> const &nodes) {
+    std::vector<std::pair<Pelo::String const *, Node const *>> sorted;
+    sorted.reserve(nodes.size());
+    for (auto const &[name, node] : nodes) {
+        sorted.emplace_back(&name, &node);
+    }
+    std::sort(sorted.begin(), sorted.end(),
+              [](auto const &a, auto const &b) { return a.second->order < b.second->order; });
+    return sorted;
+}
+
+struct DraftAction : DraftNode {
+    Table::Action::Value value;
+    bool neededMacs = false; // its flow is not a multicast one, or was not in its time
+    std::size_t checkedIn = 0;
+};
+struct DraftMatch : DraftNode {
+    Ip::Nat::NatFlow flow;
+    std::optional<Ip::Nat::NatFlowType> checked; // the flow's type when a list ended
+    DraftNodes<DraftAction> actions;
+};
+struct DraftPolicy : DraftNode {
+    DraftNodes<DraftMatch> matches;
+};
+
+/// A switch as lists of changes make it, before anything of them is mounted: the rows that they
+/// name, laid over the mounted ones. What it does takes time in proportion to the lists, except
+/// that a flow whose type changes has the actions of its match looked at.
+///
+/// This is the one place that says which changes a switch accepts. A list is taken change by
+/// change with `make`, then `endList`; or whole with `makeAll`. A draft in which faults were found
+/// is not to be mounted; further changes can be made to find further faults.
+class Draft {
+  public:
+    /// `mounted` outlives the draft and does not change meanwhile.
+    explicit Draft(SwitchState const &mounted) : mounted_(mounted) {}
+
+    /// The row as it is now; none if there is none.
+    template <class T>
+    [[nodiscard]] std::optional<typename T::Value> find(typename T::Key const &key) const;
+
+    template <class T>
+    [[nodiscard]] bool has(typename T::Key const &key) const {
+        return find<T>(key).has_value();
+    }
+
+    /// Whether the interface is the switch's or was so once.
+    [[nodiscard]] bool everDeclared(Nexo::IntfId intf) const;
+
+    /// Makes the next change of a list. One that is faulty has no effect.
+    std::optional<Fault> make(AnyChange const &change);
+
+    /// Ends a list whose changes were all given to `make`: finds what only the whole of it shows.
+    std::vector<Fault> endList(Changes const &list);
+
+    std::vector<Fault> makeAll(Changes const &list);
+
+    // What was named, for mounting it:
+
+    template <class T>
+    [[nodiscard]] DraftRows<T> const &rows() const {
+        return std::get<DraftRows<T>>(rows_);
+    }
+    template <class T>
+    [[nodiscard]] DraftHolders<T> const &holders() const {
+        return std::get<DraftHolders<T>>(holders_);
+    }
+    [[nodiscard]] DraftNodes<DraftPolicy> const &policies() const { return policies_; }
+    [[nodiscard]] std::set<Nexo::IntfId> const &declared() const { return declared_; }
+
+  private:
+    // Each gives what it expected instead if the change cannot be made.
+    using Refusal = std::optional<std::string>;
+    Refusal makeOne(Change<Table::Chip> const &change);
+    Refusal makeOne(Change<Table::BridgeMac> const &change);
+    Refusal makeOne(Change<Table::Interface> const &change);
+    Refusal makeOne(Change<Table::Vlan> const &change);
+    Refusal makeOne(Change<Table::VlanMember> const &change);
+    Refusal makeOne(Change<Table::Topology> const &change);
+    Refusal makeOne(Change<Table::TopologyPort> const &change);
+    Refusal makeOne(Change<Table::VlanTopology> const &change);
+    Refusal makeOne(Change<Table::Fdb> const &change);
+    Refusal makeOne(Change<Table::LearnedMac> const &change);
+    Refusal makeOne(Change<Table::IpInterface> const &change);
+    Refusal makeOne(Change<Table::L3Interface> const &change);
+    Refusal makeOne(Change<Table::Policy> const &change);
+    Refusal makeOne(Change<Table::Match> const &change);
+    Refusal makeOne(Change<Table::Action> const &change);
+
+    template <class T>
+    Refusal makeRow(Change<T> const &change);
+    template <class T>
+    Refusal makeHolder(Change<typename T::In> const &change);
+    template <class T>
+    Refusal makeHeld(Change<T> const &change);
+    template <class Node>
+    Refusal makeNode(Node &node, bool present, std::string_view one);
+
+    template <class T>
+    [[nodiscard]] std::optional<typename T::Value> findRow(typename T::Key const &key) const;
+    template <class T>
+    [[nodiscard]] std::optional<Table::Present> findHolder(typename T::In::Key const &key) const;
+    template <class T>
+    [[nodiscard]] std::optional<typename T::Value> findHeld(typename T::Key const &key) const;
+
+    template <class T>
+    DraftHolder<T> &holder(typename T::In::Key const &key);
+    DraftPolicy &policy(Pelo::String const &name);
+    DraftMatch &match(DraftPolicy &policy, Table::Match::Key const &key);
+    DraftAction &action(DraftMatch &match, Table::Action::Key const &key);
+    /// The match, if its policy and itself are there.
+    DraftMatch *presentMatch(Table::Match::Key const &key);
+
+    void checkL3Id(std::size_t index, Change<Table::L3Interface> const &change,
+                   std::vector<Fault> &faults) const;
+    void checkMatch(std::size_t index, Table::Match::Key const &key, std::vector<Fault> &faults);
+    void checkAction(std::size_t index, Table::Action::Key const &key, DraftMatch &match,
+                     std::vector<Fault> &faults);
+
+    SwitchState const &mounted_;
+    std::size_t changes_ = 0; // of the list so far
+    std::size_t lists_ = 1;   // this one included
+    std::size_t order_ = 0;
+    std::tuple<DraftRows<Table::Chip>, DraftRows<Table::BridgeMac>, DraftRows<Table::Interface>,
+               DraftRows<Table::VlanTopology>, DraftRows<Table::IpInterface>,
+               DraftRows<Table::L3Interface>>
+        rows_;
+    std::multimap<Bridging::VlanId, Nexo::IntfId> l3Owners_; // of ids that rows_ gives
+    std::tuple<DraftHolders<Table::VlanMember>, DraftHolders<Table::TopologyPort>,
+               DraftHolders<Table::LearnedMac>>
+        holders_;
+    DraftNodes<DraftPolicy> policies_;
+    std::set<Nexo::IntfId> declared_;
+};
+
+} // namespace UmoAgent

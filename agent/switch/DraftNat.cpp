@@ -1,0 +1,215 @@
+#include "agent/switch/Draft.h"
+
+#include "agent/switch/FlowType.h"
+#include "agent/switch/SwitchState.h"
+
+namespace UmoAgent {
+
+using Ip::Nat::NatFlowType;
+
+namespace {
+
+template <class Node>
+Node const *found(DraftNodes<Node> const &nodes, Pelo::String const &name) {
+    auto const at = nodes.find(name);
+    return at == nodes.end() ? nullptr : &at->second;
+}
+
+char const *whyMacsAreNeeded(NatFlowType type) {
+    switch (type) {
+    case Ip::Nat::natFlowTypeUnicast:
+        return "one, as this is a unicast flow";
+    case Ip::Nat::natFlowTypeNone:
+        return "one, as this is a flow without destination address";
+    case Ip::Nat::natFlowTypeMulticast:
+        break;
+    }
+    return "one, as the flow of this action was not always a multicast one";
+}
+
+/// An action that comes back without a destination of its own has that of the flow.
+NatFlowType typeOf(DraftMatch const &match, DraftAction const &action) {
+    return flowTypeOf(match.flow, action.value.destination);
+}
+
+} // namespace
+
+template <>
+std::optional<Table::Present> Draft::find<Table::Policy>(Pelo::String const &key) const {
+    auto const *const policy = found(policies_, key);
+    if (policy == nullptr) {
+        return mounted_.find<Table::Policy>(key);
+    }
+    return policy->present ? std::optional(Table::Present{}) : std::nullopt;
+}
+
+template <>
+std::optional<Ip::Nat::NatFlow> Draft::find<Table::Match>(Table::Match::Key const &key) const {
+    auto const *const policy = found(policies_, key.policy);
+    if (policy == nullptr) {
+        return mounted_.find<Table::Match>(key);
+    }
+    if (auto const *const match = found(policy->matches, key.match)) {
+        return match->present ? std::optional(match->flow) : std::nullopt;
+    }
+    return policy->stays() ? mounted_.find<Table::Match>(key) : std::nullopt;
+}
+
+template <>
+std::optional<Table::Action::Value>
+Draft::find<Table::Action>(Table::Action::Key const &key) const {
+    auto const *const policy = found(policies_, key.policy);
+    if (policy == nullptr) {
+        return mounted_.find<Table::Action>(key);
+    }
+    auto const *const match = found(policy->matches, key.match);
+    if (match == nullptr) {
+        return policy->stays() ? mounted_.find<Table::Action>(key) : std::nullopt;
+    }
+    if (auto const *const action = found(match->actions, key.action)) {
+        return action->present ? std::optional(action->value) : std::nullopt;
+    }
+    return match->stays() ? mounted_.find<Table::Action>(key) : std::nullopt;
+}
+
+DraftPolicy &Draft::policy(Pelo::String const &name) {
+    auto const [at, fresh] = policies_.try_emplace(name);
+    DraftPolicy &policy = at->second;
+    if (fresh) {
+        policy.mounted = policy.present = mounted_.find<Table::Policy>(name).has_value();
+        policy.order = ++order_;
+    }
+    return policy;
+}
+
+DraftMatch &Draft::match(DraftPolicy &policy, Table::Match::Key const &key) {
+    auto const [at, fresh] = policy.matches.try_emplace(key.match);
+    DraftMatch &match = at->second;
+    if (fresh) {
+        match.order = ++order_;
+        if (auto const flow = policy.stays() ? mounted_.find<Table::Match>(key) : std::nullopt) {
+            match.mounted = match.present = true;
+            match.flow = *flow;
+            match.checked = flowTypeOf(*flow);
+        }
+    }
+    return match;
+}
+
+/// What a mounted action needed before is found out while its flow is the mounted one.
+DraftAction &Draft::action(DraftMatch &match, Table::Action::Key const &key) {
+    auto const [at, fresh] = match.actions.try_emplace(key.action);
+    DraftAction &action = at->second;
+    if (fresh) {
+        action.order = ++order_;
+        if (auto value = match.stays() ? mounted_.find<Table::Action>(key) : std::nullopt) {
+            action.mounted = action.present = true;
+            action.value = std::move(*value);
+            action.neededMacs = mounted_.neededMacs(key);
+        }
+    }
+    return action;
+}
+
+DraftMatch *Draft::presentMatch(Table::Match::Key const &key) {
+    DraftPolicy &policy = this->policy(key.policy);
+    if (!policy.present) {
+        return nullptr;
+    }
+    DraftMatch &match = this->match(policy, key);
+    return match.present ? &match : nullptr;
+}
+
+/// One that is made while there is none is another one than there was, and comes last.
+template <class Node>
+Draft::Refusal Draft::makeNode(Node &node, bool present, std::string_view one) {
+    if (node.present != present) {
+        bool const mounted = node.mounted;
+        node = Node{};
+        node.mounted = node.ended = mounted;
+        node.present = present;
+        node.order = ++order_;
+    } else if (!present) {
+        return draftAbsent(one);
+    }
+    return std::nullopt;
+}
+
+Draft::Refusal Draft::makeOne(Change<Table::Policy> const &change) {
+    return makeNode(policy(change.key), change.value.has_value(), Table::Policy::kOne);
+}
+
+Draft::Refusal Draft::makeOne(Change<Table::Match> const &change) {
+    DraftPolicy &policy = this->policy(change.key.policy);
+    if (!policy.present) {
+        return draftAbsent(Table::Policy::kOne);
+    }
+    DraftMatch &match = this->match(policy, change.key);
+    Refusal refusal = makeNode(match, change.value.has_value(), Table::Match::kOne);
+    if (change.value) {
+        match.flow = *change.value;
+    }
+    return refusal;
+}
+
+Draft::Refusal Draft::makeOne(Change<Table::Action> const &change) {
+    DraftMatch *const match = presentMatch({change.key.policy, change.key.match});
+    if (match == nullptr) {
+        return draftAbsent(Table::Match::kOne);
+    }
+    DraftAction &action = this->action(*match, change.key);
+    Refusal refusal = makeNode(action, change.value.has_value(), Table::Action::kOne);
+    if (change.value) {
+        action.value = *change.value;
+    }
+    return refusal;
+}
+
+/// The actions of a flow whose type stays need what they needed.
+void Draft::checkMatch(std::size_t index, Table::Match::Key const &key,
+                       std::vector<Fault> &faults) {
+    DraftMatch *const match = presentMatch(key);
+    if (match == nullptr) {
+        return;
+    }
+    NatFlowType const type = flowTypeOf(match->flow);
+    bool const same = match->checked.value_or(type) == type;
+    match->checked = type;
+    if (same) {
+        return; // or new, and so are its actions
+    }
+    if (match->stays()) {
+        for (Pelo::String const &name : mounted_.actionsOfMatch(key)) {
+            action(*match, {key.policy, key.match, name});
+        }
+    }
+    for (auto const &[name, action] : inOrder(match->actions)) {
+        checkAction(index, {key.policy, key.match, *name}, *match, faults);
+    }
+}
+
+/// While a match waits for other groups, its actions may go by the flow type that they had. So an
+/// action that ever needed MAC addresses needs them as long as it is there.
+void Draft::checkAction(std::size_t index, Table::Action::Key const &key, DraftMatch &match,
+                        std::vector<Fault> &faults) {
+    DraftAction &action = this->action(match, key);
+    if (!action.present || action.checkedIn == lists_) {
+        return;
+    }
+    action.checkedIn = lists_;
+    NatFlowType const type = typeOf(match, action);
+    action.neededMacs = action.neededMacs || type != Ip::Nat::natFlowTypeMulticast;
+    if (!action.neededMacs) {
+        return;
+    }
+    for (auto const &[intf, hop] : action.value.egress) {
+        if (hop.mac.isZero()) {
+            faults.push_back(
+                {index,
+                 "next hop " + intf.stringValue() + " of action " + key.action + " without mac",
+                 whyMacsAreNeeded(type), Fault::NextHop{key, intf}});
+        }
+    }
+}
+
+} // namespace UmoAgent

@@ -1,0 +1,105 @@
+#include "sim/Plain.h"
+
+#include <variant>
+
+namespace Sim {
+
+using UmoAgent::Change;
+namespace Table = UmoAgent::Table;
+
+namespace {
+
+template <class Map, class Key, class Value>
+void put(Map &map, Key const &key, std::optional<Value> const &value) {
+    value ? (void)map.insert_or_assign(key, *value) : (void)map.erase(key);
+}
+
+/// Makes single changes.
+struct Make {
+    PlainSwitch &now;
+
+    void operator()(Change<Table::Chip> const & /*change*/) const {} // no input
+    void operator()(Change<Table::BridgeMac> const &change) const { now.bridgeMac = *change.value; }
+    void operator()(Change<Table::Interface> const &change) const {
+        put(now.interfaces, change.key, change.value);
+    }
+    void operator()(Change<Table::Vlan> const &change) const {
+        change.value ? (void)now.vlans[change.key.value()]
+                     : (void)now.vlans.erase(change.key.value());
+    }
+    void operator()(Change<Table::VlanMember> const &change) const {
+        auto &members = now.vlans.at(change.key.in.value());
+        change.value ? (void)members.insert(change.key.row) : (void)members.erase(change.key.row);
+    }
+    void operator()(Change<Table::Topology> const &change) const {
+        if (change.value) {
+            now.topologies.try_emplace(change.key);
+            return;
+        }
+        now.topologies.erase(change.key);
+        std::erase_if(now.topologyOfVlan,
+                      [&](auto const &vlan) { return vlan.second == change.key; });
+    }
+    void operator()(Change<Table::TopologyPort> const &change) const {
+        put(now.topologies.at(change.key.in), change.key.row, change.value);
+    }
+    void operator()(Change<Table::VlanTopology> const &change) const {
+        put(now.topologyOfVlan, change.key.value(), change.value);
+    }
+    void operator()(Change<Table::Fdb> const &change) const {
+        change.value ? (void)now.learnedMacs[change.key.value()]
+                     : (void)now.learnedMacs.erase(change.key.value());
+    }
+    void operator()(Change<Table::LearnedMac> const &change) const {
+        put(now.learnedMacs.at(change.key.in.value()), change.key.row, change.value);
+    }
+    void operator()(Change<Table::IpInterface> const &change) const {
+        put(now.ipInterfaces, change.key, change.value);
+    }
+    void operator()(Change<Table::L3Interface> const &change) const {
+        change.value ? (void)now.l3Interfaces.insert_or_assign(change.key, change.value->value())
+                     : (void)now.l3Interfaces.erase(change.key);
+    }
+    void operator()(Change<Table::Policy> const &change) const {
+        known(now.policies, change.key, change.value.has_value());
+    }
+    void operator()(Change<Table::Match> const &change) const {
+        auto &matches = now.policies.find(change.key.policy)->matches;
+        if (auto *const match = known(matches, change.key.match, change.value.has_value())) {
+            match->flow = *change.value;
+        }
+    }
+    void operator()(Change<Table::Action> const &change) const {
+        auto &match = *now.policies.find(change.key.policy)->matches.find(change.key.match);
+        if (auto *const action =
+                known(match.actions, change.key.action, change.value.has_value())) {
+            static_cast<Table::Action::Value &>(*action) = *change.value;
+        }
+    }
+
+    /// The element of that name, new if there was none; null if there is to be none.
+    template <class Value>
+    Value *known(Named<Value> &elements, Pelo::String const &name, bool wanted) const {
+        if (!wanted) {
+            elements.erase(name);
+            return nullptr;
+        }
+        Value *present = elements.find(name);
+        if (present == nullptr) {
+            present = &elements.add(name);
+            present->born = now.events;
+        }
+        return present;
+    }
+};
+
+} // namespace
+
+void PlainSwitch::make(UmoAgent::Changes const &changes) {
+    ++events;
+    for (auto const &change : changes) {
+        std::visit(Make{*this}, change);
+    }
+}
+
+} // namespace Sim
