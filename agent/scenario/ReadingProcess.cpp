@@ -1,0 +1,169 @@
+#include "agent/scenario/ReadingProcess.h"
+
+#include <poll.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <new>
+#include <system_error>
+#include <utility>
+
+namespace UmoAgent {
+
+namespace {
+
+/// What is received before the loop goes round.
+constexpr std::size_t kPortion = std::size_t{1} << 20U;
+
+/// Keeps nothing of the agent's but the channel, so that whoever waits for the end of the agent's
+/// output, or of its connections, does not wait for the child.
+[[noreturn]] void beChild(int channel) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    for (int const signal : {SIGINT, SIGTERM, SIGHUP}) { // the agent's affair
+        std::signal(signal, SIG_IGN);
+    }
+    int const moved = dup2(channel, STDERR_FILENO + 1);
+    close_range(STDERR_FILENO + 2, ~0U, 0);
+    int const nowhere = open("/dev/null", O_RDWR);
+    for (int const standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        dup2(nowhere, standard);
+    }
+    try {
+        answerReadRequests(moved);
+    } catch (std::exception const &) {
+        // The agent does not listen any more.
+    }
+    _exit(0);
+}
+
+} // namespace
+
+ReadingProcess::ReadingProcess(EventLoop &loop, Patience patience)
+    : loop_(loop), patience_(patience) {
+    start();
+}
+
+ReadingProcess::~ReadingProcess() {
+    kill();
+    reap();
+}
+
+void ReadingProcess::read(std::string path, Done done) {
+    requests_.push_back({std::move(path), std::move(done)});
+    if (requests_.size() == 1) {
+        ask();
+    }
+}
+
+void ReadingProcess::start() {
+    int ends[2];
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) {
+        throw std::system_error(errno, std::generic_category(), "a process that reads");
+    }
+    Descriptor mine(ends[0]);
+    Descriptor const childs(ends[1]);
+    pid_t const child = fork();
+    if (child < 0) {
+        throw std::system_error(errno, std::generic_category(), "a process that reads");
+    }
+    if (child == 0) {
+        beChild(childs.number());
+    }
+    child_ = child;
+    channel_ = std::move(mine);
+}
+
+/// A child that hangs in the system ends when the system lets it: nobody waits for that.
+void ReadingProcess::kill() {
+    if (child_ > 0) {
+        loop_.unwatch(channel_.number());
+        channel_ = Descriptor();
+        ::kill(child_, SIGKILL);
+        killed_.push_back(std::exchange(child_, -1));
+    }
+}
+
+void ReadingProcess::reap() {
+    std::erase_if(killed_, [](pid_t child) { return waitpid(child, nullptr, WNOHANG) != 0; });
+}
+
+/// Asks the child for the first of the requests.
+void ReadingProcess::ask() {
+    reap();
+    answer_ = AnswerReader();
+    try {
+        if (child_ <= 0) {
+            start();
+        }
+        std::string const &path = requests_.front().path;
+        writeAll(channel_.number(), std::string_view(path.c_str(), path.size() + 1));
+    } catch (std::system_error const &error) {
+        fail(error.what());
+        return;
+    }
+    await(patience_.read);
+}
+
+void ReadingProcess::await(std::chrono::milliseconds patience) {
+    loop_.watch(
+        channel_.number(), POLLIN, [this](short events) { receive(events); }, patience);
+}
+
+void ReadingProcess::receive(short events) {
+    if (events == 0) {
+        fail(answer_.textIsRead() ? "it takes too long to parse" : "it takes too long");
+        return;
+    }
+    try {
+        bool const wasRead = answer_.textIsRead();
+        for (std::size_t left = kPortion; left > 0;) {
+            auto const [begin, size] = answer_.room();
+            ssize_t const got =
+                recv(channel_.number(), begin, std::min(size, left), MSG_DONTWAIT);
+            if (got < 0 && (errno == EAGAIN || errno == EINTR)) {
+                break;
+            }
+            if (got <= 0) {
+                fail("the process that reads it has ended");
+                return;
+            }
+            answer_.filled(static_cast<std::size_t>(got));
+            if (auto answer = answer_.answer()) {
+                finish(std::move(*answer));
+                return;
+            }
+            left -= static_cast<std::size_t>(got);
+        }
+        if (answer_.textIsRead() && !wasRead) {
+            await(patience_.parse);
+        }
+    } catch (std::bad_alloc const &) {
+        fail("there is not enough memory");
+    }
+}
+
+void ReadingProcess::finish(std::variant<Document, ScenarioFaults> read) {
+    if (child_ > 0) {
+        loop_.unwatch(channel_.number());
+    }
+    Request const request = std::move(requests_.front());
+    request.done(std::move(read));
+    requests_.pop_front();
+    if (!requests_.empty()) {
+        ask();
+    }
+}
+
+/// What the child may still say is no answer to anything.
+void ReadingProcess::fail(std::string const &reason) {
+    kill();
+    finish(ScenarioFaults{requests_.front().path + ": cannot be read: " + reason});
+}
+
+} // namespace UmoAgent
