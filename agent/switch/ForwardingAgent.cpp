@@ -1,11 +1,13 @@
 #include "agent/switch/ForwardingAgent.h"
 
+#include "agent/base/Text.h"
 #include "agent/show/Printers.h"
 
 #include <array>
 #include <chrono>
 #include <cstdio>
 #include <ostream>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -17,6 +19,13 @@ std::string stamp(Vyr::Time time) {
     std::snprintf(text.data(), text.size(), "[%9.3f s]", seconds);
     return text.data();
 }
+
+namespace {
+/// In one line: a note that is written as a block ends in newlines.
+std::string noteText(std::string_view note) {
+    return printable(note.substr(0, note.find_last_not_of('\n') + 1));
+}
+} // namespace
 
 ForwardingAgent::ForwardingAgent(EventLoop const &loop, SoftSwitch::LineSink errors)
     : loop_(loop), chip_(Mox::make<SoftSwitch>(ChipCapacity{}, std::move(errors))) {}
@@ -31,7 +40,7 @@ void ForwardingAgent::start(SwitchModel const &initial) {
 
 void ForwardingAgent::carryOut(Event const &event, std::ostream &out) {
     if (!event.note.empty() || !event.print.empty()) {
-        out << stamp(loop_.now()) << (event.note.empty() ? "" : " ") << event.note
+        out << stamp(loop_.now()) << (event.note.empty() ? "" : " ") << noteText(event.note)
             << std::endl; // before the traces of what the event does, which go their own way
     }
     if (event.refuseGroups != 0) {
