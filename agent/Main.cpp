@@ -1,14 +1,24 @@
 #include "Mox/Trace.h"
 #include "agent/Player.h"
+#include "agent/base/CommandLine.h"
 #include "agent/base/Descriptor.h"
+#include "agent/base/FileText.h"
+#include "agent/base/OutputQueue.h"
+#include "agent/base/Text.h"
+#include "agent/base/TraceOutput.h"
 #include "agent/scenario/ScenarioReader.h"
 
 #include <CLI/CLI.hpp>
 
+#include <unistd.h>
+
 #include <csignal>
+#include <cstddef>
 #include <iostream>
+#include <optional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <variant>
 
 /// umo-agent: plays a scenario of a switch with multicast NAT on a software switch chip.
@@ -25,18 +35,28 @@ constexpr char const *kFooter =
     "Exit status:\n"
     "  0  the scenario was played, or the agent ended by a signal; the chip is empty\n"
     "  1  a call broke the chip's contract, groups were left in the chip, or standard output\n"
-    "     cannot be written\n"
-    "  2  bad command line, scenario unreadable or with errors, no socket: nothing was played\n";
+    "     cannot be written or was not read\n"
+    "  2  bad command line, scenario unreadable or with errors, no socket: nothing was played\n"
+    "  134, in a shell: SIGABRT. The library stopped the process, and said why: \"psId\" if a\n"
+    "     group of the chip has no room for a port set\n";
+
+/// More than a scenario could be played of.
+constexpr std::size_t kMaxScenarioBytes = std::size_t{256} << 20U;
 
 struct CommandLine {
     std::string scenario;
     std::string trace;
+    bool check = false;
     UmoAgent::PlayOptions play;
 };
 
 void declare(CLI::App &app, CommandLine &line) {
     app.footer(kFooter);
-    app.add_option("SCENARIO", line.scenario, "The YAML file to play")->required();
+    app.set_version_flag("--version", "umo-agent " UMO_VERSION, "Print the version");
+    app.add_option("SCENARIO", line.scenario, "The YAML file to play; - for standard input")
+        ->required();
+    app.add_flag("--check", line.check,
+                 "Play nothing: only say what is wrong with the scenario, if anything is");
     app.add_flag("--real-time", line.play.realTime,
                  "Play on the wall clock instead of at once in virtual time");
     app.add_flag("--show-calls", line.play.showCalls, "Print each call of the switch chip");
@@ -52,23 +72,57 @@ void declare(CLI::App &app, CommandLine &line) {
         ->envname("UMO_TRACE");
 }
 
+/// Prints what is wrong if it is not valid.
+std::optional<UmoAgent::Scenario> scenarioOf(std::string const &file) {
+    bool const standardInput = file == "-";
+    std::string const name = standardInput ? "standard input" : file;
+    auto text = standardInput ? UmoAgent::readText(STDIN_FILENO, kMaxScenarioBytes)
+                              : UmoAgent::readFileText(file, kMaxScenarioBytes);
+    if (auto const *const unreadable = std::get_if<UmoAgent::Unreadable>(&text)) {
+        std::cerr << UmoAgent::printable(name) << ": cannot be read: " << unreadable->reason
+                  << '\n';
+        return std::nullopt;
+    }
+    auto read = UmoAgent::readScenario(name, std::get<std::string>(text));
+    if (auto const *const faults = std::get_if<UmoAgent::ScenarioFaults>(&read)) {
+        for (std::string const &fault : *faults) {
+            std::cerr << UmoAgent::printable(fault) << '\n';
+        }
+        return std::nullopt;
+    }
+    return std::move(std::get<UmoAgent::Scenario>(read));
+}
+
+ExitStatus play(UmoAgent::Scenario const &scenario, UmoAgent::PlayOptions options) {
+    UmoAgent::OutputQueue outQueue(STDOUT_FILENO), errorQueue(STDERR_FILENO);
+    std::ostream out(&outQueue), errors(&errorQueue);
+    UmoAgent::TraceOutput const traces(errors);
+    options.queues = {&outQueue, &errorQueue};
+    ExitStatus const status = UmoAgent::play(scenario, options, out, errors);
+    if (std::string const loss = outQueue.loss(); !loss.empty()) {
+        errors << "umo-agent: standard output: " << loss << '\n';
+        errorQueue.finish();
+        return ExitStatus::faulty;
+    }
+    return status;
+}
+
 ExitStatus run(CommandLine const &line) {
     try {
         for (std::string const &piece : Mox::traceLevelsIs(line.trace)) {
-            std::cerr << "umo-agent: --trace or UMO_TRACE: no handle for " << piece << '\n';
+            std::cerr << "umo-agent: --trace or UMO_TRACE: no handle for "
+                      << UmoAgent::printable(piece) << '\n';
         }
     } catch (std::invalid_argument const &malformed) {
-        std::cerr << "umo-agent: --trace or UMO_TRACE: " << malformed.what() << '\n';
+        std::cerr << "umo-agent: --trace or UMO_TRACE: " << UmoAgent::printable(malformed.what())
+                  << '\n';
         return ExitStatus::refused;
     }
-    auto const read = UmoAgent::readScenarioFile(line.scenario);
-    if (auto const *faults = std::get_if<UmoAgent::ScenarioFaults>(&read)) {
-        for (std::string const &fault : *faults) {
-            std::cerr << fault << '\n';
-        }
+    auto const scenario = scenarioOf(line.scenario);
+    if (!scenario) {
         return ExitStatus::refused;
     }
-    return UmoAgent::play(std::get<UmoAgent::Scenario>(read), line.play, std::cout, std::cerr);
+    return line.check ? ExitStatus::good : play(*scenario, line.play);
 }
 
 } // namespace
@@ -85,13 +139,8 @@ int main(int argc, char **argv) {
     try {
         app.parse(argc, argv);
     } catch (CLI::ParseError const &error) {
-        bool const asked = app.exit(error) == 0; // prints the help, or what is wrong
+        bool const asked = UmoAgent::explain(app, error);
         return static_cast<int>(asked ? ExitStatus::good : ExitStatus::refused);
     }
-    ExitStatus const status = run(line);
-    if (!std::cout.flush()) {
-        std::cerr << "umo-agent: cannot write to standard output\n";
-        return static_cast<int>(ExitStatus::faulty);
-    }
-    return static_cast<int>(status);
+    return static_cast<int>(run(line));
 }

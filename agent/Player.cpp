@@ -3,7 +3,6 @@
 #include "agent/base/EventLoop.h"
 #include "agent/base/TerminationSignals.h"
 #include "agent/base/Text.h"
-#include "agent/base/TraceOutput.h"
 #include "agent/console/CommandServer.h"
 #include "agent/console/Console.h"
 #include "agent/show/CarryOut.h"
@@ -11,13 +10,18 @@
 #include "agent/switch/ForwardingAgent.h"
 
 #include <algorithm>
+#include <chrono>
 #include <optional>
 #include <ostream>
 #include <string>
+#include <vector>
 
 namespace UmoAgent {
 
 namespace {
+
+/// With a reader who takes nothing of what is left at the end.
+constexpr std::chrono::milliseconds kLastPatience{3000};
 
 /// Plays the events at their times, until the scenario's end or until the loop is stopped.
 void playEvents(Scenario const &scenario, EventLoop &loop, ForwardingAgent &agent,
@@ -37,35 +41,43 @@ class Player {
   public:
     /// Throws SocketError.
     Player(PlayOptions const &options, std::ostream &out, std::ostream &errors);
+    ~Player();
+    Player(Player const &) = delete;
+    Player &operator=(Player const &) = delete;
 
     ExitStatus play(Scenario const &scenario);
 
   private:
+    void onWallTime();
+    void patienceIs(OutputQueue::Patience patience) const;
+
     std::ostream &out_;
+    std::vector<OutputQueue *> queues_;
     EventLoop loop_;
     ForwardingAgent agent_;
     Console console_{agent_};
-    std::optional<TerminationSignals> signals_; // before there is a file to take away
+    TerminationSignals signals_{loop_}; // before there is a file to take away
     std::optional<CommandServer> server_;
-    std::optional<TraceOutput> traces_;
 };
 
 Player::Player(PlayOptions const &options, std::ostream &out, std::ostream &errors)
-    : out_(out), agent_(loop_, [this, &errors](std::string const &line) {
-          errors << stamp(loop_.now()) << " contract error: " << line << '\n';
+    : out_(out), queues_(options.queues), agent_(loop_, [this, &errors](std::string const &line) {
+          errors << stamp(loop_.now()) << " contract error: " << line << std::endl;
       }) {
-    if (!options.socket.empty() || options.realTime) {
-        signals_.emplace(loop_);
-    }
+    agent_.chip().fullGroupLogIs([this, &errors](std::string const &line) {
+        errors << stamp(loop_.now()) << " chip: " << line << std::endl;
+    });
     if (!options.socket.empty()) {
-        traces_.emplace();
         server_.emplace(loop_, options.socket,
                         [this](std::uint32_t socket, std::string const &line) {
                             console_.answer(socket, line);
                         });
     }
+    for (OutputQueue *const queue : queues_) {
+        queue->attach(loop_, signals_.descriptor());
+    }
     if (options.realTime) {
-        loop_.wallTime();
+        onWallTime();
     }
     if (options.showCalls) {
         agent_.chip().callLogIs([this](std::string const &line) {
@@ -74,25 +86,55 @@ Player::Player(PlayOptions const &options, std::ostream &out, std::ostream &erro
     }
 }
 
+Player::~Player() {
+    for (OutputQueue *const queue : queues_) {
+        queue->detach();
+    }
+}
+
+/// Whoever prints does not wait for readers any more.
+void Player::onWallTime() {
+    loop_.wallTime();
+    patienceIs(std::chrono::milliseconds(0));
+}
+
+void Player::patienceIs(OutputQueue::Patience patience) const {
+    for (OutputQueue *const queue : queues_) {
+        queue->patienceIs(patience);
+    }
+}
+
 ExitStatus Player::play(Scenario const &scenario) {
     agent_.start(scenario.initial);
     if (server_) {
-        out_ << stamp(loop_.now()) << " commands are answered at " << server_->path() << std::endl;
+        out_ << stamp(loop_.now()) << " commands are answered at " << printable(server_->path())
+             << std::endl;
     }
     console_.playingIs(true);
     playEvents(scenario, loop_, agent_, out_);
     console_.playingIs(false);
     if (server_ && !loop_.stopped()) {
+        onWallTime();
         out_ << stamp(loop_.now()) << " end of the scenario, the switch goes on" << std::endl;
         loop_.run();
     }
-    bool const stopped = signals_ && signals_->received() != nullptr;
+    char const *const signal = signals_.received();
     server_.reset();
+    bool const waits = signal == nullptr && !loop_.onWallTime();
+    if (!waits) {
+        patienceIs(kLastPatience); // nobody needs the switch any more
+    }
     agent_.shutDown();
-    out_ << stamp(loop_.now()) << ' ' << (stopped ? signals_->received() : "end of the scenario")
+    out_ << stamp(loop_.now()) << ' ' << (signal != nullptr ? signal : "end of the scenario")
          << ", NAT is shut down\n";
     printChip(out_, agent_.chip());
     out_.flush();
+    if (waits) {
+        patienceIs(kLastPatience); // a signal may have ended the wait just now
+    }
+    for (OutputQueue *const queue : queues_) {
+        queue->finish();
+    }
     return agent_.clean() ? ExitStatus::good : ExitStatus::faulty;
 }
 
@@ -103,7 +145,7 @@ ExitStatus play(Scenario const &scenario, PlayOptions const &options, std::ostre
     try {
         return Player(options, out, errors).play(scenario);
     } catch (SocketError const &error) {
-        errors << "umo-agent: " << error.what() << '\n';
+        errors << "umo-agent: " << printable(error.what()) << std::endl;
         return ExitStatus::refused;
     }
 }

@@ -41,6 +41,10 @@ void EventLoop::wallTime() {
     clock_->wallTime();
 }
 
+bool EventLoop::onWallTime() const {
+    return clock_->onWallTime();
+}
+
 void EventLoop::runUntil(Vyr::Time time) {
     if (!clock_->onWallTime()) {
         scheduler_->runUntil(clock_->virtualClock(), time);

@@ -35,6 +35,7 @@ class EventLoop {
 
     /// Lets the time go on with the wall clock.
     void wallTime();
+    [[nodiscard]] bool onWallTime() const;
 
     /// Lets the time pass until `time`. What falls due until then, at `time` itself included, has
     /// run when this returns, unless the loop was stopped.

@@ -10,12 +10,17 @@
 namespace UmoAgent {
 
 namespace {
+/// Those that the process does not ignore: what was started with nohup outlives its terminal.
 sigset_t terminations() {
     sigset_t set;
     sigemptyset(&set);
-    sigaddset(&set, SIGINT);
-    sigaddset(&set, SIGTERM);
-    sigaddset(&set, SIGHUP);
+    for (int const signal : {SIGINT, SIGTERM, SIGHUP}) {
+        struct sigaction action {};
+        sigaction(signal, nullptr, &action);
+        if (action.sa_handler != SIG_IGN) {
+            sigaddset(&set, signal);
+        }
+    }
     return set;
 }
 

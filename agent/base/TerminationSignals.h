@@ -7,7 +7,8 @@
 
 namespace UmoAgent {
 
-/// While it lives, SIGINT, SIGTERM and SIGHUP stop the event loop instead of the process. Once one
+/// While it lives, SIGINT, SIGTERM and SIGHUP, unless they were ignored before, stop the event loop
+/// instead of the process. Once one
 /// has come they stay without effect, for the process is ending by itself: one that was sent twice
 /// must not spoil its exit status.
 class TerminationSignals {
@@ -20,6 +21,9 @@ class TerminationSignals {
 
     /// The name of the signal that came first; null if none has.
     [[nodiscard]] char const *received() const { return received_; }
+
+    /// A descriptor that is readable when one has come that the loop has not seen yet.
+    [[nodiscard]] int descriptor() const { return signals_.number(); }
 
   private:
     void receive();

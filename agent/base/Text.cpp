@@ -1,5 +1,6 @@
 #include "agent/base/Text.h"
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdio>
@@ -8,11 +9,49 @@
 namespace UmoAgent {
 
 namespace {
+
+unsigned byteOf(char c) {
+    return static_cast<unsigned char>(c);
+}
+
+/// Of a character of UTF-8, a byte that is not its first.
+bool isContinuation(char c) {
+    return (byteOf(c) & 0xc0U) == 0x80U;
+}
+
+/// The bytes of the character of UTF-8 that `text` begins with; 0 if it begins with none: neither
+/// longer forms than need be are characters, nor surrogates, nor what is beyond U+10FFFF.
+std::size_t characterLength(std::string_view text) {
+    unsigned const first = byteOf(text[0]);
+    std::size_t const length = first < 0x80                     ? 1
+                               : first >= 0xc2 && first <= 0xdf ? 2
+                               : first >= 0xe0 && first <= 0xef ? 3
+                               : first >= 0xf0 && first <= 0xf4 ? 4
+                                                                : 0;
+    if (length <= 1) {
+        return length;
+    }
+    std::string_view const rest = text.substr(1, length - 1);
+    if (rest.size() != length - 1 || !std::all_of(rest.begin(), rest.end(), isContinuation)) {
+        return 0;
+    }
+    unsigned const second = byteOf(rest[0]);
+    bool const refused = (first == 0xe0 && second < 0xa0) || (first == 0xed && second >= 0xa0) ||
+                         (first == 0xf0 && second < 0x90) || (first == 0xf4 && second >= 0x90);
+    return refused ? 0 : length;
+}
+
+bool isControlCharacter(std::string_view character) {
+    unsigned const first = byteOf(character[0]);
+    return first < 0x20 || first == 0x7f || (first == 0xc2 && byteOf(character[1]) < 0xa0);
+}
+
 void printPort(std::ostream &out, std::uint16_t port) {
     if (port != 0) {
         out << " port " << port;
     }
 }
+
 } // namespace
 
 std::string stamp(Vyr::Time time) {
@@ -23,22 +62,37 @@ std::string stamp(Vyr::Time time) {
 }
 
 bool isControl(char c) {
-    auto const byte = static_cast<unsigned char>(c);
+    auto const byte = byteOf(c);
     return (byte < 0x20 && c != '\t') || byte == 0x7f;
 }
 
-std::string inQuotes(std::string_view text) {
+std::string printable(std::string_view text, std::string_view kept) {
     constexpr std::string_view kDigits = "0123456789abcdef";
-    std::string quoted = "\"";
-    for (char const c : text) {
-        auto const byte = static_cast<unsigned char>(c);
-        if (isControl(c)) {
-            quoted.append("\\x").append(1, kDigits[byte >> 4U]).append(1, kDigits[byte & 0xfU]);
+    std::string printed;
+    printed.reserve(text.size());
+    while (!text.empty()) {
+        std::size_t const length = characterLength(text);
+        std::string_view const character = text.substr(0, std::max<std::size_t>(length, 1));
+        if (length != 0 && (!isControlCharacter(character) || kept.find(character) != kept.npos)) {
+            printed += character;
         } else {
-            quoted += c;
+            for (char const c : character) {
+                printed.append("\\x").append(1, kDigits[byteOf(c) >> 4U]);
+                printed.append(1, kDigits[byteOf(c) & 0xfU]);
+            }
         }
+        text.remove_prefix(character.size());
     }
-    return quoted + '"';
+    return printed;
+}
+
+std::size_t width(std::string_view text) {
+    return static_cast<std::size_t>(
+        std::count_if(text.begin(), text.end(), [](char c) { return !isContinuation(c); }));
+}
+
+std::string inQuotes(std::string_view text) {
+    return '"' + printable(text) + '"';
 }
 
 void printFlowEnd(std::ostream &out, Ip::Nat::NatFlowEnd const &end) {

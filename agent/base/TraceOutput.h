@@ -2,15 +2,16 @@
 
 #include "Mox/Trace.h"
 
-#include <cstdint>
+#include <iosfwd>
 
 namespace UmoAgent {
 
-/// While it lives, traces go to standard error only while that takes them, and are counted else:
-/// a terminal that stands still must not stop the switch, which would answer nobody any more.
+/// While it lives, traces go to a stream, a line each and at once. Names in them must not steer
+/// the terminal of whoever reads along.
 class TraceOutput final : public Mox::TraceSink {
   public:
-    TraceOutput();
+    /// `out` must outlive it.
+    explicit TraceOutput(std::ostream &out);
     ~TraceOutput() override;
     TraceOutput(TraceOutput const &) = delete;
     TraceOutput &operator=(TraceOutput const &) = delete;
@@ -18,8 +19,8 @@ class TraceOutput final : public Mox::TraceSink {
     void message(std::string_view handle, int level, std::string_view text) override;
 
   private:
+    std::ostream &out_;
     Mox::TraceSink *before_;
-    std::uint64_t dropped_ = 0; // since the last message that was written
 };
 
 } // namespace UmoAgent

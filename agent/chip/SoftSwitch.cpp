@@ -27,6 +27,10 @@ SoftSwitch::PortSet portSetOf(Ip::Nat::NatFlowPortSet const &ps) {
     return portSet;
 }
 
+std::string owner(Pelo::String const &policy, Pelo::String const &match) {
+    return "policy " + printable(policy) + ", match " + printable(match);
+}
+
 } // namespace
 
 std::array<std::string_view, SoftSwitch::kOperations> const &SoftSwitch::operationNames() {
@@ -121,8 +125,7 @@ SoftSwitch::PortSet *SoftSwitch::portSetOf(Call const &call, std::uint32_t group
 std::uint32_t SoftSwitch::createNatFlowGroup(Pelo::String const &policy, Pelo::String const &match,
                                              bool unicast) {
     Call call(*this, Operation::createGroup, [&](std::ostream &out) {
-        out << "policy " << policy << ", match " << match << ", unicast " << std::boolalpha
-            << unicast;
+        out << owner(policy, match) << ", unicast " << std::boolalpha << unicast;
     });
     bool const refused = refuseGroups_ > 0;
     refuseGroups_ -= refused ? 1 : 0;
@@ -137,14 +140,14 @@ std::uint32_t SoftSwitch::createNatFlowGroup(Pelo::String const &policy, Pelo::S
 void SoftSwitch::deleteNatFlowGroup(Pelo::String const &policy, Pelo::String const &match,
                                     std::uint32_t groupId) {
     Call const call(*this, Operation::deleteGroup, [&](std::ostream &out) {
-        out << "policy " << policy << ", match " << match << ", group " << groupId;
+        out << owner(policy, match) << ", group " << groupId;
     });
     Group const *const group = groupOf(call, groupId);
     if (group == nullptr) {
         return;
     }
     if (group->policy != policy || group->match != match) {
-        fail(call, "the group is of policy " + group->policy + ", match " + group->match);
+        fail(call, "the group is of " + owner(group->policy, group->match));
         return;
     }
     groups_.erase(groupId);
@@ -183,6 +186,12 @@ SoftSwitch::updateNatFlowVlanPortSet(std::uint32_t groupId, std::uint32_t portSe
     }
     if (group->portSets.size() >= capacity_.portSetsPerGroup) {
         ++refusals_;
+        if (fullGroupLog_) {
+            fullGroupLog_("group " + std::to_string(groupId) + " of " +
+                          owner(group->policy, group->match) +
+                          " has no room for a port set: " + std::to_string(group->portSets.size()) +
+                          " of " + std::to_string(capacity_.portSetsPerGroup) + " in use");
+        }
         return call.returning(std::uint32_t{0});
     }
     group->portSets.emplace(++lastPortSetId_, std::move(programmed));

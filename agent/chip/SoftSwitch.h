@@ -86,6 +86,10 @@ class SoftSwitch final : public UmoHelper::UmoNatFlowMcastHelper {
     /// Has every call written to `log` as it happens, with its result; none if empty.
     void callLogIs(LineSink log) { callLog_ = std::move(log); }
 
+    /// Has `log` told of each port set that is refused since its group is full; none if empty. It
+    /// is told before the refusal, which may stop the NAT library.
+    void fullGroupLogIs(LineSink log) { fullGroupLog_ = std::move(log); }
+
     /// Refuses the next `count` creations of groups, whatever room there is.
     void refuseGroups(std::uint32_t count) { refuseGroups_ = count; }
 
@@ -131,6 +135,7 @@ class SoftSwitch final : public UmoHelper::UmoNatFlowMcastHelper {
     ChipCapacity capacity_;
     LineSink errors_;
     LineSink callLog_;
+    LineSink fullGroupLog_;
     std::map<std::uint32_t, Group> groups_;
     std::uint32_t lastGroupId_ = 0;
     std::uint32_t lastPortSetId_ = 0;

@@ -1,21 +1,18 @@
+#include "agent/base/CommandLine.h"
 #include "agent/base/Descriptor.h"
+#include "agent/base/Text.h"
+#include "agent/cli/Question.h"
 #include "agent/console/CommandSocket.h"
+#include "agent/console/CommandTable.h"
 #include "agent/console/LineReader.h"
 #include "agent/console/TextCommand.h"
 
-#include <CLI/CLI.hpp>
-
-#include <sys/socket.h>
-
-#include <array>
-#include <cerrno>
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <iostream>
 #include <stdexcept>
 #include <string>
-#include <string_view>
-#include <system_error>
 #include <vector>
 
 /// umo-cli: sends one command to a running umo-agent, and prints the answer.
@@ -24,18 +21,22 @@ namespace {
 constexpr char const *kFooter =
     "Examples:\n"
     "  umo-cli --socket /tmp/umo.sock showNatFlowActionHw\n"
-    "  umo-cli help                     # what the agent answers\n"
+    "  umo-cli help                     # the commands\n"
     "  umo-cli apply changes.yaml\n"
     "  umo-cli trace 'UmoNat*/1-3'      # the agent traces on its own standard error\n"
     "\n"
     "Exit status:\n"
     "  0  the agent carried the command out\n"
     "  1  it did not: the answer, on standard error, says why\n"
-    "  2  bad command line, no agent is answering, or the answer broke off\n";
+    "  2  bad command line, no agent is answering in time, or the answer broke off\n";
 
 enum class ExitStatus { good = 0, notDone = 1, notAsked = 2 };
 
-constexpr std::chrono::seconds kPatience{60}; // more than the agent has
+struct CommandLine {
+    std::string socket = UmoAgent::kDefaultSocketPath;
+    int timeout = 10; // in seconds
+    std::vector<std::string> words;
+};
 
 /// The words as the line that the agent is sent. A file to apply is named as the agent, which may
 /// run in another folder, finds it. Throws std::invalid_argument.
@@ -59,78 +60,85 @@ std::string lineOf(std::vector<std::string> const &words) {
     return line;
 }
 
-void send(int socket, std::string_view text) {
-    while (!text.empty()) {
-        ssize_t const sent = ::send(socket, text.data(), text.size(), MSG_NOSIGNAL);
-        if (sent < 0 && errno != EINTR) {
-            throw std::system_error(errno, std::generic_category(), "the agent does not listen");
+/// Throws std::runtime_error.
+ExitStatus run(CommandLine const &commandLine) {
+    std::string const line = lineOf(commandLine.words);
+    ExitStatus status = ExitStatus::good;
+    try {
+        std::string const answer =
+            UmoAgent::ask(commandLine.socket, line, std::chrono::seconds(commandLine.timeout));
+        bool const done = answer.rfind(UmoAgent::kErrorMark, 0) != 0;
+        (done ? std::cout : std::cerr) << UmoAgent::printable(answer, "\n\t") << std::flush;
+        status = done ? ExitStatus::good : ExitStatus::notDone;
+    } catch (UmoAgent::NobodyAnswers const &error) {
+        if (line != "help") {
+            throw;
         }
-        text.remove_prefix(sent < 0 ? 0 : static_cast<std::size_t>(sent));
+        UmoAgent::printCommands(std::cout);
+        std::cerr << "umo-cli: " << UmoAgent::printable(error.what()) << '\n';
     }
-}
-
-/// All of it before any is printed: the agent does not wait for a reader who pages through it.
-/// Throws if the connection ends before the answer does.
-std::string receive(int socket) {
-    timeval const patience{kPatience.count(), 0};
-    setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-    std::string text;
-    std::array<char, 65536> bytes{};
-    for (;;) {
-        ssize_t const got = recv(socket, bytes.data(), bytes.size(), 0);
-        if (got == 0) {
-            return text;
-        }
-        if (got < 0 && errno == EAGAIN) {
-            throw std::runtime_error("the agent does not answer");
-        }
-        if (got < 0 && errno != EINTR) {
-            throw std::system_error(errno, std::generic_category(),
-                                    "the agent broke off, perhaps with the command carried out");
-        }
-        text.append(bytes.data(), got < 0 ? 0 : static_cast<std::size_t>(got));
-    }
-}
-
-ExitStatus run(std::string const &path, std::string const &line) {
-    UmoAgent::Descriptor const socket = UmoAgent::connectTo(path);
-    send(socket.number(), line + "\n\n"); // something behind the line: see CommandServer
-    std::string const answer = receive(socket.number());
-    bool const done = answer.rfind(UmoAgent::kErrorMark, 0) != 0;
-    (done ? std::cout : std::cerr) << answer << std::flush;
-    if (!std::cout) {
+    if (!std::cout.flush()) {
         throw std::runtime_error("cannot write to standard output");
     }
-    return done ? ExitStatus::good : ExitStatus::notDone;
+    return status;
+}
+
+void declare(CLI::App &app, CommandLine &line) {
+    app.footer(kFooter);
+    app.set_version_flag("--version", "umo-cli " UMO_VERSION, "Print the version");
+    app.add_option("--socket", line.socket, "The Unix socket at which the agent answers")
+        ->type_name("PATH")
+        ->envname("UMO_SOCKET")
+        ->capture_default_str();
+    app.add_option("--timeout", line.timeout, "How long to wait for the answer in all")
+        ->type_name("SECONDS")
+        ->check(CLI::Range(1, 86400))
+        ->capture_default_str();
+    app.allow_extras(); // the words that the agent is sent
+}
+
+/// What is no option of this program: the words of the command. Behind `--` they may look like
+/// options.
+std::vector<std::string> wordsOf(CLI::App const &app) {
+    std::vector<std::string> words = app.remaining();
+    auto const mark = std::find(words.begin(), words.end(), "--");
+    auto const option = std::find_if(words.begin(), mark, [](std::string const &word) {
+        return word.size() > 1 && word.front() == '-';
+    });
+    if (option != mark) {
+        throw CLI::ExtrasError({*option});
+    }
+    if (mark != words.end()) {
+        words.erase(mark);
+    }
+    if (words.empty()) {
+        throw CLI::RequiredError("COMMAND");
+    }
+    return words;
 }
 
 } // namespace
 
 int main(int argc, char **argv) {
     UmoAgent::openStandardDescriptors();
-    CLI::App app("umo-cli [--socket PATH] COMMAND [ARGUMENT]\n"
-                 "Sends one command to a running umo-agent, and prints the answer.",
-                 "umo-cli");
-    std::string socket = UmoAgent::kDefaultSocketPath;
-    app.footer(kFooter);
-    app.add_option("--socket", socket, "The Unix socket at which the agent answers")
-        ->type_name("PATH")
-        ->envname("UMO_SOCKET")
-        ->capture_default_str();
-    app.prefix_command(); // the first word that is no option begins what the agent is sent
+    CLI::App app(
+        "umo-cli [OPTIONS] COMMAND [ARGUMENT]\n"
+        "Sends one command to a running umo-agent, and prints the answer. What looks like\n"
+        "an option and is for the agent stands behind --.",
+        "umo-cli");
+    CommandLine line;
+    declare(app, line);
     try {
         app.parse(argc, argv);
-        if (app.remaining().empty()) {
-            throw CLI::RequiredError("COMMAND");
-        }
+        line.words = wordsOf(app);
     } catch (CLI::ParseError const &error) {
-        bool const asked = app.exit(error) == 0; // prints the help, or what is wrong
+        bool const asked = UmoAgent::explain(app, error);
         return static_cast<int>(asked ? ExitStatus::good : ExitStatus::notAsked);
     }
     try {
-        return static_cast<int>(run(socket, lineOf(app.remaining())));
+        return static_cast<int>(run(line));
     } catch (std::exception const &error) {
-        std::cerr << "umo-cli: " << error.what() << '\n';
+        std::cerr << "umo-cli: " << UmoAgent::printable(error.what()) << '\n';
         return static_cast<int>(ExitStatus::notAsked);
     }
 }

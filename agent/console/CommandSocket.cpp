@@ -128,12 +128,21 @@ ListeningSocket::~ListeningSocket() {
     }
 }
 
-Descriptor connectTo(std::string const &path) {
+Descriptor connectTo(std::string const &path, std::chrono::microseconds patience) {
     sockaddr_un const address = addressOf(path);
     Descriptor connected = streamSocket(path, 0);
-    int const error = connectError(connected, address);
+    constexpr std::chrono::microseconds::rep kSecond = 1'000'000;
+    timeval const limit{patience.count() / kSecond, patience.count() % kSecond};
+    setsockopt(connected.number(), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
+    int error = EINTR; // a process that is stopped and goes on is interrupted
+    while (error == EINTR) {
+        error = connectError(connected, address);
+    }
     if (error == ECONNREFUSED || error == ENOENT) {
-        refuse(path, "no agent is answering there");
+        throw NobodyAnswers("socket " + path + ": no agent is answering there");
+    }
+    if (error == EAGAIN) {
+        refuse(path, "the agent accepts nobody");
     }
     if (error != 0) {
         refuseByError(path, error);

@@ -4,6 +4,7 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <stdexcept>
 #include <string>
 
@@ -39,7 +40,16 @@ class ListeningSocket {
     ino_t inode_ = 0; // of the file that is this socket's
 };
 
-/// A connection to whoever listens at the path. Throws SocketError if nobody does.
-Descriptor connectTo(std::string const &path);
+/// Nobody listens at the path.
+class NobodyAnswers : public SocketError {
+  public:
+    using SocketError::SocketError;
+};
+
+/// A connection to whoever listens at the path. Throws NobodyAnswers if nobody does, and another
+/// SocketError for other reasons, such as one who has not accepted it within `patience`; 0: for
+/// ever.
+Descriptor connectTo(std::string const &path,
+                     std::chrono::microseconds patience = std::chrono::microseconds(0));
 
 } // namespace UmoAgent

@@ -1,18 +1,17 @@
 #include "agent/console/Console.h"
 
+#include "Mox/Assert.h"
 #include "Mox/Trace.h"
 #include "Skimtrace/Skimtrace.h"
-#include "UmoNat/UmoNatFlowMcastSmCli.h"
 #include "agent/base/Descriptor.h"
 #include "agent/base/Text.h"
-#include "agent/console/TextCommand.h"
+#include "agent/console/CommandTable.h"
 #include "agent/scenario/ScenarioReader.h"
 #include "agent/show/CarryOut.h"
 #include "agent/show/Printers.h"
 
 #include <algorithm>
 #include <charconv>
-#include <iomanip>
 #include <sstream>
 #include <stdexcept>
 #include <utility>
@@ -42,7 +41,7 @@ void showSkimtrace(std::ostream &out, std::string const &arguments) {
             throw CommandError("found " + inQuotes(arguments) + ", expected a number of entries");
         }
     }
-    Skimtrace::dump(out, count);
+    printSkimtrace(out, count);
 }
 
 /// `off` switches everything off; without a setting the levels stay.
@@ -50,7 +49,7 @@ void trace(std::ostream &out, std::string const &setting) {
     try {
         if (!setting.empty()) {
             for (std::string const &piece : Mox::traceLevelsIs(setting == "off" ? "" : setting)) {
-                out << "no handle for " << piece << '\n';
+                out << "no handle for " << printable(piece) << '\n';
             }
         }
     } catch (std::invalid_argument const &malformed) {
@@ -72,43 +71,36 @@ std::string lines(std::vector<std::string> const &texts) {
 Console::Console(ForwardingAgent &agent) : agent_(agent) {
     addShowCommands();
     addActingCommands();
+    Mox::assertThat(commands_.commands().size() == kCommands.size(), "each command is answered");
+}
+
+void Console::add(char const *name, TextCommand::Function function) {
+    commands_.commandIs(Mox::make<TextCommand>(name, helpOf(name), std::move(function)));
 }
 
 void Console::addShowCommands() {
-    auto const add = [this](char const *name, char const *help, TextCommand::Function function) {
-        commands_.commandIs(Mox::make<TextCommand>(name, help, std::move(function)));
-    };
-    commands_.commandIs(umoNatFlowMcastSmCliCallbackFactory(
-        "showNatFlowActionHw",
-        "[POLICY]: the programmed actions, a line for each VLAN and interface",
-        agent_.state().hwStatus()));
-    add("showNatFlowGroup", "the matches, with the groups that they want and hold",
-        plain([this](std::ostream &out) {
+    add("showNatFlowActionHw", [this](std::ostream &out, std::string const &arguments) {
+        printTable(out, agent_.state().hwStatus(), arguments);
+    });
+    add("showNatFlowGroup", plain([this](std::ostream &out) {
             printGroups(out, agent_.root(), *agent_.state().hwStatus());
         }));
-    add("showRecircVlan", "the VLAN by which copies recirculate",
+    add("showRecircVlan",
         plain([this](std::ostream &out) { printRecircVlan(out, agent_.root()); }));
-    add("showBacklog", "the actions that wait to be evaluated again",
-        plain([this](std::ostream &out) { printBacklog(out, agent_.root()); }));
-    add("showChip", "the tables of the switch chip, and what is in them",
-        plain([this](std::ostream &out) {
+    add("showBacklog", plain([this](std::ostream &out) { printBacklog(out, agent_.root()); }));
+    add("showChip", plain([this](std::ostream &out) {
             printChipTables(out, agent_.chip());
             printChip(out, agent_.chip());
         }));
-    add("showCounters", "how often each handler and each operation of the chip was called",
-        plain([this](std::ostream &out) { printCounters(out, agent_.chip()); }));
-    add("showLogEvents", "the catalogue of log events", plain(printLogEvents));
-    add("showSkimtrace", "[N]: the last N handler entries, or all that are kept", showSkimtrace);
+    add("showCounters", plain([this](std::ostream &out) { printCounters(out, agent_.chip()); }));
+    add("showLogEvents", plain(printLogEvents));
+    add("showSkimtrace", showSkimtrace);
 }
 
 void Console::addActingCommands() {
-    auto const add = [this](char const *name, char const *help, TextCommand::Function function) {
-        commands_.commandIs(Mox::make<TextCommand>(name, help, std::move(function)));
-    };
-    add("apply", "FILE.yaml: carries out the events of a file at once, all of them or none",
-        [this](std::ostream &out, std::string const &file) { apply(out, file); });
-    add("trace", "HANDLE/LEVELS: sets what the agent traces; off: nothing; alone: shows it", trace);
-    add("help", "lists the commands", plain([this](std::ostream &out) { printHelp(out); }));
+    add("apply", [this](std::ostream &out, std::string const &file) { apply(out, file); });
+    add("trace", trace);
+    add("help", plain(printCommands));
 }
 
 void Console::answer(std::uint32_t socket, std::string const &line) const {
@@ -124,7 +116,7 @@ void Console::answer(std::uint32_t socket, std::string const &line) const {
     std::ostringstream out;
     out << kErrorMark << (name.empty() ? "no command" : "unknown command " + inQuotes(name))
         << '\n';
-    printHelp(out);
+    printCommands(out);
     writeAll(static_cast<int>(socket), out.str());
 }
 
@@ -144,14 +136,6 @@ void Console::apply(std::ostream &out, std::string const &file) {
         carryOut(agent_, event, out);
     }
     out << "applied " << events.size() << (events.size() == 1 ? " event\n" : " events\n");
-}
-
-void Console::printHelp(std::ostream &out) const {
-    constexpr int kNameWidth = 20;
-    out << "commands:\n";
-    for (auto const &[name, command] : commands_.commands()) {
-        out << "  " << std::left << std::setw(kNameWidth) << name << ' ' << command->help() << '\n';
-    }
 }
 
 } // namespace UmoAgent

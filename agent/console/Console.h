@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Agent/AgentCommands.h"
+#include "agent/console/TextCommand.h"
 #include "agent/switch/ForwardingAgent.h"
 
 #include <cstdint>
@@ -27,10 +28,10 @@ class Console {
     void answer(std::uint32_t socket, std::string const &line) const;
 
   private:
+    void add(char const *name, TextCommand::Function function);
     void addShowCommands();
     void addActingCommands();
     void apply(std::ostream &out, std::string const &file);
-    void printHelp(std::ostream &out) const;
 
     ForwardingAgent &agent_;
     Agent::AgentCommands commands_;

@@ -2,6 +2,7 @@
 
 #include "Agent/AgentCommands.h"
 #include "agent/base/Descriptor.h"
+#include "agent/base/Text.h"
 
 #include <sstream>
 #include <utility>
@@ -23,7 +24,7 @@ std::string marked(std::string const &name, std::string const &error) {
     std::istringstream lines(error);
     std::string text;
     for (std::string line; std::getline(lines, line);) {
-        text.append(kErrorMark).append(name).append(": ").append(line).append("\n");
+        text.append(kErrorMark).append(name).append(": ").append(printable(line)).append("\n");
     }
     return text;
 }

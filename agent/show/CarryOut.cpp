@@ -5,11 +5,18 @@
 #include "agent/show/Printers.h"
 
 #include <ostream>
+#include <string>
+#include <string_view>
 #include <system_error>
 
 namespace UmoAgent {
 
 namespace {
+
+/// In one line: a note that is written as a block ends in newlines.
+std::string noteText(std::string_view note) {
+    return printable(note.substr(0, note.find_last_not_of('\n') + 1));
+}
 
 void print(ForwardingAgent const &agent, Printout printout, std::ostream &out) {
     auto const &hwStatus = agent.state().hwStatus();
@@ -33,7 +40,7 @@ void print(ForwardingAgent const &agent, Printout printout, std::ostream &out) {
 
 void carryOut(ForwardingAgent &agent, Event const &event, std::ostream &out) {
     if (!event.note.empty() || !event.print.empty()) {
-        out << stamp(agent.loop().now()) << (event.note.empty() ? "" : " ") << event.note
+        out << stamp(agent.loop().now()) << (event.note.empty() ? "" : " ") << noteText(event.note)
             << std::endl; // before the traces of what the event does, which go their own way
     }
     if (event.refuseGroups != 0) {

@@ -80,8 +80,8 @@ void printChip(std::ostream &out, SoftSwitch const &chip) {
     printCount(out, chip.contractErrors(), "contract error");
     out << '\n';
     for (auto const &[id, group] : chip.groups()) {
-        out << "  group " << id << " of policy " << group.policy << ", match " << group.match
-            << (group.unicast ? ", unicast" : "") << '\n';
+        out << "  group " << id << " of policy " << printable(group.policy) << ", match "
+            << printable(group.match) << (group.unicast ? ", unicast" : "") << '\n';
         for (auto const &[portSetId, portSet] : group.portSets) {
             printPortSet(out, portSetId, portSet);
         }

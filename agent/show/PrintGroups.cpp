@@ -1,13 +1,13 @@
 #include "UmoNat/UmoNatFlowMatchSm.h"
 #include "UmoNat/UmoNatFlowMcastSm.h"
 #include "UmoNat/UmoNatFlowPolicySm.h"
+#include "agent/base/Text.h"
 #include "agent/show/Printers.h"
 
 #include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <iomanip>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -40,12 +40,8 @@ Row rowOf(UmoNatFlowMcastSm const &root, Pelo::String const &policy, Pelo::Strin
     std::uint32_t const unicast = hwMatch ? hwMatch->groupIdUc() : 0;
     std::uint32_t const multicast = hwMatch ? hwMatch->groupIdMc() : 0;
     std::uint32_t const wanted = match->matchSmStatus()->groupNum();
-    return {policy,
-            name,
-            std::to_string(wanted),
-            idText(unicast),
-            idText(multicast),
-            stateOf(root, match, unicast != 0, wanted)};
+    return {printable(policy), printable(name),   std::to_string(wanted),
+            idText(unicast),   idText(multicast), stateOf(root, match, unicast != 0, wanted)};
 }
 
 /// Columns as wide as their widest cell; numbers to the right.
@@ -53,14 +49,14 @@ void printTable(std::ostream &out, std::vector<Row> const &rows) {
     std::array<std::size_t, std::tuple_size_v<Row>> widths{};
     for (Row const &row : rows) {
         for (std::size_t column = 0; column < row.size(); ++column) {
-            widths.at(column) = std::max(widths.at(column), row.at(column).size());
+            widths.at(column) = std::max(widths.at(column), width(row.at(column)));
         }
     }
     for (Row const &row : rows) {
         for (std::size_t column = 0; column + 1 < row.size(); ++column) {
             bool const numeric = column >= 2;
-            out << (numeric ? std::right : std::left)
-                << std::setw(static_cast<int>(widths.at(column))) << row.at(column) << "  ";
+            std::string const padding(widths.at(column) - width(row.at(column)), ' ');
+            out << (numeric ? padding : "") << row.at(column) << (numeric ? "" : padding) << "  ";
         }
         out << row.back() << '\n';
     }

@@ -1,11 +1,15 @@
 #include "Mox/LogEvent.h"
 #include "Mox/Trace.h"
 #include "Skimtrace/Skimtrace.h"
+#include "agent/base/Text.h"
 #include "agent/show/Printers.h"
 
 #include <algorithm>
+#include <charconv>
+#include <cstdint>
 #include <iomanip>
 #include <ostream>
+#include <sstream>
 #include <string>
 #include <string_view>
 
@@ -47,6 +51,25 @@ void printCounters(std::ostream &out, SoftSwitch const &chip) {
         printCounter(out, SoftSwitch::operationNames().at(i),
                      chip.calls(static_cast<SoftSwitch::Operation>(i)));
     }
+}
+
+void printSkimtrace(std::ostream &out, std::size_t count) {
+    std::stringstream dump;
+    Skimtrace::dump(dump, count);
+    std::uint64_t next = 0; // entries are numbered: what has not the next number goes on
+    char const *end = "";
+    for (std::string line; std::getline(dump, line);) {
+        bool const first = *end == '\0';
+        std::size_t const digits = std::min(line.find(' '), line.size());
+        if (first) {
+            std::from_chars(line.data(), line.data() + digits, next);
+        }
+        bool const begins = line.substr(0, digits) == std::to_string(next);
+        next += begins ? 1 : 0;
+        out << (begins ? end : "\\x0a") << printable(line);
+        end = "\n";
+    }
+    out << end;
 }
 
 void printLogEvents(std::ostream &out) {

@@ -1,6 +1,7 @@
 #include "UmoNat/UmoNatFlowActionSm.h"
 #include "UmoNat/UmoNatFlowMcastSm.h"
 #include "UmoNat/UmoNatFlowMcastTopologySm.h"
+#include "agent/base/Text.h"
 #include "agent/show/Printers.h"
 
 #include <ostream>
@@ -29,8 +30,8 @@ void printBacklog(std::ostream &out, UmoNatFlowMcastSm const &root) {
     out << "backlog: " << topology.actionSmUpdateBacklog().size() << " waiting, "
         << (task && task->taskScheduled() ? "a" : "no") << " run is scheduled\n";
     for (UmoNatFlowActionSm const *action : topology.actionSmUpdateBacklog()) {
-        out << "  policy " << action->policy() << ", match " << action->match() << ", action "
-            << action->action() << '\n';
+        out << "  policy " << printable(action->policy()) << ", match "
+            << printable(action->match()) << ", action " << printable(action->action()) << '\n';
     }
 }
 

@@ -53,7 +53,7 @@ void printPortSets(std::ostream &out, std::string_view kind, PortSets const &por
 }
 
 void printAction(std::ostream &out, HwNatFlowActionStatus const &action) {
-    out << "      action " << action.name() << ": " << action.flowType();
+    out << "      action " << printable(action.name()) << ": " << action.flowType();
     auto const &portSets = action.vlanPortSets();
     out << (portSets ? "\n" : ", nothing programmed\n");
     printTranslation(out, "source", action.srcFlow(), action.srcLen(), action.srcNat());
@@ -65,7 +65,7 @@ void printAction(std::ostream &out, HwNatFlowActionStatus const &action) {
 }
 
 void printMatch(std::ostream &out, HwNatFlowMatchStatus const &match) {
-    out << "    match " << match.name() << ": from ";
+    out << "    match " << printable(match.name()) << ": from ";
     printFlowEnd(out, match.flow().source);
     out << " to ";
     printFlowEnd(out, match.flow().destination);
@@ -82,7 +82,8 @@ void printMatch(std::ostream &out, HwNatFlowMatchStatus const &match) {
 void printTree(std::ostream &out, Ip::Nat::HwNatFlowStatus const &status) {
     out << "hardware status:" << (status.natFlow().empty() ? " no policies" : "") << '\n';
     for (auto const &[policyName, policy] : status.natFlow()) {
-        out << "  policy " << policyName << (policy->match().empty() ? ": no matches" : "") << '\n';
+        out << "  policy " << printable(policyName)
+            << (policy->match().empty() ? ": no matches" : "") << '\n';
         for (auto const &[matchName, match] : policy->match()) {
             printMatch(out, *match);
         }

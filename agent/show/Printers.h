@@ -3,7 +3,9 @@
 #include "Ip/NatHwStatus.h"
 #include "agent/chip/SoftSwitch.h"
 
+#include <cstddef>
 #include <iosfwd>
+#include <string>
 
 class UmoNatFlowMcastSm;
 
@@ -15,9 +17,11 @@ namespace UmoAgent {
 void printTree(std::ostream &out, Ip::Nat::HwNatFlowStatus const &status);
 
 /// What the switch answers to showNatFlowActionHw: a line for each programmed action, VLAN and
-/// interface; nothing when nothing is programmed. Throws std::system_error if the system has no
-/// room for the answer.
-void printTable(std::ostream &out, Mox::Ptr<Ip::Nat::HwNatFlowStatus> const &status);
+/// interface; nothing when nothing is programmed. `arguments` are the command's: the name of a
+/// policy, or none. Names are made printable. Throws std::system_error if the system has no room
+/// for the answer.
+void printTable(std::ostream &out, Mox::Ptr<Ip::Nat::HwNatFlowStatus> const &status,
+                std::string const &arguments = "");
 
 /// The switch chip: a line about its use, then its groups with what is in them.
 void printChip(std::ostream &out, SoftSwitch const &chip);
@@ -42,6 +46,9 @@ void printBacklog(std::ostream &out, UmoNatFlowMcastSm const &root);
 
 /// How often each handler of the process was entered, and each operation of the chip called.
 void printCounters(std::ostream &out, SoftSwitch const &chip);
+
+/// The last `count` entries of handlers, with the names that they were entered for.
+void printSkimtrace(std::ostream &out, std::size_t count);
 
 /// The process's catalogue of log events, in the order of registration.
 void printLogEvents(std::ostream &out);

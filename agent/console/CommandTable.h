@@ -1,0 +1,37 @@
+#pragma once
+
+#include <array>
+#include <iosfwd>
+#include <string_view>
+
+namespace UmoAgent {
+
+/// A command of the console: its name, and in a few words what it takes and does.
+struct CommandText {
+    char const *name;
+    char const *help;
+};
+
+/// All commands of the console, by name. The agent answers them, and `umo-cli help` can tell them
+/// where there is no agent.
+inline constexpr std::array<CommandText, 11> kCommands{{
+    {"apply", "FILE.yaml: carries out the events of a file at once, all of them or none"},
+    {"help", "lists the commands"},
+    {"showBacklog", "the actions that wait to be evaluated again"},
+    {"showChip", "the tables of the switch chip, and what is in them"},
+    {"showCounters", "how often each handler and each operation of the chip was called"},
+    {"showLogEvents", "the catalogue of log events"},
+    {"showNatFlowActionHw", "[POLICY]: the programmed actions, a line for each VLAN and interface"},
+    {"showNatFlowGroup", "the matches, with the groups that they want and hold"},
+    {"showRecircVlan", "the VLAN by which copies recirculate"},
+    {"showSkimtrace", "[N]: the last N handler entries, or all that are kept"},
+    {"trace", "HANDLE/LEVELS: sets what the agent traces; off: nothing; alone: shows it"},
+}};
+
+/// The command's help; null if there is no such command.
+char const *helpOf(std::string_view name);
+
+/// The list of the commands.
+void printCommands(std::ostream &out);
+
+} // namespace UmoAgent
