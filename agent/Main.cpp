@@ -6,6 +6,7 @@
 #include "agent/base/OutputQueue.h"
 #include "agent/base/Text.h"
 #include "agent/base/TraceOutput.h"
+#include "agent/scenario/Limits.h"
 #include "agent/scenario/ScenarioReader.h"
 
 #include <CLI/CLI.hpp>
@@ -41,7 +42,6 @@ constexpr char const *kFooter =
     "     group of the chip has no room for a port set\n";
 
 /// More than a scenario could be played of.
-constexpr std::size_t kMaxScenarioBytes = std::size_t{256} << 20U;
 
 struct CommandLine {
     std::string scenario;
@@ -76,8 +76,8 @@ void declare(CLI::App &app, CommandLine &line) {
 std::optional<UmoAgent::Scenario> scenarioOf(std::string const &file) {
     bool const standardInput = file == "-";
     std::string const name = standardInput ? "standard input" : file;
-    auto text = standardInput ? UmoAgent::readText(STDIN_FILENO, kMaxScenarioBytes)
-                              : UmoAgent::readFileText(file, kMaxScenarioBytes);
+    auto text = standardInput ? UmoAgent::readText(STDIN_FILENO, UmoAgent::Limits::kBytes)
+                              : UmoAgent::readFileText(file, UmoAgent::Limits::kBytes);
     if (auto const *const unreadable = std::get_if<UmoAgent::Unreadable>(&text)) {
         std::cerr << UmoAgent::printable(name) << ": cannot be read: " << unreadable->reason
                   << '\n';

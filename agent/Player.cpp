@@ -14,6 +14,7 @@
 #include <optional>
 #include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace UmoAgent {
@@ -45,7 +46,7 @@ class Player {
     Player(Player const &) = delete;
     Player &operator=(Player const &) = delete;
 
-    ExitStatus play(Scenario const &scenario);
+    ExitStatus play(Scenario scenario);
 
   private:
     void onWallTime();
@@ -55,8 +56,8 @@ class Player {
     std::vector<OutputQueue *> queues_;
     EventLoop loop_;
     ForwardingAgent agent_;
-    Console console_{agent_};
     TerminationSignals signals_{loop_}; // before there is a file to take away
+    std::optional<Console> console_;
     std::optional<CommandServer> server_;
 };
 
@@ -68,10 +69,13 @@ Player::Player(PlayOptions const &options, std::ostream &out, std::ostream &erro
         errors << stamp(loop_.now()) << " chip: " << line << std::endl;
     });
     if (!options.socket.empty()) {
-        server_.emplace(loop_, options.socket,
-                        [this](std::uint32_t socket, std::string const &line) {
-                            console_.answer(socket, line);
-                        });
+        console_.emplace(agent_, loop_);
+        console_->playingIs(true);
+        server_.emplace(
+            loop_, options.socket,
+            [this](std::uint32_t socket, std::string const &line, CommandServer::Done const &done) {
+                console_->answer(socket, line, done);
+            });
     }
     for (OutputQueue *const queue : queues_) {
         queue->attach(loop_, signals_.descriptor());
@@ -104,16 +108,16 @@ void Player::patienceIs(OutputQueue::Patience patience) const {
     }
 }
 
-ExitStatus Player::play(Scenario const &scenario) {
+ExitStatus Player::play(Scenario scenario) {
     agent_.start(scenario.initial);
+    scenario.initial = {}; // it is mounted; a large one takes memory
     if (server_) {
         out_ << stamp(loop_.now()) << " commands are answered at " << printable(server_->path())
              << std::endl;
     }
-    console_.playingIs(true);
     playEvents(scenario, loop_, agent_, out_);
-    console_.playingIs(false);
     if (server_ && !loop_.stopped()) {
+        console_->playingIs(false);
         onWallTime();
         out_ << stamp(loop_.now()) << " end of the scenario, the switch goes on" << std::endl;
         loop_.run();
@@ -140,10 +144,10 @@ ExitStatus Player::play(Scenario const &scenario) {
 
 } // namespace
 
-ExitStatus play(Scenario const &scenario, PlayOptions const &options, std::ostream &out,
+ExitStatus play(Scenario scenario, PlayOptions const &options, std::ostream &out,
                 std::ostream &errors) {
     try {
-        return Player(options, out, errors).play(scenario);
+        return Player(options, out, errors).play(std::move(scenario));
     } catch (SocketError const &error) {
         errors << "umo-agent: " << printable(error.what()) << std::endl;
         return ExitStatus::refused;

@@ -36,7 +36,7 @@ struct PlayOptions {
 /// Printouts go to `out`, and in virtual time are the same in every run; contract errors and a
 /// group of the chip that is full are told to `errors`, and so is the reason if there can be no
 /// socket and nothing is run.
-ExitStatus play(Scenario const &scenario, PlayOptions const &options, std::ostream &out,
+ExitStatus play(Scenario scenario, PlayOptions const &options, std::ostream &out,
                 std::ostream &errors);
 
 } // namespace UmoAgent

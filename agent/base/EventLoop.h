@@ -44,6 +44,10 @@ class EventLoop {
     /// Lets the time pass, on the wall clock, until the loop is stopped.
     void run();
 
+    /// Runs the tasks that are due, and nothing else: to be called now and then by a handler that
+    /// has much to do.
+    void breathe() { scheduler_->runDueTasks(); }
+
     /// Ends a run on the wall clock as soon as it has the control, and later ones at once. Virtual
     /// time passes as ever.
     void stop() { stopped_ = true; }

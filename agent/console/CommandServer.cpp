@@ -86,16 +86,28 @@ void CommandServer::receive(Client &client) {
 }
 
 void CommandServer::answer(Client &client) {
+    loop_.unwatch(client.socket.number());
     try {
         client.answer.emplace();
-        if (client.reader.state() == LineReader::State::whole) {
-            answer_(client.answer->socket(), client.reader.line());
-        } else {
+        if (client.reader.state() != LineReader::State::whole) {
             client.answer->write("% a line of more than " + std::to_string(LineReader::kMaxLength) +
                                  " bytes\n");
         }
     } catch (std::system_error const &) {
         drop(client); // no room for the answer
+        return;
+    }
+    if (client.reader.state() != LineReader::State::whole) {
+        answered(client, true);
+        return;
+    }
+    answer_(client.answer->socket(), client.reader.line(),
+            [this, &client](bool whole) { answered(client, whole); });
+}
+
+void CommandServer::answered(Client &client, bool whole) {
+    if (!whole) {
+        drop(client);
         return;
     }
     loop_.watch(

@@ -28,8 +28,14 @@ class CommandServer {
     static constexpr std::chrono::milliseconds kPatience{10'000};
     static constexpr std::size_t kMaxClients = 64; // the others wait to be accepted
 
-    /// Writes the answer of a line to the descriptor.
-    using Answer = std::function<void(std::uint32_t socket, std::string const &line)>;
+    /// Says that an answer is written, or that it cannot be. Not to be called when the server is
+    /// no more.
+    using Done = std::function<void(bool whole)>;
+
+    /// Writes the answer of a line to the descriptor, and then calls `done`, at once or later. The
+    /// client waits for it as long as it takes.
+    using Answer =
+        std::function<void(std::uint32_t socket, std::string const &line, Done const &done)>;
 
     /// Listens at `path`, and answers while the loop runs, which must outlive it. Throws
     /// SocketError.
@@ -53,6 +59,7 @@ class CommandServer {
     void acceptClients();
     void receive(Client &client);
     void answer(Client &client);
+    void answered(Client &client, bool whole);
     void send(Client &client);
     void drop(Client const &client);
 

@@ -6,17 +6,14 @@
 #include "agent/base/Descriptor.h"
 #include "agent/base/Text.h"
 #include "agent/console/CommandTable.h"
-#include "agent/scenario/ScenarioReader.h"
-#include "agent/show/CarryOut.h"
 #include "agent/show/Printers.h"
 
 #include <algorithm>
 #include <charconv>
 #include <sstream>
 #include <stdexcept>
+#include <system_error>
 #include <utility>
-#include <variant>
-#include <vector>
 
 namespace UmoAgent {
 
@@ -58,20 +55,13 @@ void trace(std::ostream &out, std::string const &setting) {
     printTraceLevels(out);
 }
 
-std::string lines(std::vector<std::string> const &texts) {
-    std::string joined;
-    for (std::string const &text : texts) {
-        joined += text + '\n';
-    }
-    return joined;
-}
-
 } // namespace
 
-Console::Console(ForwardingAgent &agent) : agent_(agent) {
+Console::Console(ForwardingAgent &agent, EventLoop &loop) : agent_(agent), apply_(agent, loop) {
     addShowCommands();
     addActingCommands();
-    Mox::assertThat(commands_.commands().size() == kCommands.size(), "each command is answered");
+    Mox::assertThat(commands_.commands().size() + 1 == kCommands.size(),
+                    "each command is answered");
 }
 
 void Console::add(char const *name, TextCommand::Function function) {
@@ -98,12 +88,30 @@ void Console::addShowCommands() {
 }
 
 void Console::addActingCommands() {
-    add("apply", [this](std::ostream &out, std::string const &file) { apply(out, file); });
     add("trace", trace);
     add("help", plain(printCommands));
 }
 
-void Console::answer(std::uint32_t socket, std::string const &line) const {
+void Console::answer(std::uint32_t socket, std::string const &line, Done const &done) {
+    auto const written = [](auto const &write) {
+        try {
+            write();
+            return true;
+        } catch (std::system_error const &) {
+            return false; // there is no room for the answer
+        }
+    };
+    if (Agent::AgentCommands::nameOf(line) != ApplyCommand::kName ||
+        std::any_of(line.begin(), line.end(), isControl)) {
+        done(written([&] { answerNow(socket, line); }));
+        return;
+    }
+    apply_.apply(argumentsOf(line), [socket, done, written](std::string const &answer) {
+        done(written([&] { writeAll(static_cast<int>(socket), answer); }));
+    });
+}
+
+void Console::answerNow(std::uint32_t socket, std::string const &line) const {
     if (std::any_of(line.begin(), line.end(), isControl)) {
         writeAll(static_cast<int>(socket),
                  std::string(kErrorMark) + "a control character in " + inQuotes(line) + '\n');
@@ -118,24 +126,6 @@ void Console::answer(std::uint32_t socket, std::string const &line) const {
         << '\n';
     printCommands(out);
     writeAll(static_cast<int>(socket), out.str());
-}
-
-void Console::apply(std::ostream &out, std::string const &file) {
-    if (file.empty()) {
-        throw CommandError("expected a file with events");
-    }
-    if (playing_) {
-        throw CommandError("the scenario is still being played; apply when it has ended");
-    }
-    auto const read = readEvents(file, "TODO", {agent_.state(), agent_.loop().now()});
-    if (auto const *faults = std::get_if<ScenarioFaults>(&read)) {
-        throw CommandError(lines(*faults) + "nothing was applied");
-    }
-    auto const &events = std::get<std::vector<Event>>(read);
-    for (Event const &event : events) {
-        carryOut(agent_, event, out);
-    }
-    out << "applied " << events.size() << (events.size() == 1 ? " event\n" : " events\n");
 }
 
 } // namespace UmoAgent

@@ -1,11 +1,12 @@
 #pragma once
 
 #include "Agent/AgentCommands.h"
+#include "agent/console/ApplyCommand.h"
 #include "agent/console/TextCommand.h"
 #include "agent/switch/ForwardingAgent.h"
 
 #include <cstdint>
-#include <iosfwd>
+#include <functional>
 #include <string>
 
 namespace UmoAgent {
@@ -13,29 +14,32 @@ namespace UmoAgent {
 /// The commands of the agent's console. They read the agent, and `apply` changes it.
 class Console {
   public:
-    /// `agent` must outlive the console, and be started before it answers.
-    explicit Console(ForwardingAgent &agent);
+    /// Called once, from the event loop or at once: whether the whole answer could be written.
+    using Done = std::function<void(bool whole)>;
+
+    /// Both outlive the console, and the agent is started before it answers. Throws
+    /// std::system_error if there can be no process that reads files.
+    Console(ForwardingAgent &agent, EventLoop &loop);
     Console(Console const &) = delete;
     Console &operator=(Console const &) = delete;
 
-    /// While a scenario is being played nothing can be applied: its next event would take back
-    /// what it does not know of.
-    void playingIs(bool playing) { playing_ = playing; }
+    /// While a scenario is being played nothing can be applied.
+    void playingIs(bool playing) { apply_.playingIs(playing); }
 
-    /// Writes the answer of one line to the descriptor; lines that begin with kErrorMark
-    /// (TextCommand.h) say that the command was not carried out, and why. Throws
-    /// std::system_error if the answer cannot be written.
-    void answer(std::uint32_t socket, std::string const &line) const;
+    /// Writes the answer of one line to the descriptor, which must be there until `done` is called;
+    /// lines that begin with kErrorMark (TextCommand.h) say that the command was not carried out,
+    /// and why.
+    void answer(std::uint32_t socket, std::string const &line, Done const &done);
 
   private:
     void add(char const *name, TextCommand::Function function);
     void addShowCommands();
     void addActingCommands();
-    void apply(std::ostream &out, std::string const &file);
+    void answerNow(std::uint32_t socket, std::string const &line) const;
 
     ForwardingAgent &agent_;
-    Agent::AgentCommands commands_;
-    bool playing_ = false;
+    Agent::AgentCommands commands_; // but for `apply`, whose answer takes its time
+    ApplyCommand apply_;
 };
 
 } // namespace UmoAgent

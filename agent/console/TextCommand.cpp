@@ -4,12 +4,11 @@
 #include "agent/base/Descriptor.h"
 #include "agent/base/Text.h"
 
+#include <new>
 #include <sstream>
 #include <utility>
 
 namespace UmoAgent {
-
-namespace {
 
 std::string argumentsOf(std::string const &command) {
     std::size_t const name = command.find_first_not_of(' ');
@@ -20,7 +19,7 @@ std::string argumentsOf(std::string const &command) {
     return command.substr(first, command.find_last_not_of(' ') + 1 - first);
 }
 
-std::string marked(std::string const &name, std::string const &error) {
+std::string markedError(std::string const &name, std::string const &error) {
     std::istringstream lines(error);
     std::string text;
     for (std::string line; std::getline(lines, line);) {
@@ -28,8 +27,6 @@ std::string marked(std::string const &name, std::string const &error) {
     }
     return text;
 }
-
-} // namespace
 
 TextCommand::TextCommand(Pelo::String name, Pelo::String help, Function function)
     : AgentCommandCallback(std::move(name), std::move(help)), function_(std::move(function)) {}
@@ -41,7 +38,9 @@ void TextCommand::handleCommand(std::uint32_t socket, Pelo::String const &comman
         function_(out, argumentsOf(command));
         text = out.str();
     } catch (CommandError const &error) {
-        text = marked(nameString(), error.what());
+        text = markedError(nameString(), error.what());
+    } catch (std::bad_alloc const &) {
+        text = markedError(nameString(), "there is not enough memory");
     }
     writeAll(static_cast<int>(socket), text);
 }

@@ -50,8 +50,8 @@ void answer(int channel, std::string const &path) {
         errors.add(Place{}, "cannot be read: there is not enough memory");
     }
     if (document) {
-        send(channel, {AnswerHeader::Kind::document, document->values.size(),
-                       document->texts.size()});
+        send(channel,
+             {AnswerHeader::Kind::document, document->values.size(), document->texts.size()});
         writeAll(channel, bytesOf(document->values.data(), document->values.size()));
         writeAll(channel, document->texts);
         return;

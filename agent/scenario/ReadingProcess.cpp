@@ -97,12 +97,20 @@ void ReadingProcess::reap() {
 void ReadingProcess::ask() {
     reap();
     answer_ = AnswerReader();
+    std::string const &path = requests_.front().path;
+    auto const sent = [&] {
+        return child_ > 0 && send(channel_.number(), path.c_str(), path.size() + 1, MSG_NOSIGNAL) ==
+                                 static_cast<ssize_t>(path.size() + 1);
+    };
     try {
-        if (child_ <= 0) {
+        if (!sent()) { // there is none, or somebody has ended it
+            kill();
             start();
+            if (!sent()) {
+                fail("the process that reads it has ended");
+                return;
+            }
         }
-        std::string const &path = requests_.front().path;
-        writeAll(channel_.number(), std::string_view(path.c_str(), path.size() + 1));
     } catch (std::system_error const &error) {
         fail(error.what());
         return;
@@ -124,8 +132,7 @@ void ReadingProcess::receive(short events) {
         bool const wasRead = answer_.textIsRead();
         for (std::size_t left = kPortion; left > 0;) {
             auto const [begin, size] = answer_.room();
-            ssize_t const got =
-                recv(channel_.number(), begin, std::min(size, left), MSG_DONTWAIT);
+            ssize_t const got = recv(channel_.number(), begin, std::min(size, left), MSG_DONTWAIT);
             if (got < 0 && (errno == EAGAIN || errno == EINTR)) {
                 break;
             }

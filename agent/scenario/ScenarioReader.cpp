@@ -1,14 +1,9 @@
 #include "agent/scenario/ScenarioReader.h"
 
+#include "agent/base/FileText.h"
 #include "agent/scenario/Limits.h"
 #include "agent/scenario/StateReader.h"
 
-#include <cerrno>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <new>
-#include <system_error>
 #include <utility>
 
 namespace UmoAgent {
@@ -147,30 +142,6 @@ void ScenarioDocument::checkUses() {
     values_.checkUses([this](Nexo::IntfId intf) { return draft_.everDeclared(intf); });
 }
 
-/// The text of a file, or what is wrong with it.
-std::variant<std::string, ScenarioFaults> textOf(std::string const &file) {
-    auto const unreadable = [&](std::string const &reason) {
-        return ScenarioFaults{file + ": cannot be read: " + reason};
-    };
-    std::error_code ignored;
-    if (std::filesystem::is_directory(file, ignored)) {
-        return unreadable("it is a directory");
-    }
-    std::ifstream in(file, std::ios::binary);
-    if (!in) {
-        return unreadable(std::generic_category().message(errno));
-    }
-    try {
-        std::string text(std::istreambuf_iterator<char>(in), {});
-        if (in.bad()) {
-            return unreadable("reading fails half-way");
-        }
-        return text;
-    } catch (std::bad_alloc const &) {
-        return unreadable("it is too large");
-    }
-}
-
 } // namespace
 
 std::variant<Scenario, ScenarioFaults> readScenario(std::string const &file,
@@ -187,9 +158,9 @@ std::variant<Scenario, ScenarioFaults> readScenario(std::string const &file,
 }
 
 std::variant<Scenario, ScenarioFaults> readScenarioFile(std::string const &file) {
-    auto const text = textOf(file);
-    if (auto const *faults = std::get_if<ScenarioFaults>(&text)) {
-        return *faults;
+    auto const text = readFileText(file, Limits::kBytes);
+    if (auto const *const unreadable = std::get_if<Unreadable>(&text)) {
+        return ScenarioFaults{file + ": cannot be read: " + unreadable->reason};
     }
     return readScenario(file, std::get<std::string>(text));
 }

@@ -12,7 +12,7 @@
 /// first byte says how large the pieces are.
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const *bytes, std::size_t size) {
     static Sim::FuzzedAgent fuzzed;
-    static UmoAgent::Console const console(fuzzed.agent);
+    static UmoAgent::Console console(fuzzed.agent, fuzzed.loop);
     std::string_view const text(reinterpret_cast<char const *>(bytes), size);
     std::size_t const piece = size == 0 ? 1 : bytes[0] % 64 + 1U;
     UmoAgent::LineReader whole;
@@ -30,7 +30,11 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const *bytes, std::size_t siz
             std::abort();
         }
         UmoAgent::AnswerFile const answer;
-        console.answer(answer.socket(), whole.line());
+        bool answered = false;
+        console.answer(answer.socket(), whole.line(), [&](bool) { answered = true; });
+        while (!answered) {
+            fuzzed.loop.runUntil(fuzzed.loop.now());
+        }
     }
     return 0;
 }

@@ -21,8 +21,10 @@ struct CommandServerTest : testing::Test {
     ~CommandServerTest() override { std::filesystem::remove_all(folder); }
 
     void serve(std::chrono::milliseconds patience = CommandServer::kPatience) {
-        auto const answer = [](std::uint32_t socket, std::string const &line) {
+        auto const answer = [](std::uint32_t socket, std::string const &line,
+                               CommandServer::Done const &done) {
             writeAll(static_cast<int>(socket), line == "much" ? kMuch : "[" + line + "]");
+            done(true);
         };
         server = std::make_unique<CommandServer>(loop, path, answer, patience);
     }

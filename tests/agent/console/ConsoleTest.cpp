@@ -25,12 +25,16 @@ struct ConsoleTest : testing::Test {
         std::remove(file.c_str());
     }
 
-    std::string answer(std::string const &line) const {
+    std::string answer(std::string const &line) {
         AnswerFile const written;
-        console.answer(written.socket(), line);
+        bool answered = false;
+        console.answer(written.socket(), line, [&](bool) { answered = true; });
+        while (!answered) {
+            loop.runUntil(loop.now());
+        }
         return written.read(0, 100'000);
     }
-    std::string apply(std::string const &events) const {
+    std::string apply(std::string const &events) {
         std::ofstream(file) << events;
         return answer("apply " + file);
     }
@@ -38,7 +42,7 @@ struct ConsoleTest : testing::Test {
     std::string file = testing::TempDir() + "umo-events-" + std::to_string(getpid()) + ".yaml";
     EventLoop loop;
     ForwardingAgent agent{loop, [](std::string const &line) { ADD_FAILURE() << line; }};
-    Console console{agent};
+    Console console{agent, loop};
 };
 
 } // namespace

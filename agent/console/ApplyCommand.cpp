@@ -1,0 +1,75 @@
+#include "agent/console/ApplyCommand.h"
+
+#include "agent/console/TextCommand.h"
+#include "agent/scenario/ScenarioReader.h"
+#include "agent/show/CarryOut.h"
+
+#include <new>
+#include <sstream>
+#include <utility>
+
+namespace UmoAgent {
+
+namespace {
+
+[[noreturn]] void refuse(ScenarioFaults const &faults) {
+    std::string lines;
+    for (std::string const &fault : faults) {
+        lines += fault + '\n';
+    }
+    throw CommandError(lines + "nothing was applied");
+}
+
+} // namespace
+
+ApplyCommand::ApplyCommand(ForwardingAgent &agent, EventLoop &loop)
+    : agent_(agent), loop_(loop), reading_(loop) {}
+
+void ApplyCommand::apply(std::string const &file, Done done) {
+    if (file.empty() || playing_) {
+        done(markedError(kName, playing_
+                                    ? "the scenario is still being played; apply when it has ended"
+                                    : "expected a file with events"));
+        return;
+    }
+    reading_.read(file, [this, file, done = std::move(done)](auto read) {
+        std::ostringstream out;
+        try {
+            carryOutEvents(std::move(read), file, out);
+        } catch (CommandError const &error) {
+            done(markedError(kName, error.what()));
+            return;
+        }
+        done(out.str());
+    });
+}
+
+void ApplyCommand::carryOutEvents(std::variant<Document, ScenarioFaults> read,
+                                  std::string const &file, std::ostream &out) {
+    auto const events = eventsOf(std::move(read), file);
+    for (Event const &event : events) {
+        carryOut(agent_, event, out);
+    }
+    out << "applied " << events.size() << (events.size() == 1 ? " event\n" : " events\n");
+}
+
+/// The document is gone when the events are carried out.
+std::vector<Event> ApplyCommand::eventsOf(std::variant<Document, ScenarioFaults> read,
+                                          std::string const &file) {
+    if (auto const *const faults = std::get_if<ScenarioFaults>(&read)) {
+        refuse(*faults);
+    }
+    try {
+        ScenarioErrors errors(file);
+        auto events = readEvents(std::get<Document>(read), errors,
+                                 {agent_.state(), loop_.now(), [this] { loop_.breathe(); }});
+        if (auto const *const faults = std::get_if<ScenarioFaults>(&events)) {
+            refuse(*faults);
+        }
+        return std::get<std::vector<Event>>(std::move(events));
+    } catch (std::bad_alloc const &) {
+        refuse({file + ": cannot be read: there is not enough memory"});
+    }
+}
+
+} // namespace UmoAgent
