@@ -12,6 +12,29 @@ namespace {
 
 using Identity = std::pair<std::uint32_t, std::uint32_t>; // group, port set
 
+// Where a fault was found: put into words only when there is one.
+
+struct MatchPlace {
+    std::string const &policy;
+    std::string const &match;
+};
+std::ostream &operator<<(std::ostream &out, MatchPlace const &place) {
+    return out << "policy " << place.policy << ", match " << place.match;
+}
+
+struct PortSetPlace {
+    MatchPlace match;
+    std::string const &action;
+    std::uint16_t vlan;
+    bool unicast;
+    Identity identity;
+};
+std::ostream &operator<<(std::ostream &out, PortSetPlace const &place) {
+    return out << place.match << ", action " << place.action << ", VLAN " << place.vlan
+               << (place.unicast ? ", unicast" : ", multicast") << " port set "
+               << place.identity.second << " in group " << place.identity.first;
+}
+
 /// The group in which the port sets of a kind stand under their first or second identifier; 0 if
 /// in none. One group has those of the action's own kind. Of two, both have them, or, without a
 /// destination, the first the unicast and the second the multicast ones.
@@ -26,7 +49,7 @@ std::uint32_t groupOf(HwNatFlowMatchStatus const &match, Ip::Nat::NatFlowType ty
 }
 
 /// Whether the chip has of a port set what the tree records.
-void checkPortSet(std::string const &where, HwNatFlowActionStatus const &action, bool unicast,
+void checkPortSet(PortSetPlace const &where, HwNatFlowActionStatus const &action, bool unicast,
                   NatFlowPortSet const &portSet, SoftSwitch::PortSet const &programmed) {
     std::set<Nexo::IntfId> const interfaces(programmed.interfaces.begin(),
                                             programmed.interfaces.end());
@@ -52,7 +75,7 @@ void checkPortSet(std::string const &where, HwNatFlowActionStatus const &action,
 }
 
 /// Checks the port sets of an action, and adds them to `claimed`.
-void checkAction(std::string const &where, SoftSwitch const &chip,
+void checkAction(std::string const &policy, SoftSwitch const &chip,
                  HwNatFlowMatchStatus const &match, HwNatFlowActionStatus const &action,
                  std::set<Identity> &claimed) {
     for (int const kind : {0, 1, 2, 3}) {
@@ -62,9 +85,8 @@ void checkAction(std::string const &where, SoftSwitch const &chip,
         auto const &vps = *action.vlanPortSets();
         for (auto const &[vlan, portSet] : unicast ? vps.ucastPortSet() : vps.mcastPortSet()) {
             std::uint32_t const id = second ? portSet->portSetId2() : portSet->portSetId();
-            std::string const here = where + ", VLAN " + std::to_string(vlan) +
-                                     (unicast ? ", unicast" : ", multicast") + " port set " +
-                                     std::to_string(id) + " in group " + std::to_string(group);
+            PortSetPlace const here{
+                {policy, match.name()}, action.name(), vlan, unicast, {group, id}};
             require((id == 0) == (group == 0), here, ": one without the other");
             if (id != 0) {
                 auto const &portSets = chip.groups().at(group).portSets;
@@ -80,7 +102,7 @@ void checkAction(std::string const &where, SoftSwitch const &chip,
 /// Checks the groups of a match and what is in them, and takes them out of `others`.
 void checkGroups(std::string const &policy, HwNatFlowMatchStatus const &match,
                  SoftSwitch const &chip, std::set<std::uint32_t> &others) {
-    std::string const where = "policy " + policy + ", match " + match.name();
+    MatchPlace const where{policy, match.name()};
     std::set<std::uint32_t> const ids{match.groupIdUc(), match.groupIdMc()};
     require(ids.size() == 1 || ids.count(0) == 0, where, ": half a pair of groups in the tree");
     std::size_t portSets = 0;
@@ -96,10 +118,9 @@ void checkGroups(std::string const &policy, HwNatFlowMatchStatus const &match,
         }
     }
     std::set<Identity> claimed;
-    std::string const place = where + ", action ";
     for (auto const &[name, action] : match.action()) {
         if (action->vlanPortSets()) {
-            checkAction(place + name, chip, match, *action, claimed);
+            checkAction(policy, chip, match, *action, claimed);
         }
     }
     require(claimed.size() == portSets, where, ": port sets in the chip that no action has");

@@ -39,7 +39,11 @@ void RecircOracle::starts(PlainSwitch const &initial) {
 /// go; IP interfaces go, which nobody hears; bridging changes; IP interfaces come and change, one
 /// setting at a time; L3 interfaces come and change.
 void RecircOracle::changes(PlainSwitch const &before, PlainSwitch const &after) {
-    PlainSwitch now = before; // as far as the changes have come
+    PlainSwitch now; // as far as the changes have come, and of use here
+    now.vlans = before.vlans;
+    now.topologyOfVlan = before.topologyOfVlan;
+    now.ipInterfaces = before.ipInterfaces;
+    now.l3Interfaces = before.l3Interfaces;
     std::erase_if(now.l3Interfaces, [&](auto const &l3) {
         auto const kept = after.l3Interfaces.find(l3.first);
         return kept == after.l3Interfaces.end() || kept->second != l3.second;

@@ -1,5 +1,7 @@
 #include "sim/Plain.h"
 
+#include <optional>
+#include <utility>
 #include <variant>
 
 namespace Sim {
@@ -12,6 +14,17 @@ namespace {
 template <class Map, class Key, class Value>
 void put(Map &map, Key const &key, std::optional<Value> const &value) {
     value ? (void)map.insert_or_assign(key, *value) : (void)map.erase(key);
+}
+
+/// Interfaces that an action had stay where they were; those that are new come behind them.
+template <class Egress>
+void sortAsBefore(Egress &egress, Egress const &before) {
+    auto const place = [&](auto const &hop) {
+        return std::find_if(before.begin(), before.end(),
+                            [&](auto const &was) { return was.first == hop.first; });
+    };
+    std::stable_sort(egress.begin(), egress.end(),
+                     [&](auto const &a, auto const &b) { return place(a) < place(b); });
 }
 
 /// Makes single changes.
@@ -73,7 +86,9 @@ struct Make {
         auto &match = *now.policies.find(change.key.policy)->matches.find(change.key.match);
         if (auto *const action =
                 known(match.actions, change.key.action, change.value.has_value())) {
+            auto const before = std::exchange(action->egress, {});
             static_cast<Table::Action::Value &>(*action) = *change.value;
+            sortAsBefore(action->egress, before);
         }
     }
 

@@ -1,6 +1,7 @@
 #include "sim/Step.h"
 
 #include "agent/scenario/ScenarioReader.h"
+#include "sim/FlowText.h"
 
 #include <utility>
 #include <variant>
@@ -20,8 +21,12 @@ Result accepted(std::variant<Result, UmoAgent::ScenarioFaults> read, std::string
 } // namespace
 
 Step readStep(std::string const &text, UmoAgent::SwitchState const &mounted) {
-    auto events = accepted(
-        UmoAgent::readEvents("event", "events: [" + text + "]", {mounted, Vyr::Time::max()}), text);
+    UmoAgent::EventsToFollow const follow{mounted, Vyr::Time::max()};
+    UmoAgent::ScenarioErrors errors("event");
+    auto const flow = flowDocument("{events: [" + text + "]}");
+    auto events = accepted(flow ? UmoAgent::readEvents(*flow, errors, follow)
+                                : UmoAgent::readEvents("event", "events: [" + text + "]", follow),
+                           text);
     return {text, std::move(events.at(0))};
 }
 
