@@ -100,7 +100,8 @@ ExitStatus play(UmoAgent::Scenario const &scenario, UmoAgent::PlayOptions option
     options.queues = {&outQueue, &errorQueue};
     ExitStatus const status = UmoAgent::play(scenario, options, out, errors);
     if (std::string const loss = outQueue.loss(); !loss.empty()) {
-        std::cerr << "umo-agent: standard output: " << loss << '\n';
+        errors << "umo-agent: standard output: " << loss << '\n';
+        errorQueue.finish();
         return ExitStatus::faulty;
     }
     return status;

@@ -1,3 +1,4 @@
+#include "agent/cli/Question.h"
 #include "agent/console/CommandSocket.h"
 
 #include <gmock/gmock.h>
@@ -64,7 +65,9 @@ class Process {
     std::string end() {
         readUntil("\x04");
         int const status = pclose(std::exchange(output_, nullptr));
-        return printed_ + "=> " + std::to_string(WEXITSTATUS(status));
+        return printed_ + "=> " +
+               (WIFSIGNALED(status) ? "signal " + std::to_string(WTERMSIG(status))
+                                    : std::to_string(WEXITSTATUS(status)));
     }
 
   private:
@@ -82,19 +85,43 @@ std::string client(std::string const &command) {
     return Process(clientCommand + command).end();
 }
 
+/// A scenario file in the place of `events`, taken away when it is over.
+class ScenarioFile {
+  public:
+    explicit ScenarioFile(std::string const &text) {
+        std::ofstream(path_) << "interfaces: {Et1: {mode: trunk}}\nvlans: {1: [Et1], 2: [Et1]}\n"
+                                "topologies: {t: {vlans: [1, 2], ports: {Et1: forwarding}}}\n"
+                                "ip-interfaces: {Vlan1: {address: 10.0.1.1/24},"
+                                " Vlan2: {address: 10.0.2.1/24}}\n"
+                                "l3-interfaces: {Vlan1: 1, Vlan2: 2}\n"
+                             << text;
+    }
+    ~ScenarioFile() { std::remove(path_.c_str()); }
+    ScenarioFile(ScenarioFile const &) = delete;
+    ScenarioFile &operator=(ScenarioFile const &) = delete;
+
+    [[nodiscard]] std::string const &path() const { return path_; }
+
+  private:
+    std::string path_ = socketPath + ".yaml";
+};
+
+/// A policy with so many actions that a table or tree of them is more than the system keeps for
+/// whoever reads it.
+std::string manyActions() {
+    std::string text = "policies: {feed: {matches: {m: {actions: {";
+    for (int i = 0; i < 2000; ++i) {
+        text += "a" + std::to_string(i) + ": {destination: 239.1.1.1, egress: [Vlan1]}, ";
+    }
+    return text + "}}}}}\n";
+}
+
 } // namespace
 
 TEST(Session, AppliesChangesOutlivesItsClientsAndEndsBySignalWithAnEmptyChip) {
-    std::string const many = socketPath + ".yaml", none = socketPath + ".off.yaml";
-    std::ofstream file(many);
-    file << "interfaces: {Et1: {}}\nvlans: {1: [Et1]}\ntopologies: {t: {vlans: [1], ports: {Et1: "
-            "forwarding}}}\nip-interfaces: {Vlan1: {address: 10.0.1.1/24}}\n"
-            "l3-interfaces: {Vlan1: 1}\npolicies: {feed: {matches: {m: {actions: {";
-    for (int i = 0; i < 2000; ++i) { // a table of more than the system keeps for a client
-        file << "a" << i << ": {destination: 239.1.1.1, egress: [Vlan1]}, ";
-    }
-    file << "}}}}}\n";
-    file.close();
+    std::string const none = socketPath + ".off.yaml";
+    ScenarioFile const file(manyActions());
+    std::string const &many = file.path();
     std::ofstream(none) << "events: [{remove: {policies: [feed]}}]";
 
     Process agent(agentCommand + many);
@@ -114,11 +141,18 @@ TEST(Session, AppliesChangesOutlivesItsClientsAndEndsBySignalWithAnEmptyChip) {
     EXPECT_EQ(client("apply " + none), "applied 1 event\n=> 0");
     EXPECT_EQ(client("showNatFlowActionHw"), "=> 0");
     EXPECT_THAT(client("nonsense"), EndsWith("=> 1"));
+    std::string const program = "'" UMO_CLI "' ";
+    EXPECT_EQ(Process(program + "showRecircVlan --timeout=5" + withSocket).end(),
+              "recirculation VLAN: 1, L3 interface Vlan1\n=> 0");
+    EXPECT_EQ(client("showChip -- --help"),
+              "% showChip: found \"--help\", expected no arguments\n=> 1");
+    EXPECT_THAT(client("showChip --all"), HasSubstr("not expected: --all"));
     agent.signal(SIGTERM);
     EXPECT_THAT(agent.end(), ContainsRegex("SIGTERM, NAT is shut down\nchip: 0 of [^\n]*\n=> 0$"));
-    EXPECT_EQ(client("help"),
-              "umo-cli: socket " + socketPath + ": no agent is answering there\n=> 2");
-    std::remove(many.c_str());
+    std::string const nobody = "umo-cli: socket " + socketPath + ": no agent is answering there\n";
+    EXPECT_EQ(client("showChip"), nobody + "=> 2");
+    EXPECT_THAT(client("help"),
+                ContainsRegex("^commands:\n  apply  (.*\n)*  trace  .*\n" + nobody + "=> 0$"));
     std::remove(none.c_str());
 }
 
@@ -146,4 +180,108 @@ TEST(Session, WhatAnAgentSaidBeforeItsDeathIsNoAnswer) {
     }
     EXPECT_THAT(asking.end(), testing::AllOf(HasSubstr("the agent broke off"),
                                              testing::Not(HasSubstr("match")), EndsWith("=> 2")));
+}
+
+TEST(Session, OutputThatNobodyReadsStopsNeitherTheSwitchNorItsEnd) {
+    ScenarioFile const file(manyActions() +
+                            "events: [{at: 0, print: [tree, tree, tree, tree, tree, tree]}]");
+    Process agent(agentCommand + "--real-time " + file.path());
+    agent.readUntil("commands are answered at " + socketPath + "\n");
+    EXPECT_THAT(client("showNatFlowGroup --timeout 60"), HasSubstr(" programmed\n=> 0"));
+    agent.signal(SIGTERM);
+    EXPECT_THAT(agent.end(),
+                testing::AllOf(
+                    ContainsRegex("\n\\([0-9]+ lines dropped\\)\n"),
+                    EndsWith("umo-agent: standard output: nobody read all of it in time\n=> 1")));
+}
+
+TEST(Session, InVirtualTimeASignalEndsAScenarioThatWaitsForItsReaderBetweenTwoEvents) {
+    ScenarioFile const file(manyActions() + "events: [{at: 1s, note: first, print: [tree, table]},"
+                                            " {at: 2s, note: second}]");
+    Process agent("'" UMO_AGENT "' " + file.path());
+    agent.readUntil(" first\n"); // the pipe has no room for what follows
+    agent.signal(SIGTERM);
+    agent.signal(SIGHUP);
+    std::string const said = agent.end();
+    EXPECT_THAT(said, ContainsRegex("\n\\[    2.000 s\\] SIG[TERMHUP]+, NAT is shut down\n"
+                                    "chip: 0 of 1024 groups in use, [^\n]*\n=> 0$"));
+    EXPECT_THAT(said, testing::Not(ContainsRegex("second|dropped")));
+    EXPECT_THAT(said, HasSubstr("\nfeed               m                  a1999 "));
+}
+
+TEST(Session, AFullGroupIsToldBeforeTheLibraryStopsTheProcess) {
+    ScenarioFile const file("chip: {port-sets-per-group: 1}\n"
+                            "policies: {\"a\\nb\": {matches: {\"\\e[2J\": {actions: {\n"
+                            "  c: {destination: 239.1.1.1, egress: [Vlan1, Vlan2]}}}}}}\n");
+    EXPECT_THAT(
+        Process("'" UMO_AGENT "' --show-calls --trace UmoNatFlowActionSm/1 " + file.path()).end(),
+        ContainsRegex("unicast false\\) -> 1\n"
+                      "UmoNatFlowActionSm/1 .*: a.x0ab, match: .x1b.2J, action: c\n"
+                      ".* -> 1\n"
+                      ". +0.000 s. chip: group 1 of policy a.x0ab, match .x1b.2J has no room "
+                      "for a port set: 1 of 1 in use\n"
+                      ".* -> 0\n(.*\n)*.*psId.*\n=> signal 6$"));
+}
+
+TEST(Session, AScenarioIsReadFromWhatHasAnEndAndMayOnlyBeChecked) {
+    std::string const program = "'" UMO_AGENT "' ", example = "examples/group-exhaustion.yaml";
+    std::string const played = Process(program + example).end();
+    std::pair<std::string, std::string> const cases[] = {
+        {"- <" + example, played},
+        {"--check " + example, "=> 0"},
+        {"--check - </proc/version", "standard input:1:1: found .*\n=> 2"},
+        {"/dev/zero", "/dev/zero: cannot be read: it is a device\n=> 2"},
+        {"- </dev/zero", "standard input: cannot be read: it is a device\n=> 2"},
+        {"tests", "tests: cannot be read: it is a directory\n=> 2"},
+        {"/proc/self/mem", "/proc/self/mem: cannot be read: Input/output error\n=> 2"},
+        {"'\x1b[2J'", "\\\\x1b\\[2J: cannot be read: No such file or directory\n=> 2"},
+        {"--version", "umo-agent [0-9]+\\.[0-9]+\\.[0-9]+\n=> 0"},
+    };
+    EXPECT_THAT(played, EndsWith("\n=> 0"));
+    for (auto const &[arguments, said] : cases) {
+        std::string const came = Process(program + arguments).end();
+        EXPECT_TRUE(came == said || testing::Value(came, testing::MatchesRegex(said))) << came;
+    }
+}
+
+TEST(Session, AClientNeitherWaitsNorTakesInForEver) {
+    UmoAgent::ListeningSocket const agent(socketPath);
+    EXPECT_EQ(client("--timeout 1 showChip"),
+              "umo-cli: the agent has not answered within 1 s\n=> 2");
+
+    auto const next = [&] {
+        pollfd waiting{agent.number(), POLLIN, 0};
+        EXPECT_EQ(poll(&waiting, 1, -1), 1);
+        return UmoAgent::Descriptor(accept(agent.number(), nullptr, nullptr));
+    };
+    next(); // the one that has gone
+    Process hostile(clientCommand + "showChip");
+    {
+        UmoAgent::Descriptor const asked = next();
+        std::string bytes(sizeof "showChip\n", '\0');
+        EXPECT_EQ(recv(asked.number(), bytes.data(), bytes.size(), MSG_WAITALL), bytes.size());
+        UmoAgent::writeAll(asked.number(), "\x1b[2J\tno chip\n");
+    }
+    EXPECT_EQ(hostile.end(), "\\x1b[2J\tno chip\n=> 0");
+
+    Process asking(clientCommand + "showChip");
+    {
+        UmoAgent::Descriptor const endless = next();
+        std::string const much(std::size_t{1} << 20U, 'x');
+        std::size_t sent = 0;
+        while (sent < 2 * UmoAgent::kMaxAnswer &&
+               send(endless.number(), much.data(), much.size(), MSG_NOSIGNAL) > 0) {
+            sent += much.size();
+        }
+        EXPECT_LT(sent, 2 * UmoAgent::kMaxAnswer);
+    }
+    EXPECT_EQ(asking.end(), "umo-cli: the answer has more than 64 MiB\n=> 2");
+
+    std::vector<UmoAgent::Descriptor> queue;
+    EXPECT_THROW(
+        for (;;) {
+            queue.push_back(UmoAgent::connectTo(socketPath, std::chrono::milliseconds(10)));
+        },
+        UmoAgent::SocketError);
+    EXPECT_THAT(client("--timeout 1 showChip"), HasSubstr("the agent accepts nobody\n=> 2"));
 }

@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <fstream>
 
 using namespace UmoAgent;
@@ -84,6 +85,38 @@ TEST_F(ConsoleTest, AppliesAllEventsOfAFileOrNone) {
                     "  l3-interfaces: {Vlan10: 10}, policies: {campus: {}}}}]"),
               "applied 1 event\n");
     EXPECT_EQ(answer("showNatFlowGroup"), "groups: no matches\n");
+}
+
+TEST_F(ConsoleTest, NamesAndNotesNeitherSteerTheTerminalNorBreakRows) {
+    std::string const usual = answer("showNatFlowActionHw");
+    EXPECT_EQ(answer("  showNatFlowActionHw  campus  x "), usual);
+    EXPECT_EQ(answer("showNatFlowActionHw camp"), "");
+    std::string const printed =
+        apply("events:\n"
+              "- set: {policies: {\"a\\nb\": {matches: {\"\\e[2J\": {actions: {\"\\u00fc\\x9b\":\n"
+              "    {destination: 239.1.1.1, egress: [Vlan10]}}}}}}}\n"
+              "  print: [tree, groups]\n"
+              "  note: |\n"
+              "    one\n"
+              "    two\t\n");
+    EXPECT_THAT(printed, StartsWith("[    0.000 s] one\\x0atwo\\x09\nhardware status:\n"));
+    EXPECT_THAT(printed, HasSubstr("\n  policy a\\x0ab\n    match \\x1b[2J: from "));
+    EXPECT_THAT(printed, HasSubstr("\n      action ü\\xc2\\x9b: "));
+    EXPECT_THAT(printed, HasSubstr("\npolicy  match    wanted  unicast  multicast  state\n"
+                                   "campus  lecture       1        1          1  programmed\n"
+                                   "a\\x0ab  \\x1b[2J       1        2          2  programmed\n"));
+    std::string const row = "a\\x0ab             \\x1b[2J            ü\\xc2\\x9b          -    ";
+    EXPECT_THAT(answer("showNatFlowActionHw"),
+                testing::AllOf(HasSubstr("\n" + row), HasSubstr("\ncampus             lecture  ")));
+    EXPECT_EQ(answer("showNatFlowActionHw campus"), usual);
+    EXPECT_THAT(answer("showChip"), HasSubstr("\n  group 2 of policy a\\x0ab, match \\x1b[2J\n"));
+    std::string const entries = answer("showSkimtrace 50");
+    EXPECT_EQ(std::count(entries.begin(), entries.end(), '\n'), 50);
+    EXPECT_THAT(entries, HasSubstr(" policy a\\x0ab match \\x1b[2J action ü\\xc2\\x9b version "));
+    apply("events: [{set: {topologies: {main: {ports: {Et2: blocking}}}}}]");
+    EXPECT_THAT(answer("showBacklog"),
+                HasSubstr("  policy a\\x0ab, match \\x1b[2J, action ü\\xc2\\x9b\n"));
+    EXPECT_EQ(answer("nonsense\xff"), "% unknown command \"nonsense\\xff\"\n" + answer("help"));
 }
 
 TEST_F(ConsoleTest, SaysWhatItDoesNotUnderstand) {
