@@ -1,5 +1,6 @@
 #include "agent/base/OutputQueue.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
 
@@ -17,7 +18,18 @@ namespace {
 /// What of a long queue has been sent is taken off when it has so many bytes.
 constexpr std::size_t kSentKept = 65536;
 
+/// A terminal that takes anything may still have a write wait that is more than it takes. Opened
+/// anew it need not, and whoever shares the descriptor does not notice.
+Descriptor openedAnew(int terminal) {
+    std::string const name = "/proc/self/fd/" + std::to_string(terminal);
+    return Descriptor(open(name.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+}
+
 } // namespace
+
+OutputQueue::OutputQueue(int descriptor)
+    : terminal_(isatty(descriptor) != 0 ? openedAnew(descriptor) : Descriptor()),
+      descriptor_(terminal_ ? terminal_.number() : descriptor) {}
 
 void OutputQueue::attach(EventLoop &loop, int interrupt) {
     loop_ = &loop;
@@ -113,7 +125,7 @@ bool OutputQueue::hasRoom() {
     return queued() == 0 || queued() + line_.size() <= most;
 }
 
-/// A descriptor that takes anything takes PIPE_BUF bytes without a wait.
+/// A pipe that takes anything takes PIPE_BUF bytes without a wait.
 void OutputQueue::send() {
     while (queued() != 0 && descriptorTakes()) {
         std::size_t const size = std::min<std::size_t>(queued(), PIPE_BUF);

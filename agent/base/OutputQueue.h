@@ -1,5 +1,6 @@
 #pragma once
 
+#include "agent/base/Descriptor.h"
 #include "agent/base/EventLoop.h"
 
 #include <chrono>
@@ -26,7 +27,7 @@ class OutputQueue final : public std::streambuf {
     static constexpr std::size_t kMostQueued = std::size_t{1} << 20U;
 
     /// Writes to `descriptor`, which must outlive it, and waits for its reader for ever.
-    explicit OutputQueue(int descriptor) : descriptor_(descriptor) {}
+    explicit OutputQueue(int descriptor);
     ~OutputQueue() override { detach(); }
     OutputQueue(OutputQueue const &) = delete;
     OutputQueue &operator=(OutputQueue const &) = delete;
@@ -60,6 +61,7 @@ class OutputQueue final : public std::streambuf {
     [[nodiscard]] bool descriptorTakes();
     [[nodiscard]] std::size_t queued() const { return queue_.size() - sent_; }
 
+    Descriptor terminal_; // none if the descriptor is none
     int descriptor_;
     EventLoop *loop_ = nullptr;
     int interrupt_ = -1;

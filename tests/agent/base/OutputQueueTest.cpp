@@ -92,6 +92,17 @@ TEST_F(OutputQueueTest, OnTheWallClockWholeLinesAreDroppedAndCountedWhereTheyAre
     EXPECT_FALSE(queue->loss().empty());
 }
 
+TEST_F(OutputQueueTest, ATerminalThatNobodyReadsHoldsUpNobody) {
+    Descriptor const master(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
+    EXPECT_EQ(grantpt(master.number()) + unlockpt(master.number()), 0);
+    Descriptor const terminal(open(ptsname(master.number()), O_RDWR | O_NOCTTY | O_CLOEXEC));
+    out.rdbuf(&queue.emplace(terminal.number()));
+    queue->patienceIs(milliseconds(0));
+    print(15'000);
+    EXPECT_FALSE(queue->loss().empty());
+    EXPECT_EQ(fcntl(terminal.number(), F_GETFL) & O_NONBLOCK, 0);
+}
+
 TEST_F(OutputQueueTest, ASignalEndsTheWaitForAReaderWhoMayStillReadTheRestInTheEnd) {
     std::array<int, 2> ends{};
     EXPECT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
