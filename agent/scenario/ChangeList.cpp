@@ -1,5 +1,7 @@
 #include "agent/scenario/ChangeList.h"
 
+#include "agent/scenario/Limits.h"
+
 namespace UmoAgent {
 
 namespace {
@@ -11,6 +13,9 @@ std::optional<YamlNode> found(Map const &map, typename Map::key_type const &key)
 } // namespace
 
 void ChangeList::make(AnyChange change, YamlNode node) {
+    if (++made_ > Limits::kChanges) {
+        nodes_.errors().tooMuch(node.place(), Limits::kChanges, "changes");
+    }
     auto const fault = draft_.make(change);
     changes_.push_back(std::move(change)); // a faulty one too: faults count the changes
     at_.push_back(node);

@@ -4,6 +4,7 @@
 #include "agent/scenario/ScenarioNodes.h"
 #include "agent/switch/Draft.h"
 
+#include <cstddef>
 #include <map>
 #include <optional>
 #include <string>
@@ -54,6 +55,7 @@ class ChangeList {
     Draft &draft_;
     ScenarioNodes &nodes_;
     Changes changes_;
+    std::size_t made_ = 0;     // of all events
     std::vector<YamlNode> at_; // of each change
     std::map<std::pair<Table::Action::Key, Nexo::IntfId>, YamlNode> nextHops_;
     std::map<Table::Action::Key, YamlNode> destinations_;

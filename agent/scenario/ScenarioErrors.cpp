@@ -23,6 +23,12 @@ void ScenarioErrors::add(Place place, std::string_view found, std::string_view e
     add(place, std::string("found ").append(found).append(", expected ").append(expected));
 }
 
+void ScenarioErrors::tooMuch(Place place, std::size_t most, std::string_view ofWhat) {
+    add(place, std::string("more than ").append(std::to_string(most)).append(" ").append(ofWhat),
+        "fewer");
+    throw ReadingEnds{};
+}
+
 ScenarioFaults ScenarioErrors::lines() const {
     ScenarioFaults lines;
     for (auto const &[place, text] : errors_) {

@@ -21,6 +21,9 @@ struct Place {
 /// expected. Never empty.
 using ScenarioFaults = std::vector<std::string>;
 
+/// Thrown where nothing more of a file is to be read, its errors being told already.
+struct ReadingEnds {};
+
 /// Collects what is wrong with one file. Keeps no more errors than are reported.
 class ScenarioErrors {
   public:
@@ -29,6 +32,8 @@ class ScenarioErrors {
     /// Adds an error, once: what stands behind an alias is read wherever the alias stands.
     void add(Place place, std::string text);
     void add(Place place, std::string_view found, std::string_view expected);
+    /// Adds the error that there are more than `most`, and throws ReadingEnds.
+    [[noreturn]] void tooMuch(Place place, std::size_t most, std::string_view ofWhat);
 
     [[nodiscard]] bool empty() const { return errors_.empty(); }
 

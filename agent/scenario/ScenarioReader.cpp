@@ -71,12 +71,10 @@ std::vector<Event> ScenarioDocument::readEvents(YamlNode document, Vyr::Time now
 
 void ScenarioDocument::eventList(YamlNode node) {
     nodes_.list(node, "a list of events", [&](YamlNode item) {
-        if (events_.size() < Limits::kEvents) {
-            event(item);
-        } else {
-            errors_.add(item.place(), "one event more",
-                        "at most " + std::to_string(Limits::kEvents) + " events");
+        if (events_.size() == Limits::kEvents) {
+            errors_.tooMuch(item.place(), Limits::kEvents, "events");
         }
+        event(item);
     });
 }
 
@@ -147,12 +145,16 @@ void ScenarioDocument::checkUses() {
 std::variant<Scenario, ScenarioFaults> readScenario(std::string const &file,
                                                     std::string const &text) {
     ScenarioErrors errors(file);
-    if (auto const document = readDocument(text, errors)) {
-        SwitchState const nothing;
-        Scenario scenario = ScenarioDocument(errors, nothing).readScenario(YamlNode(*document));
-        if (errors.empty()) {
-            return scenario;
+    try {
+        if (auto const document = readDocument(text, errors)) {
+            SwitchState const nothing;
+            Scenario scenario = ScenarioDocument(errors, nothing).readScenario(YamlNode(*document));
+            if (errors.empty()) {
+                return scenario;
+            }
         }
+    } catch (ReadingEnds const &) {
+        // The errors say why.
     }
     return errors.lines();
 }
@@ -167,10 +169,14 @@ std::variant<Scenario, ScenarioFaults> readScenarioFile(std::string const &file)
 
 std::variant<std::vector<Event>, ScenarioFaults>
 readEvents(Document const &document, ScenarioErrors &errors, EventsToFollow const &follow) {
-    auto events = ScenarioDocument(errors, follow.mounted, follow.breathe)
-                      .readEvents(YamlNode(document), follow.now);
-    if (errors.empty()) {
-        return events;
+    try {
+        auto events = ScenarioDocument(errors, follow.mounted, follow.breathe)
+                          .readEvents(YamlNode(document), follow.now);
+        if (errors.empty()) {
+            return events;
+        }
+    } catch (ReadingEnds const &) {
+        // The errors say why.
     }
     return errors.lines();
 }
