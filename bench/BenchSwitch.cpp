@@ -1,10 +1,16 @@
 #include "BenchSwitch.h"
 
+#include "agent/switch/Draft.h"
+
+#include <cstdlib>
 #include <string>
+#include <utility>
 
 namespace Bench {
 
 namespace {
+
+namespace Table = UmoAgent::Table;
 
 constexpr unsigned kPorts = 64;
 constexpr unsigned kVlans = 50;
@@ -38,22 +44,107 @@ Pelo::String actionName(std::size_t number) {
     return "action-" + std::to_string(number);
 }
 
+/// Adds what a bench switch consists of to a list of changes.
+class Builder {
+  public:
+    explicit Builder(BenchSwitch::Kind kind) : kind_(kind) {}
+
+    void vlan(std::uint16_t number, std::vector<Nexo::IntfId> const &members);
+    void matches(Pelo::String const &policy, std::size_t actions);
+
+    UmoAgent::Changes changes;
+
+  private:
+    template <class T>
+    void set(typename T::Key key, typename T::Value value) {
+        changes.push_back(UmoAgent::Change<T>{std::move(key), std::move(value)});
+    }
+    Table::Action::Value action(std::size_t number, bool flaps);
+
+    BenchSwitch::Kind kind_;
+};
+
+void Builder::vlan(std::uint16_t number, std::vector<Nexo::IntfId> const &members) {
+    Bridging::VlanId const vlan(number);
+    Nexo::IntfId const svi("Vlan" + std::to_string(number));
+    Pelo::String const topology = std::to_string(number);
+    set<Table::Vlan>(vlan, {});
+    set<Table::Topology>(topology, {});
+    for (Nexo::IntfId const intf : members) {
+        set<Table::Interface>(intf, {Bridging::SwitchportMode::trunk, Bridging::VlanIdOrNone(1)});
+        set<Table::VlanMember>({vlan, intf}, {});
+        set<Table::TopologyPort>({topology, intf}, Bridging::Topology::PortState::forwarding);
+    }
+    set<Table::VlanTopology>(vlan, topology);
+    set<Table::Fdb>(vlan, {});
+    set<Table::L3Interface>(svi, vlan);
+    set<Table::IpInterface>(svi, {Nexo::IpAddrWithMask::parse("10.0.0.1/24"), true});
+}
+
+void Builder::matches(Pelo::String const &policy, std::size_t actions) {
+    set<Table::Policy>(policy, {});
+    for (std::size_t number = 0; number < actions; ++number) {
+        std::size_t const matchNumber = number / BenchSwitch::kActionsPerMatch;
+        if (number % BenchSwitch::kActionsPerMatch == 0) {
+            auto const group = address(0xef000001U, matchNumber); // 239.0.0.1 and on
+            set<Table::Match>({policy, matchName(matchNumber)},
+                              {{}, {group.addr(), 32, group.port()}});
+        }
+        set<Table::Action>({policy, matchName(matchNumber), actionName(number)},
+                           action(number, policy == kFlapPolicy));
+    }
+}
+
+Table::Action::Value Builder::action(std::size_t number, bool flaps) {
+    std::size_t const vlan = number % kVlans;
+    std::size_t const member = number / kVlans % kMembers;
+    auto const vlanNumber = static_cast<std::uint16_t>(kFirstVlan + vlan);
+    Nexo::EthAddr const mac = hostMac(number);
+    Table::Action::Value action;
+    action.source = address(0x0a000001U, number); // 10.0.0.1 and on
+    bool const flooded = kind_ == BenchSwitch::Kind::floodedVlans;
+    if (!flooded && number / 2 % 2 == 0) {
+        action.destination = address(0x0b000001U, number); // a host: copies are unicast
+    }
+    if (flaps) {
+        action.egress = {{port(kFlapPort), {kFlapVlan, mac}}};
+    } else if (flooded || number % 2 == 0) {
+        set<Table::LearnedMac>({Bridging::VlanId(vlanNumber), mac}, memberOf(vlan, member));
+        action.egress = {{Nexo::IntfId("Vlan" + std::to_string(vlanNumber)), {0, mac}}};
+    } else {
+        action.egress = {{memberOf(vlan, member), {vlanNumber, mac}}};
+    }
+    return action;
+}
+
 } // namespace
 
-BenchSwitch::BenchSwitch(std::size_t actions, Kind kind) : actions_(actions), kind_(kind) {
-    bridgingConfig_->bridgeMacAddrIs(Nexo::EthAddr(0x020000ffff00U));
+UmoAgent::Changes benchChanges(std::size_t actions, BenchSwitch::Kind kind) {
+    Builder builder(kind);
     for (unsigned vlan = 0; vlan < kVlans; ++vlan) {
         std::vector<Nexo::IntfId> members;
-        for (unsigned member = 0; member < (kind == Kind::mixed ? kMembers : 4); ++member) {
+        for (unsigned member = 0; member < (kind == BenchSwitch::Kind::mixed ? kMembers : 4);
+             ++member) {
             members.push_back(memberOf(vlan, member));
         }
-        vlanIs(static_cast<std::uint16_t>(kFirstVlan + vlan), members);
+        builder.vlan(static_cast<std::uint16_t>(kFirstVlan + vlan), members);
     }
-    matchesAre("bench", actions);
-    if (kind == Kind::mixed) {
-        vlanIs(kFlapVlan, {port(kFlapPort)});
-        matchesAre(kFlapPolicy, kFlapActions);
+    builder.matches("bench", actions);
+    if (kind == BenchSwitch::Kind::mixed) {
+        builder.vlan(kFlapVlan, {port(kFlapPort)});
+        builder.matches(kFlapPolicy, BenchSwitch::kFlapActions);
     }
+    builder.changes.push_back(
+        UmoAgent::Change<Table::BridgeMac>{{}, Nexo::EthAddr(0x020000ffff00U)});
+    return std::move(builder.changes);
+}
+
+BenchSwitch::BenchSwitch(std::size_t actions, Kind kind) : actions_(actions) {
+    UmoAgent::Draft draft(state);
+    if (!draft.makeAll(benchChanges(actions, kind)).empty()) {
+        std::abort();
+    }
+    state.mount(draft);
 }
 
 BenchSwitch::~BenchSwitch() {
@@ -63,68 +154,16 @@ BenchSwitch::~BenchSwitch() {
 
 void BenchSwitch::start(Helper const &helper) {
     Vyr::TaskSchedulerRoot::schedulerIs(scheduler);
-    root = umoNatFlowMcastSmFactory(nat_, hw, bridgingConfig_, bridgingStatus_, vlanStatusDir_,
-                                    topology_, l3Table_, ipStatus_, helper);
-}
-
-void BenchSwitch::vlanIs(std::uint16_t number, std::vector<Nexo::IntfId> const &members) {
-    Bridging::VlanId const vlan(number);
-    Nexo::IntfId const svi("Vlan" + std::to_string(number));
-    auto const topology = Mox::make<Bridging::Topology::TopoConfig>(std::to_string(number));
-    auto const status = vlanStatusDir_->vlanStatusIs(vlan);
-    for (Nexo::IntfId const intf : members) {
-        bridgingConfig_->switchIntfConfigIs(intf)->switchportModeAndNativeVlanIs(
-            {Bridging::SwitchportMode::trunk, Bridging::VlanIdOrNone(1)});
-        status->vlanPortStatusIs(intf, {});
-        topology->topoPortConfigIs(intf)->portStateIs(Bridging::Topology::PortState::forwarding);
-    }
-    topology_->vidToTopoMapIs(vlan, topology);
-    l3Table_->intfL3IndexIs(svi, UmoL3Intf::L3Id(number));
-    l3Table_->routedPortNameIs(UmoL3Intf::L3Id(number), svi);
-    auto const ip = ipStatus_->ipIntfStatusIs(svi);
-    ip->addrWithMaskIs(Nexo::IpAddrWithMask::parse("10.0.0.1/24"));
-    ip->routingIs(true);
-}
-
-void BenchSwitch::matchesAre(Pelo::String const &policy, std::size_t actions) {
-    auto const natFlow = nat_->natFlowIs(policy);
-    for (std::size_t number = 0; number < actions; ++number) {
-        std::size_t const matchNumber = number / kActionsPerMatch;
-        auto const match = natFlow->matchIs(matchName(matchNumber));
-        if (number % kActionsPerMatch == 0) {
-            auto const group = address(0xef000001U, matchNumber); // 239.0.0.1 and on
-            match->flowIs({{}, {group.addr(), 32, group.port()}});
-        }
-        fill(*match->actionIs(actionName(number)), number, policy == kFlapPolicy);
-    }
-}
-
-void BenchSwitch::fill(Ip::Nat::NatFlowActionStatus &action, std::size_t number, bool flaps) {
-    std::size_t const vlan = number % kVlans;
-    std::size_t const member = number / kVlans % kMembers;
-    auto const vlanNumber = static_cast<std::uint16_t>(kFirstVlan + vlan);
-    Nexo::EthAddr const mac = hostMac(number);
-    action.srcIs(address(0x0a000001U, number)); // 10.0.0.1 and on
-    bool const flooded = kind_ == Kind::floodedVlans;
-    if (!flooded && number / 2 % 2 == 0) {
-        action.dstIs(address(0x0b000001U, number)); // a host: copies are unicast
-    }
-    if (flaps) {
-        action.intfIs(port(kFlapPort), {kFlapVlan, mac});
-    } else if (flooded || number % 2 == 0) {
-        bridgingStatus_->fdbStatusIs(Bridging::Fid(vlanNumber))
-            ->learnedHostIs(mac, {memberOf(vlan, member)});
-        action.intfIs(Nexo::IntfId("Vlan" + std::to_string(vlanNumber)), {0, mac});
-    } else {
-        action.intfIs(memberOf(vlan, member), {vlanNumber, mac});
-    }
-    action.versionIs(1);
+    root = umoNatFlowMcastSmFactory(
+        state.natStatus(), hw, state.bridgingConfig(), state.bridgingStatus(),
+        state.vlanStatusDir(), state.topologyConfig(), state.l3Table(), state.ipStatus(), helper);
 }
 
 std::vector<Mox::Ptr<Ip::Nat::NatFlowActionStatus>>
 BenchSwitch::actionsOfMatch(std::size_t match) const {
     std::vector<Mox::Ptr<Ip::Nat::NatFlowActionStatus>> found;
-    for (auto const &[name, action] : nat_->natFlow("bench")->match(matchName(match))->action()) {
+    for (auto const &[name, action] :
+         state.natStatus()->natFlow("bench")->match(matchName(match))->action()) {
         found.push_back(action);
     }
     return found;
@@ -141,7 +180,7 @@ std::vector<UmoNatFlowActionSm *> BenchSwitch::machinesOfMatch(std::size_t match
 
 void BenchSwitch::flapPortIs(bool forwarding) {
     using Bridging::Topology::PortState;
-    auto const &topology = *topology_->vidToTopoMap(Bridging::VlanId(kFlapVlan));
+    auto const &topology = *state.topologyConfig()->vidToTopoMap(Bridging::VlanId(kFlapVlan));
     topology->topoPortConfigIs(port(kFlapPort))
         ->portStateIs(forwarding ? PortState::forwarding : PortState::blocking);
     while (auto const due = scheduler->nextDue()) {

@@ -3,6 +3,8 @@
 #include "UmoNat/UmoNatFlowMcastSm.h"
 #include "Vyr/Clock.h"
 #include "Vyr/TaskScheduler.h"
+#include "agent/switch/Changes.h"
+#include "agent/switch/SwitchState.h"
 
 #include <cstddef>
 #include <vector>
@@ -49,23 +51,15 @@ class BenchSwitch {
 
     Mox::Ptr<Vyr::VirtualClock> clock = Mox::make<Vyr::VirtualClock>();
     Mox::Ptr<Vyr::TaskScheduler> scheduler = Mox::make<Vyr::TaskScheduler>(clock);
-    Mox::Ptr<Ip::Nat::HwNatFlowStatus> hw = Mox::make<Ip::Nat::HwNatFlowStatus>();
+    UmoAgent::SwitchState state;
+    Mox::Ptr<Ip::Nat::HwNatFlowStatus> const hw = state.hwStatus();
     Mox::Ptr<UmoNatFlowMcastSm> root;
 
   private:
-    void vlanIs(std::uint16_t number, std::vector<Nexo::IntfId> const &members);
-    void matchesAre(Pelo::String const &policy, std::size_t actions);
-    void fill(Ip::Nat::NatFlowActionStatus &action, std::size_t number, bool flaps);
-
     std::size_t const actions_;
-    Kind const kind_;
-    Mox::Ptr<Ip::Nat::Status> nat_ = Mox::make<Ip::Nat::Status>();
-    Mox::Ptr<Bridging::Config> bridgingConfig_ = Mox::make<Bridging::Config>();
-    Mox::Ptr<Bridging::Status> bridgingStatus_ = Mox::make<Bridging::Status>();
-    Mox::Ptr<Bridging::VlanStatusDir> vlanStatusDir_ = Mox::make<Bridging::VlanStatusDir>();
-    Mox::Ptr<Bridging::Topology::Config> topology_ = Mox::make<Bridging::Topology::Config>();
-    Mox::Ptr<UmoL3Intf::Table> l3Table_ = Mox::make<UmoL3Intf::Table>();
-    Mox::Ptr<Ip::Status> ipStatus_ = Mox::make<Ip::Status>();
 };
+
+/// The changes that bring up such a switch.
+UmoAgent::Changes benchChanges(std::size_t actions, BenchSwitch::Kind kind);
 
 } // namespace Bench

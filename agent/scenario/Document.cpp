@@ -85,10 +85,9 @@ class DocumentBuilder final : public YAML::EventHandler {
 
     void requireRoom(Mark const &mark, std::size_t more) const {
         if (more > Limits::kValues - document.values.size()) {
-            throw Unacceptable{mark,
-                               "too much: more than " + std::to_string(Limits::kValues) +
-                                   " values, aliases expanded",
-                               "fewer"};
+            throw Unacceptable{
+                mark, "more than " + std::to_string(Limits::kValues) + " values, aliases expanded",
+                "fewer"};
         }
     }
 
