@@ -179,16 +179,14 @@ void macEvent(benchmark::State &state) {
 
 /// From connect to answer, the processor time of the agent and of the process that reads for it.
 void applyOverSocket(benchmark::State &state) {
-    Bench::AgentProcess const agent(Bench::scenarioText(sizeOf(state), Shape::policies), true);
+    Bench::AgentProcess const agent(Bench::scenarioText(sizeOf(state), Shape::policies));
+    agent.awaitEndOfScenario();
     constexpr std::size_t kFiles = 100;
     std::vector<std::string> commands;
     for (std::size_t i = 0; i < kFiles; ++i) {
         commands.push_back(
             "apply " + agent.file("change-" + std::to_string(i) + ".yaml",
                                   Bench::oneActionEvents(sizeOf(state), Shape::policies, i, 1)));
-    }
-    while (agent.ask(commands[0]) != "applied 1 event\n") {
-        usleep(10'000); // the scenario is still being played
     }
     for (auto _ : state) {
         double const before = agent.seconds();
@@ -210,6 +208,7 @@ class Ticker {
           task_(Mox::make<Vyr::TimerTask>(Vyr::TaskSchedulerRoot::findOrCreateScheduler(), 4,
                                           "ticker")) {
         task_->notifier().subscriberAdd(subscriber_);
+        task_->hasNotificationActiveIs(true);
         last_ = loop_.now();
         task_->scheduleTaskDelay(Mox::Seconds(0.001));
     }
@@ -278,10 +277,10 @@ void waitDuringApply(benchmark::State &state) {
 /// A scenario of as many actions as events, each of which changes one action.
 void memoryOfEvents(benchmark::State &state) {
     for (auto _ : state) {
-        Bench::AgentProcess agent(
+        Bench::AgentProcess const agent(
             Bench::scenarioText(sizeOf(state), Shape::policies) +
-                Bench::oneActionEvents(sizeOf(state), Shape::policies, 0, sizeOf(state)),
-            false);
+            Bench::oneActionEvents(sizeOf(state), Shape::policies, 0, sizeOf(state)));
+        agent.awaitEndOfScenario();
         state.counters["resident"] = agent.mostResident();
         state.SetIterationTime(1); // there is nothing to be timed
     }
@@ -299,8 +298,8 @@ BENCHMARK_CAPTURE(load, oneMatch, Shape::oneMatch)->Name("load/one-match")->Appl
 BENCHMARK_CAPTURE(actionEvent, agent, false)->Name("event-action/agent")->Apply(sizes);
 BENCHMARK_CAPTURE(actionEvent, hand, true)->Name("event-action/by-hand")->Apply(sizes);
 BENCHMARK(macEvent)->Name("event-mac/agent")->Apply(sizes);
-BENCHMARK(applyOverSocket)->Name("apply/socket")->Apply(sizes);
-BENCHMARK(waitDuringApply)->Name("apply/wait")->Apply(sizes);
+BENCHMARK(applyOverSocket)->Name("apply/socket")->Apply(sizes)->Iterations(5);
+BENCHMARK(waitDuringApply)->Name("apply/wait")->Apply(sizes)->Iterations(3);
 BENCHMARK(memoryOfEvents)->Name("memory/events")->Arg(10000)->UseManualTime()->Iterations(1);
 
 } // namespace

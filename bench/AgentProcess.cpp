@@ -3,7 +3,6 @@
 #include "agent/base/Descriptor.h"
 #include "agent/console/CommandSocket.h"
 
-#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 
@@ -27,7 +26,7 @@ namespace {
 
 } // namespace
 
-AgentProcess::AgentProcess(std::string const &scenario, bool goesOn) {
+AgentProcess::AgentProcess(std::string const &scenario) {
     std::string pattern = std::filesystem::temp_directory_path() / "umo-bench-XXXXXX";
     if (mkdtemp(pattern.data()) == nullptr) {
         fail("no folder");
@@ -39,8 +38,7 @@ AgentProcess::AgentProcess(std::string const &scenario, bool goesOn) {
     if (process_ == 0) {
         int const nowhere = open("/dev/null", O_RDWR);
         dup2(nowhere, STDOUT_FILENO);
-        goesOn ? execl(UMO_AGENT, UMO_AGENT, "--socket", socket.c_str(), file.c_str(), nullptr)
-               : execl(UMO_AGENT, UMO_AGENT, file.c_str(), nullptr);
+        execl(UMO_AGENT, UMO_AGENT, "--socket", socket.c_str(), file.c_str(), nullptr);
         _exit(127);
     }
 }
@@ -61,18 +59,25 @@ std::string AgentProcess::file(std::string const &name, std::string const &text)
     return path;
 }
 
-std::string AgentProcess::ask(std::string const &command) const {
-    UmoAgent::Descriptor socket;
-    for (int tries = 0; !socket; ++tries) {
+void AgentProcess::awaitEndOfScenario() const {
+    constexpr int kTries = 6000;
+    for (int tries = 0; tries < kTries; ++tries) {
         try {
-            socket = UmoAgent::connectTo(folder_ + "/socket");
-        } catch (UmoAgent::SocketError const &error) {
-            if (tries == 6000 || waitpid(process_, nullptr, WNOHANG) != 0) {
-                fail(error.what());
+            if (ask("apply").find("is still being played") == std::string::npos) {
+                return;
             }
-            usleep(10'000);
+        } catch (UmoAgent::SocketError const &) {
+            if (waitpid(process_, nullptr, WNOHANG) != 0) {
+                fail("the agent has ended");
+            }
         }
+        usleep(10'000);
     }
+    fail("the agent does not come up");
+}
+
+std::string AgentProcess::ask(std::string const &command) const {
+    UmoAgent::Descriptor const socket = UmoAgent::connectTo(folder_ + "/socket");
     UmoAgent::writeAll(socket.number(), command + "\n");
     std::string answer;
     char bytes[4096];
@@ -105,14 +110,16 @@ double AgentProcess::seconds() const {
     return seconds;
 }
 
-double AgentProcess::mostResident() {
-    rusage usage{};
-    int status = 0;
-    if (wait4(process_, &status, 0, &usage) != process_ || status != 0) {
-        fail("the agent ended with status " + std::to_string(status));
+double AgentProcess::mostResident() const {
+    std::ifstream status("/proc/" + std::to_string(process_) + "/status");
+    for (std::string word; status >> word;) {
+        if (word == "VmHWM:") {
+            double kibibytes = 0;
+            status >> kibibytes;
+            return kibibytes * 1024;
+        }
     }
-    process_ = -1;
-    return static_cast<double>(usage.ru_maxrss) * 1024;
+    fail("nothing is known of the agent's memory");
 }
 
 } // namespace Bench

@@ -11,8 +11,8 @@ namespace Bench {
 /// program.
 class AgentProcess {
   public:
-    /// Starts it with the text of a scenario, and a socket if it is to go on.
-    AgentProcess(std::string const &scenario, bool goesOn);
+    /// Starts it with the text of a scenario.
+    explicit AgentProcess(std::string const &scenario);
     ~AgentProcess();
     AgentProcess(AgentProcess const &) = delete;
     AgentProcess &operator=(AgentProcess const &) = delete;
@@ -20,14 +20,17 @@ class AgentProcess {
     /// A file in its folder.
     [[nodiscard]] std::string file(std::string const &name, std::string const &text) const;
 
-    /// The answer to a command. The first one waits for the agent to be there.
+    /// Waits until it answers, and has played its scenario.
+    void awaitEndOfScenario() const;
+
+    /// The answer to a command.
     [[nodiscard]] std::string ask(std::string const &command) const;
 
     /// The processor time that it has taken, that of its child included, in seconds.
     [[nodiscard]] double seconds() const;
 
-    /// Waits for its end; the most memory that was resident, in bytes.
-    double mostResident();
+    /// The most memory that was resident so far, in bytes, without that of its child.
+    [[nodiscard]] double mostResident() const;
 
   private:
     [[nodiscard]] std::vector<pid_t> processes() const;

@@ -49,7 +49,7 @@ std::optional<YamlNode> ChangeList::causeOf(Fault::NextHop const &hop) const {
 }
 
 Changes ChangeList::end() {
-    for (Fault const &fault : draft_.endList(changes_)) {
+    for (Fault const &fault : draft_.endList(changes_, nodes_.breathe())) {
         report(fault);
     }
     at_.clear();

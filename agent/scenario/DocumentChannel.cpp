@@ -4,6 +4,7 @@
 #include "agent/base/FileText.h"
 #include "agent/scenario/Limits.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <new>
@@ -19,6 +20,16 @@ namespace {
 template <class Value>
 std::string_view bytesOf(Value const *values, std::size_t count) {
     return {reinterpret_cast<char const *>(values), count * sizeof(Value)};
+}
+
+/// Makes room behind what is filled, a little at a time: memory that is used for the first time
+/// takes its time.
+template <class Elements>
+void grow(Elements &elements, std::size_t filled, std::size_t all) {
+    constexpr std::size_t kStep = 65536;
+    if (elements.size() <= filled) {
+        elements.resize(std::min(all, filled + kStep));
+    }
 }
 
 void send(int channel, AnswerHeader const &header) {
@@ -85,11 +96,12 @@ AnswerReader::Room AnswerReader::room() {
     if (headerFilled_ < sizeof header_) {
         return {reinterpret_cast<char *>(&header_) + headerFilled_, sizeof header_ - headerFilled_};
     }
-    std::size_t const values = document_.values.size() * sizeof(Document::Value);
-    if (valuesFilled_ < values) {
+    if (valuesFilled_ < header_.values * sizeof(Document::Value)) {
+        grow(document_.values, valuesFilled_ / sizeof(Document::Value), header_.values);
         return {reinterpret_cast<char *>(document_.values.data()) + valuesFilled_,
-                values - valuesFilled_};
+                document_.values.size() * sizeof(Document::Value) - valuesFilled_};
     }
+    grow(document_.texts, textsFilled_, header_.bytes);
     return {document_.texts.data() + textsFilled_, document_.texts.size() - textsFilled_};
 }
 
@@ -102,10 +114,10 @@ void AnswerReader::filled(std::size_t size) {
                 headerFilled_ = 0;
                 return;
             }
-            document_.values.resize(header_.values);
-            document_.texts.resize(header_.bytes);
+            document_.values.reserve(header_.values);
+            document_.texts.reserve(header_.bytes);
         }
-    } else if (valuesFilled_ < document_.values.size() * sizeof(Document::Value)) {
+    } else if (valuesFilled_ < header_.values * sizeof(Document::Value)) {
         valuesFilled_ += size;
     } else {
         textsFilled_ += size;

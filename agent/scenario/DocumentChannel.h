@@ -33,13 +33,14 @@ void answerReadRequests(int channel);
 /// Puts an answer together as its bytes come.
 class AnswerReader {
   public:
-    /// Where the next bytes go, and how many there may be; none when a part of the answer is whole.
+    /// Where the next bytes go, and how many there may be; none when the answer is whole. May throw
+    /// std::bad_alloc.
     struct Room {
         char *begin;
         std::size_t size;
     };
     [[nodiscard]] Room room();
-    /// That many have come. May throw std::bad_alloc when room for a document has to be made.
+    /// That many have come. May throw std::bad_alloc.
     void filled(std::size_t size);
 
     /// Whether the text has been read.

@@ -31,6 +31,7 @@ class ScenarioNodes {
         : errors_(errors), breathe_(std::move(breathe)) {}
 
     [[nodiscard]] ScenarioErrors &errors() { return errors_; }
+    [[nodiscard]] std::function<void()> const &breathe() const { return breathe_; }
 
     /// How an error message names what it found: the text in quotes, or the kind of node.
     [[nodiscard]] static std::string described(YamlNode node);

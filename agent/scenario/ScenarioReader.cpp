@@ -175,6 +175,9 @@ readEvents(Document const &document, ScenarioErrors &errors, EventsToFollow cons
         if (errors.empty()) {
             return events;
         }
+        if (follow.breathe) {
+            follow.breathe(); // to give back much memory takes its time, too
+        }
     } catch (ReadingEnds const &) {
         // The errors say why.
     }

@@ -252,15 +252,19 @@ Draft::Refusal Draft::makeOne(Change<Table::L3Interface> const &change) {
     return refusal;
 }
 
-std::vector<Fault> Draft::endList(Changes const &list) {
+std::vector<Fault> Draft::endList(Changes const &list, std::function<void()> const &breathe) {
+    constexpr std::size_t kChangesInABreath = 1000;
     std::vector<Fault> faults;
     for (std::size_t index = 0; index < list.size(); ++index) {
         if (auto const *const l3 = std::get_if<Change<Table::L3Interface>>(&list[index])) {
             checkL3Id(index, *l3, faults);
         } else if (auto const *const action = std::get_if<Change<Table::Action>>(&list[index])) {
-            if (DraftMatch *const match = presentMatch({action->key.policy, action->key.match})) {
+            if (auto *const match = presentMatch(action->key.policy, action->key.match)) {
                 checkAction(index, action->key, *match, faults);
             }
+        }
+        if (breathe && (index + 1) % kChangesInABreath == 0) {
+            breathe();
         }
     }
     // An action that is faulty on its own account is not so on that of its flow, too.

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <functional>
 #include <map>
 #include <optional>
 #include <set>
@@ -123,7 +124,8 @@ class Draft {
     std::optional<Fault> make(AnyChange const &change);
 
     /// Ends a list whose changes were all given to `make`: finds what only the whole of it shows.
-    std::vector<Fault> endList(Changes const &list);
+    /// Calls `breathe`, if given, now and then.
+    std::vector<Fault> endList(Changes const &list, std::function<void()> const &breathe = nullptr);
 
     std::vector<Fault> makeAll(Changes const &list);
 
@@ -178,10 +180,11 @@ class Draft {
     template <class T>
     DraftHolder<T> &holder(typename T::In::Key const &key);
     DraftPolicy &policy(Pelo::String const &name);
-    DraftMatch &match(DraftPolicy &policy, Table::Match::Key const &key);
+    DraftMatch &match(DraftPolicy &policy, Pelo::String const &policyName,
+                      Pelo::String const &name);
     DraftAction &action(DraftMatch &match, Table::Action::Key const &key);
     /// The match, if its policy and itself are there.
-    DraftMatch *presentMatch(Table::Match::Key const &key);
+    DraftMatch *presentMatch(Pelo::String const &policy, Pelo::String const &match);
 
     void checkL3Id(std::size_t index, Change<Table::L3Interface> const &change,
                    std::vector<Fault> &faults) const;

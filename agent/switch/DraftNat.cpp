@@ -82,12 +82,14 @@ DraftPolicy &Draft::policy(Pelo::String const &name) {
     return policy;
 }
 
-DraftMatch &Draft::match(DraftPolicy &policy, Table::Match::Key const &key) {
-    auto const [at, fresh] = policy.matches.try_emplace(key.match);
+DraftMatch &Draft::match(DraftPolicy &policy, Pelo::String const &policyName,
+                         Pelo::String const &name) {
+    auto const [at, fresh] = policy.matches.try_emplace(name);
     DraftMatch &match = at->second;
     if (fresh) {
         match.order = ++order_;
-        if (auto const flow = policy.stays() ? mounted_.find<Table::Match>(key) : std::nullopt) {
+        if (auto const flow =
+                policy.stays() ? mounted_.find<Table::Match>({policyName, name}) : std::nullopt) {
             match.mounted = match.present = true;
             match.flow = *flow;
             match.checked = flowTypeOf(*flow);
@@ -111,12 +113,12 @@ DraftAction &Draft::action(DraftMatch &match, Table::Action::Key const &key) {
     return action;
 }
 
-DraftMatch *Draft::presentMatch(Table::Match::Key const &key) {
-    DraftPolicy &policy = this->policy(key.policy);
+DraftMatch *Draft::presentMatch(Pelo::String const &policyName, Pelo::String const &name) {
+    DraftPolicy &policy = this->policy(policyName);
     if (!policy.present) {
         return nullptr;
     }
-    DraftMatch &match = this->match(policy, key);
+    DraftMatch &match = this->match(policy, policyName, name);
     return match.present ? &match : nullptr;
 }
 
@@ -144,7 +146,7 @@ Draft::Refusal Draft::makeOne(Change<Table::Match> const &change) {
     if (!policy.present) {
         return draftAbsent(Table::Policy::kOne);
     }
-    DraftMatch &match = this->match(policy, change.key);
+    DraftMatch &match = this->match(policy, change.key.policy, change.key.match);
     Refusal refusal = makeNode(match, change.value.has_value(), Table::Match::kOne);
     if (change.value) {
         match.flow = *change.value;
@@ -153,7 +155,7 @@ Draft::Refusal Draft::makeOne(Change<Table::Match> const &change) {
 }
 
 Draft::Refusal Draft::makeOne(Change<Table::Action> const &change) {
-    DraftMatch *const match = presentMatch({change.key.policy, change.key.match});
+    DraftMatch *const match = presentMatch(change.key.policy, change.key.match);
     if (match == nullptr) {
         return draftAbsent(Table::Match::kOne);
     }
@@ -168,7 +170,7 @@ Draft::Refusal Draft::makeOne(Change<Table::Action> const &change) {
 /// The actions of a flow whose type stays need what they needed.
 void Draft::checkMatch(std::size_t index, Table::Match::Key const &key,
                        std::vector<Fault> &faults) {
-    DraftMatch *const match = presentMatch(key);
+    DraftMatch *const match = presentMatch(key.policy, key.match);
     if (match == nullptr) {
         return;
     }
