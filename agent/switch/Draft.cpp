@@ -282,7 +282,7 @@ std::vector<Fault> Draft::endList(Changes const &list, std::function<void()> con
 void Draft::checkL3Id(std::size_t index, Change<Table::L3Interface> const &change,
                       std::vector<Fault> &faults) const {
     auto const id = find<Table::L3Interface>(change.key);
-    if (!id) {
+    if (!change.value || !id) {
         return;
     }
     auto const conflict = [&](Nexo::IntfId other) {
