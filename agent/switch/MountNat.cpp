@@ -111,11 +111,12 @@ void addMatches(NatFlowPolicyStatus &policy, DraftNodes<DraftMatch> const &match
     }
 }
 
-/// Erases the keys of which `isIn` says that they are in what `first` is the first possible key of.
-template <class IsIn>
-void eraseFrom(std::set<Table::Action::Key> &actions, Table::Action::Key const &first, IsIn isIn) {
-    auto at = actions.lower_bound(first);
-    while (at != actions.end() && isIn(*at)) {
+/// Erases the keys of the actions of a policy, or of one match of it.
+void eraseIn(std::set<Table::Action::Key> &actions, Pelo::String const &policy,
+             Pelo::String const *match) {
+    auto at = actions.lower_bound({policy, match == nullptr ? "" : *match, ""});
+    while (at != actions.end() && at->policy == policy &&
+           (match == nullptr || at->match == *match)) {
         at = actions.erase(at);
     }
 }
@@ -205,14 +206,11 @@ void MountNat::setVersions() const {
 void MountNat::noteNeededMacs(std::set<Table::Action::Key> &actions) const {
     for (auto const &[policyName, policy] : policies_) {
         if (policy.ended) {
-            eraseFrom(actions, {policyName, "", ""},
-                      [&name = policyName](auto const &key) { return key.policy == name; });
+            eraseIn(actions, policyName, nullptr);
         }
         for (auto const &[matchName, match] : policy.matches) {
             if (match.ended) {
-                eraseFrom(actions, {policyName, matchName, ""}, [&](auto const &key) {
-                    return key.policy == policyName && key.match == matchName;
-                });
+                eraseIn(actions, policyName, &matchName);
             }
             for (auto const &[name, action] : match.actions) {
                 Table::Action::Key const key{policyName, matchName, name};
