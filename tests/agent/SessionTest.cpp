@@ -46,13 +46,13 @@ class Process {
                 auto const what = std::filesystem::read_symlink(file, none).string();
                 connected = connected || what.starts_with("socket:");
             }
-            std::ifstream stat(proc + "/stat"); // read now: it may have slept before it asked
-            std::string state;
-            stat >> state >> state >> state;
-            asked = connected && state == "S";
+            asked = connected && state() == 'S'; // seen now: it may have slept before it asked
         }
         EXPECT_TRUE(asked);
     }
+
+    /// Whether it has yet to end; what it prints until then must fit in the pipe.
+    [[nodiscard]] bool runs() const { return state() != 'Z'; }
 
     /// Reads the output up to `text`, or to its end.
     std::string const &readUntil(std::string const &text) {
@@ -71,6 +71,13 @@ class Process {
     }
 
   private:
+    [[nodiscard]] char state() const {
+        std::ifstream stat("/proc/" + std::to_string(pid_) + "/stat");
+        std::string field;
+        stat >> field >> field >> field;
+        return field.empty() ? '\0' : field[0];
+    }
+
     std::FILE *output_;
     pid_t pid_ = 0;
     std::string printed_;
@@ -115,6 +122,38 @@ std::string manyActions() {
     }
     return text + "}}}}}\n";
 }
+
+/// Events that set so many learned MACs in each of so many VLANs, which are all in few places.
+std::string manyMacs(int vlans, int macs) {
+    std::string text = "events: [{set: {learned-macs: {1: &m {";
+    for (int i = 0; i < macs; ++i) {
+        char mac[48];
+        std::snprintf(mac, sizeof mac, "02:00:%02x:%02x:%02x:01: Et1, ", i >> 16, i >> 8 & 255,
+                      i & 255);
+        text += mac;
+    }
+    text += "}";
+    for (int vlan = 2; vlan <= vlans; ++vlan) {
+        text += ", " + std::to_string(vlan) + ": *m";
+    }
+    return text + "}}}]";
+}
+
+/// The file of what is to be applied, at `path`; it answers what the agent says to that.
+class ChangeFile {
+  public:
+    explicit ChangeFile(std::string const &text) { std::ofstream(path_) << text; }
+    ~ChangeFile() { std::remove(path_.c_str()); }
+    ChangeFile(ChangeFile const &) = delete;
+    ChangeFile &operator=(ChangeFile const &) = delete;
+
+    [[nodiscard]] std::string command() const {
+        return clientCommand + "--timeout 60 apply " + path_;
+    }
+
+  private:
+    std::string path_ = socketPath + ".changes.yaml";
+};
 
 } // namespace
 
@@ -284,4 +323,78 @@ TEST(Session, AClientNeitherWaitsNorTakesInForEver) {
         },
         UmoAgent::SocketError);
     EXPECT_THAT(client("--timeout 1 showChip"), HasSubstr("the agent accepts nobody\n=> 2"));
+}
+
+TEST(Session, WhateverIsAppliedTheSwitchAnswersMeanwhileAndIsAsItWasIfItIsTooMuch) {
+    std::string bomb = "a: &a [x, x]\n", events = "events: [", values = events;
+    for (char name = 'a'; name < 'z'; ++name) {
+        std::string const next(1, static_cast<char>(name + 1)), alias = std::string("*") + name;
+        bomb += next + ": &" + next + " [" + alias + " , " + alias + " ]\n";
+    }
+    for (int i = 0; i < 6400; ++i) {
+        events += "{},";
+    }
+    for (int i = 0; i < 4'000'000; ++i) {
+        values += "a,";
+    }
+    struct Case {
+        std::string text;
+        char const *timeout, *said;
+    } const cases[] = {
+        {bomb, "1",
+         ":20:[0-9]+: found more than 4000000 values, aliases expanded, expected fewer\n"
+         "% apply: nothing was applied\n=> 1$"},
+        {events + "]", "1", "^applied 6400 events\n=> 0$"},
+        {values + "]", "1",
+         ":1:[0-9]+: found more than 4000000 values, aliases expanded, expected fewer\n"
+         "% apply: nothing was applied\n=> 1$"},
+        // Here the agent itself has much to read, and answers between that and the parsing.
+        {manyMacs(1, 500'001), "20",
+         ": found more than 500000 changes, expected fewer\n"
+         "% apply: nothing was applied\n=> 1$"},
+    };
+    ScenarioFile const file("policies: {p: {matches: {m: {actions: {a: {egress: [Vlan1],\n"
+                            "  destination: 239.1.1.1}}}}}}\n");
+    Process agent(agentCommand + file.path());
+    agent.readUntil("the switch goes on\n");
+    std::string const chip = client("showChip");
+    for (auto const &[text, timeout, said] : cases) {
+        ChangeFile const changes(text);
+        Process applying(changes.command());
+        do {
+            EXPECT_THAT(client(std::string("showNatFlowGroup --timeout ") + timeout),
+                        EndsWith(" programmed\n=> 0"));
+        } while (applying.runs());
+        EXPECT_THAT(applying.end(), ContainsRegex(said));
+        EXPECT_EQ(client("showChip"), chip);
+    }
+}
+
+TEST(Session, AFileThatThereIsNoMemoryForStopsNeitherTheAgentNorTheNextFile) {
+    std::string const little = "sh -c \"ulimit -v ";
+    std::string const version = "90000; exec '" UMO_AGENT "' --version\"";
+    if (std::string const said = Process(little + version).end();
+        said.find("AddressSanitizer") != std::string::npos) {
+        GTEST_SKIP() << said; // which takes more memory than that
+    }
+    ScenarioFile const file("");
+    // The process that reads has too little for the first file, which is written out; the agent,
+    // for what is made of the second. Each has enough of it when the limit is twice as high.
+    std::pair<int, std::string> const cases[] = {{90'000, manyMacs(1, 200'000)},
+                                                 {150'000, manyMacs(40, 10'000)}};
+    for (auto const &[limit, text] : cases) {
+        Process agent(little + std::to_string(limit) + "; exec " + agentCommand + file.path() +
+                      "\"");
+        agent.readUntil("the switch goes on\n");
+        {
+            ChangeFile const large(text);
+            EXPECT_THAT(
+                Process(large.command()).end(),
+                ContainsRegex("^% .*there is not enough memory\n.*nothing was applied\n=> 1$"));
+        }
+        ChangeFile const small(manyMacs(2, 2));
+        EXPECT_EQ(Process(small.command()).end(), "applied 1 event\n=> 0");
+        agent.signal(SIGTERM);
+        EXPECT_THAT(agent.end(), EndsWith("\n=> 0"));
+    }
 }
