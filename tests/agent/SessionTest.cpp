@@ -92,25 +92,39 @@ std::string client(std::string const &command) {
     return Process(clientCommand + command).end();
 }
 
-/// A scenario file in the place of `events`, taken away when it is over.
-class ScenarioFile {
+/// A file beside the socket, taken away when it is over.
+class File {
   public:
-    explicit ScenarioFile(std::string const &text) {
-        std::ofstream(path_) << "interfaces: {Et1: {mode: trunk}}\nvlans: {1: [Et1], 2: [Et1]}\n"
-                                "topologies: {t: {vlans: [1, 2], ports: {Et1: forwarding}}}\n"
-                                "ip-interfaces: {Vlan1: {address: 10.0.1.1/24},"
-                                " Vlan2: {address: 10.0.2.1/24}}\n"
-                                "l3-interfaces: {Vlan1: 1, Vlan2: 2}\n"
-                             << text;
+    File(char const *suffix, std::string const &text) : path_(socketPath + suffix) {
+        std::ofstream(path_) << text;
     }
-    ~ScenarioFile() { std::remove(path_.c_str()); }
-    ScenarioFile(ScenarioFile const &) = delete;
-    ScenarioFile &operator=(ScenarioFile const &) = delete;
+    ~File() { std::remove(path_.c_str()); }
+    File(File const &) = delete;
+    File &operator=(File const &) = delete;
 
     [[nodiscard]] std::string const &path() const { return path_; }
 
   private:
-    std::string path_ = socketPath + ".yaml";
+    std::string path_;
+};
+
+/// A scenario with `text` for its policies and events.
+struct ScenarioFile : File {
+    explicit ScenarioFile(std::string const &text)
+        : File(".yaml", "interfaces: {Et1: {mode: trunk}}\nvlans: {1: [Et1], 2: [Et1]}\n"
+                        "topologies: {t: {vlans: [1, 2], ports: {Et1: forwarding}}}\n"
+                        "ip-interfaces: {Vlan1: {address: 10.0.1.1/24},"
+                        " Vlan2: {address: 10.0.2.1/24}}\n"
+                        "l3-interfaces: {Vlan1: 1, Vlan2: 2}\n" +
+                            text) {}
+};
+
+/// What is to be applied, and the client that asks for it.
+struct Changes : File {
+    explicit Changes(std::string const &text) : File(".changes.yaml", text) {}
+    [[nodiscard]] std::string command() const {
+        return clientCommand + "--timeout 60 apply " + path();
+    }
 };
 
 /// A policy with so many actions that a table or tree of them is more than the system keeps for
@@ -138,22 +152,6 @@ std::string manyMacs(int vlans, int macs) {
     }
     return text + "}}}]";
 }
-
-/// The file of what is to be applied, at `path`; it answers what the agent says to that.
-class ChangeFile {
-  public:
-    explicit ChangeFile(std::string const &text) { std::ofstream(path_) << text; }
-    ~ChangeFile() { std::remove(path_.c_str()); }
-    ChangeFile(ChangeFile const &) = delete;
-    ChangeFile &operator=(ChangeFile const &) = delete;
-
-    [[nodiscard]] std::string command() const {
-        return clientCommand + "--timeout 60 apply " + path_;
-    }
-
-  private:
-    std::string path_ = socketPath + ".changes.yaml";
-};
 
 } // namespace
 
@@ -359,7 +357,7 @@ TEST(Session, WhateverIsAppliedTheSwitchAnswersMeanwhileAndIsAsItWasIfItIsTooMuc
     agent.readUntil("the switch goes on\n");
     std::string const chip = client("showChip");
     for (auto const &[text, timeout, said] : cases) {
-        ChangeFile const changes(text);
+        Changes const changes(text);
         Process applying(changes.command());
         do {
             EXPECT_THAT(client(std::string("showNatFlowGroup --timeout ") + timeout),
@@ -387,12 +385,12 @@ TEST(Session, AFileThatThereIsNoMemoryForStopsNeitherTheAgentNorTheNextFile) {
                       "\"");
         agent.readUntil("the switch goes on\n");
         {
-            ChangeFile const large(text);
+            Changes const large(text);
             EXPECT_THAT(
                 Process(large.command()).end(),
                 ContainsRegex("^% .*there is not enough memory\n.*nothing was applied\n=> 1$"));
         }
-        ChangeFile const small(manyMacs(2, 2));
+        Changes const small(manyMacs(2, 2));
         EXPECT_EQ(Process(small.command()).end(), "applied 1 event\n=> 0");
         agent.signal(SIGTERM);
         EXPECT_THAT(agent.end(), EndsWith("\n=> 0"));
