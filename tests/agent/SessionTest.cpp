@@ -46,13 +46,13 @@ class Process {
                 auto const what = std::filesystem::read_symlink(file, none).string();
                 connected = connected || what.starts_with("socket:");
             }
-            std::ifstream stat(proc + "/stat"); // read now: it may have slept before it asked
-            std::string state;
-            stat >> state >> state >> state;
-            asked = connected && state == "S";
+            asked = connected && state() == 'S'; // seen now: it may have slept before it asked
         }
         EXPECT_TRUE(asked);
     }
+
+    /// Whether it has yet to end; what it prints until then must fit in the pipe.
+    [[nodiscard]] bool runs() const { return state() != 'Z'; }
 
     /// Reads the output up to `text`, or to its end.
     std::string const &readUntil(std::string const &text) {
@@ -71,6 +71,13 @@ class Process {
     }
 
   private:
+    [[nodiscard]] char state() const {
+        std::ifstream stat("/proc/" + std::to_string(pid_) + "/stat");
+        std::string field;
+        stat >> field >> field >> field;
+        return field.empty() ? '\0' : field[0];
+    }
+
     std::FILE *output_;
     pid_t pid_ = 0;
     std::string printed_;
@@ -85,25 +92,39 @@ std::string client(std::string const &command) {
     return Process(clientCommand + command).end();
 }
 
-/// A scenario file in the place of `events`, taken away when it is over.
-class ScenarioFile {
+/// A file beside the socket, taken away when it is over.
+class File {
   public:
-    explicit ScenarioFile(std::string const &text) {
-        std::ofstream(path_) << "interfaces: {Et1: {mode: trunk}}\nvlans: {1: [Et1], 2: [Et1]}\n"
-                                "topologies: {t: {vlans: [1, 2], ports: {Et1: forwarding}}}\n"
-                                "ip-interfaces: {Vlan1: {address: 10.0.1.1/24},"
-                                " Vlan2: {address: 10.0.2.1/24}}\n"
-                                "l3-interfaces: {Vlan1: 1, Vlan2: 2}\n"
-                             << text;
+    File(char const *suffix, std::string const &text) : path_(socketPath + suffix) {
+        std::ofstream(path_) << text;
     }
-    ~ScenarioFile() { std::remove(path_.c_str()); }
-    ScenarioFile(ScenarioFile const &) = delete;
-    ScenarioFile &operator=(ScenarioFile const &) = delete;
+    ~File() { std::remove(path_.c_str()); }
+    File(File const &) = delete;
+    File &operator=(File const &) = delete;
 
     [[nodiscard]] std::string const &path() const { return path_; }
 
   private:
-    std::string path_ = socketPath + ".yaml";
+    std::string path_;
+};
+
+/// A scenario with `text` for its policies and events.
+struct ScenarioFile : File {
+    explicit ScenarioFile(std::string const &text)
+        : File(".yaml", "interfaces: {Et1: {mode: trunk}}\nvlans: {1: [Et1], 2: [Et1]}\n"
+                        "topologies: {t: {vlans: [1, 2], ports: {Et1: forwarding}}}\n"
+                        "ip-interfaces: {Vlan1: {address: 10.0.1.1/24},"
+                        " Vlan2: {address: 10.0.2.1/24}}\n"
+                        "l3-interfaces: {Vlan1: 1, Vlan2: 2}\n" +
+                            text) {}
+};
+
+/// What is to be applied, and the client that asks for it.
+struct Changes : File {
+    explicit Changes(std::string const &text) : File(".changes.yaml", text) {}
+    [[nodiscard]] std::string command() const {
+        return clientCommand + "--timeout 60 apply " + path();
+    }
 };
 
 /// A policy with so many actions that a table or tree of them is more than the system keeps for
@@ -114,6 +135,22 @@ std::string manyActions() {
         text += "a" + std::to_string(i) + ": {destination: 239.1.1.1, egress: [Vlan1]}, ";
     }
     return text + "}}}}}\n";
+}
+
+/// Events that set so many learned MACs in each of so many VLANs, which are all in few places.
+std::string manyMacs(int vlans, int macs) {
+    std::string text = "events: [{set: {learned-macs: {1: &m {";
+    for (int i = 0; i < macs; ++i) {
+        char mac[48];
+        std::snprintf(mac, sizeof mac, "02:00:%02x:%02x:%02x:01: Et1, ", i >> 16, i >> 8 & 255,
+                      i & 255);
+        text += mac;
+    }
+    text += "}";
+    for (int vlan = 2; vlan <= vlans; ++vlan) {
+        text += ", " + std::to_string(vlan) + ": *m";
+    }
+    return text + "}}}]";
 }
 
 } // namespace
@@ -284,4 +321,78 @@ TEST(Session, AClientNeitherWaitsNorTakesInForEver) {
         },
         UmoAgent::SocketError);
     EXPECT_THAT(client("--timeout 1 showChip"), HasSubstr("the agent accepts nobody\n=> 2"));
+}
+
+TEST(Session, WhateverIsAppliedTheSwitchAnswersMeanwhileAndIsAsItWasIfItIsTooMuch) {
+    std::string bomb = "a: &a [x, x]\n", events = "events: [", values = events;
+    for (char name = 'a'; name < 'z'; ++name) {
+        std::string const next(1, static_cast<char>(name + 1)), alias = std::string("*") + name;
+        bomb += next + ": &" + next + " [" + alias + " , " + alias + " ]\n";
+    }
+    for (int i = 0; i < 6400; ++i) {
+        events += "{},";
+    }
+    for (int i = 0; i < 4'000'000; ++i) {
+        values += "a,";
+    }
+    struct Case {
+        std::string text;
+        char const *timeout, *said;
+    } const cases[] = {
+        {bomb, "1",
+         ":20:[0-9]+: found more than 4000000 values, aliases expanded, expected fewer\n"
+         "% apply: nothing was applied\n=> 1$"},
+        {events + "]", "1", "^applied 6400 events\n=> 0$"},
+        {values + "]", "1",
+         ":1:[0-9]+: found more than 4000000 values, aliases expanded, expected fewer\n"
+         "% apply: nothing was applied\n=> 1$"},
+        // Here the agent itself has much to read, and answers between that and the parsing.
+        {manyMacs(1, 500'001), "20",
+         ": found more than 500000 changes, expected fewer\n"
+         "% apply: nothing was applied\n=> 1$"},
+    };
+    ScenarioFile const file("policies: {p: {matches: {m: {actions: {a: {egress: [Vlan1],\n"
+                            "  destination: 239.1.1.1}}}}}}\n");
+    Process agent(agentCommand + file.path());
+    agent.readUntil("the switch goes on\n");
+    std::string const chip = client("showChip");
+    for (auto const &[text, timeout, said] : cases) {
+        Changes const changes(text);
+        Process applying(changes.command());
+        do {
+            EXPECT_THAT(client(std::string("showNatFlowGroup --timeout ") + timeout),
+                        EndsWith(" programmed\n=> 0"));
+        } while (applying.runs());
+        EXPECT_THAT(applying.end(), ContainsRegex(said));
+        EXPECT_EQ(client("showChip"), chip);
+    }
+}
+
+TEST(Session, AFileThatThereIsNoMemoryForStopsNeitherTheAgentNorTheNextFile) {
+    std::string const little = "sh -c \"ulimit -v ";
+    std::string const version = "90000; exec '" UMO_AGENT "' --version\"";
+    if (std::string const said = Process(little + version).end();
+        said.find("AddressSanitizer") != std::string::npos) {
+        GTEST_SKIP() << said; // which takes more memory than that
+    }
+    ScenarioFile const file("");
+    // The process that reads has too little for the first file, which is written out; the agent,
+    // for what is made of the second. Each has enough of it when the limit is twice as high.
+    std::pair<int, std::string> const cases[] = {{90'000, manyMacs(1, 200'000)},
+                                                 {150'000, manyMacs(40, 10'000)}};
+    for (auto const &[limit, text] : cases) {
+        Process agent(little + std::to_string(limit) + "; exec " + agentCommand + file.path() +
+                      "\"");
+        agent.readUntil("the switch goes on\n");
+        {
+            Changes const large(text);
+            EXPECT_THAT(
+                Process(large.command()).end(),
+                ContainsRegex("^% .*there is not enough memory\n.*nothing was applied\n=> 1$"));
+        }
+        Changes const small(manyMacs(2, 2));
+        EXPECT_EQ(Process(small.command()).end(), "applied 1 event\n=> 0");
+        agent.signal(SIGTERM);
+        EXPECT_THAT(agent.end(), EndsWith("\n=> 0"));
+    }
 }

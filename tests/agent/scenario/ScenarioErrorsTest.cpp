@@ -8,10 +8,26 @@ using UmoAgent::ScenarioFaults;
 
 namespace {
 
+/// Of events that are to follow, a minute after a switch without anything has started.
+ScenarioFaults faultsOfEvents(std::string const &text) {
+    UmoAgent::SwitchState const nothing;
+    auto const read = UmoAgent::readEvents("f", text, {nothing, std::chrono::minutes(1)});
+    auto const *const faults = std::get_if<ScenarioFaults>(&read);
+    return faults != nullptr ? *faults : ScenarioFaults{};
+}
+
 ScenarioFaults faultsOf(std::string const &text) {
     auto const read = UmoAgent::readScenario("f", text);
     auto const *const faults = std::get_if<ScenarioFaults>(&read);
     return faults != nullptr ? *faults : ScenarioFaults{};
+}
+
+std::string repeated(int count, std::string const &text) {
+    std::string all;
+    for (int i = 0; i < count; ++i) {
+        all += text;
+    }
+    return all;
 }
 
 /// A policy with one match and one action, whose settings start at line 7, column 22.
@@ -68,6 +84,13 @@ TEST(ScenarioErrors, EachIsReportedWhereItStandsOrAtTheEventThatBreaksWhatWasRig
          "8:67: found \"b\", expected an action that is"},
         {state + "remove" + named + "{actions: {a: [source]}}" + ends, "8:71: found \"source\""},
         {state + "remove: {interfaces: [Et2]}}]", "8:41: found \"Et2\", expected an"},
+        {"vlans: &v {1: []}\nl3-interfaces:\n  <<: {}", "3:3: found a merge key \"<<\", expected"},
+        {"interfaces: {Et1: &i {}, Et2: *i, <<: {}}", "1:35: found a merge key"},
+        {"vlans: {1: []}\n\"<<\": []", "2:1: found \"<<\", expected one of chip"},
+        {"vlans: {1: &v {x: *v}}", "1:19: malformed YAML: an alias within what it stands for"},
+        {"vlans: " + repeated(3000, "["), "1:1: found nesting of more than 500 levels"},
+        {"interfaces: {Et1: {}}\nvlans: {1: &m [Et1, Et7], 2: *m, 3: *m}", "2:21: found unknown"},
+        {"events: [{at: 1, note: &x [<<]}, {at: 2}]", "1:24: found a list"},
     };
     for (auto const &[text, fault] : cases) {
         EXPECT_THAT(faultsOf(text), ElementsAre(StartsWith("f:" + fault))) << text;
@@ -80,4 +103,37 @@ TEST(ScenarioErrors, AllAreReportedInTheOrderOfTheFileWhichMayAlsoBeUnreadable) 
                             StartsWith("f:3:15:"), StartsWith("f:4:1:")));
     EXPECT_THAT(std::get<ScenarioFaults>(UmoAgent::readScenarioFile("/nowhere.yaml")),
                 ElementsAre(StartsWith("/nowhere.yaml: cannot be read: ")));
+}
+
+TEST(ScenarioErrors, OfVeryManyTheFirstAreReportedAndTheNumberOfAll) {
+    std::string const vlans = "vlans: {1: [" + repeated(98, "Et\n,") + "Et\n]}\nend: x\n";
+    EXPECT_THAT(faultsOf(vlans), testing::SizeIs(100));
+    ScenarioFaults const faults = faultsOf("interfaces: {Eth1: {},\nEth2: {}}\n" + vlans);
+    ASSERT_EQ(faults.size(), 101U); // those that the file begins with, though they are read last
+    EXPECT_THAT(faults[0], StartsWith("f:1:14: malformed interface name \"Eth1\""));
+    EXPECT_THAT(faults[99], StartsWith("f:100:2: malformed interface name \"Et\""));
+    EXPECT_EQ(faults[100], "f: 102 mistakes in all, of which these are the first");
+}
+
+TEST(ScenarioErrors, EventsToFollowHappenAtATimeThatHasCome) {
+    EXPECT_THAT(faultsOfEvents("events: [{at: 1}, {}, {at: 1m, note: <<}, {at: 60s}]"),
+                ElementsAre());
+    EXPECT_THAT(
+        faultsOfEvents("events: [{at: 2s}, {at: 1s}, {at: 60001ms}]"),
+        ElementsAre(StartsWith("f:1:25: found \"1s\", expected a time that is not before"),
+                    StartsWith("f:1:35: found \"60001ms\", expected a time that has come")));
+}
+
+TEST(ScenarioErrors, WhatAFileMayTakeIsBoundedHoweverSmallItIs) {
+    std::string values = "a: &a [" + repeated(9, "x, ") + "x]\n", before = "*a";
+    for (char const *const name : {"b", "c", "d", "e", "f", "g"}) {
+        values +=
+            std::string(name) + ": &" + name + " [" + repeated(9, before + ", ") + before + "]\n";
+        before = std::string("*") + name;
+    }
+    EXPECT_LT(values.size(), 400U);
+    EXPECT_THAT(faultsOf(values),
+                ElementsAre(StartsWith("f:7:16: found more than 4000000 values, aliases")));
+    EXPECT_THAT(faultsOfEvents("events: [&e {}" + repeated(500'000, ",*e") + "]"),
+                ElementsAre(StartsWith("f:1:10: found more than 500000 events, expected fewer")));
 }

@@ -1,0 +1,271 @@
+#include "agent/switch/ForwardingAgent.h"
+#include "agent/scenario/ScenarioReader.h"
+#include "agent/show/Printers.h"
+
+#include <gmock/gmock.h>
+
+#include <sstream>
+
+using namespace UmoAgent;
+using Bridging::VlanId;
+using Bridging::Topology::PortState;
+using Nexo::EthAddr;
+using Nexo::IntfId;
+using testing::AllOf;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::Field;
+
+namespace {
+
+constexpr char const *kSwitch = R"(
+bridge-mac: 02:00:00:00:00:01
+interfaces: {Et1: {mode: trunk}, Et2: {mode: trunk}, Et3: {mode: routed}, Et4: {mode: routed}}
+vlans: {1: [Et1, Et2], 2: [Et1]}
+topologies: {t: {vlans: [1, 2], ports: {Et1: forwarding, Et2: forwarding}}, u: {}}
+learned-macs: {1: {"00:00:00:00:00:01": Et1, "00:00:00:00:00:02": Et2}}
+ip-interfaces: {Vlan1: {address: 10.0.1.1/24}, Vlan2: {address: 10.0.2.1/24}}
+l3-interfaces: {Vlan1: 1, Vlan2: 2, Et3: 1003, Et4: 1004}
+policies:
+  p:
+    matches:
+      m: {flow: {destination: 239.1.1.1}, actions: {a: {egress: [Vlan1, Vlan2]}, b: {}}}
+      u: {flow: {destination: 10.1.1.1}, actions: {a: {egress: {Vlan1: {mac: "00:00:00:00:00:01"}}}}}
+  q: {matches: {m: {}}}
+)";
+
+IntfId const et1("Et1"), et2("Et2"), et3("Et3"), et4("Et4"), et9("Et9"), vlan1("Vlan1");
+VlanId const one(1), two(2), nine(9);
+EthAddr const mac1(1), mac2(2), mac9(9);
+
+template <class T>
+AnyChange set(typename T::Key key, typename T::Value value = {}) {
+    return Change<T>{std::move(key), std::move(value)};
+}
+template <class T>
+AnyChange gone(typename T::Key key) {
+    return Change<T>{std::move(key), std::nullopt};
+}
+
+Ip::Nat::NatFlow flowTo(std::uint32_t address) {
+    return {{}, {Nexo::IpAddr(address), 32, 0}};
+}
+constexpr std::uint32_t kUnicast = 0x0a020202, kMulticast = 0xef020202;
+
+/// All rows and what was made of them.
+std::string textOf(ForwardingAgent const &agent) {
+    std::ostringstream out;
+    auto const row = [&](auto const &...parts) { (void)((out << '\n') << ... << parts); };
+    SwitchState const &state = agent.state();
+    row(agent.chip().capacity().groups, ' ', state.bridgingConfig()->bridgeMacAddr());
+    for (auto const &[intf, mounted] : state.bridgingConfig()->switchIntfConfig()) {
+        row("interface ", intf, mounted->switchportModeAndNativeVlan().mode);
+    }
+    for (auto const &[vlan, mounted] : state.vlanStatusDir()->vlanStatus()) {
+        row("VLAN ", vlan, " in ", state.find<Table::VlanTopology>(vlan).value_or("none"));
+        for (auto const &[intf, member] : mounted->vlanPortStatus()) {
+            row(intf);
+        }
+    }
+    for (auto const *const name : {"t", "u", "new"}) {
+        row("topology ", name, state.find<Table::Topology>(name).has_value());
+        for (IntfId const intf : {et1, et2, et3}) {
+            row(intf, state.find<Table::TopologyPort>({name, intf}).value_or(PortState::disabled));
+        }
+    }
+    for (auto const &[fid, mounted] : state.bridgingStatus()->fdbStatus()) {
+        row("learned in ", fid);
+        for (auto const &[mac, host] : mounted->learnedHost()) {
+            row(mac, host.intf);
+        }
+    }
+    for (auto const &[intf, mounted] : state.ipStatus()->ipIntfStatus()) {
+        row("IP ", intf, mounted->addrWithMask(), mounted->routing());
+    }
+    for (auto const &[intf, id] : state.l3Table()->intfL3Index()) {
+        row("L3 ", intf, id.value(), state.l3InterfaceOf(VlanId(id.value())));
+    }
+    for (auto const &[policy, matches] : state.natStatus()->natFlow()) {
+        row("policy ", policy);
+        for (auto const &[match, actions] : matches->match()) {
+            row("match ", match, actions->flow());
+            for (auto const &[name, action] : actions->action()) {
+                row("action ", name, action->version(), action->dst(), action->intf().size());
+            }
+        }
+    }
+    printTree(out, *state.hwStatus());
+    printChip(out, agent.chip());
+    return out.str();
+}
+
+struct ForwardingAgentTest : testing::Test {
+    ForwardingAgentTest() { agent.start(std::get<Scenario>(readScenario("f", kSwitch)).initial); }
+    ~ForwardingAgentTest() override {
+        loop.runUntil(std::chrono::seconds(1));
+        agent.shutDown();
+        EXPECT_TRUE(agent.clean());
+    }
+
+    void expectApplied(Changes const &list) {
+        auto const faults = agent.apply(list);
+        EXPECT_TRUE(faults.empty()) << faults.front().change << faults.front().expected;
+    }
+    /// A policy, match and action, kept so that no other comes to lie in its place.
+    [[nodiscard]] auto entities(char const *match, char const *action) const {
+        auto const policy = agent.state().natStatus()->natFlow("p");
+        auto const itsMatch = policy->match(match);
+        return std::make_tuple(policy, itsMatch, itsMatch->action(action));
+    }
+
+    EventLoop loop;
+    ForwardingAgent agent{loop, [](std::string const &line) { ADD_FAILURE() << line; }};
+};
+
+} // namespace
+
+TEST_F(ForwardingAgentTest, OfAListWithAFaultNothingHappensHoweverRightTheRestIs) {
+    using namespace Table;
+    auto const absent = [](auto table) { return draftAbsent(decltype(table)::kOne); };
+    Action::Value noMac{{}, {Nexo::IpAddr(kUnicast), 0}, {{vlan1, {}}}, 2};
+    // What is wrong with the last change of each list.
+    std::vector<std::pair<Changes, std::string>> const cases{
+        {{gone<Chip>({})}, "a size"},
+        {{gone<BridgeMac>({})}, "a MAC address"},
+        {{gone<Interface>(IntfId("Et8"))}, absent(Interface())},
+        {{gone<Vlan>(nine)}, absent(Vlan())},
+        {{gone<Vlan>(one), gone<Vlan>(one)}, absent(Vlan())},
+        {{gone<VlanMember>({two, et2})}, absent(VlanMember())},
+        {{gone<Vlan>(one), set<Vlan>(one), gone<VlanMember>({one, et1})}, absent(VlanMember())},
+        {{gone<Topology>("x")}, absent(Topology())},
+        {{gone<TopologyPort>({"t", et3})}, absent(TopologyPort())},
+        {{gone<VlanTopology>(nine)}, absent(VlanTopology())},
+        {{gone<Topology>("t"), gone<VlanTopology>(one)}, absent(VlanTopology())},
+        {{gone<Fdb>(two)}, absent(Fdb())},
+        {{gone<LearnedMac>({one, mac9})}, absent(LearnedMac())},
+        {{gone<IpInterface>(et3)}, absent(IpInterface())},
+        {{gone<L3Interface>(et1)}, absent(L3Interface())},
+        {{gone<Policy>("x")}, absent(Policy())},
+        {{gone<Match>({"p", "x"})}, absent(Match())},
+        {{gone<Policy>("p"), set<Policy>("p"), gone<Match>({"p", "m"})}, absent(Match())},
+        {{gone<Action>({"p", "m", "x"})}, absent(Action())},
+        {{set<VlanMember>({nine, et1})}, absent(Vlan())},
+        {{gone<Vlan>(one), set<VlanMember>({one, et1})}, absent(Vlan())},
+        {{set<TopologyPort>({"x", et1})}, absent(Topology())},
+        {{set<LearnedMac>({two, mac1}, et1)}, absent(Fdb())},
+        {{set<Match>({"x", "m"})}, absent(Policy())},
+        {{set<Action>({"p", "x", "a"})}, absent(Match())},
+        {{gone<Match>({"p", "m"}), gone<Action>({"p", "m", "a"})}, absent(Match())},
+        {{set<VlanTopology>(one, "x")}, absent(Topology())},
+        {{gone<Topology>("u"), set<VlanTopology>(one, "u")}, absent(Topology())},
+        {{set<L3Interface>(vlan1, nine)}, "1, the number of the interface's VLAN"},
+        {{set<L3Interface>(et1, VlanId(1003))}, "an id that Ethernet3 does not have"},
+        {{set<L3Interface>(et3, VlanId(1005)), set<L3Interface>(et4, VlanId(1003)),
+          set<L3Interface>(et3, VlanId(1003))},
+         "an id that Ethernet4 does not have"},
+        {{set<Action>({"p", "m", "a"}, noMac)}, "one, as this is a unicast flow"},
+        {{set<Match>({"p", "m"}, flowTo(0))}, "one, as this is a flow without destination address"},
+    };
+    std::string const before = textOf(agent);
+    for (auto const &[wrong, expected] : cases) {
+        SCOPED_TRACE(expected);
+        Changes list{set<Interface>(et9), gone<Policy>("q"), set<Topology>("new"),
+                     set<Action>({"p", "u", "b"})};
+        std::size_t const right = list.size();
+        list.insert(list.end(), wrong.begin(), wrong.end());
+        std::size_t const bad = list.size() - 1;
+        list.insert(list.end(), {set<Chip>({}, {7, 7}), set<BridgeMac>({}, mac9),
+                                 set<Vlan>(VlanId(3)), set<VlanTopology>(VlanId(3), "new")});
+        auto const faults = agent.apply(list);
+        EXPECT_THAT(faults,
+                    Contains(AllOf(Field(&Fault::change, bad), Field(&Fault::expected, expected))));
+        for (Fault const &fault : faults) {
+            EXPECT_THAT(fault.change, AllOf(testing::Ge(right), testing::Le(bad)));
+            EXPECT_EQ(fault.nextHop.has_value(), !fault.found.empty());
+        }
+        EXPECT_EQ(textOf(agent), before);
+    }
+}
+
+TEST_F(ForwardingAgentTest, WhatHoldsRowsAndComesBackHasOnlyThoseOfTheList) {
+    using namespace Table;
+    expectApplied({gone<Vlan>(one), set<Vlan>(one), set<VlanMember>({one, et1}), gone<Vlan>(one),
+                   set<Vlan>(one), set<VlanMember>({one, et2}), gone<Topology>("t"),
+                   set<Topology>("t"), set<TopologyPort>({"t", et2}, PortState::blocking),
+                   set<VlanTopology>(two, "t"), gone<Fdb>(one), set<Fdb>(one),
+                   set<LearnedMac>({one, mac9}, et1), set<L3Interface>(et3, VlanId(1004)),
+                   set<L3Interface>(et4, VlanId(1003))});
+    SwitchState const &state = agent.state();
+    EXPECT_EQ(state.l3InterfaceOf(VlanId(1003)), et4); // the two have exchanged theirs
+    EXPECT_EQ(state.find<L3Interface>(et3), VlanId(1004));
+    EXPECT_FALSE(state.find<VlanMember>({one, et1}));
+    EXPECT_TRUE(state.find<VlanMember>({one, et2}));
+    EXPECT_FALSE(state.find<TopologyPort>({"t", et1}));
+    EXPECT_EQ(state.find<TopologyPort>({"t", et2}), PortState::blocking);
+    EXPECT_THAT(state.vlansOfTopology("t"), ElementsAre(two));
+    EXPECT_FALSE(state.find<LearnedMac>({one, mac1}) || state.find<LearnedMac>({one, mac2}));
+    EXPECT_EQ(state.find<LearnedMac>({one, mac9}), et1);
+    expectApplied({gone<Topology>("t"), set<Topology>("t"), gone<Fdb>(one), set<Fdb>(one)});
+    EXPECT_THAT(state.vlansOfTopology("t"), ElementsAre());
+    EXPECT_TRUE(state.find<Topology>("t") && state.find<Fdb>(one));
+    EXPECT_FALSE(state.find<LearnedMac>({one, mac9}) || state.find<TopologyPort>({"t", et2}));
+}
+
+TEST_F(ForwardingAgentTest, PoliciesMatchesAndActionsThatComeBackAreOthersWithOtherGroups) {
+    using namespace Table;
+    auto const groups = [this] { return agent.chip().groups(); };
+    auto const [policy, match, action] = entities("m", "a");
+    auto const value = *agent.state().find<Action>({"p", "m", "a"});
+    ASSERT_EQ(groups().count(1), 1U);
+
+    expectApplied({gone<Action>({"p", "m", "a"}), set<Action>({"p", "m", "a"}, value)});
+    auto const [policy2, match2, action2] = entities("m", "a");
+    EXPECT_TRUE(policy2 == policy && match2 == match && action2 != action);
+    EXPECT_EQ(agent.state().find<Action>({"p", "m", "a"})->egress, value.egress);
+
+    expectApplied({gone<Match>({"p", "m"}), set<Match>({"p", "m"}, flowTo(kMulticast)),
+                   set<Action>({"p", "m", "a"}, value)});
+    auto const [policy3, match3, action3] = entities("m", "a");
+    EXPECT_TRUE(policy3 == policy && match3 != match && action3 != action2);
+    EXPECT_THAT(agent.state().actionsOfMatch({"p", "m"}), ElementsAre("a"));
+    std::uint32_t const last = groups().rbegin()->first;
+    EXPECT_EQ(groups().at(last).match, "m");
+
+    expectApplied({gone<Policy>("p"), set<Policy>("p"), set<Match>({"p", "m"}, flowTo(kMulticast)),
+                   set<Action>({"p", "m", "a"}, value)});
+    auto const [policy4, match4, action4] = entities("m", "a");
+    EXPECT_TRUE(policy4 != policy && match4 != match3 && action4 != action3);
+    EXPECT_FALSE(agent.state().find<Match>({"p", "u"}));
+    ASSERT_EQ(groups().size(), 1U);
+    EXPECT_GT(groups().begin()->first, last);
+}
+
+TEST_F(ForwardingAgentTest, AnActionThatOnceNeededMacsNeedsThemUntilItGoes) {
+    using namespace Table;
+    Action::Key const key{"p", "u", "a"};
+    Action::Value const noMac{{}, {}, {{vlan1, {}}}, 7};
+    expectApplied({set<Match>({"p", "u"}, flowTo(kMulticast))});
+    for (int again = 0; again < 2; ++again) { // it is not forgotten with the list, either
+        auto const faults = agent.apply({set<Action>(key, noMac)});
+        ASSERT_EQ(faults.size(), 1U);
+        EXPECT_EQ(faults[0].found, "next hop Vlan1 of action a without mac");
+        EXPECT_EQ(faults[0].expected,
+                  "one, as the flow of this action was not always a multicast one");
+        EXPECT_EQ(faults[0].nextHop->intf, vlan1);
+        expectApplied({set<Match>({"p", "u"}, flowTo(kMulticast + 1))});
+    }
+    expectApplied({gone<Action>(key), set<Action>(key, noMac)});
+    EXPECT_FALSE(agent.state().neededMacs(key));
+    EXPECT_EQ(agent.apply({set<Match>({"p", "u"}, flowTo(kUnicast))}).size(), 1U);
+
+    // So it is with the match or the policy that it goes with.
+    auto const withMac = [](EthAddr mac) { return Action::Value{{}, {}, {{vlan1, {0, mac}}}, 1}; };
+    for (AnyChange const &end : {gone<Match>({"p", "u"}), gone<Policy>("p")}) {
+        expectApplied({set<Action>(key, withMac(mac1)), set<Match>({"p", "u"}, flowTo(kUnicast))});
+        expectApplied({set<Match>({"p", "u"}, flowTo(kMulticast))});
+        EXPECT_TRUE(agent.state().neededMacs(key));
+        expectApplied({end, set<Policy>("p"), set<Match>({"p", "u"}, flowTo(kMulticast)),
+                       set<Action>(key, noMac)});
+        EXPECT_FALSE(agent.state().neededMacs(key));
+    }
+}
