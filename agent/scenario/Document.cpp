@@ -30,6 +30,7 @@ class DocumentBuilder final : public YAML::EventHandler {
     using Style = YAML::EmitterStyle::value;
 
     std::vector<Mark> starts;
+    Mark last;         // where a value began
     Document document; // the first one
 
     void OnDocumentStart(Mark const &mark) override { starts.push_back(mark); }
@@ -104,6 +105,7 @@ class DocumentBuilder final : public YAML::EventHandler {
         }
         requireRoom(mark, 1);
         countItem();
+        last = mark;
         if (anchor != YAML::NullAnchor) {
             anchors_[anchor] = document.values.size();
         }
@@ -146,10 +148,10 @@ Place placeOf(Mark const &mark) {
 
 std::optional<Document> readDocument(std::string const &text, ScenarioErrors &errors) {
     constexpr std::string_view kStray = ",:?]}";
+    DocumentBuilder builder;
     try {
         std::istringstream in(text);
         YAML::Parser parser(in);
-        DocumentBuilder builder;
         if (!parser.HandleNextDocument(builder)) {
             errors.add(Place{1, 1}, "an empty file", "a scenario");
             return std::nullopt;
@@ -167,10 +169,8 @@ std::optional<Document> readDocument(std::string const &text, ScenarioErrors &er
         }
     } catch (Unacceptable const &what) {
         errors.add(placeOf(what.mark), what.found, what.expected);
-    } catch (YAML::DeepRecursion const &deep) {
-        errors.add(placeOf(deep.mark),
-                   "nesting of more than " + std::to_string(deep.depth()) + " levels",
-                   "less deep nesting");
+    } catch (YAML::DeepRecursion const &) {
+        errors.add(placeOf(builder.last), "nesting that is too deep", "at most 200 levels");
     } catch (YAML::Exception const &malformed) {
         errors.add(placeOf(malformed.mark), "malformed YAML: " + malformed.msg);
     }

@@ -12,6 +12,7 @@
 #include <csignal>
 #include <new>
 #include <system_error>
+#include <thread>
 #include <utility>
 
 namespace UmoAgent {
@@ -49,9 +50,15 @@ ReadingProcess::ReadingProcess(EventLoop &loop, Patience patience)
     start();
 }
 
+/// A child that is killed ends at once, unless it hangs in the system.
 ReadingProcess::~ReadingProcess() {
+    constexpr int kTries = 100;
     kill();
     reap();
+    for (int tries = 0; !killed_.empty() && tries < kTries; ++tries) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        reap();
+    }
 }
 
 void ReadingProcess::read(std::string path, Done done) {
@@ -128,31 +135,40 @@ void ReadingProcess::receive(short events) {
         fail(answer_.textIsRead() ? "it takes too long to parse" : "it takes too long");
         return;
     }
+    bool const wasRead = answer_.textIsRead();
+    std::optional<std::variant<Document, ScenarioFaults>> answer;
     try {
-        bool const wasRead = answer_.textIsRead();
-        for (std::size_t left = kPortion; left > 0;) {
-            auto const [begin, size] = answer_.room();
-            ssize_t const got = recv(channel_.number(), begin, std::min(size, left), MSG_DONTWAIT);
-            if (got < 0 && (errno == EAGAIN || errno == EINTR)) {
-                break;
-            }
-            if (got <= 0) {
-                fail("the process that reads it has ended");
-                return;
-            }
-            answer_.filled(static_cast<std::size_t>(got));
-            if (auto answer = answer_.answer()) {
-                finish(std::move(*answer));
-                return;
-            }
-            left -= static_cast<std::size_t>(got);
-        }
-        if (answer_.textIsRead() && !wasRead) {
-            await(patience_.parse);
+        if (!take(answer)) {
+            fail("the process that reads it has ended");
+            return;
         }
     } catch (std::bad_alloc const &) {
         fail("there is not enough memory");
+        return;
     }
+    if (answer) {
+        finish(std::move(*answer));
+    } else if (answer_.textIsRead() && !wasRead) {
+        await(patience_.parse);
+    }
+}
+
+/// Takes what has come, a portion at the most; false if the child has ended.
+bool ReadingProcess::take(std::optional<std::variant<Document, ScenarioFaults>> &answer) {
+    for (std::size_t left = kPortion; left > 0 && !answer;) {
+        auto const [begin, size] = answer_.room();
+        ssize_t const got = recv(channel_.number(), begin, std::min(size, left), MSG_DONTWAIT);
+        if (got < 0 && (errno == EAGAIN || errno == EINTR)) {
+            return true;
+        }
+        if (got <= 0) {
+            return false;
+        }
+        answer_.filled(static_cast<std::size_t>(got));
+        answer = answer_.answer();
+        left -= static_cast<std::size_t>(got);
+    }
+    return true;
 }
 
 void ReadingProcess::finish(std::variant<Document, ScenarioFaults> read) {

@@ -8,6 +8,7 @@
 #include <chrono>
 #include <deque>
 #include <functional>
+#include <optional>
 #include <string>
 #include <variant>
 #include <vector>
@@ -56,6 +57,7 @@ class ReadingProcess {
     void ask();
     void await(std::chrono::milliseconds patience);
     void receive(short events);
+    bool take(std::optional<std::variant<Document, ScenarioFaults>> &answer);
     void finish(std::variant<Document, ScenarioFaults> read);
     void fail(std::string const &reason);
 

@@ -2,20 +2,19 @@
 
 #include "agent/scenario/Limits.h"
 
-#include <algorithm>
+#include <functional>
 #include <iterator>
 
 namespace UmoAgent {
 
 void ScenarioErrors::add(Place place, std::string text) {
-    auto const [first, last] = errors_.equal_range(place);
-    if (std::any_of(first, last, [&](auto const &error) { return error.second == text; })) {
+    std::string const where = std::to_string(place.line) + ':' + std::to_string(place.column);
+    if (!known_.insert(std::hash<std::string>()(where + ' ' + text)).second) {
         return;
     }
     errors_.emplace(place, std::move(text));
     if (errors_.size() > Limits::kMistakes) {
         errors_.erase(std::prev(errors_.end()));
-        ++left_;
     }
 }
 
@@ -39,8 +38,8 @@ ScenarioFaults ScenarioErrors::lines() const {
         }
         lines.push_back(line.append(": ").append(text));
     }
-    if (left_ > 0) {
-        lines.push_back(file_ + ": " + std::to_string(errors_.size() + left_) +
+    if (known_.size() > errors_.size()) {
+        lines.push_back(file_ + ": " + std::to_string(known_.size()) +
                         " mistakes in all, of which these are the first");
     }
     return lines;

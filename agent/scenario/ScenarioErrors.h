@@ -4,6 +4,7 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -44,7 +45,7 @@ class ScenarioErrors {
   private:
     std::string file_;
     std::multimap<Place, std::string> errors_;
-    std::size_t left_ = 0; // without a line of their own
+    std::unordered_set<std::size_t> known_; // hashes of all, those that are not kept included
 };
 
 } // namespace UmoAgent

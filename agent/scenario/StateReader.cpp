@@ -41,6 +41,7 @@ void StateReader::parts(Verb verb, YamlNode node, std::string_view expected,
                         std::vector<Part> const &parts) {
     if (verb == Verb::set) {
         std::vector<ScenarioNodes::Field> fields;
+        fields.reserve(parts.size());
         for (Part const &part : parts) {
             fields.push_back({part.name, part.set});
         }

@@ -55,7 +55,7 @@ std::string answerOf(Mox::Ptr<Ip::Nat::HwNatFlowStatus> const &status,
     AnswerFile const answer; // the command answers to a descriptor
     Pelo::String const name = "showNatFlowActionHw";
     umoNatFlowMcastSmCliCallbackFactory(name, "", status)
-        ->handleCommand(answer.socket(), name + ' ' + arguments);
+        ->handleCommand(answer.socket(), arguments.empty() ? name : name + ' ' + arguments);
     std::string text;
     for (std::string portion = answer.read(0, kPortion); !portion.empty();
          portion = answer.read(text.size(), kPortion)) {

@@ -282,8 +282,8 @@ std::vector<Fault> Draft::endList(Changes const &list, std::function<void()> con
 void Draft::checkL3Id(std::size_t index, Change<Table::L3Interface> const &change,
                       std::vector<Fault> &faults) const {
     auto const id = find<Table::L3Interface>(change.key);
-    if (!change.value || !id) {
-        return;
+    if (!id || id != change.value) {
+        return; // it was refused, or did not last
     }
     auto const conflict = [&](Nexo::IntfId other) {
         faults.push_back({index, "", "an id that " + other.stringValue() + " does not have"});

@@ -184,7 +184,7 @@ class Draft {
                       Pelo::String const &name);
     DraftAction &action(DraftMatch &match, Table::Action::Key const &key);
     /// The match, if its policy and itself are there.
-    DraftMatch *presentMatch(Pelo::String const &policy, Pelo::String const &match);
+    DraftMatch *presentMatch(Pelo::String const &policyName, Pelo::String const &name);
 
     void checkL3Id(std::size_t index, Change<Table::L3Interface> const &change,
                    std::vector<Fault> &faults) const;

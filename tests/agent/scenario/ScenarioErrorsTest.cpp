@@ -88,7 +88,7 @@ TEST(ScenarioErrors, EachIsReportedWhereItStandsOrAtTheEventThatBreaksWhatWasRig
         {"interfaces: {Et1: &i {}, Et2: *i, <<: {}}", "1:35: found a merge key"},
         {"vlans: {1: []}\n\"<<\": []", "2:1: found \"<<\", expected one of chip"},
         {"vlans: {1: &v {x: *v}}", "1:19: malformed YAML: an alias within what it stands for"},
-        {"vlans: " + repeated(3000, "["), "1:1: found nesting of more than 500 levels"},
+        {"vlans: " + repeated(3000, "["), "1:257: found nesting that is too deep"},
         {"interfaces: {Et1: {}}\nvlans: {1: &m [Et1, Et7], 2: *m, 3: *m}", "2:21: found unknown"},
         {"events: [{at: 1, note: &x [<<]}, {at: 2}]", "1:24: found a list"},
     };
