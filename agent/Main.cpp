@@ -41,8 +41,6 @@ constexpr char const *kFooter =
     "  134, in a shell: SIGABRT. The library stopped the process, and said why: \"psId\" if a\n"
     "     group of the chip has no room for a port set\n";
 
-/// More than a scenario could be played of.
-
 struct CommandLine {
     std::string scenario;
     std::string trace;
@@ -93,12 +91,12 @@ std::optional<UmoAgent::Scenario> scenarioOf(std::string const &file) {
     return std::move(std::get<UmoAgent::Scenario>(read));
 }
 
-ExitStatus play(UmoAgent::Scenario const &scenario, UmoAgent::PlayOptions options) {
+ExitStatus play(UmoAgent::Scenario scenario, UmoAgent::PlayOptions options) {
     UmoAgent::OutputQueue outQueue(STDOUT_FILENO), errorQueue(STDERR_FILENO);
     std::ostream out(&outQueue), errors(&errorQueue);
     UmoAgent::TraceOutput const traces(errors);
     options.queues = {&outQueue, &errorQueue};
-    ExitStatus const status = UmoAgent::play(scenario, options, out, errors);
+    ExitStatus const status = UmoAgent::play(std::move(scenario), options, out, errors);
     if (std::string const loss = outQueue.loss(); !loss.empty()) {
         errors << "umo-agent: standard output: " << loss << '\n';
         errorQueue.finish();
@@ -118,11 +116,11 @@ ExitStatus run(CommandLine const &line) {
                   << '\n';
         return ExitStatus::refused;
     }
-    auto const scenario = scenarioOf(line.scenario);
+    auto scenario = scenarioOf(line.scenario);
     if (!scenario) {
         return ExitStatus::refused;
     }
-    return line.check ? ExitStatus::good : play(*scenario, line.play);
+    return line.check ? ExitStatus::good : play(std::move(*scenario), line.play);
 }
 
 } // namespace

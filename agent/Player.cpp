@@ -13,6 +13,7 @@
 #include <chrono>
 #include <optional>
 #include <ostream>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -40,7 +41,7 @@ void playEvents(Scenario const &scenario, EventLoop &loop, ForwardingAgent &agen
 
 class Player {
   public:
-    /// Throws SocketError.
+    /// Throws SocketError, or std::system_error if the system refuses.
     Player(PlayOptions const &options, std::ostream &out, std::ostream &errors);
     ~Player();
     Player(Player const &) = delete;
@@ -146,12 +147,14 @@ ExitStatus Player::play(Scenario scenario) {
 
 ExitStatus play(Scenario scenario, PlayOptions const &options, std::ostream &out,
                 std::ostream &errors) {
+    std::optional<Player> player;
     try {
-        return Player(options, out, errors).play(std::move(scenario));
-    } catch (SocketError const &error) {
+        player.emplace(options, out, errors);
+    } catch (std::runtime_error const &error) { // no socket, or the system refuses something else
         errors << "umo-agent: " << printable(error.what()) << std::endl;
         return ExitStatus::refused;
     }
+    return player->play(std::move(scenario));
 }
 
 } // namespace UmoAgent

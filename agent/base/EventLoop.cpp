@@ -102,8 +102,8 @@ void EventLoop::serve(std::optional<Vyr::Time> until) {
     }
 }
 
-/// In milliseconds. Rounded up, so that waking up too early does not turn into a
-/// spin; a long sleep is cut.
+/// In milliseconds. Rounded up, so that waking up too early does not turn into a spin; a long sleep
+/// is cut.
 int EventLoop::timeout(std::optional<Vyr::Time> until) const {
     using std::chrono::milliseconds;
     auto sleep = milliseconds(60'000);

@@ -45,8 +45,8 @@ class EventLoop {
     void run();
 
     /// Runs the tasks that are due, and nothing else: to be called now and then by a handler that
-    /// has much to do.
-    void breathe() { scheduler_->runDueTasks(); }
+    /// has much to do. What a task throws ends the process, as everywhere.
+    void breathe() noexcept { scheduler_->runDueTasks(); }
 
     /// Ends a run on the wall clock as soon as it has the control, and later ones at once. Virtual
     /// time passes as ever.

@@ -8,9 +8,8 @@
 namespace UmoAgent {
 
 /// While it lives, SIGINT, SIGTERM and SIGHUP, unless they were ignored before, stop the event loop
-/// instead of the process. Once one
-/// has come they stay without effect, for the process is ending by itself: one that was sent twice
-/// must not spoil its exit status.
+/// instead of the process. Once one has come they stay without effect, for the process is ending by
+/// itself: one that was sent twice must not spoil its exit status.
 class TerminationSignals {
   public:
     /// `loop` must outlive it. Throws std::system_error if the system refuses.

@@ -44,7 +44,8 @@ void Connection::await(short event) {
         auto const left = std::chrono::ceil<milliseconds>(end_ - steady_clock::now());
         if (left <= milliseconds(0)) {
             throw std::runtime_error("the agent has not answered within " +
-                                     std::to_string(patience_.count()) + " s");
+                                     std::to_string(patience_.count()) +
+                                     " s, and may yet carry the command out");
         }
         poll(&polled, 1, static_cast<int>(left.count()));
     }

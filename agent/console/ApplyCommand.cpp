@@ -1,11 +1,12 @@
 #include "agent/console/ApplyCommand.h"
 
+#include "agent/base/BoundedText.h"
 #include "agent/console/TextCommand.h"
+#include "agent/scenario/Limits.h"
 #include "agent/scenario/ScenarioReader.h"
 #include "agent/show/CarryOut.h"
 
-#include <new>
-#include <sstream>
+#include <ostream>
 #include <utility>
 
 namespace UmoAgent {
@@ -33,14 +34,15 @@ void ApplyCommand::apply(std::string const &file, Done done) {
         return;
     }
     reading_.read(file, [this, file, done = std::move(done)](auto read) {
-        std::ostringstream out;
+        BoundedText answer(Limits::kAnswerBytes);
+        std::ostream out(&answer);
         try {
             carryOutEvents(std::move(read), file, out);
         } catch (CommandError const &error) {
             done(markedError(kName, error.what()));
             return;
         }
-        done(out.str());
+        done(answer.text());
     });
 }
 
@@ -59,17 +61,13 @@ std::vector<Event> ApplyCommand::eventsOf(std::variant<Document, ScenarioFaults>
     if (auto const *const faults = std::get_if<ScenarioFaults>(&read)) {
         refuse(*faults);
     }
-    try {
-        ScenarioErrors errors(file);
-        auto events = readEvents(std::get<Document>(read), errors,
-                                 {agent_.state(), loop_.now(), [this] { loop_.breathe(); }});
-        if (auto const *const faults = std::get_if<ScenarioFaults>(&events)) {
-            refuse(*faults);
-        }
-        return std::get<std::vector<Event>>(std::move(events));
-    } catch (std::bad_alloc const &) {
-        refuse({file + ": cannot be read: there is not enough memory"});
+    ScenarioErrors errors(file);
+    auto events = readEvents(std::get<Document>(read), errors,
+                             {agent_.state(), loop_.now(), [this] { loop_.breathe(); }});
+    if (auto const *const faults = std::get_if<ScenarioFaults>(&events)) {
+        refuse(*faults);
     }
+    return std::get<std::vector<Event>>(std::move(events));
 }
 
 } // namespace UmoAgent

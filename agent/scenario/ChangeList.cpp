@@ -10,12 +10,41 @@ std::optional<YamlNode> found(Map const &map, typename Map::key_type const &key)
     auto const at = map.find(key);
     return at == map.end() ? std::nullopt : std::optional(at->second);
 }
+// What keys and values hold besides themselves.
+
+template <class Part>
+std::size_t bytesOf(Part const & /*part*/) {
+    return 0;
+}
+std::size_t bytesOf(Table::Match::Key const &key) {
+    return key.policy.size() + key.match.size();
+}
+std::size_t bytesOf(Table::Action::Key const &key) {
+    return key.policy.size() + key.match.size() + key.action.size();
+}
+std::size_t bytesOf(std::optional<Table::Action::Value> const &value) {
+    return value ? value->egress.size() * sizeof value->egress.front() : 0;
+}
+
 } // namespace
 
+void ChangeList::count(std::size_t bytes, YamlNode node) {
+    bytes_ += bytes;
+    if (bytes_ > Limits::kMadeBytes) {
+        nodes_.errors().tooMuch(node.place(), Limits::kMadeBytes, "bytes of changes and notes");
+    }
+}
+
 void ChangeList::make(AnyChange change, YamlNode node) {
-    if (++made_ > Limits::kChanges) {
+    if (++made_ + draft_.actionsLookedAt() > Limits::kChanges) {
         nodes_.errors().tooMuch(node.place(), Limits::kChanges, "changes");
     }
+    count(std::visit(
+              [](auto const &one) {
+                  return sizeof(AnyChange) + bytesOf(one.key) + bytesOf(one.value);
+              },
+              change),
+          node);
     auto const fault = draft_.make(change);
     changes_.push_back(std::move(change)); // a faulty one too: faults count the changes
     at_.push_back(node);

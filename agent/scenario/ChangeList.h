@@ -44,6 +44,10 @@ class ChangeList {
         flows_.insert_or_assign(match, node);
     }
 
+    /// Counts what something else that `node` asks for takes in memory. Throws ReadingEnds, having
+    /// reported it, if that becomes too much; so do the changes.
+    void count(std::size_t bytes, YamlNode node);
+
     /// Ends the changes of an event and hands them over.
     Changes end();
 
@@ -55,7 +59,8 @@ class ChangeList {
     Draft &draft_;
     ScenarioNodes &nodes_;
     Changes changes_;
-    std::size_t made_ = 0;     // of all events
+    std::size_t made_ = 0;     // changes of all events
+    std::size_t bytes_ = 0;    // that they take
     std::vector<YamlNode> at_; // of each change
     std::map<std::pair<Table::Action::Key, Nexo::IntfId>, YamlNode> nextHops_;
     std::map<Table::Action::Key, YamlNode> destinations_;

@@ -154,6 +154,7 @@ void StateReader::action(Verb verb, Table::Action::Key const &key, YamlNode name
     if (destinationNode && lacksMac) {
         changes_.destinationAt(key, *destinationNode);
     }
+    nodes_.work(action.egress.size());
     changes_.set<Table::Action>(key, std::move(action), name);
 }
 

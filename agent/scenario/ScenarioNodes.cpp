@@ -129,8 +129,10 @@ void ScenarioNodes::duplicate(YamlNode key, YamlNode earlier) {
                 "it once; it is also in line " + std::to_string(earlier.place().line));
 }
 
-void ScenarioNodes::countItem() {
-    if (++items_ % kItemsInABreath == 0 && breathe_) {
+void ScenarioNodes::work(std::size_t items) {
+    items_ += items;
+    if (items_ >= kItemsInABreath && breathe_) {
+        items_ = 0;
         breathe_();
     }
 }

@@ -33,6 +33,9 @@ class ScenarioNodes {
     [[nodiscard]] ScenarioErrors &errors() { return errors_; }
     [[nodiscard]] std::function<void()> const &breathe() const { return breathe_; }
 
+    /// Counts work that takes as long as reading so many items, and breathes when it is time.
+    void work(std::size_t items);
+
     /// How an error message names what it found: the text in quotes, or the kind of node.
     [[nodiscard]] static std::string described(YamlNode node);
 
@@ -72,7 +75,7 @@ class ScenarioNodes {
 
     void mapping(YamlNode node, std::string_view expected, EntryHandler const &each);
     void duplicate(YamlNode key, YamlNode earlier);
-    void countItem();
+    void countItem() { work(1); }
 
     ScenarioErrors &errors_;
     std::function<void()> breathe_;

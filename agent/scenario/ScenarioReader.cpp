@@ -4,6 +4,7 @@
 #include "agent/scenario/Limits.h"
 #include "agent/scenario/StateReader.h"
 
+#include <new>
 #include <utility>
 
 namespace UmoAgent {
@@ -28,18 +29,18 @@ class ScenarioDocument {
     void event(YamlNode node);
     void time(YamlNode node);
     std::optional<Vyr::Time> timeFromNow(YamlNode node);
-    void checkUses();
 
     ScenarioErrors &errors_;
     ScenarioNodes nodes_;
-    ScenarioValues values_{nodes_};
     Draft draft_;
+    ScenarioValues values_{nodes_, [this](Nexo::IntfId intf) { return draft_.everDeclared(intf); }};
     ChangeList changes_{draft_, nodes_};
     StateReader state_{nodes_, values_, changes_};
 
     Vyr::Time now_{};
     std::optional<Vyr::Time> atOnce_; // the time at which all of it happens
     std::vector<Event> events_;
+    std::size_t printouts_ = 0;
 };
 
 Scenario ScenarioDocument::readScenario(YamlNode document) {
@@ -56,7 +57,7 @@ Scenario ScenarioDocument::readScenario(YamlNode document) {
     if (end) {
         scenario.end = timeFromNow(*end);
     }
-    checkUses();
+    values_.checkUses();
     scenario.events = std::move(events_);
     return scenario;
 }
@@ -65,7 +66,7 @@ std::vector<Event> ScenarioDocument::readEvents(YamlNode document, Vyr::Time now
     atOnce_ = now;
     nodes_.fields(document, "a mapping with events",
                   {{"events", [&](YamlNode value) { eventList(value); }}});
-    checkUses();
+    values_.checkUses();
     return std::move(events_);
 }
 
@@ -104,6 +105,11 @@ void ScenarioDocument::event(YamlNode node) {
                    {"refuse-groups", refuse},
                    {"note", [&](YamlNode value) { keep(values_.note(value), event.note); }},
                    {"print", print}});
+    printouts_ += event.print.size();
+    if (atOnce_ && printouts_ > Limits::kPrintouts) {
+        errors_.tooMuch(node.place(), Limits::kPrintouts, "printouts in one answer");
+    }
+    changes_.count(sizeof event + event.note.size(), node);
     if (node.isMap() && !atOnce_ && !timed) {
         errors_.add(node.place(), "an event without at", "the time at which it happens");
     }
@@ -136,8 +142,21 @@ std::optional<Vyr::Time> ScenarioDocument::timeFromNow(YamlNode node) {
     return time;
 }
 
-void ScenarioDocument::checkUses() {
-    values_.checkUses([this](Nexo::IntfId intf) { return draft_.everDeclared(intf); });
+/// What `read` makes of a file, or what is wrong with that.
+template <class Read>
+auto readOrFaults(ScenarioErrors &errors, Read const &read)
+    -> std::variant<decltype(read()), ScenarioFaults> {
+    try {
+        auto result = read();
+        if (errors.empty()) {
+            return result;
+        }
+    } catch (ReadingEnds const &) {
+        // The errors say why.
+    } catch (std::bad_alloc const &) {
+        errors.add(Place{}, "cannot be read: there is not enough memory");
+    }
+    return errors.lines();
 }
 
 } // namespace
@@ -145,18 +164,12 @@ void ScenarioDocument::checkUses() {
 std::variant<Scenario, ScenarioFaults> readScenario(std::string const &file,
                                                     std::string const &text) {
     ScenarioErrors errors(file);
-    try {
-        if (auto const document = readDocument(text, errors)) {
-            SwitchState const nothing;
-            Scenario scenario = ScenarioDocument(errors, nothing).readScenario(YamlNode(*document));
-            if (errors.empty()) {
-                return scenario;
-            }
-        }
-    } catch (ReadingEnds const &) {
-        // The errors say why.
-    }
-    return errors.lines();
+    return readOrFaults(errors, [&] {
+        SwitchState const nothing;
+        auto const document = readDocument(text, errors);
+        return document ? ScenarioDocument(errors, nothing).readScenario(YamlNode(*document))
+                        : Scenario{};
+    });
 }
 
 std::variant<Scenario, ScenarioFaults> readScenarioFile(std::string const &file) {
@@ -169,19 +182,14 @@ std::variant<Scenario, ScenarioFaults> readScenarioFile(std::string const &file)
 
 std::variant<std::vector<Event>, ScenarioFaults>
 readEvents(Document const &document, ScenarioErrors &errors, EventsToFollow const &follow) {
-    try {
+    return readOrFaults(errors, [&] {
         auto events = ScenarioDocument(errors, follow.mounted, follow.breathe)
                           .readEvents(YamlNode(document), follow.now);
-        if (errors.empty()) {
-            return events;
-        }
         if (follow.breathe) {
-            follow.breathe(); // to give back much memory takes its time, too
+            follow.breathe(); // giving back much memory has taken its time
         }
-    } catch (ReadingEnds const &) {
-        // The errors say why.
-    }
-    return errors.lines();
+        return events;
+    });
 }
 
 std::variant<std::vector<Event>, ScenarioFaults>

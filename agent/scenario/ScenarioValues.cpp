@@ -1,6 +1,7 @@
 #include "agent/scenario/ScenarioValues.h"
 
 #include "Nexo/VlanIntfId.h"
+#include "agent/scenario/Limits.h"
 
 #include <algorithm>
 #include <array>
@@ -47,6 +48,20 @@ auto parsed(ScenarioNodes &nodes, YamlNode node, std::string_view expected, Pars
         nodes.errors().add(node.place(), error.what());
         return std::nullopt;
     }
+}
+
+/// A text of at most so many bytes.
+std::optional<std::string> shortText(ScenarioNodes &nodes, YamlNode node,
+                                     std::optional<std::string_view> text, std::size_t most,
+                                     char const *what) {
+    if (text && text->size() > most) {
+        nodes.errors().add(node.place(),
+                           std::string("a ") + what + " of " + std::to_string(text->size()) +
+                               " bytes",
+                           "one of at most " + std::to_string(most));
+        return std::nullopt;
+    }
+    return text ? std::optional(std::string(*text)) : std::nullopt;
 }
 
 std::optional<std::uint64_t> digits(std::string_view text) {
@@ -155,12 +170,11 @@ std::optional<Pelo::String> ScenarioValues::name(YamlNode node) {
         nodes_.unexpected(node, kExpected);
         return std::nullopt;
     }
-    return text ? std::optional(Pelo::String(*text)) : std::nullopt;
+    return shortText(nodes_, node, text, Limits::kNameBytes, "name");
 }
 
 std::optional<std::string> ScenarioValues::note(YamlNode node) {
-    auto const text = nodes_.text(node, "a text");
-    return text ? std::optional(std::string(*text)) : std::nullopt;
+    return shortText(nodes_, node, nodes_.text(node, "a text"), Limits::kNoteBytes, "note");
 }
 
 std::optional<Bridging::SwitchportMode> ScenarioValues::switchportMode(YamlNode node) {
@@ -283,14 +297,14 @@ std::optional<Nexo::IntfId> ScenarioValues::port(YamlNode node) {
 }
 
 void ScenarioValues::use(Nexo::IntfId intf, YamlNode node) {
-    if (!Nexo::VlanIntfId::isVlanIntfId(intf)) {
-        used_.emplace_back(intf, node.place());
+    if (!Nexo::VlanIntfId::isVlanIntfId(intf) && !declared_(intf)) {
+        used_.emplace_back(intf, node.place()); // it may be declared later
     }
 }
 
-void ScenarioValues::checkUses(std::function<bool(Nexo::IntfId)> const &declared) {
+void ScenarioValues::checkUses() {
     for (auto const &[intf, place] : used_) {
-        if (!declared(intf)) {
+        if (!declared_(intf)) {
             nodes_.errors().add(place, "unknown interface " + intf.stringValue(),
                                 "one that the scenario declares under interfaces");
         }

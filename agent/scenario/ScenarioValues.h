@@ -34,7 +34,9 @@ void keep(std::optional<Value> const &value, Value &into) {
 /// adds an error at its place and gives nothing.
 class ScenarioValues {
   public:
-    explicit ScenarioValues(ScenarioNodes &nodes) : nodes_(nodes) {}
+    /// `declared` says whether the switch has an interface, or has had it.
+    ScenarioValues(ScenarioNodes &nodes, std::function<bool(Nexo::IntfId)> declared)
+        : nodes_(nodes), declared_(std::move(declared)) {}
 
     template <class Number>
     std::optional<Number> number(YamlNode node, Number min, Number max, std::string_view what) {
@@ -75,9 +77,9 @@ class ScenarioValues {
     /// The port whose declaration this is.
     std::optional<Nexo::IntfId> declaredPort(YamlNode node) { return portName(node); }
 
-    /// Adds an error for each use of an interface of which `declared` says that the switch never
-    /// has it. To be called when all of the file has been read.
-    void checkUses(std::function<bool(Nexo::IntfId)> const &declared);
+    /// Adds an error for each use of an interface that is never declared. To be called when all of
+    /// the file has been read.
+    void checkUses();
 
   private:
     std::optional<std::uint64_t> numberBetween(YamlNode node, std::uint64_t min, std::uint64_t max,
@@ -86,7 +88,8 @@ class ScenarioValues {
     void use(Nexo::IntfId intf, YamlNode node);
 
     ScenarioNodes &nodes_;
-    std::vector<std::pair<Nexo::IntfId, Place>> used_;
+    std::function<bool(Nexo::IntfId)> declared_;
+    std::vector<std::pair<Nexo::IntfId, Place>> used_; // and not declared by then
 };
 
 } // namespace UmoAgent

@@ -4,10 +4,10 @@
 #include "agent/base/Text.h"
 #include "agent/show/Printers.h"
 
+#include <exception>
 #include <ostream>
 #include <string>
 #include <string_view>
-#include <system_error>
 
 namespace UmoAgent {
 
@@ -51,7 +51,7 @@ void carryOut(ForwardingAgent &agent, Event const &event, std::ostream &out) {
     for (Printout const printout : event.print) {
         try {
             print(agent, printout, out);
-        } catch (std::system_error const &error) {
+        } catch (std::exception const &error) { // no room for it
             out << "cannot print: " << error.what()
                 << '\n'; // the event is carried out all the same
         }

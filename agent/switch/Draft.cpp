@@ -237,13 +237,7 @@ Draft::Refusal Draft::makeOne(Change<Table::L3Interface> const &change) {
     }
     auto const *const before = found(rows<Table::L3Interface>(), change.key);
     if (before != nullptr && *before) {
-        auto const [first, last] = l3Owners_.equal_range(**before);
-        for (auto at = first; at != last; ++at) {
-            if (at->second == change.key) {
-                l3Owners_.erase(at);
-                break;
-            }
-        }
+        l3Owners_.erase({**before, change.key});
     }
     Refusal refusal = makeRow(change);
     if (change.value) {
@@ -253,8 +247,12 @@ Draft::Refusal Draft::makeOne(Change<Table::L3Interface> const &change) {
 }
 
 std::vector<Fault> Draft::endList(Changes const &list, std::function<void()> const &breathe) {
-    constexpr std::size_t kChangesInABreath = 1000;
     std::vector<Fault> faults;
+    auto const breatheAfter = [&](std::size_t index) {
+        if (breathe && (index + 1) % kChangesInABreath == 0) {
+            breathe();
+        }
+    };
     for (std::size_t index = 0; index < list.size(); ++index) {
         if (auto const *const l3 = std::get_if<Change<Table::L3Interface>>(&list[index])) {
             checkL3Id(index, *l3, faults);
@@ -263,15 +261,14 @@ std::vector<Fault> Draft::endList(Changes const &list, std::function<void()> con
                 checkAction(index, action->key, *match, faults);
             }
         }
-        if (breathe && (index + 1) % kChangesInABreath == 0) {
-            breathe();
-        }
+        breatheAfter(index);
     }
     // An action that is faulty on its own account is not so on that of its flow, too.
     for (std::size_t index = 0; index < list.size(); ++index) {
         if (auto const *const match = std::get_if<Change<Table::Match>>(&list[index])) {
-            checkMatch(index, match->key, faults);
+            checkMatch(index, match->key, breathe, faults);
         }
+        breatheAfter(index);
     }
     changes_ = 0;
     ++lists_;
@@ -285,19 +282,18 @@ void Draft::checkL3Id(std::size_t index, Change<Table::L3Interface> const &chang
     if (!id || id != change.value) {
         return; // it was refused, or did not last
     }
-    auto const conflict = [&](Nexo::IntfId other) {
-        faults.push_back({index, "", "an id that " + other.stringValue() + " does not have"});
-    };
-    Nexo::IntfId const mounted = mounted_.l3InterfaceOf(*id);
-    if (!mounted.empty() && rows<Table::L3Interface>().count(mounted) == 0) {
-        conflict(mounted);
-    }
-    auto const [first, last] = l3Owners_.equal_range(*id);
-    for (auto at = first; at != last; ++at) {
-        if (at->second != change.key) {
-            conflict(at->second);
+    Nexo::IntfId other = mounted_.l3InterfaceOf(*id);
+    if (other.empty() || rows<Table::L3Interface>().count(other) != 0) {
+        auto at = l3Owners_.lower_bound({*id, Nexo::IntfId()});
+        if (at->second == change.key) {
+            ++at;
         }
+        if (at == l3Owners_.end() || at->first != *id) {
+            return;
+        }
+        other = at->second;
     }
+    faults.push_back({index, "", "an id that " + other.stringValue() + " does not have"});
 }
 
 } // namespace UmoAgent

@@ -35,6 +35,9 @@ struct Fault {
     std::optional<NextHop> nextHop{};
 };
 
+/// What a draft checks of a list, or looks at, between two breaths.
+inline constexpr std::size_t kChangesInABreath = 1000;
+
 /// What is expected where a row is named that is not there.
 inline std::string draftAbsent(std::string_view one) {
     return std::string(one) + " that is there at this time";
@@ -97,12 +100,14 @@ struct DraftPolicy : DraftNode {
 };
 
 /// A switch as lists of changes make it, before anything of them is mounted: the rows that they
-/// name, laid over the mounted ones. What it does takes time in proportion to the lists, except
-/// that a flow whose type changes has the actions of its match looked at.
+/// name, laid over the mounted ones. What it does takes time in proportion to the lists, with two
+/// exceptions: a flow whose type changes has the actions of its match looked at, and a topology
+/// that goes has all VLANs looked at.
 ///
-/// This is the one place that says which changes a switch accepts. A list is taken change by
-/// change with `make`, then `endList`; or whole with `makeAll`. A draft in which faults were found
-/// is not to be mounted; further changes can be made to find further faults.
+/// This is the one place that says which changes go together with each other and with what is
+/// mounted; that each value is a good one of its kind is up to whoever makes it. A list is taken
+/// change by change with `make`, then `endList`; or whole with `makeAll`. A draft in which faults
+/// were found is not to be mounted; further changes can be made to find further faults.
 class Draft {
   public:
     /// `mounted` outlives the draft and does not change meanwhile.
@@ -128,6 +133,9 @@ class Draft {
     std::vector<Fault> endList(Changes const &list, std::function<void()> const &breathe = nullptr);
 
     std::vector<Fault> makeAll(Changes const &list);
+
+    /// How many actions were looked at so far because the type of their match's flow changed.
+    [[nodiscard]] std::size_t actionsLookedAt() const { return actionsLookedAt_; }
 
     // What was named, for mounting it:
 
@@ -188,7 +196,8 @@ class Draft {
 
     void checkL3Id(std::size_t index, Change<Table::L3Interface> const &change,
                    std::vector<Fault> &faults) const;
-    void checkMatch(std::size_t index, Table::Match::Key const &key, std::vector<Fault> &faults);
+    void checkMatch(std::size_t index, Table::Match::Key const &key,
+                    std::function<void()> const &breathe, std::vector<Fault> &faults);
     void checkAction(std::size_t index, Table::Action::Key const &key, DraftMatch &match,
                      std::vector<Fault> &faults);
 
@@ -196,11 +205,12 @@ class Draft {
     std::size_t changes_ = 0; // of the list so far
     std::size_t lists_ = 1;   // this one included
     std::size_t order_ = 0;
+    std::size_t actionsLookedAt_ = 0;
     std::tuple<DraftRows<Table::Chip>, DraftRows<Table::BridgeMac>, DraftRows<Table::Interface>,
                DraftRows<Table::VlanTopology>, DraftRows<Table::IpInterface>,
                DraftRows<Table::L3Interface>>
         rows_;
-    std::multimap<Bridging::VlanId, Nexo::IntfId> l3Owners_; // of ids that rows_ gives
+    std::set<std::pair<Bridging::VlanId, Nexo::IntfId>> l3Owners_; // of the ids that rows_ gives
     std::tuple<DraftHolders<Table::VlanMember>, DraftHolders<Table::TopologyPort>,
                DraftHolders<Table::LearnedMac>>
         holders_;

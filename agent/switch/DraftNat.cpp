@@ -169,7 +169,7 @@ Draft::Refusal Draft::makeOne(Change<Table::Action> const &change) {
 
 /// The actions of a flow whose type stays need what they needed.
 void Draft::checkMatch(std::size_t index, Table::Match::Key const &key,
-                       std::vector<Fault> &faults) {
+                       std::function<void()> const &breathe, std::vector<Fault> &faults) {
     DraftMatch *const match = presentMatch(key.policy, key.match);
     if (match == nullptr) {
         return;
@@ -187,6 +187,9 @@ void Draft::checkMatch(std::size_t index, Table::Match::Key const &key,
     }
     for (auto const &[name, action] : inOrder(match->actions)) {
         checkAction(index, {key.policy, key.match, *name}, *match, faults);
+        if (++actionsLookedAt_ % kChangesInABreath == 0 && breathe) {
+            breathe();
+        }
     }
 }
 

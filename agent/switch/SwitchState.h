@@ -21,7 +21,7 @@ namespace UmoAgent {
 class Draft;
 
 /// The entities that the agent mounts for the NAT library: what the switch's other agents publish.
-/// They are all that the agent knows of the switch, so that nothing is kept twice. Also holds the
+/// The agent keeps no second picture of the switch, only what they do not say. Also holds the
 /// hardware status tree, which the library writes.
 class SwitchState {
   public:
