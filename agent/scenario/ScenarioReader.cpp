@@ -67,6 +67,7 @@ std::vector<Event> ScenarioDocument::readEvents(YamlNode document, Vyr::Time now
     nodes_.fields(document, "a mapping with events",
                   {{"events", [&](YamlNode value) { eventList(value); }}});
     values_.checkUses();
+    draft_.letGo(nodes_.breathe());
     return std::move(events_);
 }
 

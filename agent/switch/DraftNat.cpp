@@ -217,4 +217,16 @@ void Draft::checkAction(std::size_t index, Table::Action::Key const &key, DraftM
     }
 }
 
+void Draft::letGo(std::function<void()> const &breathe) {
+    std::size_t gone = 0;
+    for (auto &[name, policy] : policies_) {
+        while (!policy.matches.empty()) {
+            policy.matches.erase(policy.matches.begin());
+            if (++gone % kChangesInABreath == 0 && breathe) {
+                breathe();
+            }
+        }
+    }
+}
+
 } // namespace UmoAgent
