@@ -1,15 +1,11 @@
 #include "agent/scenario/ChangeList.h"
 
+#include "agent/base/Find.h"
 #include "agent/scenario/Limits.h"
 
 namespace UmoAgent {
 
 namespace {
-template <class Map>
-std::optional<YamlNode> found(Map const &map, typename Map::key_type const &key) {
-    auto const at = map.find(key);
-    return at == map.end() ? std::nullopt : std::optional(at->second);
-}
 // What keys and values hold besides themselves.
 
 template <class Part>
@@ -68,13 +64,14 @@ void ChangeList::report(Fault const &fault) {
 }
 
 std::optional<YamlNode> ChangeList::causeOf(Fault::NextHop const &hop) const {
-    if (auto const node = found(nextHops_, {hop.action, hop.intf})) {
-        return node;
+    if (auto const *const node = findIn(nextHops_, {hop.action, hop.intf})) {
+        return *node;
     }
-    if (auto const node = found(destinations_, hop.action)) {
-        return node;
+    if (auto const *const node = findIn(destinations_, hop.action)) {
+        return *node;
     }
-    return found(flows_, {hop.action.policy, hop.action.match});
+    auto const *const node = findIn(flows_, {hop.action.policy, hop.action.match});
+    return node != nullptr ? std::optional(*node) : std::nullopt;
 }
 
 Changes ChangeList::end() {

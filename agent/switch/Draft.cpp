@@ -1,6 +1,7 @@
 #include "agent/switch/Draft.h"
 
 #include "Nexo/VlanIntfId.h"
+#include "agent/base/Find.h"
 #include "agent/switch/SwitchState.h"
 
 #include <type_traits>
@@ -8,25 +9,15 @@
 
 namespace UmoAgent {
 
-namespace {
-
-template <class Map>
-auto *found(Map &map, typename Map::key_type const &key) {
-    auto const at = map.find(key);
-    return at == map.end() ? nullptr : &at->second;
-}
-
-} // namespace
-
 template <class T>
 std::optional<typename T::Value> Draft::findRow(typename T::Key const &key) const {
-    auto const *const row = found(rows<T>(), key);
+    auto const *const row = findIn(rows<T>(), key);
     return row != nullptr ? *row : mounted_.find<T>(key);
 }
 
 template <class T>
 std::optional<Table::Present> Draft::findHolder(typename T::In::Key const &key) const {
-    auto const *const holder = found(holders<T>(), key);
+    auto const *const holder = findIn(holders<T>(), key);
     if (holder == nullptr) {
         return mounted_.find<typename T::In>(key);
     }
@@ -35,11 +26,11 @@ std::optional<Table::Present> Draft::findHolder(typename T::In::Key const &key) 
 
 template <class T>
 std::optional<typename T::Value> Draft::findHeld(typename T::Key const &key) const {
-    auto const *const holder = found(holders<T>(), key.in);
+    auto const *const holder = findIn(holders<T>(), key.in);
     if (holder == nullptr) {
         return mounted_.find<T>(key);
     }
-    auto const *const row = found(holder->rows, key.row);
+    auto const *const row = findIn(holder->rows, key.row);
     if (row != nullptr) {
         return *row;
     }
@@ -235,7 +226,7 @@ Draft::Refusal Draft::makeOne(Change<Table::L3Interface> const &change) {
     if (change.value && vlan != 0 && vlan != change.value->value()) {
         return std::to_string(vlan) + ", the number of the interface's VLAN";
     }
-    auto const *const before = found(rows<Table::L3Interface>(), change.key);
+    auto const *const before = findIn(rows<Table::L3Interface>(), change.key);
     if (before != nullptr && *before) {
         l3Owners_.erase({**before, change.key});
     }

@@ -134,8 +134,8 @@ class Draft {
 
     std::vector<Fault> makeAll(Changes const &list);
 
-    /// Forgets its policies, of which there may be so many that giving back their memory takes long:
-    /// calls `breathe`, if given, now and then. The draft is of no more use.
+    /// Forgets its policies, of which there may be so many that giving back their memory takes
+    /// long: calls `breathe`, if given, now and then. The draft is of no more use.
     void letGo(std::function<void()> const &breathe);
 
     /// How many actions were looked at so far because the type of their match's flow changed.

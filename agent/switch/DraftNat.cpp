@@ -1,5 +1,6 @@
 #include "agent/switch/Draft.h"
 
+#include "agent/base/Find.h"
 #include "agent/switch/FlowType.h"
 #include "agent/switch/SwitchState.h"
 
@@ -8,12 +9,6 @@ namespace UmoAgent {
 using Ip::Nat::NatFlowType;
 
 namespace {
-
-template <class Node>
-Node const *found(DraftNodes<Node> const &nodes, Pelo::String const &name) {
-    auto const at = nodes.find(name);
-    return at == nodes.end() ? nullptr : &at->second;
-}
 
 char const *whyMacsAreNeeded(NatFlowType type) {
     switch (type) {
@@ -36,7 +31,7 @@ NatFlowType typeOf(DraftMatch const &match, DraftAction const &action) {
 
 template <>
 std::optional<Table::Present> Draft::find<Table::Policy>(Pelo::String const &key) const {
-    auto const *const policy = found(policies_, key);
+    auto const *const policy = findIn(policies_, key);
     if (policy == nullptr) {
         return mounted_.find<Table::Policy>(key);
     }
@@ -45,11 +40,11 @@ std::optional<Table::Present> Draft::find<Table::Policy>(Pelo::String const &key
 
 template <>
 std::optional<Ip::Nat::NatFlow> Draft::find<Table::Match>(Table::Match::Key const &key) const {
-    auto const *const policy = found(policies_, key.policy);
+    auto const *const policy = findIn(policies_, key.policy);
     if (policy == nullptr) {
         return mounted_.find<Table::Match>(key);
     }
-    if (auto const *const match = found(policy->matches, key.match)) {
+    if (auto const *const match = findIn(policy->matches, key.match)) {
         return match->present ? std::optional(match->flow) : std::nullopt;
     }
     return policy->stays() ? mounted_.find<Table::Match>(key) : std::nullopt;
@@ -58,15 +53,15 @@ std::optional<Ip::Nat::NatFlow> Draft::find<Table::Match>(Table::Match::Key cons
 template <>
 std::optional<Table::Action::Value>
 Draft::find<Table::Action>(Table::Action::Key const &key) const {
-    auto const *const policy = found(policies_, key.policy);
+    auto const *const policy = findIn(policies_, key.policy);
     if (policy == nullptr) {
         return mounted_.find<Table::Action>(key);
     }
-    auto const *const match = found(policy->matches, key.match);
+    auto const *const match = findIn(policy->matches, key.match);
     if (match == nullptr) {
         return policy->stays() ? mounted_.find<Table::Action>(key) : std::nullopt;
     }
-    if (auto const *const action = found(match->actions, key.action)) {
+    if (auto const *const action = findIn(match->actions, key.action)) {
         return action->present ? std::optional(action->value) : std::nullopt;
     }
     return match->stays() ? mounted_.find<Table::Action>(key) : std::nullopt;

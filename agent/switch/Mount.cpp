@@ -1,9 +1,9 @@
 #include "agent/switch/Draft.h"
 #include "agent/switch/MountNat.h"
+#include "agent/switch/MountOrder.h"
 #include "agent/switch/SwitchState.h"
 
-#include <algorithm>
-#include <functional>
+#include <utility>
 
 namespace UmoAgent {
 
@@ -12,16 +12,6 @@ using Bridging::VlanId;
 using UmoL3Intf::L3Id;
 
 namespace {
-
-/// The keys, all of which `collection` has, in its order: its elements lie in memory in the order
-/// of their insertion.
-template <class Collection, class Key>
-std::vector<Key> inOrderOf(Collection const &collection, std::vector<Key> keys) {
-    std::sort(keys.begin(), keys.end(), [&](Key const &a, Key const &b) {
-        return std::less<>()(collection.find(a), collection.find(b));
-    });
-    return keys;
-}
 
 /// The keys of `rows` that `collection` has and that go, in its order.
 template <class Collection, class Rows>

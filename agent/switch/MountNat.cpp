@@ -1,9 +1,10 @@
 #include "agent/switch/MountNat.h"
 
 #include "agent/switch/FlowType.h"
+#include "agent/switch/MountOrder.h"
 
 #include <algorithm>
-#include <functional>
+#include <utility>
 
 namespace UmoAgent {
 
@@ -16,13 +17,10 @@ using Ip::Nat::NatFlowPolicyStatus;
 template <class Node>
 using NamedNodes = std::vector<std::pair<Pelo::String const *, Node const *>>;
 
-/// In the order of the entities in `mounted`: they lie in memory in the order of their insertion.
 template <class Node, class Collection>
-NamedNodes<Node> inOrderOf(Collection const &mounted, NamedNodes<Node> nodes) {
-    std::sort(nodes.begin(), nodes.end(), [&](auto const &a, auto const &b) {
-        return std::less<>()(mounted.find(*a.first), mounted.find(*b.first));
-    });
-    return nodes;
+NamedNodes<Node> inMountedOrder(Collection const &mounted, NamedNodes<Node> nodes) {
+    return inOrderOf(
+        mounted, std::move(nodes), [](auto const &node) -> auto const & { return *node.first; });
 }
 
 template <class Node>
@@ -48,19 +46,19 @@ bool isFresh(DraftLife const &node) {
 /// Of nodes that are mounted, those that stay.
 template <class Node, class Collection>
 NamedNodes<Node> staying(DraftNodes<Node> const &nodes, Collection const &mounted) {
-    return inOrderOf<Node>(mounted, chosen(nodes, stays));
+    return inMountedOrder<Node>(mounted, chosen(nodes, stays));
 }
 
 /// Those that go, whatever comes in their place.
 template <class Node, class Collection>
 NamedNodes<Node> ending(DraftNodes<Node> const &nodes, Collection const &mounted) {
-    return inOrderOf<Node>(mounted, chosen(nodes, hasEnded));
+    return inMountedOrder<Node>(mounted, chosen(nodes, hasEnded));
 }
 
 /// Those that are there when all is set.
 template <class Node, class Collection>
 NamedNodes<Node> present(DraftNodes<Node> const &nodes, Collection const &mounted) {
-    return inOrderOf<Node>(mounted, chosen(nodes, isPresent));
+    return inMountedOrder<Node>(mounted, chosen(nodes, isPresent));
 }
 
 bool sameFields(NatFlowActionStatus const &status, Table::Action::Value const &action) {

@@ -39,7 +39,8 @@ class Collection {
     [[nodiscard]] std::size_t size() const noexcept { return table_.size(); }
     [[nodiscard]] bool empty() const noexcept { return table_.size() == 0; }
 
-    /// The value of `key`, or null. Valid until the collection changes.
+    /// The value of `key`, or null. Valid until the collection changes. Values lie in memory in the
+    /// order of their insertion, so that addresses tell which of two came first.
     [[nodiscard]] Value const *find(Key const &key) const noexcept {
         Record const *record = table_.find(key);
         return record == nullptr ? nullptr : &record->value;

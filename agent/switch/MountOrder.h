@@ -1,0 +1,27 @@
+#pragma once
+
+#include <algorithm>
+#include <functional>
+#include <utility>
+#include <vector>
+
+namespace UmoAgent {
+
+/// Puts items, each of which `keyOf` gives a key that `collection` has, into the collection's
+/// order.
+template <class Collection, class Item, class KeyOf>
+std::vector<Item> inOrderOf(Collection const &collection, std::vector<Item> items, KeyOf keyOf) {
+    std::sort(items.begin(), items.end(), [&](Item const &a, Item const &b) {
+        return std::less<>()(collection.find(keyOf(a)), collection.find(keyOf(b)));
+    });
+    return items;
+}
+
+/// The same for the keys themselves.
+template <class Collection, class Key>
+std::vector<Key> inOrderOf(Collection const &collection, std::vector<Key> keys) {
+    return inOrderOf(collection, std::move(keys),
+                     [](Key const &key) -> Key const & { return key; });
+}
+
+} // namespace UmoAgent
