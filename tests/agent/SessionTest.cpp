@@ -283,8 +283,9 @@ TEST(Session, AScenarioIsReadFromWhatHasAnEndAndMayOnlyBeChecked) {
 
 TEST(Session, AClientNeitherWaitsNorTakesInForEver) {
     UmoAgent::ListeningSocket const agent(socketPath);
-    EXPECT_EQ(client("--timeout 1 showChip"),
-              "umo-cli: the agent has not answered within 1 s, and may yet carry the command out\n=> 2");
+    EXPECT_EQ(
+        client("--timeout 1 showChip"),
+        "umo-cli: the agent has not answered within 1 s, and may yet carry the command out\n=> 2");
 
     auto const next = [&] {
         pollfd waiting{agent.number(), POLLIN, 0};
