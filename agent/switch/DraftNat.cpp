@@ -22,7 +22,6 @@ char const *whyMacsAreNeeded(NatFlowType type) {
     return "one, as the flow of this action was not always a multicast one";
 }
 
-/// An action that comes back without a destination of its own has that of the flow.
 NatFlowType typeOf(DraftMatch const &match, DraftAction const &action) {
     return flowTypeOf(match.flow, action.value.destination);
 }

@@ -52,49 +52,10 @@ Ip::Nat::NatFlow flowTo(std::uint32_t address) {
 }
 constexpr std::uint32_t kUnicast = 0x0a020202, kMulticast = 0xef020202;
 
-/// All rows and what was made of them.
+/// What the library made of the rows.
 std::string textOf(ForwardingAgent const &agent) {
     std::ostringstream out;
-    auto const row = [&](auto const &...parts) { (void)((out << '\n') << ... << parts); };
-    SwitchState const &state = agent.state();
-    row(agent.chip().capacity().groups, ' ', state.bridgingConfig()->bridgeMacAddr());
-    for (auto const &[intf, mounted] : state.bridgingConfig()->switchIntfConfig()) {
-        row("interface ", intf, mounted->switchportModeAndNativeVlan().mode);
-    }
-    for (auto const &[vlan, mounted] : state.vlanStatusDir()->vlanStatus()) {
-        row("VLAN ", vlan, " in ", state.find<Table::VlanTopology>(vlan).value_or("none"));
-        for (auto const &[intf, member] : mounted->vlanPortStatus()) {
-            row(intf);
-        }
-    }
-    for (auto const *const name : {"t", "u", "new"}) {
-        row("topology ", name, state.find<Table::Topology>(name).has_value());
-        for (IntfId const intf : {et1, et2, et3}) {
-            row(intf, state.find<Table::TopologyPort>({name, intf}).value_or(PortState::disabled));
-        }
-    }
-    for (auto const &[fid, mounted] : state.bridgingStatus()->fdbStatus()) {
-        row("learned in ", fid);
-        for (auto const &[mac, host] : mounted->learnedHost()) {
-            row(mac, host.intf);
-        }
-    }
-    for (auto const &[intf, mounted] : state.ipStatus()->ipIntfStatus()) {
-        row("IP ", intf, mounted->addrWithMask(), mounted->routing());
-    }
-    for (auto const &[intf, id] : state.l3Table()->intfL3Index()) {
-        row("L3 ", intf, id.value(), state.l3InterfaceOf(VlanId(id.value())));
-    }
-    for (auto const &[policy, matches] : state.natStatus()->natFlow()) {
-        row("policy ", policy);
-        for (auto const &[match, actions] : matches->match()) {
-            row("match ", match, actions->flow());
-            for (auto const &[name, action] : actions->action()) {
-                row("action ", name, action->version(), action->dst(), action->intf().size());
-            }
-        }
-    }
-    printTree(out, *state.hwStatus());
+    printTree(out, *agent.state().hwStatus());
     printChip(out, agent.chip());
     return out.str();
 }
@@ -184,6 +145,13 @@ TEST_F(ForwardingAgentTest, OfAListWithAFaultNothingHappensHoweverRightTheRestIs
             EXPECT_EQ(fault.nextHop.has_value(), !fault.found.empty());
         }
         EXPECT_EQ(textOf(agent), before);
+        SwitchState const &state = agent.state(); // nothing of what is right was mounted
+        EXPECT_FALSE(state.find<Interface>(et9) || state.find<Topology>("new") ||
+                     state.find<Action>({"p", "u", "b"}) || state.find<Vlan>(VlanId(3)) ||
+                     state.find<VlanTopology>(VlanId(3)) || state.everDeclared(et9));
+        EXPECT_TRUE(state.find<Policy>("q") && state.find<Vlan>(one) && state.find<Topology>("t"));
+        EXPECT_NE(*state.find<BridgeMac>({}), mac9);
+        EXPECT_EQ(state.find<Chip>({})->groups, ChipCapacity{}.groups);
     }
 }
 
