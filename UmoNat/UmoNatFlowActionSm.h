@@ -4,19 +4,18 @@
 #include "Ip/NatHwStatus.h"
 #include "Ip/NatStatus.h"
 #include "Mox/Reactor.h"
-#include "Mox/Set.h"
 #include "Nexo/EthAddr.h"
 #include "Pelo/String.h"
 #include "UmoNat/Export.h"
-#include "UmoNat/NatFlowGroupUse.h"
 #include "UmoNat/UmoNatFlowMatchSmStatus.h"
 #include "UmoNat/UmoNatFlowMcastHelper.h"
+#include "UmoNat/UmoNatflowActionSmIndex.h"
 
 #include <cstdint>
-#include <iosfwd>
 
 class UmoNatFlowMcastTopologySm;
-class UmoNatflowActionSmEntry;
+class NatFlowGroupUses;
+struct NatFlowGroupUse;
 
 /// The state machine of one action of a match, owned by the match's machine under the action's
 /// name. It decides the action's flow type, and programs in a fixed order: which ports the
@@ -63,6 +62,9 @@ class UMONAT_API UmoNatFlowActionSm : public Mox::Reactor {
     void hwActionStatusIs(Mox::Ptr<Ip::Nat::HwNatFlowActionStatus> const &status) {
         hwActionStatus_ = status;
     }
+
+    /// Where the action index keeps the entries that the machine is in.
+    [[nodiscard]] UmoNatflowActionSmEntries &indexEntries() noexcept { return indexEntries_; }
 
     void handleInitialized() override;
 
@@ -119,20 +121,16 @@ class UMONAT_API UmoNatFlowActionSm : public Mox::Reactor {
     void childrenDelAll() override;
 
   private:
-    friend class UmoNatflowActionSmEntry;
-    friend class UmoNatFlowMcastTopologySm;
-
-    struct EntryMessage;
-
-    void actionStatusDispatch(Pelo::Change const &change);
-    [[nodiscard]] EntryMessage entry(char const *function) const;
+    void actionStatusDispatch(Pelo::ChangeOf<Ip::Nat::NatFlowActionStatus> const &change);
     // What the action asks for; nothing without an action status.
     [[nodiscard]] std::uint32_t version() const noexcept;
     [[nodiscard]] Nexo::IpAndPort src() const noexcept;
     [[nodiscard]] Nexo::IpAndPort dst() const noexcept;
-    [[nodiscard]] bool complete() const noexcept {
-        return initialized_ && version() != 0 && hwActionStatus_;
-    }
+    /// Whether the action is complete: its version is set. What is programmed needs the hardware
+    /// record too.
+    [[nodiscard]] bool complete() const noexcept { return initialized_ && version() != 0; }
+    [[nodiscard]] bool programmable() const noexcept { return complete() && hwActionStatus_; }
+    void assertProgrammable() const;
     [[nodiscard]] Ip::Nat::NatFlowType recordedFlowType() const noexcept {
         return hwActionStatus_ ? hwActionStatus_->flowType() : Ip::Nat::natFlowTypeUnicast;
     }
@@ -160,14 +158,13 @@ class UMONAT_API UmoNatFlowActionSm : public Mox::Reactor {
     void forEachProgrammed(NatFlowGroupUse const &use, char const *verb, char const *side,
                            Work const &work) const;
 
-    friend std::ostream &operator<<(std::ostream &out, EntryMessage const &message);
-
     Inputs const inputs_;
     Mox::Ptr<Ip::Nat::HwNatFlowActionStatus> hwActionStatus_;
-    Mox::Set<UmoNatflowActionSmEntry *> indexEntries_; // the index's own: those it stands in
+    UmoNatflowActionSmEntries indexEntries_;
     bool initialized_ = false;
 
-    Mox::Subscription actionStatusSubscription_{*this, &UmoNatFlowActionSm::actionStatusDispatch};
+    Mox::Subscription<Ip::Nat::NatFlowActionStatus> actionStatusSubscription_{
+        *this, &UmoNatFlowActionSm::actionStatusDispatch};
 };
 
 Mox::Ptr<UmoNatFlowActionSm> UmoNatFlowActionSmIs(UmoNatFlowActionSm::Inputs const &inputs);

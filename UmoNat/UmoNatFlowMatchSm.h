@@ -11,7 +11,6 @@
 #include "UmoNat/UmoNatFlowMcastHelper.h"
 
 #include <cstdint>
-#include <iosfwd>
 
 class UmoNatFlowMcastSm;
 class UmoNatFlowMcastTopologySm;
@@ -59,12 +58,12 @@ class UMONAT_API UmoNatFlowMatchSm : public Mox::Reactor {
     /// The number of groups that the match needs now: 0 to 2.
     [[nodiscard]] std::uint32_t getGroupNum() const;
 
-    /// Allocates `groups` groups, 0 to 2, and records them. On failure nothing is recorded and
-    /// the match waits in the root's retry set; a group of a pair whose other half failed stays
+    /// Allocates `groups` groups, 0 to 2, and records them. On failure it records nothing, and the
+    /// match waits in the root's retry set; a group of a pair whose other half failed stays
     /// allocated. Returns whether there are groups now.
     bool createNatFlowGroups(std::uint32_t groups);
 
-    /// Frees the groups, if there are any, and then has the waiting matches retried.
+    /// Frees the groups, if there are any, and schedules the retry of waiting matches.
     void deleteNatFlowGroups();
 
     /// For the retry: allocates the groups that the match waits for, and programs its actions.
@@ -74,8 +73,8 @@ class UMONAT_API UmoNatFlowMatchSm : public Mox::Reactor {
     /// Whether the match wants groups and holds none.
     [[nodiscard]] bool waitsForGroups() const;
 
-    /// Evaluates the number of groups anew, and reallocates if it has changed. Returns true if
-    /// the actions need no further telling: they were told, or there is nothing to tell them.
+    /// Evaluates the number of groups anew, and reallocates if it has changed. Returns true if the
+    /// actions need no further evaluation.
     bool handleGroupNumUpdate();
 
     /// The match's flow has changed.
@@ -85,8 +84,9 @@ class UMONAT_API UmoNatFlowMatchSm : public Mox::Reactor {
     void handleNatFlowAction(Pelo::String const &name);
 
     [[nodiscard]] auto const &actionSm() const noexcept { return actionSm_.machines(); }
-    void actionSmIs(Pelo::String const &name, UmoNatFlowActionSm::Inputs const &inputs) {
-        actionSm_.is(name, inputs, &UmoNatFlowActionSmIs);
+    Mox::Ptr<UmoNatFlowActionSm> actionSmIs(Pelo::String const &name,
+                                            UmoNatFlowActionSm::Inputs const &inputs) {
+        return actionSm_.is(name, inputs, &UmoNatFlowActionSmIs);
     }
     void actionSmDel(Pelo::String const &name) { actionSm_.del(name); }
     void actionSmDelAll() { actionSm_.delAll(); }
@@ -97,17 +97,12 @@ class UMONAT_API UmoNatFlowMatchSm : public Mox::Reactor {
     void childrenDelAll() override;
 
   private:
-    struct EntryMessage;
-
-    void matchStatusDispatch(Pelo::Change const &change);
-    void matchSmStatusDispatch(Pelo::Change const &change);
-    [[nodiscard]] EntryMessage entry(char const *function) const;
+    void matchStatusDispatch(Pelo::ChangeOf<Ip::Nat::NatFlowMatchStatus> const &change);
+    void matchSmStatusDispatch(Pelo::ChangeOf<UmoNatFlowMatchSmStatus> const &change);
     bool createSingleGroup();
     bool createGroupPair();
     bool recordGroups(std::uint32_t unicast, std::uint32_t multicast);
     void clearHwActions();
-
-    friend std::ostream &operator<<(std::ostream &out, EntryMessage const &message);
 
     Inputs const inputs_;
     Mox::Ptr<Ip::Nat::HwNatFlowMatchStatus> hwMatchStatus_;
@@ -115,8 +110,10 @@ class UMONAT_API UmoNatFlowMatchSm : public Mox::Reactor {
     Mox::ReactorCollection<Pelo::String, UmoNatFlowActionSm> actionSm_;
     bool initialized_ = false;
 
-    Mox::Subscription matchStatusSubscription_{*this, &UmoNatFlowMatchSm::matchStatusDispatch};
-    Mox::Subscription matchSmStatusSubscription_{*this, &UmoNatFlowMatchSm::matchSmStatusDispatch};
+    Mox::Subscription<Ip::Nat::NatFlowMatchStatus> matchStatusSubscription_{
+        *this, &UmoNatFlowMatchSm::matchStatusDispatch};
+    Mox::Subscription<UmoNatFlowMatchSmStatus> matchSmStatusSubscription_{
+        *this, &UmoNatFlowMatchSm::matchSmStatusDispatch};
 };
 
 Mox::Ptr<UmoNatFlowMatchSm> UmoNatFlowMatchSmIs(UmoNatFlowMatchSm::Inputs const &inputs);

@@ -13,9 +13,8 @@
 namespace UmoHelper {
 
 /// The only way to the forwarding hardware. The agent derives a class for its switch chip and
-/// passes one object of it to the root factory, where all state machines share it; the defaults
-/// below do nothing and refuse every group, so that the library also runs with no hardware behind
-/// it.
+/// passes one object of it to the root factory; all state machines share it. The defaults below
+/// do nothing and refuse every group, so that the library also runs without hardware.
 ///
 /// A group holds port sets, identified within the group; a port set may have one source and one
 /// destination translation. All calls come from the event loop's thread. Failure is reported
@@ -27,33 +26,33 @@ class UMONAT_API UmoNatFlowMcastHelper : public Mox::Entity {
 
     [[nodiscard]] Pelo::String nameString() const override;
 
-    /// Allocates a group for a match: the unicast group of a match that has two if `unicast`,
-    /// its multicast group or the only one if not. Returns the group's id, which is the match's
-    /// until it deletes the group, or 0 when there is no free group; the match then tries again
+    /// Allocates a group for a match: if `unicast`, the unicast group of a match that has two;
+    /// else its multicast group, or its only one. Returns the group's id, which belongs to the
+    /// match until it deletes the group, or 0 when no group is free; the match then tries again
     /// later.
     virtual std::uint32_t createNatFlowGroup(Pelo::String const &policy, Pelo::String const &match,
                                              bool unicast);
 
-    /// Frees a group, once, under the names with which it was created, and with it all that is
+    /// Frees a group, once, under the names with which it was created, and everything that is
     /// still in it. `groupId` is never 0.
     virtual void deleteNatFlowGroup(Pelo::String const &policy, Pelo::String const &match,
                                     std::uint32_t groupId);
 
-    /// Programs a port set: a new one if `portSetId` is 0, else in the place of that one. Returns
-    /// the identifier it has from now on, never 0 (the default's 0 is right only where no group is
-    /// handed out). `ps` may be kept; it does not change once it
-    /// has been replaced by a later one.
+    /// Programs a port set: a new one if `portSetId` is 0, else in place of that one. Returns its
+    /// identifier from now on, never 0. (The default returns 0, which is safe only because the
+    /// default hands out no group.) The helper may keep `ps`, which no longer changes once a later
+    /// one has replaced it.
     virtual std::uint32_t
     updateNatFlowVlanPortSet(std::uint32_t groupId, std::uint32_t portSetId,
                              Mox::Ptr<Ip::Nat::NatFlowPortSet const> const &ps);
 
-    /// Deletes a port set. Its translations are deleted right after it, under the same
-    /// identifier, by those who programmed them.
+    /// Deletes a port set. The caller deletes its translations right after it, under the same
+    /// identifier.
     virtual void deleteNatFlowVlanPortSet(std::uint32_t groupId, std::uint32_t portSetId);
 
-    /// Has copies that leave through a port set, and whose source is `srcFlow` within a prefix of
-    /// `pfxLen` bits, sent as from `srcNat`. Replaces what the port set had. Returns success,
-    /// which the library does not look at.
+    /// Translates the source of copies that leave through a port set: those from `srcFlow`, within
+    /// a prefix of `pfxLen` bits, are sent as from `srcNat`. Replaces the port set's source
+    /// translation. Returns success, which the library does not check.
     virtual bool updateNatFlowSrcTranslation(std::uint32_t groupId, std::uint32_t portSetId,
                                              std::uint16_t vlan, Nexo::IpAndPort const &srcNat,
                                              Nexo::IpAndPort const &srcFlow, std::uint32_t pfxLen);

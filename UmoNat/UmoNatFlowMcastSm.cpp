@@ -1,16 +1,15 @@
 #include "UmoNat/UmoNatFlowMcastSm.h"
 
-#include "Mox/Assert.h"
+#include "Base/Assert.h"
+#include "Mox/Entered.h"
 #include "Mox/LogEvent.h"
-#include "Mox/Trace.h"
-#include "Skimtrace/Skimtrace.h"
 #include "UmoNat/UmoNatFlowMatchSm.h"
 
 namespace {
 Mox::TraceHandle const trace("UmoNatFlowMcastSm");
 
-// The module's log events. They are in the catalogue from the moment the library is loaded;
-// nothing in the library raises them.
+// The module's log events. The catalogue has them once the library is loaded; nothing in the
+// library raises them.
 
 constexpr Mox::LogEvent event(char const *name, unsigned severity, char const *message,
                               char const *explanation, char const *recommendedAction) {
@@ -51,11 +50,11 @@ UmoNatFlowMcastSm::UmoNatFlowMcastSm(Inputs const &inputs) : inputs_(inputs) {
 UmoNatFlowMcastSm::~UmoNatFlowMcastSm() = default;
 
 void UmoNatFlowMcastSm::handleInitialized() {
-    trace.at(1, "NatFlowMcastSm::handleInitialized");
-    static constinit Skimtrace::Point entered("UmoNatFlowMcastSm::handleInitialized");
-    entered.record();
-    Mox::assertThat(bool(inputs_.hwStatus), "hwStatus()");
-    Mox::assertThat(bool(inputs_.helper), "helper()");
+    // Without the class's prefix, as in doCleanup: so it has always been.
+    Mox::enter<"UmoNatFlowMcastSm::handleInitialized">(trace, 1,
+                                                       "NatFlowMcastSm::handleInitialized");
+    Base::assertThat(bool(inputs_.hwStatus), "hwStatus()");
+    Base::assertThat(bool(inputs_.helper), "helper()");
     wipeHwStatus();
     groupScheduler_ = Vyr::TaskSchedulerRoot::findOrCreateScheduler();
     auto const task = Mox::make<Vyr::TimerTask>(groupScheduler_, 4U, "unprogrammedGroupTask");
@@ -88,16 +87,15 @@ void UmoNatFlowMcastSm::wipeHwStatus() const {
     inputs_.hwStatus->natFlowDelAll();
 }
 
-void UmoNatFlowMcastSm::statusDispatch(Pelo::Change const &change) {
+void UmoNatFlowMcastSm::statusDispatch(Pelo::ChangeOf<Ip::Nat::Status> const &change) {
     if (auto const *name = change.keyOf(Ip::Nat::Status::natFlowAttribute)) {
         handleNatFlowPolicy(*name);
     }
 }
 
 void UmoNatFlowMcastSm::handleNatFlowPolicy(Pelo::String const &name) {
-    trace.at(2, "UmoNatFlowMcastSm::", "handleNatFlowPolicy", ", policy: ", name);
-    static constinit Skimtrace::Point entered("UmoNatFlowMcastSm::handleNatFlowPolicy policy %s");
-    entered.record({name});
+    Mox::enter<"UmoNatFlowMcastSm::handleNatFlowPolicy policy %s">(
+        trace, 2, "UmoNatFlowMcastSm::", "handleNatFlowPolicy", ", policy: ", name);
     if (!initialized_) {
         return;
     }
@@ -115,9 +113,10 @@ void UmoNatFlowMcastSm::handleNatFlowPolicy(Pelo::String const &name) {
     }
 }
 
-void UmoNatFlowMcastSm::policySmIs(UmoNatFlowPolicySm::Inputs const &inputs) {
-    Mox::assertThat(bool(inputs.policyStatus), "policyStatus()");
-    policySm_.is(inputs.policyStatus->name(), inputs, &UmoNatFlowPolicySmIs);
+Mox::Ptr<UmoNatFlowPolicySm>
+UmoNatFlowMcastSm::policySmIs(UmoNatFlowPolicySm::Inputs const &inputs) {
+    Base::assertThat(bool(inputs.policyStatus), "policyStatus()");
+    return policySm_.is(inputs.policyStatus->name(), inputs, &UmoNatFlowPolicySmIs);
 }
 
 void UmoNatFlowMcastSm::addUnprogrammedGroupTask(UmoNatFlowMatchSm *matchSm) {
@@ -130,16 +129,15 @@ void UmoNatFlowMcastSm::unprogrammedGroupTaskIs(Mox::Ptr<Vyr::TimerTask> const &
     unprogrammedGroupTaskSubscription_.follow(task);
 }
 
-void UmoNatFlowMcastSm::unprogrammedGroupTaskDispatch(Pelo::Change const &change) {
+void UmoNatFlowMcastSm::unprogrammedGroupTaskDispatch(Pelo::ChangeOf<Vyr::Task> const &change) {
     if (change.isOf(Vyr::Task::runAttribute)) {
         handleUnprogrammedGroup();
     }
 }
 
 void UmoNatFlowMcastSm::handleUnprogrammedGroup() {
-    trace.at(2, "UmoNatFlowMcastSm::handleUnprogrammedGroup");
-    static constinit Skimtrace::Point entered("UmoNatFlowMcastSm::handleUnprogrammedGroup");
-    entered.record();
+    Mox::enter<"UmoNatFlowMcastSm::handleUnprogrammedGroup">(
+        trace, 2, "UmoNatFlowMcastSm::handleUnprogrammedGroup");
     if (!initialized_) {
         return;
     }
@@ -149,30 +147,28 @@ void UmoNatFlowMcastSm::handleUnprogrammedGroup() {
         return;
     }
     std::uint64_t checked = 0;
-    for (UmoNatFlowMatchSm *matchSm : unprogrammedGroup_) {
+    for (UmoNatFlowMatchSm *matchSm : unprogrammedGroup()) {
         if (!matchSm->matchSmStatus() || !matchSm->retryNatFlowGroups()) {
             break;
         }
         // Programming the actions may have changed the number of groups that the match wants,
-        // and the chip may have refused those: then it waits on.
+        // and the chip may have refused those: then the match still waits.
         if (!matchSm->waitsForGroups()) {
             unprogrammedGroupDel(matchSm);
         }
         ++checked;
-        if (task->taskShouldYield() && !unprogrammedGroup_.empty()) {
+        if (task->taskShouldYield() && !unprogrammedGroup().empty()) {
             trace.at(9, "Yielding. Scheduled unprogrammed group task");
             task->scheduleTask();
             break;
         }
     }
-    trace.at(9, "Entries checked: ", checked, ", remaining: ", unprogrammedGroup_.size());
+    trace.at(9, "Entries checked: ", checked, ", remaining: ", unprogrammedGroup().size());
     task->taskWorkCountInc(checked);
 }
 
 void UmoNatFlowMcastSm::doCleanup() {
-    trace.at(1, "NatFlowMcastSm::doCleanup");
-    static constinit Skimtrace::Point entered("UmoNatFlowMcastSm::doCleanup");
-    entered.record();
+    Mox::enter<"UmoNatFlowMcastSm::doCleanup">(trace, 1, "NatFlowMcastSm::doCleanup");
     if (initialized_) {
         policySmDelAll();
         inputs_.hwStatus->natFlowDelAll();

@@ -6,9 +6,9 @@
 #include "Ip/IpStatus.h"
 #include "Ip/NatHwStatus.h"
 #include "Ip/NatStatus.h"
+#include "Mox/Attributes.h"
 #include "Mox/ReactorCollection.h"
 #include "Mox/Seconds.h"
-#include "Mox/Set.h"
 #include "Pelo/String.h"
 #include "UmoL3Intf/Table.h"
 #include "UmoNat/Export.h"
@@ -56,27 +56,21 @@ class UMONAT_API UmoNatFlowMcastSm : public Mox::Reactor {
     /// Follows one policy: makes its machine if the policy is there, removes it if not.
     void handleNatFlowPolicy(Pelo::String const &name);
 
+    /// The policy machines by name. Nobody may hold one of them, or of those below it, longer than
+    /// the root: they refer to the root and to the topology machine without holding them, and
+    /// their clean-up calls both.
     [[nodiscard]] auto const &policySm() const noexcept { return policySm_.machines(); }
-    void policySmIs(UmoNatFlowPolicySm::Inputs const &inputs);
+    Mox::Ptr<UmoNatFlowPolicySm> policySmIs(UmoNatFlowPolicySm::Inputs const &inputs);
     void policySmDel(Pelo::String const &name) { policySm_.del(name); }
     void policySmDelAll() { policySm_.delAll(); }
 
-    /// The matches that want groups, hold none, and are to be tried again; the clean-up of any
-    /// policy forgets them all. Holds no reference; a match takes itself out at its end.
-    [[nodiscard]] Mox::Set<UmoNatFlowMatchSm *> const &unprogrammedGroup() const noexcept {
-        return unprogrammedGroup_;
-    }
-    void unprogrammedGroupIs(UmoNatFlowMatchSm *matchSm) { unprogrammedGroup_.insert(matchSm); }
-    void unprogrammedGroupDel(UmoNatFlowMatchSm *matchSm) { unprogrammedGroup_.remove(matchSm); }
-    void unprogrammedGroupDelAll() { unprogrammedGroup_.clear(); }
-
-    /// For a match whose allocation failed: has it tried again by the next retry. Does not
-    /// schedule one: only freed groups make it worth while.
+    /// For a match whose allocation failed: the next retry tries it again. Does not schedule a
+    /// retry: only freed groups make one worthwhile.
     void addUnprogrammedGroupTask(UmoNatFlowMatchSm *matchSm);
 
-    /// The retry task's work: allocates for the waiting matches, in the order in which they came
-    /// to wait, up to the first that fails again or the end of the task's time slice. Does
-    /// nothing outside a run of the task.
+    /// The retry task's work: allocates for the waiting matches, the longest waiting first, up to
+    /// the first that fails again or the end of the task's time slice. Does nothing outside a run
+    /// of the task.
     void handleUnprogrammedGroup();
 
     [[nodiscard]] Mox::Ptr<Vyr::TimerTask> const &unprogrammedGroupTask() const noexcept {
@@ -85,33 +79,34 @@ class UMONAT_API UmoNatFlowMcastSm : public Mox::Reactor {
     void unprogrammedGroupTaskIs(Mox::Ptr<Vyr::TimerTask> const &task);
     void unprogrammedGroupTaskDel() { unprogrammedGroupTaskIs(nullptr); }
 
-    /// From the freeing of groups to the retry.
-    [[nodiscard]] Mox::Seconds unprogrammedGroupTaskDelay() const noexcept {
-        return unprogrammedGroupTaskDelay_;
-    }
-    void unprogrammedGroupTaskDelayIs(Mox::Seconds delay) { unprogrammedGroupTaskDelay_ = delay; }
-
   protected:
     explicit UmoNatFlowMcastSm(Inputs const &inputs);
     ~UmoNatFlowMcastSm() override;
     void childrenDelAll() override;
 
   private:
-    void statusDispatch(Pelo::Change const &change);
-    void unprogrammedGroupTaskDispatch(Pelo::Change const &change);
+    void statusDispatch(Pelo::ChangeOf<Ip::Nat::Status> const &change);
+    void unprogrammedGroupTaskDispatch(Pelo::ChangeOf<Vyr::Task> const &change);
     void wipeHwStatus() const;
 
     Inputs const inputs_;
     Mox::Ptr<UmoNatFlowMcastTopologySm> topologySm_;
     Mox::ReactorCollection<Pelo::String, UmoNatFlowPolicySm> policySm_;
-    Mox::Set<UmoNatFlowMatchSm *> unprogrammedGroup_;
-    Mox::Seconds unprogrammedGroupTaskDelay_{10.0};
+
+    /// The matches that want groups and hold none, to be tried again. The clean-up of any policy
+    /// clears the set. It keeps no match alive; a match leaves it when it is destroyed.
+    MOX_SET(UmoNatFlowMatchSm *, unprogrammedGroup)
+
+    /// From freed groups to the retry.
+    MOX_ATTRIBUTE_FROM(Mox::Seconds, unprogrammedGroupTaskDelay, Mox::Seconds(10.0))
+
     Mox::Ptr<Vyr::TimerTask> unprogrammedGroupTask_;
     Mox::Ptr<Vyr::TaskScheduler> groupScheduler_;
     bool initialized_ = false;
 
-    Mox::Subscription statusSubscription_{*this, &UmoNatFlowMcastSm::statusDispatch};
-    Mox::Subscription unprogrammedGroupTaskSubscription_{
+    Mox::Subscription<Ip::Nat::Status> statusSubscription_{*this,
+                                                           &UmoNatFlowMcastSm::statusDispatch};
+    Mox::Subscription<Vyr::Task> unprogrammedGroupTaskSubscription_{
         *this, &UmoNatFlowMcastSm::unprogrammedGroupTaskDispatch};
 };
 

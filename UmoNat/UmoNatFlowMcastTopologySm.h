@@ -9,7 +9,6 @@
 #include "Mox/ReactorCollection.h"
 #include "Mox/Seconds.h"
 #include "Mox/Set.h"
-#include "Mox/Trace.h"
 #include "Nexo/EthAddr.h"
 #include "Nexo/IntfId.h"
 #include "Pelo/String.h"
@@ -19,26 +18,25 @@
 #include "Vyr/Task.h"
 
 #include <cstdint>
-#include <vector>
 
 class UmoNatFlowActionSm;
 
 /// The one object that knows the switch's layer-2 and layer-3 topology on behalf of all action
 /// machines. It follows bridging, spanning tree, learned hosts, IP interfaces and the L3 table;
-/// tells which VLANs and ports can carry a flow and builds port sets from them; remembers which
-/// action asked about which interface, VLAN and host; and has those actions evaluated again when
-/// the answer may have changed.
+/// decides which VLANs and ports can carry a flow and builds port sets from them; knows which
+/// action depends on which interface, VLAN and host; and evaluates those actions again when the
+/// answer may have changed.
 ///
 ///     change of an input -> nested reactor -> notifyActionSm...(key) -> index -> backlog
 ///     backlog task, a limited number at a time -> UmoNatFlowActionSm::handleNatFlowAction(true)
 ///
 /// A notification only queues, and never asks whether the change matters: evaluating an action
-/// whose port sets come out the same costs little and calls nothing. Action machines hold a plain
-/// pointer to this machine, which outlives them; it holds plain pointers to them, which
-/// actionSmGone takes back.
+/// whose port sets stay the same costs little and calls nothing. Action machines hold a plain
+/// pointer to this machine, which outlives them. It holds plain pointers to them, which
+/// actionSmGone removes.
 ///
-/// The sources go by subject: ...Mapping, ...Validity, ...L3, ...PortSets, ...Index, ...Backlog,
-/// ...Bridging; the nested reactors have headers of their own.
+/// The machine's parts are the index (UmoNatflowActionSmIndex), the Backlog and the choice of the
+/// recirculation VLAN (Recirculation). Their operations are reached through this class.
 class UMONAT_API UmoNatFlowMcastTopologySm : public Mox::Reactor {
   public:
     /// Each may be null, which reads as without entries.
@@ -53,6 +51,8 @@ class UMONAT_API UmoNatFlowMcastTopologySm : public Mox::Reactor {
 
     template <class Followed, class Owner = UmoNatFlowMcastTopologySm>
     class NestedSm;
+    template <class Input, auto kAttribute, auto kIs, auto kDel>
+    class Directory;
     class MoxBridgingConfig;
     class MoxVlanStatusDir;
     class MoxBridgingStatus;
@@ -63,6 +63,8 @@ class UMONAT_API UmoNatFlowMcastTopologySm : public Mox::Reactor {
     class NestedSm_IpIntfStatus;
     class MoxTopoConfig;
     class MoxTopoPortConfig;
+    class Backlog;
+    class Recirculation;
 
     [[nodiscard]] Inputs const &inputs() const noexcept { return inputs_; }
     [[nodiscard]] bool initialized() const noexcept { return initialized_; }
@@ -102,6 +104,10 @@ class UMONAT_API UmoNatFlowMcastTopologySm : public Mox::Reactor {
     /// Moves recirculation to the first valid VLAN of another interface than `oldIntf`, or to 0.
     void setNewNatFlowRecircVlan(Nexo::IntfId oldIntf);
 
+    /// The VLAN through which copies recirculate; 0: none.
+    [[nodiscard]] std::uint16_t natFlowRecircVlan() const noexcept;
+    void natFlowRecircVlanIs(std::uint16_t vlan);
+
     // Building port sets. Both register the action before they check anything, so that an action
     // that is refused is woken when the state improves.
 
@@ -118,18 +124,57 @@ class UMONAT_API UmoNatFlowMcastTopologySm : public Mox::Reactor {
                                   UmoNatFlowActionSm *actionSm);
 
     // The index from what port sets depend on to the actions that depend on it. Adding and
-    // withdrawing notify nobody.
+    // withdrawing notify no action.
 
-    void addActionSmIntf(Nexo::IntfId intf, UmoNatFlowActionSm *actionSm);
-    void addActionSmVlan(std::uint16_t vlan, UmoNatFlowActionSm *actionSm);
-    void addActionSmMac(Nexo::EthAddr const &mac, UmoNatFlowActionSm *actionSm);
-    void addActionSmRecirc(UmoNatFlowActionSm *actionSm);
+    void addActionSmIntf(Nexo::IntfId intf, UmoNatFlowActionSm *actionSm) {
+        index_->addActionSmIntf(intf, actionSm);
+    }
+    void addActionSmVlan(std::uint16_t vlan, UmoNatFlowActionSm *actionSm) {
+        index_->addActionSmVlan(vlan, actionSm);
+    }
+    void addActionSmMac(Nexo::EthAddr const &mac, UmoNatFlowActionSm *actionSm) {
+        index_->addActionSmMac(mac, actionSm);
+    }
+    void addActionSmRecirc(UmoNatFlowActionSm *actionSm) { index_->addActionSmRecirc(actionSm); }
 
-    /// Withdraws the action from the whole index. It stays in the backlog if it is there.
-    void delActionSm(UmoNatFlowActionSm *actionSm);
+    /// Withdraws the action from the whole index. A queued action stays queued: it withdraws in
+    /// order to register anew, and the reason it was queued for is still to be evaluated.
+    void delActionSm(UmoNatFlowActionSm *actionSm) { index_->delActionSm(actionSm); }
 
-    /// The action machine ends: nothing here may refer to it any more, the backlog included.
+    /// The action machine ends: removes it from the index and from the backlog.
     void actionSmGone(UmoNatFlowActionSm *actionSm);
+
+    [[nodiscard]] auto actionIntf() const noexcept { return index().actionIntf(); }
+    [[nodiscard]] auto actionIntf(Nexo::IntfId intf) const { return index().actionIntf(intf); }
+    auto actionIntfIs(Nexo::IntfId intf) { return index_->actionIntfIs(intf); }
+    void actionIntfIs(Nexo::IntfId intf, Mox::Ptr<UmoNatflowActionSmIntf> const &entry) {
+        index_->actionIntfIs(intf, entry);
+    }
+    void actionIntfDel(Nexo::IntfId intf) { index_->actionIntfDel(intf); }
+    void actionIntfDelAll() { index_->actionIntfDelAll(); }
+
+    [[nodiscard]] auto actionVlan() const noexcept { return index().actionVlan(); }
+    [[nodiscard]] auto actionVlan(std::uint16_t vlan) const { return index().actionVlan(vlan); }
+    auto actionVlanIs(std::uint16_t vlan) { return index_->actionVlanIs(vlan); }
+    void actionVlanIs(std::uint16_t vlan, Mox::Ptr<UmoNatflowActionSmVlan> const &entry) {
+        index_->actionVlanIs(vlan, entry);
+    }
+    void actionVlanDel(std::uint16_t vlan) { index_->actionVlanDel(vlan); }
+    void actionVlanDelAll() { index_->actionVlanDelAll(); }
+
+    [[nodiscard]] auto actionMac() const noexcept { return index().actionMac(); }
+    [[nodiscard]] auto actionMac(Nexo::EthAddr const &mac) const { return index().actionMac(mac); }
+    auto actionMacIs(Nexo::EthAddr const &mac) { return index_->actionMacIs(mac); }
+    void actionMacIs(Nexo::EthAddr const &mac, Mox::Ptr<UmoNatflowActionSmMac> const &entry) {
+        index_->actionMacIs(mac, entry);
+    }
+    void actionMacDel(Nexo::EthAddr const &mac) { index_->actionMacDel(mac); }
+    void actionMacDelAll() { index_->actionMacDelAll(); }
+
+    [[nodiscard]] auto const &actionRecirc() const noexcept { return index().actionRecirc(); }
+    void actionRecircIs(UmoNatFlowActionSm *actionSm) { index_->actionRecircIs(actionSm); }
+    void actionRecircDel(UmoNatFlowActionSm *actionSm) { index_->actionRecircDel(actionSm); }
+    void actionRecircDelAll() { index_->actionRecircDelAll(); }
 
     // Notification: queue the actions that depend on the key.
 
@@ -141,35 +186,24 @@ class UMONAT_API UmoNatFlowMcastTopologySm : public Mox::Reactor {
     // The backlog of actions to evaluate.
 
     /// The backlog task's work: evaluates what was queued when the run began, up to the limit,
-    /// and has the task run again while anything is left. Does nothing outside a run of the task.
+    /// and schedules the task again while anything is left. Does nothing outside a run of the
+    /// task.
     void processActionSmUpdateBacklog();
 
-    [[nodiscard]] Mox::Set<UmoNatFlowActionSm *> const &actionSmUpdateBacklog() const noexcept {
-        return actionSmUpdateBacklog_;
-    }
+    [[nodiscard]] Mox::Set<UmoNatFlowActionSm *> const &actionSmUpdateBacklog() const noexcept;
     void actionSmUpdateBacklogIs(UmoNatFlowActionSm *actionSm);
     void actionSmUpdateBacklogDel(UmoNatFlowActionSm *actionSm);
     void actionSmUpdateBacklogDelAll();
 
-    /// From a notification, or from the end of a run that left something, to the next run.
-    [[nodiscard]] Mox::Seconds actionSmUpdateBacklogTaskInterval() const noexcept {
-        return actionSmUpdateBacklogTaskInterval_;
-    }
-    void actionSmUpdateBacklogTaskIntervalIs(Mox::Seconds interval) {
-        actionSmUpdateBacklogTaskInterval_ = interval;
-    }
+    /// From the first queued action to the run, and from a run to the next; 0.1 s unless set.
+    [[nodiscard]] Mox::Seconds actionSmUpdateBacklogTaskInterval() const noexcept;
+    void actionSmUpdateBacklogTaskIntervalIs(Mox::Seconds interval);
 
-    /// The number of actions evaluated in a run; 0 sets no limit.
-    [[nodiscard]] std::uint32_t actionSmUpdateBacklogTaskLimit() const noexcept {
-        return actionSmUpdateBacklogTaskLimit_;
-    }
-    void actionSmUpdateBacklogTaskLimitIs(std::uint32_t limit) {
-        actionSmUpdateBacklogTaskLimit_ = limit;
-    }
+    /// Actions evaluated in one run; 100 unless set, 0 is no limit.
+    [[nodiscard]] std::uint32_t actionSmUpdateBacklogTaskLimit() const noexcept;
+    void actionSmUpdateBacklogTaskLimitIs(std::uint32_t limit);
 
-    [[nodiscard]] Mox::Ptr<Vyr::TimerTask> const &actionSmUpdateBacklogTask() const noexcept {
-        return actionSmUpdateBacklogTask_;
-    }
+    [[nodiscard]] Mox::Ptr<Vyr::TimerTask> const &actionSmUpdateBacklogTask() const noexcept;
     void actionSmUpdateBacklogTaskIs(Mox::Ptr<Vyr::TimerTask> const &task);
     void actionSmUpdateBacklogTaskDel() { actionSmUpdateBacklogTaskIs(nullptr); }
 
@@ -178,34 +212,36 @@ class UMONAT_API UmoNatFlowMcastTopologySm : public Mox::Reactor {
     void handleVlanStatus(Bridging::VlanId vlan);
     void handleFdbStatus(Bridging::Fid fid);
 
-    // The nested reactors, one for each entity followed. ...Is makes one unless it is there;
-    // ...Del removes one. What its coming and its going notify stands with its class.
+    // The nested reactors, one for each entity followed. ...Is inserts one, or gets the one that
+    // is there; ...Del removes one. Each class documents what creation and removal notify.
 
     [[nodiscard]] auto const &switchIntfConfig() const noexcept {
         return switchIntfConfig_.machines();
     }
-    void switchIntfConfigIs(Mox::Ptr<Bridging::SwitchIntfConfig const> const &config);
+    Mox::Ptr<NestedSm_SwitchIntfConfig>
+    switchIntfConfigIs(Mox::Ptr<Bridging::SwitchIntfConfig const> const &config);
     void switchIntfConfigDel(Nexo::IntfId intf);
     void switchIntfConfigDelAll();
 
     [[nodiscard]] auto const &vlanStatus() const noexcept { return vlanStatus_.machines(); }
-    void vlanStatusIs(Mox::Ptr<Bridging::VlanStatus const> const &status);
+    Mox::Ptr<NestedSm_VlanStatus> vlanStatusIs(Mox::Ptr<Bridging::VlanStatus const> const &status);
     void vlanStatusDel(Bridging::VlanId vlan);
     void vlanStatusDelAll();
 
     [[nodiscard]] auto const &fdbStatus() const noexcept { return fdbStatus_.machines(); }
-    void fdbStatusIs(Mox::Ptr<Bridging::FdbStatus const> const &status);
+    Mox::Ptr<NestedSm_FdbStatus> fdbStatusIs(Mox::Ptr<Bridging::FdbStatus const> const &status);
     void fdbStatusDel(Bridging::Fid fid);
     void fdbStatusDelAll();
 
     [[nodiscard]] auto const &ipIntfStatus() const noexcept { return ipIntfStatus_.machines(); }
-    void ipIntfStatusIs(Mox::Ptr<Ip::IpIntfStatus const> const &status);
+    Mox::Ptr<NestedSm_IpIntfStatus> ipIntfStatusIs(Mox::Ptr<Ip::IpIntfStatus const> const &status);
     void ipIntfStatusDel(Nexo::IntfId intf);
     void ipIntfStatusDelAll();
 
     /// The topologies that at least one VLAN maps to, by name.
     [[nodiscard]] auto const &moxTopoConfig() const noexcept { return moxTopoConfig_.machines(); }
-    void topoConfigIs(Mox::Ptr<Bridging::Topology::TopoConfig const> const &topology);
+    Mox::Ptr<MoxTopoConfig>
+    topoConfigIs(Mox::Ptr<Bridging::Topology::TopoConfig const> const &topology);
     void topoConfigDel(Pelo::String const &name);
     void topoConfigDelAll();
 
@@ -215,11 +251,11 @@ class UMONAT_API UmoNatFlowMcastTopologySm : public Mox::Reactor {
     void childrenDelAll() override;
 
   private:
-    static Mox::TraceHandle const trace_;
+    void bridgingTopoDispatch(Pelo::ChangeOf<Bridging::Topology::Config> const &change);
+    void umoL3IntfTableDispatch(Pelo::ChangeOf<UmoL3Intf::Table> const &change);
+    void actionSmUpdateBacklogTaskDispatch(Pelo::ChangeOf<Vyr::Task> const &change);
 
-    void bridgingTopoDispatch(Pelo::Change const &change);
-    void umoL3IntfTableDispatch(Pelo::Change const &change);
-    void actionSmUpdateBacklogTaskDispatch(Pelo::Change const &change);
+    [[nodiscard]] UmoNatflowActionSmIndex const &index() const noexcept { return *index_; }
 
     void loadInputs();
     void initializeL3Intf();
@@ -238,10 +274,8 @@ class UMONAT_API UmoNatFlowMcastTopologySm : public Mox::Reactor {
                                                       Nexo::EthAddr const &mac) const;
 
     [[nodiscard]] static bool l3IntfUp(Ip::IpIntfStatus const &status);
-    [[nodiscard]] std::uint16_t firstValidL3Vlan(Nexo::IntfId exceptIntf) const;
     void removeVidToTopoMap(Bridging::VlanId vlan);
     void notifyMembers(std::uint16_t vlan);
-    void recircVlanIs(char const *function, std::uint16_t vlan);
 
     [[nodiscard]] bool usableSviPort(std::uint16_t vlan, Nexo::IntfId intf) const;
     bool addHostPort(std::uint16_t vlan, Nexo::IntfId intf, Nexo::EthAddr const &mac,
@@ -249,17 +283,7 @@ class UMONAT_API UmoNatFlowMcastTopologySm : public Mox::Reactor {
     bool floodSviPorts(std::uint16_t vlan, Nexo::EthAddr const &mac,
                        Ip::Nat::NatFlowVlanPortSets &vps, bool unicast) const;
 
-    void withdraw(UmoNatFlowActionSm *actionSm, bool traced);
-    template <class Index, class Removed, class Publish>
-    void withdrawFrom(Index &index, UmoNatFlowActionSm *actionSm, Removed const &removed,
-                      Publish const &publish);
-    template <class Index, class Key, class Publish>
-    auto entryIs(Index &index, Key const &key, Publish const &publish);
-    template <class Entry>
-    void queueUsersOf(Mox::Ptr<Entry> const &entry);
-    void queueActionSms(Mox::Set<UmoNatFlowActionSm *> const &actionSms);
-    std::uint32_t reviewBacklog();
-    [[nodiscard]] bool backlogTaskRunning() const noexcept;
+    void queueUsersOf(UmoNatflowActionSmEntry const *entry); // null: none
 
     Inputs const inputs_;
     Mox::Ptr<MoxBridgingConfig> moxBridgingConfig_;
@@ -273,25 +297,17 @@ class UMONAT_API UmoNatFlowMcastTopologySm : public Mox::Reactor {
     Mox::ReactorCollection<Pelo::String, MoxTopoConfig> moxTopoConfig_;
     Mox::ReactorCollection<Bridging::Fid, NestedSm_FdbStatus> fdbStatus_;
     MOX_VALUES(Nexo::IntfId, std::uint16_t, intfL3Index) // the VLAN of each L3 interface
-    MOX_ATTRIBUTE(std::uint16_t, natFlowRecircVlan)      // 0: none
+    Mox::Ptr<Recirculation> const recirculation_;
     Mox::ReactorCollection<Nexo::IntfId, NestedSm_IpIntfStatus> ipIntfStatus_;
-    MOX_CHILDREN(Nexo::IntfId, UmoNatflowActionSmIntf, actionIntf)
-    MOX_CHILDREN(std::uint16_t, UmoNatflowActionSmVlan, actionVlan)
-    MOX_CHILDREN(Nexo::EthAddr, UmoNatflowActionSmMac, actionMac)
-    MOX_SET(UmoNatFlowActionSm *, actionRecirc)
-    std::vector<Mox::Ptr<UmoNatflowActionSmEntry>> spareEntries_; // that the last withdrawal left
-    Mox::Set<UmoNatFlowActionSm *> actionSmUpdateBacklog_;
-    Mox::Set<UmoNatFlowActionSm *> queuedInRun_; // those that joined the backlog in this run
-    Mox::Seconds actionSmUpdateBacklogTaskInterval_{0.1};
-    std::uint32_t actionSmUpdateBacklogTaskLimit_ = 100;
-    Mox::Ptr<Vyr::TimerTask> actionSmUpdateBacklogTask_;
+    Mox::Ptr<UmoNatflowActionSmIndex> const index_;
+    Mox::Ptr<Backlog> const backlog_;
     bool initialized_ = false;
 
-    Mox::Subscription bridgingTopoSubscription_{*this,
-                                                &UmoNatFlowMcastTopologySm::bridgingTopoDispatch};
-    Mox::Subscription umoL3IntfTableSubscription_{
+    Mox::Subscription<Bridging::Topology::Config> bridgingTopoSubscription_{
+        *this, &UmoNatFlowMcastTopologySm::bridgingTopoDispatch};
+    Mox::Subscription<UmoL3Intf::Table> umoL3IntfTableSubscription_{
         *this, &UmoNatFlowMcastTopologySm::umoL3IntfTableDispatch};
-    Mox::Subscription actionSmUpdateBacklogTaskSubscription_{
+    Mox::Subscription<Vyr::Task> actionSmUpdateBacklogTaskSubscription_{
         *this, &UmoNatFlowMcastTopologySm::actionSmUpdateBacklogTaskDispatch};
 };
 

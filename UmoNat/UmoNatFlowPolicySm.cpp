@@ -1,8 +1,7 @@
 #include "UmoNat/UmoNatFlowPolicySm.h"
 
-#include "Mox/Assert.h"
-#include "Mox/Trace.h"
-#include "Skimtrace/Skimtrace.h"
+#include "Base/Assert.h"
+#include "Mox/Entered.h"
 #include "UmoNat/UmoNatFlowMcastSm.h"
 
 namespace {
@@ -16,11 +15,10 @@ UmoNatFlowPolicySm::UmoNatFlowPolicySm(Inputs const &inputs) : inputs_(inputs) {
 UmoNatFlowPolicySm::~UmoNatFlowPolicySm() = default;
 
 void UmoNatFlowPolicySm::handleInitialized() {
-    Mox::assertThat(bool(inputs_.policyStatus), "policyStatus()");
+    Base::assertThat(bool(inputs_.policyStatus), "policyStatus()");
     auto const &policy = inputs_.policyStatus->name();
-    trace.at(1, "UmoNatFlowPolicySm::", "handleInitialized", ", policy: ", policy);
-    static constinit Skimtrace::Point entered("UmoNatFlowPolicySm::handleInitialized policy %s");
-    entered.record({policy});
+    Mox::enter<"UmoNatFlowPolicySm::handleInitialized policy %s">(
+        trace, 1, "UmoNatFlowPolicySm::", "handleInitialized", ", policy: ", policy);
     initialized_ = true;
     hwPolicyStatus_ = inputs_.hwStatus->natFlowIs(policy);
     for (auto const &[name, matchStatus] : inputs_.policyStatus->match()) {
@@ -28,7 +26,8 @@ void UmoNatFlowPolicySm::handleInitialized() {
     }
 }
 
-void UmoNatFlowPolicySm::policyStatusDispatch(Pelo::Change const &change) {
+void UmoNatFlowPolicySm::policyStatusDispatch(
+    Pelo::ChangeOf<Ip::Nat::NatFlowPolicyStatus> const &change) {
     if (auto const *name = change.keyOf(Ip::Nat::NatFlowPolicyStatus::matchAttribute)) {
         handleNatFlowMatch(*name);
     }
@@ -36,11 +35,9 @@ void UmoNatFlowPolicySm::policyStatusDispatch(Pelo::Change const &change) {
 
 void UmoNatFlowPolicySm::handleNatFlowMatch(Pelo::String const &name) {
     auto const &policy = inputs_.policyStatus->name();
-    trace.at(2, "UmoNatFlowPolicySm::", "handleNatFlowMatch", ", policy: ", policy,
-             ", match: ", name);
-    static constinit Skimtrace::Point entered(
-        "UmoNatFlowPolicySm::handleNatFlowMatch policy %s match %s");
-    entered.record({policy, name});
+    Mox::enter<"UmoNatFlowPolicySm::handleNatFlowMatch policy %s match %s">(
+        trace, 2, "UmoNatFlowPolicySm::", "handleNatFlowMatch", ", policy: ", policy,
+        ", match: ", name);
     if (!initialized_) {
         return;
     }
@@ -61,9 +58,8 @@ void UmoNatFlowPolicySm::handleNatFlowMatch(Pelo::String const &name) {
 
 void UmoNatFlowPolicySm::doCleanup() {
     auto const &policy = inputs_.policyStatus->name();
-    trace.at(1, "UmoNatFlowPolicySm::", "doCleanup", ", policy: ", policy);
-    static constinit Skimtrace::Point entered("UmoNatFlowPolicySm::doCleanup policy %s");
-    entered.record({policy});
+    Mox::enter<"UmoNatFlowPolicySm::doCleanup policy %s">(
+        trace, 1, "UmoNatFlowPolicySm::", "doCleanup", ", policy: ", policy);
     if (initialized_) {
         if (auto const &task = inputs_.mcastSm->unprogrammedGroupTask()) {
             task->stopTimerTask();

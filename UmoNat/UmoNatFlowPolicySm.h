@@ -37,16 +37,17 @@ class UMONAT_API UmoNatFlowPolicySm : public Mox::Reactor {
 
     void handleInitialized() override;
 
-    /// Stops the retry and forgets every waiting match, those of other policies included; then
-    /// removes the matches and the policy's hardware status.
+    /// Stops the retry and clears the set of waiting matches, those of other policies included;
+    /// then removes the matches and the policy's hardware status.
     void doCleanup() override;
 
     /// Follows one match: makes its machine if the match is there, removes it if not.
     void handleNatFlowMatch(Pelo::String const &name);
 
     [[nodiscard]] auto const &matchSm() const noexcept { return matchSm_.machines(); }
-    void matchSmIs(Pelo::String const &name, UmoNatFlowMatchSm::Inputs const &inputs) {
-        matchSm_.is(name, inputs, &UmoNatFlowMatchSmIs);
+    Mox::Ptr<UmoNatFlowMatchSm> matchSmIs(Pelo::String const &name,
+                                          UmoNatFlowMatchSm::Inputs const &inputs) {
+        return matchSm_.is(name, inputs, &UmoNatFlowMatchSmIs);
     }
     void matchSmDel(Pelo::String const &name) { matchSm_.del(name); }
     void matchSmDelAll() { matchSm_.delAll(); }
@@ -57,14 +58,15 @@ class UMONAT_API UmoNatFlowPolicySm : public Mox::Reactor {
     void childrenDelAll() override { matchSmDelAll(); }
 
   private:
-    void policyStatusDispatch(Pelo::Change const &change);
+    void policyStatusDispatch(Pelo::ChangeOf<Ip::Nat::NatFlowPolicyStatus> const &change);
 
     Inputs const inputs_;
     Mox::Ptr<Ip::Nat::HwNatFlowPolicyStatus> hwPolicyStatus_;
     Mox::ReactorCollection<Pelo::String, UmoNatFlowMatchSm> matchSm_;
     bool initialized_ = false;
 
-    Mox::Subscription policyStatusSubscription_{*this, &UmoNatFlowPolicySm::policyStatusDispatch};
+    Mox::Subscription<Ip::Nat::NatFlowPolicyStatus> policyStatusSubscription_{
+        *this, &UmoNatFlowPolicySm::policyStatusDispatch};
 };
 
 Mox::Ptr<UmoNatFlowPolicySm> UmoNatFlowPolicySmIs(UmoNatFlowPolicySm::Inputs const &inputs);

@@ -8,18 +8,29 @@
 #include <cstdint>
 
 class UmoNatFlowActionSm;
+class UmoNatflowActionSmEntry;
 
-/// An entry of the topology machine's action index: the action machines whose port sets depend
-/// on one interface, on one VLAN, or on where one host is; there is a class for each below. An
-/// entry keeps no machine alive, and a machine is taken out of all entries before its end.
-///
-/// Each machine knows the entries it is in, so that it can be withdrawn at a cost that does not
-/// grow with the index. The entries see to that, whoever changes them.
+/// The index entries that one action machine is in. Each machine has one of these, so that its
+/// withdrawal costs the same however large the index is. The entries keep it.
+class UmoNatflowActionSmEntries {
+  public:
+    [[nodiscard]] auto begin() const noexcept { return entries_.begin(); }
+    [[nodiscard]] auto end() const noexcept { return entries_.end(); }
+
+  private:
+    friend class UmoNatflowActionSmEntry;
+
+    Mox::Set<UmoNatflowActionSmEntry *> entries_;
+};
+
+/// An entry of the action index: the action machines whose port sets depend on one interface, on
+/// one VLAN, or on where one host is; there is a class for each below. An entry keeps no machine
+/// alive, and a machine leaves all entries before it is destroyed.
 class UMONAT_API UmoNatflowActionSmEntry : public Mox::Entity {
+    MOX_PUBLISHES_KEYS(UmoNatFlowActionSm *, actionSm)
+
   public:
     enum class Kind : std::uint8_t { intf, vlan, mac };
-
-    static constexpr Pelo::KeyedAttribute<UmoNatFlowActionSm *> actionSmAttribute{"actionSm"};
 
     [[nodiscard]] Kind kind() const noexcept { return kind_; }
     [[nodiscard]] auto const &actionSm() const noexcept { return actionSm_; }
@@ -79,6 +90,51 @@ class UMONAT_API UmoNatflowActionSmMac final : public UmoNatflowActionSmEntry {
 
   private:
     Nexo::EthAddr const mac_;
+};
+
+/// The index from what port sets depend on to the action machines that depend on it, owned by the
+/// topology machine. An entry exists while it has machines. The index keeps no machine alive;
+/// adding and withdrawing notify no machine.
+class UMONAT_API UmoNatflowActionSmIndex final : public Mox::Entity {
+    MOX_CHILDREN(Nexo::IntfId, UmoNatflowActionSmIntf, actionIntf)
+    MOX_CHILDREN(std::uint16_t, UmoNatflowActionSmVlan, actionVlan)
+    MOX_CHILDREN(Nexo::EthAddr, UmoNatflowActionSmMac, actionMac)
+    MOX_SET(UmoNatFlowActionSm *, actionRecirc) // those that use the recirculation VLAN
+
+  public:
+    ~UmoNatflowActionSmIndex() override;
+
+    void addActionSmIntf(Nexo::IntfId intf, UmoNatFlowActionSm *actionSm);
+    void addActionSmVlan(std::uint16_t vlan, UmoNatFlowActionSm *actionSm);
+    void addActionSmMac(Nexo::EthAddr const &mac, UmoNatFlowActionSm *actionSm);
+    void addActionSmRecirc(UmoNatFlowActionSm *actionSm);
+
+    /// Withdraws the machine from the whole index.
+    void delActionSm(UmoNatFlowActionSm *actionSm);
+
+    /// The same for a machine that ends, without a trace.
+    void actionSmGone(UmoNatFlowActionSm *actionSm);
+
+    /// Withdraws all machines.
+    void clear();
+
+  private:
+    /// The entries of one kind that the last withdrawal emptied. An evaluation withdraws its
+    /// action and then registers it mostly as before, and takes these again instead of new ones.
+    template <class Entry>
+    using Spare = Mox::Collection<std::remove_cvref_t<decltype(std::declval<Entry>().key())>,
+                                  Mox::Ptr<Entry>>;
+
+    template <class Entries, class Key, class Publish>
+    static auto entryIs(Entries &entries, Entries &spare, Key const &key, Publish const &publish);
+    template <class Entries, class Publish>
+    static void withdrawFrom(Entries &entries, Entries &spare, UmoNatFlowActionSm *actionSm,
+                             char const *removed, Publish const &publish);
+    void withdraw(UmoNatFlowActionSm *actionSm, bool traced);
+
+    Spare<UmoNatflowActionSmIntf> spareIntf_;
+    Spare<UmoNatflowActionSmVlan> spareVlan_;
+    Spare<UmoNatflowActionSmMac> spareMac_;
 };
 
 /// Make an entry of that key without machines.

@@ -180,7 +180,7 @@ std::vector<UmoNatFlowActionSm *> BenchSwitch::machinesOfMatch(std::size_t match
 
 void BenchSwitch::flapPortIs(bool forwarding) {
     using Bridging::Topology::PortState;
-    auto const &topology = *state.topologyConfig()->vidToTopoMap(Bridging::VlanId(kFlapVlan));
+    auto const topology = state.topologyConfig()->vidToTopoMap(Bridging::VlanId(kFlapVlan));
     topology->topoPortConfigIs(port(kFlapPort))
         ->portStateIs(forwarding ? PortState::forwarding : PortState::blocking);
     while (auto const due = scheduler->nextDue()) {

@@ -11,10 +11,10 @@
 /// pointers from a vector. Each subscriber counts the changes it hears.
 namespace {
 
-constexpr Pelo::ScalarAttribute kAttribute{"level"};
+constexpr Pelo::ScalarAttribute<Pelo::attributeId("level")> kAttribute;
 
 void hear(void *heard, Pelo::Change const &change) {
-    *static_cast<std::uint64_t *>(heard) += change.isOf(kAttribute) ? 1 : 0;
+    *static_cast<std::uint64_t *>(heard) += change.attribute() == kAttribute.id ? 1 : 0;
 }
 
 std::size_t subscriberCount(benchmark::State const &state) {

@@ -1,6 +1,6 @@
 #include "agent/base/EventLoop.h"
 
-#include "Mox/Assert.h"
+#include "Base/Assert.h"
 
 #include <poll.h>
 
@@ -89,7 +89,7 @@ void EventLoop::serve(std::optional<Vyr::Time> until) {
         handlers.push_back(watch.handler);
     }
     if (poll(polled.data(), polled.size(), timeout(until)) < 0) {
-        Mox::assertThat(errno == EINTR, "errno == EINTR");
+        Base::assertThat(errno == EINTR, "errno == EINTR");
         return; // nothing is known of the descriptors
     }
     Wall::time_point const served = Wall::now();

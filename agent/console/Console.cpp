@@ -1,6 +1,6 @@
 #include "agent/console/Console.h"
 
-#include "Mox/Assert.h"
+#include "Base/Assert.h"
 #include "Mox/Trace.h"
 #include "Skimtrace/Skimtrace.h"
 #include "agent/base/Descriptor.h"
@@ -60,8 +60,8 @@ void trace(std::ostream &out, std::string const &setting) {
 Console::Console(ForwardingAgent &agent, EventLoop &loop) : agent_(agent), apply_(agent, loop) {
     addShowCommands();
     addActingCommands();
-    Mox::assertThat(commands_.commands().size() + 1 == kCommands.size(),
-                    "each command is answered");
+    Base::assertThat(commands_.commands().size() + 1 == kCommands.size(),
+                     "each command is answered");
 }
 
 void Console::add(char const *name, TextCommand::Function function) {

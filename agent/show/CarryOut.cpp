@@ -1,6 +1,6 @@
 #include "agent/show/CarryOut.h"
 
-#include "Mox/Assert.h"
+#include "Base/Assert.h"
 #include "agent/base/Text.h"
 #include "agent/show/Printers.h"
 
@@ -47,7 +47,7 @@ void carryOut(ForwardingAgent &agent, Event const &event, std::ostream &out) {
         agent.chip().refuseGroups(event.refuseGroups);
     }
     auto const faults = agent.apply(event.changes);
-    Mox::assertThat(faults.empty(), "faults.empty()");
+    Base::assertThat(faults.empty(), "faults.empty()");
     for (Printout const printout : event.print) {
         try {
             print(agent, printout, out);

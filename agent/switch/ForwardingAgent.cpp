@@ -1,6 +1,6 @@
 #include "agent/switch/ForwardingAgent.h"
 
-#include "Mox/Assert.h"
+#include "Base/Assert.h"
 
 #include <utility>
 
@@ -11,7 +11,7 @@ ForwardingAgent::ForwardingAgent(EventLoop const &loop, SoftSwitch::LineSink err
 
 void ForwardingAgent::start(Changes const &initial) {
     auto const faults = apply(initial);
-    Mox::assertThat(faults.empty(), "faults.empty()");
+    Base::assertThat(faults.empty(), "faults.empty()");
     root_ = umoNatFlowMcastSmFactory(state_.natStatus(), state_.hwStatus(), state_.bridgingConfig(),
                                      state_.bridgingStatus(), state_.vlanStatusDir(),
                                      state_.topologyConfig(), state_.l3Table(), state_.ipStatus(),

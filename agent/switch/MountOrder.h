@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Mox/Collection.h"
+
 #include <algorithm>
 #include <functional>
 #include <utility>
@@ -9,8 +11,9 @@ namespace UmoAgent {
 
 /// Puts items, each of which `keyOf` gives a key that `collection` has, into the collection's
 /// order.
-template <class Collection, class Item, class KeyOf>
-std::vector<Item> inOrderOf(Collection const &collection, std::vector<Item> items, KeyOf keyOf) {
+template <class Key, class Value, class Item, class KeyOf>
+std::vector<Item> inOrderOf(Mox::Collection<Key, Value> const &collection, std::vector<Item> items,
+                            KeyOf keyOf) {
     std::sort(items.begin(), items.end(), [&](Item const &a, Item const &b) {
         return std::less<>()(collection.find(keyOf(a)), collection.find(keyOf(b)));
     });
@@ -18,8 +21,8 @@ std::vector<Item> inOrderOf(Collection const &collection, std::vector<Item> item
 }
 
 /// The same for the keys themselves.
-template <class Collection, class Key>
-std::vector<Key> inOrderOf(Collection const &collection, std::vector<Key> keys) {
+template <class Key, class Value>
+std::vector<Key> inOrderOf(Mox::Collection<Key, Value> const &collection, std::vector<Key> keys) {
     return inOrderOf(collection, std::move(keys),
                      [](Key const &key) -> Key const & { return key; });
 }

@@ -71,8 +71,8 @@ SwitchState::find<Table::TopologyPort>(Table::TopologyPort::Key const &key) cons
 
 template <>
 std::optional<Pelo::String> SwitchState::find<Table::VlanTopology>(VlanId const &key) const {
-    auto const *const topology = topologyConfig_->vidToTopoMap(key);
-    return topology != nullptr ? std::optional((*topology)->name()) : std::nullopt;
+    auto const topology = topologyConfig_->vidToTopoMap(key);
+    return topology ? std::optional(topology->name()) : std::nullopt;
 }
 
 template <>

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "Agent/AgentCommandCallback.h"
+#include "Base/Export.h"
 #include "Mox/Ptr.h"
-#include "Pelo/Export.h"
 #include "Pelo/String.h"
 
 #include <cstdint>

@@ -1,10 +1,10 @@
 #pragma once
 
+#include "Base/Export.h"
 #include "Bridging/VlanId.h"
 #include "Mox/Attributes.h"
 #include "Nexo/EthAddr.h"
 #include "Nexo/IntfId.h"
-#include "Pelo/Export.h"
 
 namespace Bridging {
 

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "Base/Export.h"
 #include "Bridging/VlanId.h"
 #include "Mox/Attributes.h"
 #include "Nexo/IntfId.h"
-#include "Pelo/Export.h"
 #include "Pelo/String.h"
 
 #include <cstdint>
@@ -34,7 +34,7 @@ class PLATFORM_API TopoConfig final : public Mox::Entity {
 };
 
 class PLATFORM_API Config final : public Mox::Entity {
-    MOX_VALUES(VlanId, Mox::Ptr<TopoConfig>, vidToTopoMap)
+    MOX_REFERENCES(VlanId, TopoConfig, vidToTopoMap)
 };
 
 } // namespace Bridging::Topology

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "Base/Export.h"
 #include "Mox/Attributes.h"
 #include "Nexo/IntfId.h"
 #include "Nexo/IpAddrWithMask.h"
-#include "Pelo/Export.h"
 
 namespace Ip {
 

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "Base/Export.h"
 #include "Nexo/IpAddr.h"
-#include "Pelo/Export.h"
 #include "Pelo/String.h"
 
 #include <cstdint>

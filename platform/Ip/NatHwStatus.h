@@ -1,11 +1,11 @@
 #pragma once
 
+#include "Base/Export.h"
 #include "Ip/NatFlow.h"
 #include "Ip/NatFlowType.h"
 #include "Ip/NatPortSets.h"
 #include "Mox/Attributes.h"
 #include "Nexo/IpAndPort.h"
-#include "Pelo/Export.h"
 #include "Pelo/String.h"
 
 #include <cstdint>
@@ -22,8 +22,8 @@ class PLATFORM_API HwNatFlowActionStatus final : public Mox::Entity {
     MOX_ATTRIBUTE(Nexo::IpAndPort, dstNat)
     MOX_ATTRIBUTE(Nexo::IpAndPort, dstFlow)
     MOX_ATTRIBUTE(std::uint32_t, dstLen)
-    MOX_ATTRIBUTE(NatFlowType, flowType) // with which the groups are programmed
-    MOX_ATTRIBUTE(Mox::Ptr<NatFlowVlanPortSets>, vlanPortSets) // null: nothing programmed
+    MOX_ATTRIBUTE(NatFlowType, flowType)             // with which the groups are programmed
+    MOX_REFERENCE(NatFlowVlanPortSets, vlanPortSets) // null: nothing programmed
 };
 
 class PLATFORM_API HwNatFlowMatchStatus final : public Mox::Entity {

@@ -1,11 +1,11 @@
 #pragma once
 
+#include "Base/Export.h"
 #include "Ip/NatFlow.h"
 #include "Mox/Attributes.h"
 #include "Nexo/EthAddr.h"
 #include "Nexo/IntfId.h"
 #include "Nexo/IpAndPort.h"
-#include "Pelo/Export.h"
 #include "Pelo/String.h"
 
 #include <cstdint>

@@ -1,14 +1,15 @@
 #pragma once
 
-#include "Mox/Assert.h"
+#include "Base/Assert.h"
+#include "Mox/Children.h"
 #include "Mox/Collection.h"
 #include "Mox/Entity.h"
 #include "Mox/Ptr.h"
 #include "Mox/Set.h"
 
 /// The table of which entities are made. Each line declares one attribute with its accessors,
-/// whose names are derived from the attribute's; nothing but a macro can make names. The work is
-/// done by the functions of Mox::AttributeWork.
+/// whose names are derived from the attribute's; only a macro can make names. The functions of
+/// Mox::AttributeWork do the work.
 ///
 ///     class TopoPortConfig final : public Mox::Entity {
 ///         MOX_KEY(TopoPortConfig, Nexo::IntfId, intf)
@@ -17,30 +18,40 @@
 ///
 /// | line                            | declares                                                |
 /// |---------------------------------|---------------------------------------------------------|
-/// | MOX_KEY(Class, Type, x)         | constructor from the key; x()                           |
+/// | MOX_KEY(Class, Type, x)         | constructor from the key; x(); key(), which is the same |
 /// | MOX_ATTRIBUTE(Type, x)          | x(); xIs(value): stores and publishes on change only    |
+/// | MOX_ATTRIBUTE_FROM(Type, x, v)  | the same, with the initial value v                      |
+/// | MOX_REFERENCE(Child, x)         | the same for a Mox::Ptr<Child>, null at first           |
 /// | MOX_CHILDREN(Key, Child, x)     | x(): the collection; x(key): the child or null;         |
 /// |                                 | xIs(key): insert or get; xIs(key, child): insert one    |
 /// |                                 | that was filled first; xDel(key); xDelAll()             |
+/// | MOX_REFERENCES(Key, Child, x)   | the same for children that others own, under any key:   |
+/// |                                 | xIs(key, child) is the only way in, and may replace     |
 /// | MOX_VALUES(Key, Value, x)       | the same, but xIs(key, value) stores a value, and x(key)|
 /// |                                 | points to it or is null                                 |
 /// | MOX_SET(Key, x)                 | x(): the set; xIs(key); xDel(key); xDelAll()            |
+/// | MOX_PUBLISHES_SCALAR(x)         | the attribute alone, for a class that publishes it in   |
+/// | MOX_PUBLISHES_KEYS(Key, x)      | its own way                                             |
 ///
-/// A const entity gives out its children as const, when asked for one by key. Whoever changes an
+/// Lines with children also declare children(attribute) and child(attribute, key), for those who
+/// follow any of them: what x() and x(key) of a const entity give.
+///
+/// A const entity gives out its children as const, whichever way it is asked. Whoever changes an
 /// entity holds it: a subscriber may drop the last other reference.
 ///
-/// Each also declares `xAttribute`, by which subscribers tell the attribute from others. An
-/// element is published after it was added, changed or taken out, and before one that was taken
-/// out is released.
+/// Each also declares `xAttribute`, by which subscribers tell the attribute from others. Two
+/// attributes of a class whose names have the same hash do not compile. An element is published
+/// after it was added, changed or taken out, and before one that was taken out is released.
 
 /// What the collection lines call. `publish` is given the key of what changed.
 namespace Mox::AttributeWork {
 
-/// REQUIRES: no child of that key.
+/// REQUIRES: no child of that key; the key is the child's own.
 template <class Key, class Child, class Publish>
 void childAdd(Collection<Key, Ptr<Child>> &children, Key const &key, Ptr<Child> const &child,
               Publish publish) {
-    assertThat(children.find(key) == nullptr, "children.find(key) == nullptr");
+    Base::assertThat(children.find(key) == nullptr, "children.find(key) == nullptr");
+    Base::assertThat(child && child->key() == key, "child && child->key() == key");
     children.insert(key, child);
     publish(key);
 }
@@ -102,13 +113,29 @@ void elementDelAll(Set<Key> &set, Publish publish) {
     [[nodiscard]] Type const &x() const noexcept {                                                 \
         return x##_;                                                                               \
     }                                                                                              \
+    [[nodiscard]] Type const &key() const noexcept {                                               \
+        return x##_;                                                                               \
+    }                                                                                              \
                                                                                                    \
   private:                                                                                         \
     Type x##_;
 
-#define MOX_ATTRIBUTE(Type, x)                                                                     \
+#define MOX_PUBLISHES(Type, x)                                                                     \
   public:                                                                                          \
-    static constexpr Pelo::ScalarAttribute x##Attribute{#x};                                       \
+    static constexpr Type x##Attribute{};                                                          \
+    static Type attributeOf(Pelo::AttributeTag<Type::id>);
+
+#define MOX_PUBLISHES_SCALAR(x) MOX_PUBLISHES(Pelo::ScalarAttribute<Pelo::attributeId(#x)>, x)
+
+#define MOX_PUBLISHES_KEYS(KeyType, x)                                                             \
+  public:                                                                                          \
+    using x##Keyed = Pelo::KeyedAttribute<KeyType, Pelo::attributeId(#x)>;                         \
+    MOX_PUBLISHES(x##Keyed, x)
+
+#define MOX_ATTRIBUTE(Type, x) MOX_ATTRIBUTE_FROM(Type, x, Type())
+
+#define MOX_ATTRIBUTE_FROM(Type, x, initial)                                                       \
+    MOX_PUBLISHES_SCALAR(x)                                                                        \
     [[nodiscard]] Type const &x() const noexcept {                                                 \
         return x##_;                                                                               \
     }                                                                                              \
@@ -120,35 +147,72 @@ void elementDelAll(Set<Key> &set, Publish publish) {
     }                                                                                              \
                                                                                                    \
   private:                                                                                         \
-    Type x##_{};
+    Type x##_ = initial;
 
-/// The part that the three collection lines share.
-#define MOX_ANY_COLLECTION(Key, x)                                                                 \
+#define MOX_REFERENCE(Child, x)                                                                    \
+    MOX_PUBLISHES_SCALAR(x)                                                                        \
+    [[nodiscard]] Mox::Ptr<Child const> x() const noexcept {                                       \
+        return x##_;                                                                               \
+    }                                                                                              \
+    [[nodiscard]] Mox::Ptr<Child> const &x() noexcept {                                            \
+        return x##_;                                                                               \
+    }                                                                                              \
+    void x##Is(Mox::Ptr<Child> const &child) {                                                     \
+        if (!(x##_ == child)) {                                                                    \
+            x##_ = child;                                                                          \
+            publishChange(x##Attribute);                                                           \
+        }                                                                                          \
+    }                                                                                              \
+                                                                                                   \
+  private:                                                                                         \
+    Mox::Ptr<Child> x##_;
+
+/// The part that all collection lines share.
+#define MOX_ANY_COLLECTION(KeyType, x)                                                             \
+    MOX_PUBLISHES_KEYS(KeyType, x)                                                                 \
+                                                                                                   \
   private:                                                                                         \
     auto x##Publish() const {                                                                      \
-        return [this](Key const &key) { publishChange(x##Attribute, key); };                       \
+        return [this](KeyType const &key) { publishChange(x##Attribute, key); };                   \
     }                                                                                              \
                                                                                                    \
   public:                                                                                          \
-    static constexpr Pelo::KeyedAttribute<Key> x##Attribute{#x};                                   \
-    [[nodiscard]] auto const &x() const noexcept {                                                 \
-        return x##_;                                                                               \
-    }                                                                                              \
-    void x##Del(Key const &key) {                                                                  \
+    void x##Del(KeyType const &key) {                                                              \
         Mox::AttributeWork::elementDel(x##_, key, x##Publish());                                   \
     }                                                                                              \
     void x##DelAll() {                                                                             \
         Mox::AttributeWork::elementDelAll(x##_, x##Publish());                                     \
     }
 
-#define MOX_CHILDREN(Key, Child, x)                                                                \
+/// The part that the two collection lines of children share.
+#define MOX_ANY_CHILDREN(Key, Child, x)                                                            \
     MOX_ANY_COLLECTION(Key, x)                                                                     \
+    [[nodiscard]] Mox::ConstChildren<Key, Child> x() const noexcept {                              \
+        return Mox::ConstChildren<Key, Child>(x##_);                                               \
+    }                                                                                              \
+    [[nodiscard]] Mox::Collection<Key, Mox::Ptr<Child>> const &x() noexcept {                      \
+        return x##_;                                                                               \
+    }                                                                                              \
     [[nodiscard]] Mox::Ptr<Child const> x(Key const &key) const {                                  \
         return Mox::AttributeWork::child(x##_, key);                                               \
     }                                                                                              \
     [[nodiscard]] Mox::Ptr<Child> x(Key const &key) {                                              \
         return Mox::AttributeWork::child(x##_, key);                                               \
     }                                                                                              \
+    [[nodiscard]] auto children(x##Keyed /*attribute*/) const noexcept {                           \
+        return x();                                                                                \
+    }                                                                                              \
+    [[nodiscard]] auto child(x##Keyed /*attribute*/, Key const &key) const {                       \
+        return x(key);                                                                             \
+    }                                                                                              \
+                                                                                                   \
+  private:                                                                                         \
+    Mox::Collection<Key, Mox::Ptr<Child>> x##_;                                                    \
+                                                                                                   \
+  public:
+
+#define MOX_CHILDREN(Key, Child, x)                                                                \
+    MOX_ANY_CHILDREN(Key, Child, x)                                                                \
     Mox::Ptr<Child> x##Is(Key const &key) {                                                        \
         return Mox::AttributeWork::childIs(x##_, key, x##Publish());                               \
     }                                                                                              \
@@ -156,11 +220,24 @@ void elementDelAll(Set<Key> &set, Publish publish) {
         Mox::AttributeWork::childAdd(x##_, key, child, x##Publish());                              \
     }                                                                                              \
                                                                                                    \
-  private:                                                                                         \
-    Mox::Collection<Key, Mox::Ptr<Child>> x##_;
+  private:
+
+#define MOX_REFERENCES(Key, Child, x)                                                              \
+    MOX_ANY_CHILDREN(Key, Child, x)                                                                \
+    void x##Is(Key const &key, Mox::Ptr<Child> const &child) {                                     \
+        if (x##_.assign(key, child)) {                                                             \
+            publishChange(x##Attribute, key);                                                      \
+        }                                                                                          \
+    }                                                                                              \
+                                                                                                   \
+  private:
 
 #define MOX_VALUES(Key, Value, x)                                                                  \
-    MOX_ANY_COLLECTION(Key, x) [[nodiscard]] Value const *x(Key const &key) const noexcept {       \
+    MOX_ANY_COLLECTION(Key, x)                                                                     \
+    [[nodiscard]] auto const &x() const noexcept {                                                 \
+        return x##_;                                                                               \
+    }                                                                                              \
+    [[nodiscard]] Value const *x(Key const &key) const noexcept {                                  \
         return x##_.find(key);                                                                     \
     }                                                                                              \
     void x##Is(Key const &key, Value const &value) {                                               \
@@ -173,7 +250,11 @@ void elementDelAll(Set<Key> &set, Publish publish) {
     Mox::Collection<Key, Value> x##_;
 
 #define MOX_SET(Key, x)                                                                            \
-    MOX_ANY_COLLECTION(Key, x) void x##Is(Key const &key) {                                        \
+    MOX_ANY_COLLECTION(Key, x)                                                                     \
+    [[nodiscard]] auto const &x() const noexcept {                                                 \
+        return x##_;                                                                               \
+    }                                                                                              \
+    void x##Is(Key const &key) {                                                                   \
         if (x##_.insert(key)) {                                                                    \
             publishChange(x##Attribute, key);                                                      \
         }                                                                                          \

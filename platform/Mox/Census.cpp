@@ -1,6 +1,6 @@
 #include "Mox/Census.h"
 
-#include "Mox/Assert.h"
+#include "Base/Assert.h"
 #include "Mox/PtrInterface.h"
 
 #include <algorithm>
@@ -50,8 +50,8 @@ void Census::enterAs(PtrInterface const &object, std::type_info const &type, std
     auto &[numbers, entries] = classes();
     auto const [place, added] = numbers.try_emplace(type, entries.size() + 1);
     if (added) {
-        assertThat(place->second <= std::numeric_limits<ClassNumber>::max(),
-                   "place->second <= std::numeric_limits<ClassNumber>::max()");
+        Base::assertThat(place->second <= std::numeric_limits<ClassNumber>::max(),
+                         "place->second <= std::numeric_limits<ClassNumber>::max()");
         entries.push_back({readable(type.name()), size, 0});
     }
     ++entries[place->second - 1].live;

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Mox/DenseTable.h"
-#include "Mox/Walk.h"
+#include "Mox/detail/DenseTable.h"
+#include "Mox/detail/Walk.h"
 
 #include <cstddef>
 #include <optional>
@@ -80,10 +80,14 @@ class Collection {
     /// Exchanges the contents of this empty collection for those of `other`.
     void takeAll(Collection &other) noexcept { other.table_.takeAll(table_); }
 
-    [[nodiscard]] auto begin() const noexcept {
-        return Walk<typename DenseTable<Record>::Walker, Element>(table_);
-    }
+    [[nodiscard]] auto begin() const noexcept { return walkAs<Element>(); }
     [[nodiscard]] WalkEnd end() const noexcept { return {}; }
+
+    /// A walk whose loop is given `View::of` each record.
+    template <class View>
+    [[nodiscard]] auto walkAs() const noexcept {
+        return Walk<typename DenseTable<Record>::Walker, View>(table_);
+    }
 
   private:
     DenseTable<Record> table_;

@@ -21,11 +21,12 @@ class PLATFORM_API Entity : public PtrInterface {
     Entity() = default;
     ~Entity() override;
 
-    void publishChange(Pelo::ScalarAttribute attribute) const noexcept {
+    template <Pelo::AttributeId Id>
+    void publishChange(Pelo::ScalarAttribute<Id> attribute) const noexcept {
         publisher_.publishChange(Pelo::Change(attribute));
     }
-    template <class Key>
-    void publishChange(Pelo::KeyedAttribute<Key> attribute, Key const &key) const noexcept {
+    template <class Key, Pelo::AttributeId Id>
+    void publishChange(Pelo::KeyedAttribute<Key, Id> attribute, Key const &key) const noexcept {
         publisher_.publishChange(Pelo::Change(attribute, key));
     }
 

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "Base/Export.h"
 #include "Mox/Seconds.h"
-#include "Pelo/Export.h"
 
 #include <cstdint>
 #include <vector>

@@ -4,7 +4,6 @@
 #include "Mox/PtrInterface.h"
 
 #include <cstddef>
-#include <functional>
 #include <type_traits>
 #include <utility>
 
@@ -70,10 +69,3 @@ Ptr<T> make(Args &&...args) {
 }
 
 } // namespace Mox
-
-template <class T>
-struct std::hash<Mox::Ptr<T>> {
-    std::size_t operator()(Mox::Ptr<T> const &pointer) const noexcept {
-        return std::hash<T *>()(pointer.ptr());
-    }
-};

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "Base/Export.h"
 #include "Mox/Census.h"
-#include "Pelo/Export.h"
 
 #include <atomic>
 #include <cstdint>

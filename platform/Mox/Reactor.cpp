@@ -1,39 +1,34 @@
 #include "Mox/Reactor.h"
 
-#include "Mox/Assert.h"
+#include "Base/Assert.h"
 
 namespace Mox {
 
-Subscription::Subscription(Reactor &owner, Dispatch dispatch)
-    : owner_(owner), dispatch_(dispatch), next_(owner.subscriptions_), subscriber_(&call, this) {
+AnySubscription::AnySubscription(Reactor &owner, Pelo::Subscriber::Callback callback)
+    : owner_(owner), next_(owner.subscriptions_), subscriber_(callback, this) {
     owner.subscriptions_ = this;
 }
 
-Subscription::~Subscription() {
-    Subscription **link = &owner_.subscriptions_;
+AnySubscription::~AnySubscription() {
+    AnySubscription **link = &owner_.subscriptions_;
     while (*link != this) {
         link = &(*link)->next_;
     }
     *link = next_;
 }
 
-void Subscription::follow(Entity const *input) {
+void AnySubscription::followEntity(Entity const *input) {
     subscriber_.detach();
     if (input != nullptr) {
         input->notifier().subscriberAdd(subscriber_, owner_.hasNotificationActive());
     }
 }
 
-void Subscription::call(void *self, Pelo::Change const &change) {
-    auto *subscription = static_cast<Subscription *>(self);
-    (subscription->owner_.*subscription->dispatch_)(change);
-}
-
 Reactor::~Reactor() = default;
 
 void Reactor::hasNotificationActiveIs(bool active) {
     Entity::hasNotificationActiveIs(active);
-    for (Subscription *s = subscriptions_; s != nullptr; s = s->next_) {
+    for (AnySubscription *s = subscriptions_; s != nullptr; s = s->next_) {
         s->subscriber_.activeIs(active && !markedForDeletion());
     }
 }
@@ -54,12 +49,12 @@ void Reactor::retire() noexcept {
         Reactor::hasNotificationActiveIs(false);
         doCleanup();
         hasNotificationActiveIs(false); // nested reactors too, while all of them still exist
-        for (Subscription *s = subscriptions_; s != nullptr; s = s->next_) {
+        for (AnySubscription *s = subscriptions_; s != nullptr; s = s->next_) {
             s->subscriber_.detach();
         }
         childrenDelAll();
     } catch (...) {
-        stopOnException();
+        Base::stopOnException();
     }
 }
 

@@ -13,40 +13,50 @@ namespace Mox {
 
 class Reactor;
 
-/// A reactor's connection to one input, declared as a member with the reactor's dispatch
-/// function:
-///
-///     Mox::Subscription statusSubscription_{*this, &UmoNatFlowMcastSm::statusDispatch};
-///
-/// It follows nothing until `follow` is called. The dispatch function is called while the
-/// reactor has its notifications on and its end has not begun.
-class PLATFORM_API Subscription {
+/// The part of every Subscription that its owner reaches.
+class PLATFORM_API AnySubscription {
   public:
-    template <class Owner>
-    Subscription(Owner &owner, void (Owner::*dispatch)(Pelo::Change const &))
-        : Subscription(static_cast<Reactor &>(owner), static_cast<Dispatch>(dispatch)) {}
-    ~Subscription();
-    Subscription(Subscription const &) = delete;
-    Subscription &operator=(Subscription const &) = delete;
+    AnySubscription(AnySubscription const &) = delete;
+    AnySubscription &operator=(AnySubscription const &) = delete;
 
-    /// Leaves what was followed and follows `input` instead; null follows nothing.
-    void follow(Entity const *input);
-    template <class T>
-    void follow(Ptr<T> const &input) {
-        follow(input.ptr());
-    }
+  protected:
+    AnySubscription(Reactor &owner, Pelo::Subscriber::Callback callback);
+    ~AnySubscription();
+
+    void followEntity(Entity const *input);
+    [[nodiscard]] Reactor &owner() const noexcept { return owner_; }
 
   private:
     friend class Reactor;
-    using Dispatch = void (Reactor::*)(Pelo::Change const &);
-
-    Subscription(Reactor &owner, Dispatch dispatch);
-    static void call(void *self, Pelo::Change const &change);
 
     Reactor &owner_;
-    Dispatch dispatch_;
-    Subscription *next_; // the owner's other subscriptions
+    AnySubscription *next_; // the owner's other subscriptions
     Pelo::Subscriber subscriber_;
+};
+
+/// A reactor's connection to one input of the class `Followed`, declared as a member with the
+/// reactor's dispatch function:
+///
+///     Mox::Subscription<Ip::Nat::Status> statusSubscription_{*this, &Root::statusDispatch};
+///
+/// It follows nothing until `follow` is called. The dispatch function is called while the
+/// reactor has its notifications on and its end has not begun.
+template <class Followed>
+class Subscription : public AnySubscription {
+  public:
+    template <class Owner>
+    Subscription(Owner &owner, void (Owner::*dispatch)(Pelo::ChangeOf<Followed> const &))
+        : AnySubscription(owner, &call), dispatch_(static_cast<Dispatch>(dispatch)) {}
+
+    /// Leaves what was followed and follows `input` instead; null follows nothing.
+    void follow(Ptr<Followed const> const &input) { followEntity(input.ptr()); }
+
+  private:
+    using Dispatch = void (Reactor::*)(Pelo::ChangeOf<Followed> const &);
+
+    static void call(void *self, Pelo::Change const &change);
+
+    Dispatch dispatch_;
 };
 
 /// Base of every state machine: an object that follows entities and reacts to their changes.
@@ -81,7 +91,7 @@ class PLATFORM_API Reactor : public Entity {
     virtual void childrenDelAll() {}
 
   private:
-    friend class Subscription;
+    friend class AnySubscription;
     template <class Sm>
     friend class Live;
 
@@ -90,9 +100,15 @@ class PLATFORM_API Reactor : public Entity {
     void start();
     void retire() noexcept;
 
-    Subscription *subscriptions_ = nullptr;
+    AnySubscription *subscriptions_ = nullptr;
     std::optional<Pin> construction_{std::in_place, *this}; // until the start has succeeded
 };
+
+template <class Followed>
+void Subscription<Followed>::call(void *self, Pelo::Change const &change) {
+    auto *const subscription = static_cast<Subscription *>(static_cast<AnySubscription *>(self));
+    (subscription->owner().*subscription->dispatch_)(Pelo::ChangeOf<Followed>(change));
+}
 
 /// The complete form of the state machine `Sm`, the only one that exists: it starts the machine
 /// when all of it is constructed and retires it before any of it is destroyed. If the start

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "Mox/Assert.h"
+#include "Base/Assert.h"
+#include "Base/Export.h"
 #include "Mox/Collection.h"
 #include "Mox/Ptr.h"
 #include "Mox/Reactor.h"
-#include "Pelo/Export.h"
 
 #include <stdexcept>
 
@@ -40,7 +40,7 @@ class ReactorCollection {
             return *present;
         }
         Ptr<Sm> machine = make(inputs);
-        assertThat(machines_.find(key) == nullptr, "machines_.find(key) == nullptr");
+        Base::assertThat(machines_.find(key) == nullptr, "machines_.find(key) == nullptr");
         machines_.insert(key, machine);
         return machine;
     }

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Mox/DenseTable.h"
-#include "Mox/Walk.h"
+#include "Mox/detail/DenseTable.h"
+#include "Mox/detail/Walk.h"
 
 #include <cstddef>
 #include <optional>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Pelo/Export.h"
+#include "Base/Export.h"
 
 #include <compare>
 #include <cstddef>

@@ -1,11 +1,9 @@
 #pragma once
 
-#include "Pelo/Export.h"
+#include "Base/Export.h"
 
 #include <compare>
-#include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <iosfwd>
 #include <string>
 #include <string_view>
@@ -47,10 +45,3 @@ static_assert(sizeof(IpAddr) == 4);
 PLATFORM_API std::ostream &operator<<(std::ostream &os, IpAddr addr);
 
 } // namespace Nexo
-
-template <>
-struct std::hash<Nexo::IpAddr> {
-    std::size_t operator()(Nexo::IpAddr addr) const noexcept {
-        return std::hash<std::uint32_t>{}(addr.value());
-    }
-};

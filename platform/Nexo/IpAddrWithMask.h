@@ -1,12 +1,10 @@
 #pragma once
 
+#include "Base/Export.h"
 #include "Nexo/IpAddr.h"
-#include "Pelo/Export.h"
 
 #include <compare>
-#include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <iosfwd>
 #include <string>
 #include <string_view>
@@ -47,11 +45,3 @@ static_assert(sizeof(IpAddrWithMask) == 8);
 PLATFORM_API std::ostream &operator<<(std::ostream &os, IpAddrWithMask addrWithMask);
 
 } // namespace Nexo
-
-template <>
-struct std::hash<Nexo::IpAddrWithMask> {
-    std::size_t operator()(Nexo::IpAddrWithMask addrWithMask) const noexcept {
-        return std::hash<std::uint64_t>{}(std::uint64_t{addrWithMask.addr().value()} << 8 |
-                                          addrWithMask.maskLen());
-    }
-};

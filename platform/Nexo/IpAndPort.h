@@ -1,12 +1,10 @@
 #pragma once
 
+#include "Base/Export.h"
 #include "Nexo/IpAddr.h"
-#include "Pelo/Export.h"
 
 #include <compare>
-#include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <iosfwd>
 #include <string>
 #include <string_view>
@@ -45,11 +43,3 @@ static_assert(sizeof(IpAndPort) == 8);
 PLATFORM_API std::ostream &operator<<(std::ostream &os, IpAndPort ipAndPort);
 
 } // namespace Nexo
-
-template <>
-struct std::hash<Nexo::IpAndPort> {
-    std::size_t operator()(Nexo::IpAndPort ipAndPort) const noexcept {
-        return std::hash<std::uint64_t>{}(std::uint64_t{ipAndPort.addr().value()} << 16 |
-                                          ipAndPort.port());
-    }
-};

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <concepts>
 #include <cstdint>
 #include <string_view>
 
@@ -18,40 +19,75 @@ constexpr AttributeId attributeId(std::string_view name) noexcept {
 }
 
 /// A scalar attribute of an entity: a change of it carries no key.
+template <AttributeId Id>
 struct ScalarAttribute {
-    constexpr explicit ScalarAttribute(std::string_view name) noexcept : id(attributeId(name)) {}
-    AttributeId id;
+    static constexpr AttributeId id = Id;
 };
 
 /// A collection attribute of an entity: a change of it carries the key of the changed element.
-template <class Key>
+template <class KeyType, AttributeId Id>
 struct KeyedAttribute {
-    constexpr explicit KeyedAttribute(std::string_view name) noexcept : id(attributeId(name)) {}
-    AttributeId id;
+    using Key = KeyType;
+    static constexpr AttributeId id = Id;
 };
 
-/// One change of one attribute, as it is told to a subscriber. Valid during the call only; so is
-/// the key it shows.
+/// The argument of `attributeOf`, by which a class lists its attributes:
+///
+///     static Attribute attributeOf(Pelo::AttributeTag<Attribute::id>);
+///
+/// Two attributes whose names have the same hash would declare the same function, which no
+/// compiler accepts.
+template <AttributeId Id>
+struct AttributeTag {};
+
+/// Whether `Attribute` is one of those of the class `Entity`.
+template <class Attribute, class Entity>
+concept AttributeOf = requires {
+    { Entity::attributeOf(AttributeTag<Attribute::id>()) } -> std::same_as<Attribute>;
+};
+
+/// One change of one attribute, on its way to the subscribers. Valid during the call only; so is
+/// the key.
 class Change {
   public:
-    explicit Change(ScalarAttribute attribute) noexcept : attribute_(attribute.id) {}
-    template <class Key>
-    Change(KeyedAttribute<Key> attribute, Key const &key) noexcept
-        : attribute_(attribute.id), key_(&key) {}
+    template <AttributeId Id>
+    explicit Change(ScalarAttribute<Id> /*attribute*/) noexcept : attribute_(Id) {}
+    template <class Key, AttributeId Id>
+    Change(KeyedAttribute<Key, Id> /*attribute*/, Key const &key) noexcept
+        : attribute_(Id), key_(&key) {}
 
-    [[nodiscard]] bool isOf(ScalarAttribute attribute) const noexcept {
-        return attribute_ == attribute.id;
+    [[nodiscard]] AttributeId attribute() const noexcept { return attribute_; }
+
+  private:
+    template <class Entity>
+    friend class ChangeOf;
+
+    AttributeId attribute_;
+    void const *key_ = nullptr;
+};
+
+/// A change of an entity of the class `Entity`. Only the attributes of that class can be asked
+/// for, so a key is never read as one of another type.
+template <class Entity>
+class ChangeOf {
+  public:
+    /// REQUIRES: an `Entity` published `change`.
+    explicit ChangeOf(Change const &change) noexcept : change_(change) {}
+
+    template <AttributeOf<Entity> Attribute>
+    [[nodiscard]] bool isOf(Attribute /*attribute*/) const noexcept {
+        return change_.attribute_ == Attribute::id;
     }
 
-    /// The key of the changed element, or nothing when another attribute changed.
-    template <class Key>
-    [[nodiscard]] Key const *keyOf(KeyedAttribute<Key> attribute) const noexcept {
-        return attribute_ == attribute.id ? static_cast<Key const *>(key_) : nullptr;
+    /// The key of the changed element, or null when another attribute changed.
+    template <AttributeOf<Entity> Attribute>
+    [[nodiscard]] typename Attribute::Key const *keyOf(Attribute attribute) const noexcept {
+        return isOf(attribute) ? static_cast<typename Attribute::Key const *>(change_.key_)
+                               : nullptr;
     }
 
   private:
-    AttributeId attribute_;
-    void const *key_ = nullptr;
+    Change const &change_;
 };
 
 } // namespace Pelo

@@ -1,6 +1,6 @@
 #include "Pelo/Publisher.h"
 
-#include "Mox/Assert.h"
+#include "Base/Assert.h"
 
 #include <algorithm>
 
@@ -53,7 +53,7 @@ void Notifier::Places::settle() noexcept {
 void Notifier::Places::callNobody(void * /*context*/, Change const & /*change*/) {}
 
 void Notifier::Places::stop() noexcept {
-    Mox::stopOnException();
+    Base::stopOnException();
 }
 
 Notifier::Notifier() noexcept = default;
@@ -77,7 +77,7 @@ Notifier::~Notifier() {
 }
 
 void Notifier::subscriberAdd(Subscriber &subscriber, bool active) const {
-    Mox::assertThat(!subscriber.attached(), "!subscriber.attached()");
+    Base::assertThat(!subscriber.attached(), "!subscriber.attached()");
     if (places_ == nullptr) {
         places_ = new Places;
     }

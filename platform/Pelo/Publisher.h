@@ -1,7 +1,7 @@
 #pragma once
 
+#include "Base/Export.h"
 #include "Pelo/Attribute.h"
-#include "Pelo/Export.h"
 
 #include <cstddef>
 #include <cstdint>

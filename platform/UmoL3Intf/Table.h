@@ -1,8 +1,8 @@
 #pragma once
 
+#include "Base/Export.h"
 #include "Mox/Attributes.h"
 #include "Nexo/IntfId.h"
-#include "Pelo/Export.h"
 
 #include <compare>
 #include <cstdint>

@@ -36,7 +36,6 @@ void Task::run() {
     if (!hasNotificationActive()) {
         return;
     }
-    ++runCount_;
     runningSince_ = scheduler_->now();
     publishChange(runAttribute);
     runningSince_.reset();

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "Mox/Entity.h"
+#include "Base/Export.h"
+#include "Mox/Attributes.h"
 #include "Mox/Ptr.h"
 #include "Mox/Seconds.h"
-#include "Pelo/Export.h"
 #include "Vyr/TaskScheduler.h"
 
 #include <cstdint>
@@ -16,9 +16,9 @@ namespace Vyr {
 /// meanwhile. A task has at most one pending run. Until its notifications are switched on, a run
 /// that falls due passes unpublished.
 class PLATFORM_API Task : public Mox::Entity {
-  public:
-    static constexpr Pelo::ScalarAttribute runAttribute{"run"};
+    MOX_PUBLISHES_SCALAR(run)
 
+  public:
     [[nodiscard]] unsigned priority() const noexcept { return priority_; }
     [[nodiscard]] Pelo::String nameString() const override { return name_; }
 
@@ -37,7 +37,6 @@ class PLATFORM_API Task : public Mox::Entity {
     /// Accounts `units` of work done, for the task's statistics.
     void taskWorkCountInc(std::uint64_t units) noexcept { workCount_ += units; }
     [[nodiscard]] std::uint64_t taskWorkCount() const noexcept { return workCount_; }
-    [[nodiscard]] std::uint64_t taskRunCount() const noexcept { return runCount_; }
 
   protected:
     Task(Mox::Ptr<TaskScheduler> scheduler, unsigned priority, Pelo::String name);
@@ -56,7 +55,6 @@ class PLATFORM_API Task : public Mox::Entity {
     std::optional<TaskScheduler::Turn> pending_;
     std::optional<Time> runningSince_;
     std::uint64_t workCount_ = 0;
-    std::uint64_t runCount_ = 0;
 };
 
 /// A task that runs once after a delay.

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "Base/Export.h"
 #include "Mox/Ptr.h"
 #include "Mox/Seconds.h"
-#include "Pelo/Export.h"
 #include "Vyr/Clock.h"
 
 #include <compare>

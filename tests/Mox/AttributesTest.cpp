@@ -9,14 +9,19 @@ using Ip::Nat::NatFlowMatchStatus;
 std::string heard;
 Mox::Ptr<Ip::Nat::NatFlowActionStatus const> held;
 
-void hear(void * /*context*/, Pelo::Change const &change) {
+void hearAction(void * /*context*/, Pelo::Change const & /*change*/) {
+    heard += "i";
+}
+
+void hearMatch(void * /*context*/, Pelo::Change const &published) {
+    Pelo::ChangeOf<NatFlowMatchStatus> const change(published);
     auto const *const name = change.keyOf(NatFlowMatchStatus::actionAttribute);
-    heard += name != nullptr ? *name : change.isOf(NatFlowMatchStatus::flowAttribute) ? "f" : "i";
+    heard += name != nullptr ? *name : change.isOf(NatFlowMatchStatus::flowAttribute) ? "f" : "?";
     EXPECT_TRUE(!held || held->references() > 1) << "released before published";
 }
 
 TEST(Attributes, PublishOnChangeOnlyAndBeforeRelease) {
-    Pelo::Subscriber toMatch{&hear, nullptr}, toAction{&hear, nullptr};
+    Pelo::Subscriber toMatch{&hearMatch, nullptr}, toAction{&hearAction, nullptr};
     auto const match = Mox::make<NatFlowMatchStatus>("m");
     match->notifier().subscriberAdd(toMatch);
     held = match->actionIs("a");

@@ -1,5 +1,5 @@
 #include "Mox/Ptr.h"
-#include "Mox/Assert.h"
+#include "Base/Assert.h"
 
 #include <gtest/gtest.h>
 
@@ -62,7 +62,8 @@ TEST(Census, CountsWhatWasMadeWhileItWasOnUntilItIsGone) {
 
 TEST(AssertDeathTest, StopsWithTheTextAndThePlace) {
     auto const place = ", file .*PtrTest.cpp, line " + std::to_string(__LINE__ + 1);
-    EXPECT_DEATH(assertThat(false, "groups.size() <= limit"), "groups.size\\(\\) <= limit" + place);
+    EXPECT_DEATH(::Base::assertThat(false, "groups.size() <= limit"),
+                 "groups.size\\(\\) <= limit" + place);
 }
 
 } // namespace

@@ -36,7 +36,7 @@ struct Machine : Reactor {
         log += what;
         input->versionIs(input->version() + 1);
     }
-    void dispatch(Pelo::Change const & /*change*/) {
+    void dispatch(Pelo::ChangeOf<Input> const & /*change*/) {
         log += "hears; ";
         atVersion();
     }
@@ -45,7 +45,7 @@ struct Machine : Reactor {
     std::string &log;
     Ptr<Machine> child;
     std::function<void()> atVersion = [] {};
-    Subscription subscription{*this, &Machine::dispatch};
+    Subscription<Input> subscription{*this, &Machine::dispatch};
 };
 
 TEST(Reactor, FollowsOneInputAndEndsInOrderAlsoInItsOwnReaction) {

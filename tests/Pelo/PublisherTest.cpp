@@ -37,7 +37,9 @@ struct PublisherTest : testing::Test {
             publisher->subscriberAdd(at(name));
         }
     }
-    void publish() const { publisher->publishChange(Change(ScalarAttribute("state"))); }
+    void publish() const {
+        publisher->publishChange(Change(ScalarAttribute<attributeId("state")>()));
+    }
 
     std::string calls = std::string(100, ' ');
     std::unique_ptr<Publisher> publisher = std::make_unique<Publisher>();

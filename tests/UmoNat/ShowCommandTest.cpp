@@ -1,5 +1,5 @@
-#include "UmoNat/NatFlowMcastCliSorter.h"
 #include "UmoNat/UmoNatFlowMcastSmCli.h"
+#include "UmoNat/show/Sorter.h"
 #include "agent/base/AnswerFile.h"
 #include "tests/support/NatSwitch.h"
 

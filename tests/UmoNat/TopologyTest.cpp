@@ -1,4 +1,4 @@
-#include "UmoNat/UmoNatFlowMcastTopologySmMapping.h"
+#include "UmoNat/topology/PortStates.h"
 #include "tests/support/NatSwitch.h"
 
 #include <stdexcept>
@@ -20,7 +20,7 @@ TEST(Topology, ChangesGoUnheardWhileItIsInactiveAndAfterItsEnd) {
             sw.ip(IntfId("Vlan10"), false);
             sw.vlanStatusDir->vlanStatus(vlan10)->vlanPortStatusDel(et2);
             sw.learn(10, mac, "Ethernet1");
-            (*sw.topology->vidToTopoMap(vlan10))->topoPortConfigDel(et2);
+            sw.topology->vidToTopoMap(vlan10)->topoPortConfigDel(et2);
             sw.l3Table->intfL3IndexDel(IntfId("Vlan10"));
             sw.vlan(10, {"Ethernet1", "Ethernet2"}); // all back, in another topology of that name
         };

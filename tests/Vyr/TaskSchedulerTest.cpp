@@ -55,7 +55,7 @@ TEST_F(TaskSchedulerTest, RunKnowsItselfAndYieldsWhenItsTimeSliceIsUsedUp) {
     task.hasNotificationActiveIs(false);
     task.scheduleTask();
     scheduler->runDueTasks();
-    EXPECT_TRUE(!task.taskScheduled() && task.taskRunCount() == 1);
+    EXPECT_TRUE(!task.taskScheduled());
 }
 
 TEST_F(TaskSchedulerTest, LateRunsGoByDueTimeThenTurnUnlessOneBeforeStopsOrDestroysThem) {

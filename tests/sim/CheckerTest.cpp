@@ -47,7 +47,7 @@ TEST(CheckerTest, TheChipIsExactlyWhatTheTreeSays) {
         UmoAgent::EventLoop loop;
         UmoAgent::ForwardingAgent agent(loop, nullptr);
         agent.start(std::get<UmoAgent::Scenario>(UmoAgent::readScenarioFile(kExample)).initial);
-        auto const &tree = *agent.state().hwStatus();
+        auto &tree = *agent.state().hwStatus();
         auto const action = tree.natFlow("campus")->match("lecture")->action("room-a");
         EXPECT_NO_THROW(Sim::checkChip(agent.chip(), tree, {}));
         tamper(agent.chip(), *action->vlanPortSets()->mcastPortSet(10));

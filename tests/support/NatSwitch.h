@@ -136,7 +136,7 @@ struct NatSwitch {
     }
     /// In the topology that the VLAN maps to.
     void portState(std::uint16_t vlan, IntfId intf, PortState state) const {
-        (*topology->vidToTopoMap(VlanId(vlan)))->topoPortConfigIs(intf)->portStateIs(state);
+        topology->vidToTopoMap(VlanId(vlan))->topoPortConfigIs(intf)->portStateIs(state);
     }
     void switchport(char const *intf, SwitchportMode mode, std::uint16_t native) const {
         bridgingConfig->switchIntfConfigIs(IntfId(intf))

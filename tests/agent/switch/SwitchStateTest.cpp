@@ -16,7 +16,8 @@ events:
 
 /// Notes in a text a change of an action, of its version or of something else.
 void note(void *changes, Pelo::Change const &change) {
-    bool const version = change.isOf(Ip::Nat::NatFlowActionStatus::versionAttribute);
+    bool const version = Pelo::ChangeOf<Ip::Nat::NatFlowActionStatus>(change).isOf(
+        Ip::Nat::NatFlowActionStatus::versionAttribute);
     static_cast<std::string *>(changes)->append(version ? " version" : " other");
 }
 

@@ -1,0 +1,202 @@
+#include "UmoNat/UmoNatFlowActionSm.h"
+
+#include "Base/Assert.h"
+#include "UmoNat/UmoNatFlowMcastTopologySm.h"
+#include "UmoNat/action/GroupCount.h"
+#include "UmoNat/action/GroupUse.h"
+#include "UmoNat/action/HwRecord.h"
+#include "UmoNat/action/Trace.h"
+
+#include <ostream>
+
+Mox::TraceHandle const actionSmTrace("UmoNatFlowActionSm");
+
+namespace {
+Mox::TraceHandle const &trace = actionSmTrace;
+} // namespace
+
+std::ostream &operator<<(std::ostream &out, ActionSmEntry const &entry) {
+    UmoNatFlowActionSm const &machine = entry.machine;
+    return out << "UmoNatFlowActionSm::" << entry.function << ", policy: " << machine.policy()
+               << ", match: " << machine.match() << ", action: " << machine.action();
+}
+
+UmoNatFlowActionSm::UmoNatFlowActionSm(Inputs const &inputs) : inputs_(inputs) {
+    actionStatusSubscription_.follow(inputs_.actionStatus);
+}
+
+UmoNatFlowActionSm::~UmoNatFlowActionSm() {
+    // Those that somebody holds outside the index; the topology machine removed the others.
+    for (UmoNatflowActionSmEntry *const entry : indexEntries_) {
+        entry->actionSmDel(this);
+    }
+}
+
+Pelo::String const &UmoNatFlowActionSm::action() const noexcept {
+    static Pelo::String const none;
+    return inputs_.actionStatus ? inputs_.actionStatus->name() : none;
+}
+
+std::uint32_t UmoNatFlowActionSm::version() const noexcept {
+    return inputs_.actionStatus ? inputs_.actionStatus->version() : 0;
+}
+
+Nexo::IpAndPort UmoNatFlowActionSm::src() const noexcept {
+    return inputs_.actionStatus ? inputs_.actionStatus->src() : Nexo::IpAndPort();
+}
+
+Nexo::IpAndPort UmoNatFlowActionSm::dst() const noexcept {
+    return inputs_.actionStatus ? inputs_.actionStatus->dst() : Nexo::IpAndPort();
+}
+
+void UmoNatFlowActionSm::assertProgrammable() const {
+    Base::assertThat(complete(), "initialized() && actionStatus()->version()");
+    Base::assertThat(bool(hwActionStatus_), "hwActionStatus()");
+}
+
+void UmoNatFlowActionSm::handleInitialized() {
+    enter<"handleInitialized">(*this, 1);
+    initialized_ = true;
+    hwActionStatus_ = inputs_.hwMatchStatus->actionIs(action());
+    handleNatFlowAction(false);
+}
+
+void UmoNatFlowActionSm::actionStatusDispatch(
+    Pelo::ChangeOf<Ip::Nat::NatFlowActionStatus> const &change) {
+    if (change.isOf(Ip::Nat::NatFlowActionStatus::versionAttribute)) {
+        handleNatFlowAction(false);
+    }
+}
+
+Ip::Nat::NatFlowType UmoNatFlowActionSm::getFlowType() const {
+    Nexo::IpAddr destination = dst().addr();
+    if (destination.isZero()) {
+        destination = inputs_.hwMatchStatus->flow().destination.addr;
+    }
+    Ip::Nat::NatFlowType const type = destination.isZero()        ? Ip::Nat::natFlowTypeNone
+                                      : destination.isMulticast() ? Ip::Nat::natFlowTypeMulticast
+                                                                  : Ip::Nat::natFlowTypeUnicast;
+    trace.at(2, "Flow type: ", type, " (dip: ", destination, ")");
+    return type;
+}
+
+std::uint32_t UmoNatFlowActionSm::getGroupNum() const {
+    return needsTwoGroups(inputs_.hwMatchStatus->flow(), *inputs_.matchStatus) ? 2 : 1;
+}
+
+NatFlowGroupUses UmoNatFlowActionSm::groupUses() const noexcept {
+    return {*inputs_.hwMatchStatus, inputs_.matchSmStatus->groupNum(), hwActionStatus_->flowType()};
+}
+
+void UmoNatFlowActionSm::handleNatFlowAction(bool skipChecks) {
+    enter<"handleNatFlowAction", " version %u">(*this, 2, ", version: ", version(),
+                                                ", skipChecks: ", skipChecks);
+    if (!complete()) {
+        trace.at(2, "Version not initialized yet, skip update");
+        return;
+    }
+    if (!hwActionStatus_) {
+        trace.at(2, "No hardware status, skip update");
+        return;
+    }
+    auto &matchSmStatus = *inputs_.matchSmStatus;
+    if (matchSmStatus.groupNum() == 0) {
+        trace.at(2, "Group not initialized yet, skip update");
+        return;
+    }
+    if (!skipChecks) {
+        std::uint32_t const groupNum = getGroupNum();
+        if (groupNum != matchSmStatus.groupNum()) {
+            trace.at(2, "Change in the group number, old: ", matchSmStatus.groupNum(),
+                     ", new: ", groupNum);
+            matchSmStatus.groupNumUpdateIs(matchSmStatus.groupNumUpdate() + 1);
+            return;
+        }
+        Ip::Nat::NatFlowType const type = getFlowType();
+        if (type != hwActionStatus_->flowType()) {
+            flowTypeIs(type);
+        }
+    }
+    auto const vps = Ip::Nat::natFlowVlanPortSetsFactory();
+    Base::assertThat(bool(vps), "vps");
+    // The order matters: port sets are compared with those still recorded, and translations
+    // attach to the identifiers just recorded.
+    updateSwPortSet(vps);
+    updateHwPortSet(vps);
+    hwActionStatus_->vlanPortSetsIs(vps);
+    updateHwTranslation();
+}
+
+void UmoNatFlowActionSm::flowTypeIs(Ip::Nat::NatFlowType type) {
+    resetHwGroups(); // by the old type's rule
+    hwActionStatus_->flowTypeIs(type);
+}
+
+void UmoNatFlowActionSm::handleNatFlow() {
+    enter<"handleNatFlow">(*this, 2);
+    if (!programmable()) {
+        return;
+    }
+    Ip::Nat::NatFlowType const type = getFlowType();
+    if (type == hwActionStatus_->flowType()) {
+        updateHwTranslation();
+        return;
+    }
+    flowTypeIs(type);
+    handleNatFlowAction(false);
+}
+
+void UmoNatFlowActionSm::handleGroupNum(std::uint32_t num) {
+    enter<"handleGroupNum", " num %u">(*this, 2, ", num: ", num);
+    if (programmable()) {
+        resetHwGroups();
+    }
+}
+
+void UmoNatFlowActionSm::resetHwGroups() {
+    trace.at(2, ActionSmEntry{"resetHwGroups", *this}, ", ft: ", recordedFlowType());
+    if (!programmable()) {
+        return;
+    }
+    for (NatFlowGroupUse const &use : groupUses()) {
+        resetHwGroup(use.group, use.unicast, use.portSetId2);
+    }
+    clearHwNatFlowAction(*hwActionStatus_);
+}
+
+void UmoNatFlowActionSm::resetHwGroup(std::uint32_t group, bool unicast, bool portSetId2) {
+    trace.at(2, "UmoNatFlowActionSm::", "resetHwGroup", ", group: ", group, ", unicast: ", unicast,
+             ", portSetId2: ", portSetId2);
+    assertProgrammable();
+    if (group == 0 || !hwActionStatus_->vlanPortSets()) {
+        return;
+    }
+    NatFlowGroupUse const use{group, unicast, portSetId2};
+    for (auto const &[vlan, portSet] : use.portSets(*hwActionStatus_->vlanPortSets())) {
+        if (std::uint32_t const id = use.identifier(*portSet); id != 0) {
+            trace.at(2, "Delete ", use.kind(), " portSet, group: ", group, ", portSetId: ", id);
+            deletePortSet(use, id);
+        }
+    }
+}
+
+void UmoNatFlowActionSm::doCleanup() {
+    enter<"doCleanup", " version %u">(*this, 2, ", version: ", version());
+    if (programmable()) {
+        inputs_.topologySm->delActionSm(this);
+        if (inputs_.matchSmStatus->groupNum() != 0) {
+            resetHwGroups();
+        }
+        inputs_.hwMatchStatus->actionDel(action());
+    }
+}
+
+void UmoNatFlowActionSm::childrenDelAll() {
+    // The index and the backlog refer to the machine without holding it, and an incomplete
+    // action did not withdraw in its clean-up.
+    inputs_.topologySm->actionSmGone(this);
+}
+
+Mox::Ptr<UmoNatFlowActionSm> UmoNatFlowActionSmIs(UmoNatFlowActionSm::Inputs const &inputs) {
+    return Mox::reactorIs<UmoNatFlowActionSm>(inputs);
+}

@@ -1,0 +1,218 @@
+#include "UmoNat/UmoNatFlowActionSm.h"
+
+#include "Base/Assert.h"
+#include "Nexo/VlanIntfId.h"
+#include "UmoNat/UmoNatFlowMcastTopologySm.h"
+#include "UmoNat/action/GroupUse.h"
+#include "UmoNat/action/Trace.h"
+
+namespace {
+
+Mox::TraceHandle const &trace = actionSmTrace;
+
+/// The destination MAC in the port sets of multicast copies: the chip fills in the group's bits.
+constexpr Nexo::EthAddr kMulticastMac(0x01005e000000U);
+
+/// Whether two port sets of a VLAN go to the same interfaces, in whatever order.
+bool sameInterfaces(Ip::Nat::NatFlowPortSet const &a, Ip::Nat::NatFlowPortSet const &b) {
+    if (a.intf().size() != b.intf().size()) {
+        return false;
+    }
+    for (Nexo::IntfId const intf : a.intf()) {
+        if (!b.intf().contains(intf)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+bool UmoNatFlowActionSm::wantsUnicast() const noexcept {
+    return recordedFlowType() != Ip::Nat::natFlowTypeMulticast;
+}
+
+bool UmoNatFlowActionSm::wantsMulticast() const noexcept {
+    return recordedFlowType() != Ip::Nat::natFlowTypeUnicast;
+}
+
+void UmoNatFlowActionSm::updateSwPortSet(Mox::Ptr<Ip::Nat::NatFlowVlanPortSets> const &vps) {
+    trace.at(2, ActionSmEntry{"updateSwPortSet", *this}, ", ft: ", recordedFlowType());
+    Base::assertThat(initialized_, "initialized()");
+    Base::assertThat(version() != 0, "actionStatus()->version()");
+    // The machine registers anew, below, for what this computation depends on.
+    inputs_.topologySm->delActionSm(this);
+    auto const &egress = inputs_.actionStatus->intf();
+    if (egress.empty()) {
+        addRecirculation(*vps);
+    }
+    for (auto const &[intf, nextHop] : egress) {
+        trace.at(2, "Intf: ", intf, ", vlan: ", nextHop.vlan, ", mac: ", nextHop.mac);
+        if (Nexo::VlanIntfId::isVlanIntfId(intf)) {
+            addSvi(Nexo::VlanIntfId::vlanId(intf), nextHop.mac, *vps);
+        } else {
+            addPort(intf, nextHop, *vps);
+        }
+    }
+}
+
+/// Copies that take a second way through the pipeline are unicast copies to the switch itself,
+/// whatever the flow type.
+void UmoNatFlowActionSm::addRecirculation(Ip::Nat::NatFlowVlanPortSets &vps) {
+    std::uint16_t const vlan = inputs_.topologySm->natFlowRecircVlan();
+    trace.at(2, "Intf: recirc, vlan: ", vlan);
+    auto const ps = vps.ucastPortSetIs(vlan);
+    Base::assertThat(bool(ps), "ps");
+    ps->intfIs(Nexo::IntfId());
+    ps->dmacIs(inputs_.bridgingConfig ? inputs_.bridgingConfig->bridgeMacAddr()
+                                      : Nexo::EthAddr::ethAddrZero());
+    inputs_.topologySm->addActionSmRecirc(this);
+}
+
+void UmoNatFlowActionSm::addSvi(std::uint16_t vlan, Nexo::EthAddr const &mac,
+                                Ip::Nat::NatFlowVlanPortSets &vps) {
+    if (!Bridging::VlanIdOrNone(vlan).usable()) {
+        trace.at(2, "Invalid vlan");
+        return;
+    }
+    if (wantsUnicast() && !inputs_.topologySm->addSviPorts(vlan, mac, &vps, true, this)) {
+        trace.at(2, "Invalid or empty vlan");
+        return;
+    }
+    if (wantsMulticast() &&
+        !inputs_.topologySm->addSviPorts(vlan, kMulticastMac, &vps, false, this)) {
+        trace.at(2, "Invalid or empty vlan");
+    }
+}
+
+void UmoNatFlowActionSm::addPort(Nexo::IntfId intf, Ip::Nat::NatFlowNextHop const &nextHop,
+                                 Ip::Nat::NatFlowVlanPortSets &vps) {
+    std::uint16_t const vlan = inputs_.topologySm->addPhysicalPort(intf, nextHop.vlan, this);
+    if (vlan == 0) {
+        trace.at(2, "Invalid vlan or port state");
+        return;
+    }
+    trace.at(2, "PortSet intf: ", intf, ", vlan: ", vlan);
+    if (wantsUnicast()) {
+        auto const ps = vps.ucastPortSetIs(vlan);
+        Base::assertThat(bool(ps), "ps");
+        Base::assertThat(!nextHop.mac.isZero(), "iter->mac() != Nexo::EthAddr::ethAddrZero()");
+        if (!ps->dmac().isZero() && ps->dmac() != nextHop.mac) {
+            trace.at(2, "Different mac (", ps->dmac(), ") already found in the vlan, skip intf");
+            return;
+        }
+        ps->intfIs(intf);
+        ps->dmacIs(nextHop.mac);
+    }
+    if (wantsMulticast()) {
+        auto const ps = vps.mcastPortSetIs(vlan);
+        Base::assertThat(bool(ps), "ps");
+        ps->intfIs(intf);
+        ps->dmacIs(kMulticastMac);
+    }
+}
+
+void UmoNatFlowActionSm::updateHwPortSet(Mox::Ptr<Ip::Nat::NatFlowVlanPortSets> const &vps) {
+    trace.at(2, ActionSmEntry{"updateHwPortSet", *this}, ", ft: ", recordedFlowType());
+    if (!programmable()) {
+        return;
+    }
+    Base::assertThat(inputs_.matchSmStatus->groupNum() != 0, "matchSmStatus()->groupNum()");
+    for (NatFlowGroupUse const &use : groupUses()) {
+        updateHwPortSetGroup(vps, use.group, use.unicast, use.portSetId2);
+    }
+}
+
+void UmoNatFlowActionSm::updateHwPortSetGroup(Mox::Ptr<Ip::Nat::NatFlowVlanPortSets> const &vps,
+                                              std::uint32_t group, bool unicast, bool portSetId2) {
+    trace.at(2, "UmoNatFlowActionSm::", "updateHwPortSetGroup", ", group: ", group,
+             ", unicast: ", unicast, ", portSetId2: ", portSetId2);
+    if (!programmable() || group == 0) {
+        return;
+    }
+    NatFlowGroupUse const use{group, unicast, portSetId2};
+    if (auto const &old = hwActionStatus_->vlanPortSets()) {
+        for (auto const &[vlan, portSet] : use.portSets(*old)) {
+            std::uint32_t const id = use.identifier(*portSet);
+            if (id != 0 && (!vps || !use.portSet(*vps, vlan))) {
+                deletePortSet(use, id);
+            }
+        }
+    }
+    if (!vps) {
+        return;
+    }
+    for (auto const &[vlan, portSet] : use.portSets(*vps)) {
+        programPortSet(use, portSet);
+    }
+}
+
+/// Deletes a port set of a group with its translations. A unicast port set has a destination
+/// translation for its MAC, whatever is recorded; a multicast one has one if one is recorded.
+void UmoNatFlowActionSm::deletePortSet(NatFlowGroupUse const &use, std::uint32_t id) {
+    auto &helper = *inputs_.helper;
+    helper.deleteNatFlowVlanPortSet(use.group, id);
+    if (!hwActionStatus_->srcNat().addr().isZero()) {
+        helper.deleteNatFlowSrcTranslation(use.group, id);
+    }
+    if (use.unicast || !hwActionStatus_->dstNat().addr().isZero()) {
+        helper.deleteNatFlowDstTranslation(use.group, id);
+    }
+}
+
+void UmoNatFlowActionSm::programPortSet(NatFlowGroupUse const &use,
+                                        Mox::Ptr<Ip::Nat::NatFlowPortSet> const &portSet) {
+    bool change = true;
+    bool dmacChange = false;
+    bool newVlan = false;
+    std::uint32_t id = 0;
+    // Without recorded port sets no translation is recorded either: the translation step will
+    // find everything changed and program all port sets, so that none counts as new here.
+    if (auto const &old = hwActionStatus_->vlanPortSets()) {
+        auto const oldPortSet = use.portSet(*old, portSet->vlan());
+        newVlan = !oldPortSet;
+        if (oldPortSet) {
+            id = use.identifier(*oldPortSet);
+            change = !sameInterfaces(*portSet, *oldPortSet);
+            dmacChange = use.unicast && portSet->dmac() != oldPortSet->dmac();
+        }
+    }
+    if (use.unicast) {
+        trace.at(2, "Update ucast portSet, group: ", use.group, ", portSetId: ", id,
+                 ", vlan: ", portSet->vlan(), ", change: ", change, ", dmacChange: ", dmacChange,
+                 ", newVlan: ", newVlan);
+    } else {
+        trace.at(2, "Update mcast portSet, group: ", use.group, ", portSetId: ", id,
+                 ", vlan: ", portSet->vlan(), ", change: ", change, ", newVlan: ", newVlan);
+    }
+    if (change) {
+        id = inputs_.helper->updateNatFlowVlanPortSet(use.group, id, portSet);
+        trace.at(2, "New portSetId: ", id);
+    }
+    use.identifierIs(*portSet, id);
+    if (use.unicast ? newVlan || dmacChange : newVlan && !dst().addr().isZero()) {
+        updateRecordedDst(use, *portSet);
+    }
+    if (newVlan && !src().addr().isZero()) {
+        updateRecordedSrc(use, *portSet);
+    }
+}
+
+// A port set that joins others gets the translations that those have. If the action's addresses
+// have changed too, the translation step programs all of them after this.
+
+void UmoNatFlowActionSm::updateRecordedDst(NatFlowGroupUse const &use,
+                                           Ip::Nat::NatFlowPortSet const &portSet) {
+    trace.at(2, "Update dst translation");
+    inputs_.helper->updateNatFlowDstTranslation(
+        use.group, use.identifier(portSet), portSet.vlan(), hwActionStatus_->dstNat(),
+        hwActionStatus_->dstFlow(), hwActionStatus_->dstLen(), portSet.dmac());
+}
+
+void UmoNatFlowActionSm::updateRecordedSrc(NatFlowGroupUse const &use,
+                                           Ip::Nat::NatFlowPortSet const &portSet) {
+    trace.at(2, "Update src translation");
+    inputs_.helper->updateNatFlowSrcTranslation(
+        use.group, use.identifier(portSet), portSet.vlan(), hwActionStatus_->srcNat(),
+        hwActionStatus_->srcFlow(), hwActionStatus_->srcLen());
+}

@@ -1,0 +1,142 @@
+#include "UmoNat/UmoNatFlowMatchSm.h"
+
+#include "Base/Assert.h"
+#include "UmoNat/UmoNatFlowMcastSm.h"
+#include "UmoNat/match/Trace.h"
+
+Mox::TraceHandle const matchSmTrace("UmoNatFlowMatchSm");
+
+namespace {
+Mox::TraceHandle const &trace = matchSmTrace;
+} // namespace
+
+UmoNatFlowMatchSm::UmoNatFlowMatchSm(Inputs const &inputs) : inputs_(inputs) {
+    matchStatusSubscription_.follow(inputs_.matchStatus);
+}
+
+UmoNatFlowMatchSm::~UmoNatFlowMatchSm() = default;
+
+void UmoNatFlowMatchSm::handleInitialized() {
+    Base::assertThat(bool(inputs_.matchStatus), "matchStatus()");
+    auto const &match = inputs_.matchStatus->name();
+    enter<"handleInitialized">(*this, 1);
+    Base::assertThat(bool(inputs_.hwPolicyStatus), "hwPolicyStatus()");
+    hwMatchStatus_ = inputs_.hwPolicyStatus->matchIs(match);
+    Base::assertThat(bool(hwMatchStatus_), "hwMatchStatus()");
+    matchSmStatusIs(UmoNatFlowMatchSmStatusIs());
+    Base::assertThat(bool(matchSmStatus_), "matchSmStatus()");
+    initialized_ = true;
+    handleNatFlow();
+    for (auto const &[name, actionStatus] : inputs_.matchStatus->action()) {
+        handleNatFlowAction(name);
+    }
+}
+
+void UmoNatFlowMatchSm::matchStatusDispatch(
+    Pelo::ChangeOf<Ip::Nat::NatFlowMatchStatus> const &change) {
+    if (change.isOf(Ip::Nat::NatFlowMatchStatus::flowAttribute)) {
+        handleNatFlow();
+    } else if (auto const *name = change.keyOf(Ip::Nat::NatFlowMatchStatus::actionAttribute)) {
+        handleNatFlowAction(*name);
+    }
+}
+
+void UmoNatFlowMatchSm::matchSmStatusIs(Mox::Ptr<UmoNatFlowMatchSmStatus> const &status) {
+    matchSmStatus_ = status;
+    matchSmStatusSubscription_.follow(status);
+    if (!markedForDeletion()) {
+        handleGroupNumUpdate();
+    }
+}
+
+void UmoNatFlowMatchSm::matchSmStatusDispatch(
+    Pelo::ChangeOf<UmoNatFlowMatchSmStatus> const &change) {
+    if (change.isOf(UmoNatFlowMatchSmStatus::groupNumUpdateAttribute)) {
+        handleGroupNumUpdate();
+    }
+}
+
+bool UmoNatFlowMatchSm::handleGroupNumUpdate() {
+    enter<"handleGroupNumUpdate">(*this, 2, ", flow: ", inputs_.matchStatus->flow());
+    if (!initialized_) {
+        return true;
+    }
+    Base::assertThat(bool(hwMatchStatus_), "hwMatchStatus()");
+    hwMatchStatus_->flowIs(inputs_.matchStatus->flow());
+    std::uint32_t const current = matchSmStatus_->groupNum();
+    std::uint32_t const wanted = getGroupNum();
+    trace.at(2, "Current groups num: ", current, ", new: ", wanted);
+    if (wanted == current) {
+        return false;
+    }
+    for (auto const &[name, actionSm] : actionSm_.machines()) {
+        actionSm->handleGroupNum(wanted);
+    }
+    deleteNatFlowGroups();
+    matchSmStatus_->groupNumIs(wanted);
+    bool const created = createNatFlowGroups(wanted);
+    if (created || wanted == 0) {
+        // It no longer waits. A retry would allocate over the groups that it holds, or would find
+        // that it wants none and stop before those that wait behind it.
+        inputs_.mcastSm->unprogrammedGroupDel(this);
+    }
+    if (!created) {
+        return true;
+    }
+    for (auto const &[name, actionSm] : actionSm_.machines()) {
+        actionSm->handleNatFlowAction(false);
+    }
+    return true;
+}
+
+void UmoNatFlowMatchSm::handleNatFlow() {
+    enter<"handleNatFlow">(*this, 2, ", flow: ", inputs_.matchStatus->flow());
+    if (!initialized_ || handleGroupNumUpdate()) {
+        return;
+    }
+    for (auto const &[name, actionSm] : actionSm_.machines()) {
+        actionSm->handleNatFlow();
+    }
+}
+
+void UmoNatFlowMatchSm::handleNatFlowAction(Pelo::String const &name) {
+    enter<"handleNatFlowAction", " action %s">(*this, 2, ", action: ", name);
+    if (!initialized_) {
+        return;
+    }
+    handleGroupNumUpdate();
+    if (auto const actionStatus = inputs_.matchStatus->action(name)) {
+        trace.at(2, "Create actionSm");
+        actionSmIs(name, {.policy = inputs_.policy,
+                          .match = inputs_.matchStatus->name(),
+                          .matchStatus = inputs_.matchStatus,
+                          .actionStatus = actionStatus,
+                          .hwMatchStatus = hwMatchStatus_,
+                          .matchSmStatus = matchSmStatus_,
+                          .topologySm = inputs_.topologySm,
+                          .helper = inputs_.helper,
+                          .bridgingConfig = inputs_.bridgingConfig});
+    } else {
+        trace.at(2, "Delete actionSm");
+        actionSmDel(name);
+    }
+}
+
+void UmoNatFlowMatchSm::doCleanup() {
+    enter<"doCleanup">(*this, 1);
+    if (initialized_) {
+        actionSmDelAll();
+        deleteNatFlowGroups();
+        inputs_.hwPolicyStatus->matchDel(inputs_.matchStatus->name());
+    }
+}
+
+void UmoNatFlowMatchSm::childrenDelAll() {
+    // Only now: deleteNatFlowGroups, in the clean-up, still counts the match among the waiting.
+    inputs_.mcastSm->unprogrammedGroupDel(this);
+    actionSmDelAll();
+}
+
+Mox::Ptr<UmoNatFlowMatchSm> UmoNatFlowMatchSmIs(UmoNatFlowMatchSm::Inputs const &inputs) {
+    return Mox::reactorIs<UmoNatFlowMatchSm>(inputs);
+}

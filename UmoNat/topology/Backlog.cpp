@@ -1,0 +1,76 @@
+#include "UmoNat/topology/Backlog.h"
+
+#include "UmoNat/UmoNatFlowActionSm.h"
+#include "UmoNat/topology/Trace.h"
+
+namespace {
+Mox::TraceHandle const &trace = topologySmTrace;
+} // namespace
+
+void UmoNatFlowMcastTopologySm::Backlog::actionSmIs(UmoNatFlowActionSm *actionSm) {
+    if (actionSms_.insert(actionSm) && running()) {
+        queuedInRun_.insert(actionSm);
+    }
+}
+
+void UmoNatFlowMcastTopologySm::Backlog::actionSmDel(UmoNatFlowActionSm *actionSm) {
+    actionSms_.remove(actionSm);
+    queuedInRun_.remove(actionSm);
+}
+
+void UmoNatFlowMcastTopologySm::Backlog::actionSmDelAll() {
+    actionSms_.clear();
+    queuedInRun_.clear();
+}
+
+void UmoNatFlowMcastTopologySm::Backlog::queue(ActionSms const &actionSms) {
+    for (UmoNatFlowActionSm *const actionSm : actionSms) {
+        actionSmIs(actionSm);
+        // A pending run is never moved: a stream of changes must not put it off for ever.
+        auto const &task = actionSmUpdateBacklogTask();
+        if (task && !task->taskScheduled()) {
+            trace.at(9, "Scheduled task");
+            task->scheduleTaskDelay(actionSmUpdateBacklogTaskInterval());
+        }
+    }
+}
+
+void UmoNatFlowMcastTopologySm::Backlog::process() {
+    if (!running()) {
+        trace.at(9, "Task not running");
+        return;
+    }
+    Mox::Ptr<Vyr::TimerTask> const task = actionSmUpdateBacklogTask();
+    std::uint32_t const reviewed = review();
+    trace.at(9, "Entries reviewed: ", reviewed, ", left: ", actionSms_.size());
+    task->taskWorkCountInc(reviewed);
+    if (!actionSms_.empty()) {
+        task->scheduleTaskDelay(actionSmUpdateBacklogTaskInterval());
+    }
+}
+
+bool UmoNatFlowMcastTopologySm::Backlog::running() const noexcept {
+    auto const &task = actionSmUpdateBacklogTask();
+    return task && task->taskCurrentlyRunning();
+}
+
+/// Evaluates the actions that were queued before this run. Those that join it now stand behind
+/// them and wait for the next run, so that actions that wake one another cannot hold up the
+/// event loop. Returns their number.
+std::uint32_t UmoNatFlowMcastTopologySm::Backlog::review() {
+    queuedInRun_.clear();
+    std::uint32_t reviewed = 0;
+    for (UmoNatFlowActionSm *const actionSm : actionSms_) {
+        if (queuedInRun_.contains(actionSm)) {
+            break;
+        }
+        actionSm->handleNatFlowAction(true);
+        ++reviewed;
+        // Only now: a change that queued it meanwhile is one that the handler has seen.
+        actionSmDel(actionSm);
+        if (reviewed == actionSmUpdateBacklogTaskLimit()) {
+            break; // never at 0, which is no limit
+        }
+    }
+    return reviewed;
+}

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "Mox/Attributes.h"
+#include "UmoNat/UmoNatFlowMcastTopologySm.h"
+
+/// The actions that are to be evaluated again, and the task that does it, a limited number at a
+/// time. Keeps no action machine alive.
+class UmoNatFlowMcastTopologySm::Backlog final : public Mox::Entity {
+    /// From the first queued action to the run, and from a run to the next.
+    MOX_ATTRIBUTE_FROM(Mox::Seconds, actionSmUpdateBacklogTaskInterval, Mox::Seconds(0.1))
+    /// Actions evaluated in one run; 0 is no limit.
+    MOX_ATTRIBUTE_FROM(std::uint32_t, actionSmUpdateBacklogTaskLimit, 100U)
+    MOX_ATTRIBUTE(Mox::Ptr<Vyr::TimerTask>, actionSmUpdateBacklogTask)
+
+  public:
+    using ActionSms = Mox::Set<UmoNatFlowActionSm *>;
+
+    [[nodiscard]] ActionSms const &actionSms() const noexcept { return actionSms_; }
+    void actionSmIs(UmoNatFlowActionSm *actionSm);
+    void actionSmDel(UmoNatFlowActionSm *actionSm);
+    void actionSmDelAll();
+
+    /// Queues the actions, and schedules the task unless a run is pending.
+    void queue(ActionSms const &actionSms);
+
+    /// The task's work, see processActionSmUpdateBacklog.
+    void process();
+
+  private:
+    [[nodiscard]] bool running() const noexcept;
+    std::uint32_t review();
+
+    ActionSms actionSms_;
+    ActionSms queuedInRun_; // those that joined in the present run
+};

@@ -1,0 +1,46 @@
+#pragma once
+
+#include "UmoNat/UmoNatFlowMcastTopologySm.h"
+
+/// Base of the reactors nested in the topology machine. Each follows one entity and notifies its
+/// owner of what changed. `Owner` is the topology machine, or for the ports of a topology
+/// the topology's reactor; it outlives its nested reactors.
+///
+/// The start of a nested reactor notifies that the entity is there, handleDel() that it has gone.
+/// When the topology machine itself ends nothing is notified: no action is left to evaluate.
+template <class Followed, class Owner>
+class UmoNatFlowMcastTopologySm::NestedSm : public Mox::Reactor {
+  public:
+    struct Inputs {
+        Mox::Ptr<Followed const> followed;
+        Owner *owner;
+
+        bool operator==(Inputs const &) const = default;
+    };
+
+    explicit NestedSm(Inputs const &inputs) : inputs_(inputs) {
+        subscription_.follow(inputs_.followed);
+    }
+
+    [[nodiscard]] Inputs const &inputs() const noexcept { return inputs_; }
+    [[nodiscard]] Followed const &followed() const noexcept { return *inputs_.followed; }
+    [[nodiscard]] Owner &owner() const noexcept { return *inputs_.owner; }
+
+    /// Whether the topology machine ends as a whole, not only a part of it.
+    [[nodiscard]] bool teardownBegun() const noexcept { return owner().teardownBegun(); }
+
+    void handleInitialized() override {}
+    void doCleanup() final {
+        if (!teardownBegun()) {
+            handleDel();
+        }
+    }
+
+  protected:
+    virtual void handleDel() {}
+    virtual void dispatch(Pelo::ChangeOf<Followed> const &change) = 0;
+
+  private:
+    Inputs const inputs_;
+    Mox::Subscription<Followed> subscription_{*this, &NestedSm::dispatch};
+};

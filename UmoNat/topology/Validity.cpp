@@ -1,0 +1,103 @@
+#include "Base/Assert.h"
+#include "UmoNat/UmoNatFlowMcastTopologySm.h"
+#include "UmoNat/topology/PortStates.h"
+#include "UmoNat/topology/Trace.h"
+
+namespace {
+Mox::TraceHandle const &trace = topologySmTrace;
+} // namespace
+
+/// Up: routing is on, and there is an address.
+bool UmoNatFlowMcastTopologySm::l3IntfUp(Ip::IpIntfStatus const &status) {
+    return status.routing() && status.addrWithMask() != Nexo::IpAddrWithMask();
+}
+
+bool UmoNatFlowMcastTopologySm::validVlan(std::uint16_t vlan) const {
+    trace.at(6, "UmoNatFlowMcastTopologySm::", "validVlan", ", vlan: ", vlan);
+    if (vlanStatusOf(vlan) == nullptr) {
+        trace.at(6, "Vlan status not found for vlan ", vlan);
+        return false;
+    }
+    Pelo::String const *const topology = vlanToTopoMap(Bridging::VlanId(vlan));
+    if (topology == nullptr) {
+        trace.at(6, "No bridging topology for vlan ", vlan);
+        return false;
+    }
+    if (moxTopoConfig().find(*topology) == nullptr) {
+        trace.at(6, "No moxTopo config for vlan ", vlan);
+        return false;
+    }
+    Nexo::IntfId const *const svi = sviOf(vlan);
+    if (svi == nullptr) {
+        trace.at(6, "Vlan not found in the l3 intf table");
+        return false;
+    }
+    auto const status = ipIntfStatusOf(*svi);
+    if (!status) {
+        trace.at(6, "No ipIntfStatus found for the vlan");
+        return false;
+    }
+    if (!l3IntfUp(*status)) {
+        trace.at(6, "L3 intf disabled");
+        return false;
+    }
+    return true;
+}
+
+bool UmoNatFlowMcastTopologySm::validPort(std::uint16_t vlan, Nexo::IntfId intf) const {
+    trace.at(6, "UmoNatFlowMcastTopologySm::", "validPort", ", vlan: ", vlan, ", intf: ", intf);
+    if (switchIntfConfigOf(intf) == nullptr) {
+        trace.at(6, "Intf ", intf, " not found in switchIntfConfig");
+        return false;
+    }
+    auto const *const vlanStatus = vlanStatusOf(vlan);
+    Base::assertThat(vlanStatus != nullptr, "vlanStatus"); // by validVlan, as is the topology below
+    if (vlanStatus->vlanPortStatus(intf) == nullptr) {
+        trace.at(6, "Intf ", intf, " not found in vlan port status ", vlan);
+        return false;
+    }
+    Pelo::String const *const topology = vlanToTopoMap(Bridging::VlanId(vlan));
+    auto const *ttc = moxTopoConfig().find(topology != nullptr ? *topology : Pelo::String());
+    Base::assertThat(ttc != nullptr, "ttc");
+    auto const *port = (*ttc)->moxTopoPortConfig().find(intf);
+    if (port == nullptr) {
+        trace.at(6, "Intf ", intf, " not found in the topology");
+        return false;
+    }
+    if (!(*port)->forwarding()) {
+        trace.at(6, "Intf ", intf, " not in forwarding state");
+        return false;
+    }
+    return true;
+}
+
+std::uint16_t UmoNatFlowMcastTopologySm::validSwitchIntf(std::uint16_t vlan, Nexo::IntfId intf,
+                                                         bool rejectRouted) const {
+    using Bridging::SwitchportMode;
+    trace.at(6, "UmoNatFlowMcastTopologySm::", "validSwitchIntf", ", vlan: ", vlan,
+             ", intf: ", intf);
+    auto const *const config = switchIntfConfigOf(intf);
+    if (config == nullptr) {
+        trace.at(6, "Intf ", intf, " not found in switchIntfConfig");
+        return 0;
+    }
+    auto const [mode, nativeVlan] = config->switchportModeAndNativeVlan();
+    trace.at(6, "Switchport mode: ", mode, ", native vlan: ", nativeVlan);
+    if (!nativeVlan.usable()) {
+        trace.at(6, "Invalid vlan");
+        return 0;
+    }
+    if (rejectRouted && mode == SwitchportMode::routed) {
+        trace.at(6, "Intf in routed mode");
+        return 0;
+    }
+    if (mode != SwitchportMode::access && mode != SwitchportMode::routed) {
+        // Carries several VLANs. validPort checks whether this is one of them.
+        return vlan != 0 ? vlan : nativeVlan.value();
+    }
+    if (vlan != 0 && vlan != nativeVlan.value()) {
+        trace.at(6, "Native vlan different from configured vlan");
+        return 0;
+    }
+    return nativeVlan.value();
+}

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "Mox/Collection.h"
+#include "Mox/Ptr.h"
+#include "Mox/detail/Walk.h"
+
+#include <cstddef>
+
+namespace Mox {
+
+/// The children of a const entity: its collection, with each child const. As valid as the
+/// collection itself, and walked under the same rules.
+template <class Key, class Child>
+class ConstChildren {
+  public:
+    struct Element {
+        template <class Record>
+        static Element of(Record const &record) {
+            return {record.key, record.value};
+        }
+        Key const &key;
+        Ptr<Child const> value;
+    };
+
+    explicit ConstChildren(Collection<Key, Ptr<Child>> const &children) noexcept
+        : children_(children) {}
+
+    [[nodiscard]] std::size_t size() const noexcept { return children_.size(); }
+    [[nodiscard]] bool empty() const noexcept { return children_.empty(); }
+
+    /// The child of `key`, or null. Valid until the collection changes.
+    [[nodiscard]] Child const *find(Key const &key) const noexcept {
+        Ptr<Child> const *const child = children_.find(key);
+        return child == nullptr ? nullptr : child->ptr();
+    }
+
+    [[nodiscard]] auto begin() const noexcept { return children_.template walkAs<Element>(); }
+    [[nodiscard]] WalkEnd end() const noexcept { return {}; }
+
+  private:
+    Collection<Key, Ptr<Child>> const &children_;
+};
+
+} // namespace Mox

@@ -1,0 +1,89 @@
+#pragma once
+
+#include "Mox/Trace.h"
+#include "Pelo/String.h"
+#include "Skimtrace/Skimtrace.h"
+
+#include <algorithm>
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+#include <type_traits>
+
+/// Both traces of a handler's entry, said once.
+namespace Mox {
+
+/// A text that is known at compile time, as a template argument.
+template <std::size_t Size>
+struct Text {
+    char chars[Size]{}; // with the final zero
+
+    consteval Text() = default;
+    consteval Text(char const (&text)[Size]) { std::copy_n(text, Size, chars); }
+
+    template <std::size_t OtherSize>
+    consteval Text<Size + OtherSize - 1> operator+(Text<OtherSize> const &other) const {
+        Text<Size + OtherSize - 1> joined;
+        std::copy_n(other.chars, OtherSize, std::copy_n(chars, Size - 1, joined.chars));
+        return joined;
+    }
+    template <std::size_t OtherSize>
+    consteval Text<Size + OtherSize - 1> operator+(char const (&other)[OtherSize]) const {
+        return *this + Text<OtherSize>(other);
+    }
+};
+
+/// What the fast trace keeps of a trace line: its names in order, and its last number.
+class EntryRecord {
+  public:
+    void name(std::string_view name) noexcept {
+        std::string_view *const places[] = {&names_.first, &names_.second, &names_.third};
+        if (count_ < std::size(places)) {
+            *places[count_++] = name;
+        }
+    }
+
+    /// Takes what there is to take from one piece of the line: a string, an interface, a VLAN or
+    /// another unsigned number, or what a piece's own `recordIn` names.
+    template <class Piece>
+    void take(Piece const &piece) noexcept {
+        if constexpr (requires { piece.recordIn(*this); }) {
+            piece.recordIn(*this);
+        } else if constexpr (std::same_as<Piece, Pelo::String>) {
+            name(piece);
+        } else if constexpr (requires {
+                                 { piece.stringValue() } -> std::same_as<Pelo::String const &>;
+                             }) {
+            name(piece.stringValue());
+        } else if constexpr (requires {
+                                 { piece.value() } -> std::same_as<std::uint16_t>;
+                             }) {
+            number_ = piece.value();
+        } else if constexpr (std::unsigned_integral<Piece> && !std::same_as<Piece, bool>) {
+            number_ = static_cast<std::uint32_t>(piece);
+        }
+    }
+
+    [[nodiscard]] Skimtrace::Names const &names() const noexcept { return names_; }
+    [[nodiscard]] std::uint32_t number() const noexcept { return number_; }
+
+  private:
+    Skimtrace::Names names_;
+    std::size_t count_ = 0;
+    std::uint32_t number_ = 0;
+};
+
+/// Says that a handler was entered: writes `pieces` to `trace` if `level` is on, and records
+/// the names and the number among them in the fast trace. `Format` is the record's text, as
+/// Skimtrace::Point has it; its first word is the handler's full name.
+template <Text Format, class... Pieces>
+void enter(TraceHandle const &trace, int level, Pieces const &...pieces) noexcept {
+    trace.at(level, pieces...);
+    static constinit Skimtrace::Point entered(Format.chars);
+    EntryRecord record;
+    (record.take(pieces), ...);
+    entered.record(record.names(), record.number());
+}
+
+} // namespace Mox
