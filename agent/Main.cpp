@@ -70,7 +70,7 @@ void declare(CLI::App &app, CommandLine &line) {
         ->envname("UMO_TRACE");
 }
 
-/// Prints what is wrong if it is not valid.
+/// Prints the errors of an invalid scenario.
 std::optional<UmoAgent::Scenario> scenarioOf(std::string const &file) {
     bool const standardInput = file == "-";
     std::string const name = standardInput ? "standard input" : file;
@@ -127,7 +127,7 @@ ExitStatus run(CommandLine const &line) {
 
 int main(int argc, char **argv) {
     UmoAgent::openStandardDescriptors();
-    std::signal(SIGPIPE, SIG_IGN); // who stops reading the printouts does not stop the switch
+    std::signal(SIGPIPE, SIG_IGN); // a reader that goes away does not stop the switch
     CLI::App app(
         "Plays a scenario of a switch with multicast NAT: mounts its state, loads the NAT\n"
         "library on a software switch chip, and carries out its events.",
