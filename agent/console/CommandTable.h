@@ -6,14 +6,14 @@
 
 namespace UmoAgent {
 
-/// A command of the console: its name, and in a few words what it takes and does.
+/// A command of the console: its name, its arguments, and a short description.
 struct CommandText {
     char const *name;
     char const *help;
 };
 
-/// All commands of the console, by name. The agent answers them, and `umo-cli help` can tell them
-/// where there is no agent.
+/// All commands of the console, by name. The agent answers them; `umo-cli help` lists them without
+/// an agent.
 inline constexpr std::array<CommandText, 11> kCommands{{
     {"apply", "FILE.yaml: carries out the events of a file at once, all of them or none"},
     {"help", "lists the commands"},

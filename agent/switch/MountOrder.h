@@ -7,8 +7,7 @@
 
 namespace UmoAgent {
 
-/// Puts items, each of which `keyOf` gives a key that `collection` has, into the collection's
-/// order.
+/// Sorts items into the order of `collection`, which has the key that `keyOf` gives for each.
 template <class Collection, class Item, class KeyOf>
 std::vector<Item> inOrderOf(Collection const &collection, std::vector<Item> items, KeyOf keyOf) {
     std::sort(items.begin(), items.end(), [&](Item const &a, Item const &b) {
