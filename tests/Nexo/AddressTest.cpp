@@ -12,8 +12,8 @@ using namespace Nexo;
 
 namespace {
 
-/// Each of `texts`, separated by blanks, is printed as it was read; they ascend, and none has the
-/// hash of another. Each of `refused`, separated by bars, is quoted together with what was
+/// Each of `texts`, separated by blanks, is printed as it was read; they ascend, and their hashes
+/// differ. Each of `refused`, separated by bars, is quoted in the error together with what was
 /// expected.
 template <class T>
 void check(std::string const &texts, std::string const &what, std::string const &expected,
