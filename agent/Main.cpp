@@ -54,13 +54,13 @@ void declare(CLI::App &app, CommandLine &line) {
     app.add_option("SCENARIO", line.scenario, "The YAML file to play; - for standard input")
         ->required();
     app.add_flag("--check", line.check,
-                 "Play nothing: only say what is wrong with the scenario, if anything is");
+                 "Only validate the scenario: report its errors, play nothing");
     app.add_flag("--real-time", line.play.realTime,
-                 "Play on the wall clock instead of at once in virtual time");
+                 "Play in real time instead of at once in virtual time");
     app.add_flag("--show-calls", line.play.showCalls, "Print each call of the switch chip");
     app.add_option("--socket", line.play.socket,
-                   "Answer commands of umo-cli at this Unix socket, and go on after the scenario\n"
-                   "until SIGINT, SIGTERM or SIGHUP")
+                   "Answer commands of umo-cli at this Unix socket, and keep running after the\n"
+                   "scenario until SIGINT, SIGTERM or SIGHUP")
         ->type_name("PATH")
         ->check([](std::string const &path) { return path.empty() ? "a path is expected" : ""; });
     app.add_option(

@@ -108,8 +108,8 @@ int main(int argc, char **argv) {
     app.add_option("--jobs", line.jobs, "Seeds at a time")
         ->capture_default_str()
         ->check(CLI::Range(1, 256));
-    app.add_flag("--faults", line.each.faults, "Have the chip refuse groups, and its size change");
-    app.add_flag("--shrink", line.shrink, "Leave out of a failing scenario what it does not need");
+    app.add_flag("--faults", line.each.faults, "The chip refuses groups, and its size changes");
+    app.add_flag("--shrink", line.shrink, "Cut a failing scenario down to a few events");
     try {
         app.parse(argc, argv);
         if (!readSeeds(seeds, line)) {

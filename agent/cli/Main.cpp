@@ -121,11 +121,10 @@ std::vector<std::string> wordsOf(CLI::App const &app) {
 
 int main(int argc, char **argv) {
     UmoAgent::openStandardDescriptors();
-    CLI::App app(
-        "umo-cli [OPTIONS] COMMAND [ARGUMENT]\n"
-        "Sends one command to a running umo-agent, and prints the answer. What looks like\n"
-        "an option and is for the agent stands behind --.",
-        "umo-cli");
+    CLI::App app("umo-cli [OPTIONS] COMMAND [ARGUMENT]\n"
+                 "Sends one command to a running umo-agent, and prints the answer. Arguments that\n"
+                 "look like options and are for the agent follow --.",
+                 "umo-cli");
     CommandLine line;
     declare(app, line);
     try {
