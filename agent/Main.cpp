@@ -54,13 +54,13 @@ void declare(CLI::App &app, CommandLine &line) {
     app.add_option("SCENARIO", line.scenario, "The YAML file to play; - for standard input")
         ->required();
     app.add_flag("--check", line.check,
-                 "Play nothing: only say what is wrong with the scenario, if anything is");
+                 "Only validate the scenario: report its errors, play nothing");
     app.add_flag("--real-time", line.play.realTime,
-                 "Play on the wall clock instead of at once in virtual time");
+                 "Play in real time instead of at once in virtual time");
     app.add_flag("--show-calls", line.play.showCalls, "Print each call of the switch chip");
     app.add_option("--socket", line.play.socket,
-                   "Answer commands of umo-cli at this Unix socket, and go on after the scenario\n"
-                   "until SIGINT, SIGTERM or SIGHUP")
+                   "Answer commands of umo-cli at this Unix socket, and keep running after the\n"
+                   "scenario until SIGINT, SIGTERM or SIGHUP")
         ->type_name("PATH")
         ->check([](std::string const &path) { return path.empty() ? "a path is expected" : ""; });
     app.add_option(
@@ -70,7 +70,7 @@ void declare(CLI::App &app, CommandLine &line) {
         ->envname("UMO_TRACE");
 }
 
-/// Prints what is wrong if it is not valid.
+/// Prints the errors of an invalid scenario.
 std::optional<UmoAgent::Scenario> scenarioOf(std::string const &file) {
     bool const standardInput = file == "-";
     std::string const name = standardInput ? "standard input" : file;
@@ -127,7 +127,7 @@ ExitStatus run(CommandLine const &line) {
 
 int main(int argc, char **argv) {
     UmoAgent::openStandardDescriptors();
-    std::signal(SIGPIPE, SIG_IGN); // who stops reading the printouts does not stop the switch
+    std::signal(SIGPIPE, SIG_IGN); // a reader that goes away does not stop the switch
     CLI::App app(
         "Plays a scenario of a switch with multicast NAT: mounts its state, loads the NAT\n"
         "library on a software switch chip, and carries out its events.",

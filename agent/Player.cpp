@@ -22,10 +22,10 @@ namespace UmoAgent {
 
 namespace {
 
-/// With a reader who takes nothing of what is left at the end.
+/// How long to wait at the end for a reader that takes nothing.
 constexpr std::chrono::milliseconds kLastPatience{3000};
 
-/// Plays the events at their times, until the scenario's end or until the loop is stopped.
+/// Plays the events at their times, until the end of the scenario or until the loop is stopped.
 void playEvents(Scenario const &scenario, EventLoop &loop, ForwardingAgent &agent,
                 std::ostream &out) {
     for (Event const &event : scenario.events) {
@@ -57,7 +57,7 @@ class Player {
     std::vector<OutputQueue *> queues_;
     EventLoop loop_;
     ForwardingAgent agent_;
-    TerminationSignals signals_{loop_}; // before there is a file to take away
+    TerminationSignals signals_{loop_}; // before there is a socket file to remove
     std::optional<Console> console_;
     std::optional<CommandServer> server_;
 };
@@ -86,7 +86,8 @@ Player::Player(PlayOptions const &options, std::ostream &out, std::ostream &erro
     }
     if (options.showCalls) {
         agent_.chip().callLogIs([this](std::string const &line) {
-            out_ << stamp(loop_.now()) << ' ' << line << std::endl; // seen even if it is the last
+            out_ << stamp(loop_.now()) << ' ' << line
+                 << std::endl; // flushed, in case it is the last line
         });
     }
 }
@@ -97,7 +98,7 @@ Player::~Player() {
     }
 }
 
-/// Whoever prints does not wait for readers any more.
+/// From now on printing does not wait for readers.
 void Player::onWallTime() {
     loop_.wallTime();
     patienceIs(std::chrono::milliseconds(0));
@@ -111,7 +112,7 @@ void Player::patienceIs(OutputQueue::Patience patience) const {
 
 ExitStatus Player::play(Scenario scenario) {
     agent_.start(scenario.initial);
-    scenario.initial = {}; // it is mounted; a large one takes memory
+    scenario.initial = {}; // it is mounted, and may be large
     if (server_) {
         out_ << stamp(loop_.now()) << " commands are answered at " << printable(server_->path())
              << std::endl;
@@ -135,7 +136,7 @@ ExitStatus Player::play(Scenario scenario) {
     printChip(out_, agent_.chip());
     out_.flush();
     if (waits) {
-        patienceIs(kLastPatience); // a signal may have ended the wait just now
+        patienceIs(kLastPatience); // a signal may just have ended the wait
     }
     for (OutputQueue *const queue : queues_) {
         queue->finish();
@@ -150,7 +151,7 @@ ExitStatus play(Scenario scenario, PlayOptions const &options, std::ostream &out
     std::optional<Player> player;
     try {
         player.emplace(options, out, errors);
-    } catch (std::runtime_error const &error) { // no socket, or the system refuses something else
+    } catch (std::runtime_error const &error) { // no socket, or another system error
         errors << "umo-agent: " << printable(error.what()) << std::endl;
         return ExitStatus::refused;
     }

@@ -9,33 +9,34 @@
 
 namespace UmoAgent {
 
-/// With what a run of the agent ends.
+/// The result of a run of the agent.
 enum class ExitStatus {
     good = 0,
-    faulty = 1,  // the chip's contract was broken, groups were left in it, or output is lost
-    refused = 2, // nothing was run: bad command line, bad scenario, or no socket to be had
+    faulty = 1,  // a contract error, groups left in the chip, or lost output
+    refused = 2, // nothing was run: bad command line, bad scenario, or no socket
 };
 
 struct PlayOptions {
-    bool realTime = false;  // on the wall clock, else in virtual time
+    bool realTime = false;  // in real time, else in virtual time
     bool showCalls = false; // print each call of the switch chip
-    std::string socket{};   // where to answer commands; empty: nowhere
+    std::string socket{};   // where to answer commands; empty: none
 
-    /// What is behind the streams that are printed to, where that may have to wait for a reader:
-    /// in virtual time it does, until a signal comes; on the wall clock it does not.
+    /// The buffers of the output streams, where output may have to wait for a reader: in virtual
+    /// time it waits until a signal comes, in real time it does not.
     std::vector<OutputQueue *> queues{};
 };
 
 /// Plays a scenario: mounts its initial state, creates the root of the NAT state machines on a
-/// software switch chip, carries out the events at their times, and at the end drops the root.
-/// A task that is due at the time of an event runs before it.
+/// software switch chip, carries out the events at their times, and drops the root at the end.
+/// Tasks that are due at the time of an event run before it.
 ///
-/// With a socket the agent answers commands, and goes on after the scenario, on the wall clock.
-/// SIGINT, SIGTERM and SIGHUP end it, and the scenario between two events, in the same order.
+/// With a socket the agent answers commands, and keeps running in real time after the scenario.
+/// SIGINT, SIGTERM and SIGHUP end the agent, or the scenario between two events, in the same
+/// orderly way.
 ///
-/// Printouts go to `out`, and in virtual time are the same in every run; contract errors and a
-/// group of the chip that is full are told to `errors`, and so is the reason if there can be no
-/// socket and nothing is run.
+/// Printouts go to `out`, and in virtual time are the same in every run. `errors` receives contract
+/// errors, reports of full groups, and the reason if the socket cannot be created and nothing is
+/// run.
 ExitStatus play(Scenario scenario, PlayOptions const &options, std::ostream &out,
                 std::ostream &errors);
 

@@ -22,8 +22,8 @@
 #include <sstream>
 #include <unistd.h>
 
-/// What the agent around the library costs: loading a scenario, against a bare parse of its text;
-/// one event of one change; applying a file over the socket; and memory.
+/// The costs of the agent itself: loading a scenario, against a bare parse of its text; an event
+/// with one change; applying a file over the socket; and memory.
 namespace {
 
 namespace Table = UmoAgent::Table;
@@ -42,7 +42,7 @@ std::size_t sizeOf(benchmark::State const &state) {
     return static_cast<std::size_t>(state.range(0));
 }
 
-/// Finds everything and makes nothing of it.
+/// A handler that ignores what the parser finds.
 struct NoHandler final : YAML::EventHandler {
     using Mark = YAML::Mark;
     using Anchor = YAML::anchor_t;
@@ -92,7 +92,7 @@ void load(benchmark::State &state, Shape shape) {
     Bench::elementsAre(state, sizeOf(state));
 }
 
-/// An agent of that many actions on a chip that has room for them.
+/// An agent with that many actions on a chip that has room for them.
 struct RunningAgent {
     explicit RunningAgent(std::size_t size) : actions(size) {
         constexpr std::uint32_t kNoLimit = ~0U;
@@ -107,7 +107,7 @@ struct RunningAgent {
     UmoAgent::ForwardingAgent agent{loop, contractErrors()};
 };
 
-/// One at a time: there is one scheduler in a process.
+/// One at a time: a process has one scheduler.
 RunningAgent &running(benchmark::State const &state) {
     static std::unique_ptr<RunningAgent> made;
     if (!made || made->actions != sizeOf(state)) {
@@ -119,8 +119,8 @@ RunningAgent &running(benchmark::State const &state) {
 
 constexpr std::size_t kEvents = 1000;
 
-/// An event that changes the source of one action: by the agent, with the allocations that it takes
-/// however large the switch is; or by hand, which is the library's share of it.
+/// An event that changes the source of one action: by the agent, counting its allocations, which
+/// must not depend on the size of the switch; or by hand, which is the library's share.
 void actionEvent(benchmark::State &state, bool byHand) {
     RunningAgent &sw = running(state);
     std::size_t const number = sw.actions / 2;
@@ -156,7 +156,7 @@ void actionEvent(benchmark::State &state, bool byHand) {
     state.counters["allocations"] = static_cast<double>(allocations);
 }
 
-/// A host moves in a VLAN, and no action asks for it.
+/// Moves a host in a VLAN that no action depends on.
 void macEvent(benchmark::State &state) {
     RunningAgent &sw = running(state);
     Table::LearnedMac::Key const key{Bridging::VlanId(100), Nexo::EthAddr(0x02ff00000001U)};
@@ -177,7 +177,7 @@ void macEvent(benchmark::State &state) {
     state.counters["allocations"] = static_cast<double>(allocations);
 }
 
-/// From connect to answer, the processor time of the agent and of the process that reads for it.
+/// The processor time from connect to answer, of the agent and of its reading process.
 void applyOverSocket(benchmark::State &state) {
     Bench::AgentProcess const agent(Bench::scenarioText(sizeOf(state), Shape::policies));
     agent.awaitEndOfScenario();
@@ -200,7 +200,7 @@ void applyOverSocket(benchmark::State &state) {
     Bench::elementsAre(state, kFiles);
 }
 
-/// Runs every millisecond, and notes its longest wait.
+/// Runs every millisecond, and records its longest wait.
 class Ticker {
   public:
     explicit Ticker(UmoAgent::EventLoop &loop)
@@ -238,8 +238,8 @@ class Ticker {
     Vyr::Time last_{}, longest_{};
 };
 
-/// How long a timer waits while a file of that many new actions is read and found to be wrong at
-/// its very end, so that nothing is carried out.
+/// How long a timer waits while a file of that many new actions is read. An error at its end keeps
+/// it from being carried out.
 void waitDuringApply(benchmark::State &state) {
     UmoAgent::EventLoop loop;
     UmoAgent::ForwardingAgent agent(loop, contractErrors());
@@ -274,7 +274,7 @@ void waitDuringApply(benchmark::State &state) {
     state.counters["longestWait"] = longest;
 }
 
-/// A scenario of as many actions as events, each of which changes one action.
+/// A scenario with as many events as actions, each of which changes one action.
 void memoryOfEvents(benchmark::State &state) {
     for (auto _ : state) {
         Bench::AgentProcess const agent(
@@ -282,7 +282,7 @@ void memoryOfEvents(benchmark::State &state) {
             Bench::oneActionEvents(sizeOf(state), Shape::policies, 0, sizeOf(state)));
         agent.awaitEndOfScenario();
         state.counters["resident"] = agent.mostResident();
-        state.SetIterationTime(1); // there is nothing to be timed
+        state.SetIterationTime(1); // nothing is timed
     }
 }
 

@@ -7,8 +7,7 @@
 
 namespace Bench {
 
-/// A umo-agent of its own for a benchmark, with a folder of its own. What goes wrong ends the
-/// program.
+/// A separate umo-agent for a benchmark, with its own folder. Any failure ends the program.
 class AgentProcess {
   public:
     /// Starts it with the text of a scenario.
@@ -20,16 +19,16 @@ class AgentProcess {
     /// A file in its folder.
     [[nodiscard]] std::string file(std::string const &name, std::string const &text) const;
 
-    /// Waits until it answers, and has played its scenario.
+    /// Waits until it answers and has played its scenario.
     void awaitEndOfScenario() const;
 
     /// The answer to a command.
     [[nodiscard]] std::string ask(std::string const &command) const;
 
-    /// The processor time that it has taken, that of its child included, in seconds.
+    /// Its processor time so far, including its child's, in seconds.
     [[nodiscard]] double seconds() const;
 
-    /// The most memory that was resident so far, in bytes, without that of its child.
+    /// Its peak resident memory in bytes, without its child's.
     [[nodiscard]] double mostResident() const;
 
   private:

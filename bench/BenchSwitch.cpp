@@ -14,11 +14,11 @@ namespace Table = UmoAgent::Table;
 
 constexpr unsigned kPorts = 64;
 constexpr unsigned kVlans = 50;
-constexpr unsigned kMembers = 8; // of a VLAN
+constexpr unsigned kMembers = 8; // per VLAN
 constexpr std::uint16_t kFirstVlan = 100;
 constexpr std::uint16_t kFlapVlan = 4000;
 constexpr char kFlapPolicy[] = "flap";
-constexpr unsigned kFlapPort = kPorts; // numbered from 0, as all ports here
+constexpr unsigned kFlapPort = kPorts; // ports are numbered from 0 here
 
 Nexo::IntfId port(std::size_t number) {
     return Nexo::IntfId("Ethernet" + std::to_string(number + 1));
@@ -44,7 +44,7 @@ Pelo::String actionName(std::size_t number) {
     return "action-" + std::to_string(number);
 }
 
-/// Adds what a bench switch consists of to a list of changes.
+/// Adds the parts of a bench switch to a list of changes.
 class Builder {
   public:
     explicit Builder(BenchSwitch::Kind kind) : kind_(kind) {}

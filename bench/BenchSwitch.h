@@ -11,12 +11,11 @@
 
 namespace Bench {
 
-/// A switch of 64 ports and 50 VLANs, each with eight forwarding ports, with as many NAT actions
-/// as asked for, ten to a match. Each match's actions alternate between VLAN interfaces and ports,
-/// and between unicast copies to a host that was learned and multicast copies.
+/// A switch of 64 ports and 50 VLANs, each with eight forwarding ports, and the requested number of
+/// NAT actions, ten per match. The actions of a match alternate between VLAN interfaces and ports,
+/// and between unicast copies to a learned host and multicast copies.
 ///
-/// Beside them stand kFlapActions more on one port of their own, for the flap of that port. Time
-/// is virtual.
+/// kFlapActions further actions use a port of their own, which can flap. Time is virtual.
 class BenchSwitch {
   public:
     static constexpr std::size_t kActionsPerMatch = 10;
@@ -24,7 +23,7 @@ class BenchSwitch {
 
     enum class Kind {
         mixed,
-        floodedVlans, // VLANs of four ports, and one VLAN interface an action, no port that flaps
+        floodedVlans, // VLANs of four ports, one VLAN interface per action, no flapping port
     };
 
     using Helper = Mox::Ptr<UmoHelper::UmoNatFlowMcastHelper>;
@@ -34,19 +33,19 @@ class BenchSwitch {
     BenchSwitch(BenchSwitch const &) = delete;
     BenchSwitch &operator=(BenchSwitch const &) = delete;
 
-    /// Has the library program everything through `helper`.
+    /// Makes the library program everything through `helper`.
     void start(Helper const &helper);
-    /// Has it take everything back.
+    /// Makes it remove everything.
     void stop() { root = nullptr; }
     [[nodiscard]] std::size_t actionCount() const { return actions_; }
 
-    /// The inputs of the ten actions of a match, or of those whose port flaps.
+    /// The inputs of the ten actions of a match, or of the actions of the flapping port.
     [[nodiscard]] std::vector<Mox::Ptr<Ip::Nat::NatFlowActionStatus>>
     actionsOfMatch(std::size_t match) const;
     /// The machines of the match.
     [[nodiscard]] std::vector<UmoNatFlowActionSm *> machinesOfMatch(std::size_t match) const;
 
-    /// Puts the flapping port into the state and has everything evaluated that depends on it.
+    /// Sets the state of the flapping port, and evaluates everything that depends on it.
     void flapPortIs(bool forwarding);
 
     Mox::Ptr<Vyr::VirtualClock> clock = Mox::make<Vyr::VirtualClock>();
@@ -59,7 +58,7 @@ class BenchSwitch {
     std::size_t const actions_;
 };
 
-/// The changes that bring up such a switch.
+/// The changes that make such a switch.
 UmoAgent::Changes benchChanges(std::size_t actions, BenchSwitch::Kind kind);
 
 } // namespace Bench

@@ -14,8 +14,8 @@
 #include <memory>
 #include <string>
 
-/// Bringing up N actions and taking them down again: on the strict chip in software, against making
-/// the same calls of that chip alone; and on a chip of no cost, for what is the library's own.
+/// Bringing up and removing N actions: on the strict software chip, against making the same calls
+/// of that chip alone; and on a chip of no cost, for the library's own part.
 namespace {
 
 Mox::Ptr<UmoAgent::SoftSwitch> strictChip() {
@@ -33,7 +33,7 @@ Mox::Ptr<Bench::ForgetfulChip> forgetfulChip() {
 
 /// The inputs are made once for each size.
 Bench::BenchSwitch &inputs(benchmark::State const &state) {
-    // Never destroyed: at the end of the process the scheduler goes first.
+    // Never destroyed: at process exit the scheduler is destroyed first.
     static auto &made = *new std::map<std::int64_t, std::unique_ptr<Bench::BenchSwitch>>;
     auto &found = made[state.range(0)];
     if (!found) {
@@ -42,8 +42,8 @@ Bench::BenchSwitch &inputs(benchmark::State const &state) {
     return *found;
 }
 
-/// A switch comes up in a process that has just started, so each run gets a heap whose free pages
-/// were given back to the system.
+/// A switch starts in a new process, so each run gets a heap whose free pages were returned to the
+/// system.
 void freshHeap() {
     std::string const everyArena = "arena." + std::to_string(MALLCTL_ARENAS_ALL) + ".purge";
     if (mallctl(everyArena.c_str(), nullptr, nullptr, nullptr, 0) != 0) {

@@ -8,8 +8,8 @@
 
 namespace Bench {
 
-/// Stands before a chip and keeps each call that it passes on, so that the same calls can be made
-/// again without the library.
+/// Passes calls on to a chip and records them, so that the same calls can be repeated without the
+/// library.
 class CallRecorder final : public UmoHelper::UmoNatFlowMcastHelper {
   public:
     using Chip = Mox::Ptr<UmoHelper::UmoNatFlowMcastHelper>;

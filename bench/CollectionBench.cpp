@@ -13,20 +13,20 @@
 #include <unordered_map>
 #include <vector>
 
-/// A collection against the two hash maps that one would use instead: find, insert, walk, and
-/// erasure in the course of a walk. Costs are per element.
+/// The collection against the two hash maps that one would use instead: find, insert, walk, and
+/// erasing during a walk. Costs are per element.
 namespace {
 
 using Value = std::uint64_t;
 
-/// `count` keys in an order that has nothing to do with their values.
+/// `count` keys in an order unrelated to their values.
 template <class Key>
 std::vector<Key> const &keys(std::size_t count) {
     static std::map<std::size_t, std::vector<Key>> made;
     auto &keys = made[count];
     if (keys.empty()) {
         std::mt19937_64 random(count);
-        while (keys.size() < count) { // no two are the same: the low bits count
+        while (keys.size() < count) { // the low bits make them distinct
             std::uint64_t const key = (random() << 20U) | keys.size();
             if constexpr (std::is_same_v<Key, std::string>) {
                 keys.push_back("flow-" + std::to_string(key % 10000000000U));
@@ -98,7 +98,7 @@ std::unique_ptr<Map> filled(std::size_t count) {
     return map;
 }
 
-/// One that is kept from run to run, for what leaves it as it is.
+/// A map that is kept from run to run, for benchmarks that do not change it.
 template <class Map>
 Map const &standing(std::size_t count) {
     static std::map<std::size_t, std::unique_ptr<Map>> made;
@@ -113,7 +113,7 @@ template <class Map>
 void find(benchmark::State &state) {
     auto const count = static_cast<std::size_t>(state.range(0));
     Map const &map = standing<Map>(count);
-    auto looked = keys<typename Map::Key>(count); // in another order than they were inserted
+    auto looked = keys<typename Map::Key>(count); // not in the order of insertion
     std::shuffle(looked.begin(), looked.end(), std::mt19937_64(1));
     std::size_t next = 0;
     for (auto _ : state) {
@@ -133,7 +133,7 @@ void walk(benchmark::State &state) {
     Bench::elementsAre(state, keys<typename Map::Key>(count).size());
 }
 
-/// Inserts all into a new one, which then goes.
+/// Inserts all keys into a new map, and destroys it.
 template <class Map>
 void insert(benchmark::State &state) {
     auto const count = static_cast<std::size_t>(state.range(0));
@@ -143,7 +143,7 @@ void insert(benchmark::State &state) {
     Bench::elementsAre(state, keys<typename Map::Key>(count).size());
 }
 
-/// Erases each element as the walk comes to it.
+/// Erases each element when the walk reaches it.
 template <class Map>
 void eraseInWalk(benchmark::State &state) {
     auto const count = static_cast<std::size_t>(state.range(0));

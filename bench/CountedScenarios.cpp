@@ -10,8 +10,8 @@
 #include <sstream>
 #include <variant>
 
-/// Plays one of the scenarios whose instructions are counted; see bench/counts. What counts is
-/// what happens inside countedWork, so that start-up and the making of inputs do not.
+/// Plays one of the scenarios whose instructions are counted; see bench/counts. Only the work
+/// inside countedWork counts, not start-up or the making of inputs.
 
 extern "C" [[gnu::noinline]] void countedWork(std::function<void()> const &work) {
     work();
@@ -26,7 +26,7 @@ Mox::Ptr<UmoAgent::SoftSwitch> chip() {
     return Mox::make<UmoAgent::SoftSwitch>(UmoAgent::ChipCapacity{kNoLimit, kNoLimit}, nullptr);
 }
 
-/// A thousand actions are brought up, and taken down again.
+/// Brings up a thousand actions and removes them.
 void bringUp() {
     Bench::BenchSwitch sw(kActions);
     countedWork([&] {
@@ -35,7 +35,7 @@ void bringUp() {
     });
 }
 
-/// On a switch of a thousand actions a port with a hundred of them goes and comes ten times.
+/// On a switch of a thousand actions a port with a hundred of them flaps ten times.
 void portFlaps() {
     Bench::BenchSwitch sw(kActions);
     sw.start(chip());
@@ -47,7 +47,7 @@ void portFlaps() {
     });
 }
 
-/// The agent plays its examples, from the reading of the files to the last printout.
+/// The agent plays its examples, from reading the files to the last printout.
 void examples() {
     std::ostringstream out;
     countedWork([&] {

@@ -10,8 +10,8 @@
 #include <memory>
 #include <numeric>
 
-/// What a running switch of N actions costs by the change: one action evaluated anew, a port that
-/// flaps, a withdrawal from the index, a run of the backlog. None may depend on N.
+/// What a change costs on a running switch of N actions: evaluating one action, a port flap, a
+/// withdrawal from the index, a backlog run. None may depend on N.
 namespace {
 
 struct RunningSwitch {
@@ -36,7 +36,7 @@ struct RunningSwitch {
 };
 
 RunningSwitch &running(benchmark::State const &state) {
-    // Never destroyed: at the end of the process the scheduler goes first.
+    // Never destroyed: at process exit the scheduler is destroyed first.
     static auto &made = *new std::map<std::int64_t, std::unique_ptr<RunningSwitch>>;
     auto &found = made[state.range(0)];
     if (!found) {
@@ -47,7 +47,7 @@ RunningSwitch &running(benchmark::State const &state) {
 
 using PortSets = Mox::Collection<std::uint16_t, Mox::Ptr<Ip::Nat::NatFlowPortSet>>;
 
-/// Makes what an evaluation has to make anew in any case: port sets like those that are recorded.
+/// Counts the allocations that every evaluation needs: those of port sets like the recorded ones.
 std::size_t allocationsOfLike(Ip::Nat::NatFlowVlanPortSets const &recorded) {
     std::size_t const before = Bench::allocations();
     auto const made = Ip::Nat::natFlowVlanPortSetsFactory();
@@ -64,7 +64,7 @@ std::size_t allocationsOfLike(Ip::Nat::NatFlowVlanPortSets const &recorded) {
     return Bench::allocations() - before;
 }
 
-/// Each action of one match in turn: they are of all kinds.
+/// Evaluates the actions of one match in turn, which are of all kinds.
 void evaluate(benchmark::State &state) {
     RunningSwitch &running = ::running(state);
     auto const actions = running.sw.actionsOfMatch(running.middleMatch());
@@ -86,7 +86,8 @@ void evaluate(benchmark::State &state) {
     for (std::size_t i = 0; i < kCounted; ++i) {
         evaluateAll();
     }
-    // Dividing as integers: an index that is tidied up now and then is no allocation each time.
+    // Integer division, so that an occasional reorganisation of the index does not count as an
+    // allocation per evaluation.
     std::size_t const allocations = (Bench::allocations() - allocationsBefore) / kCounted;
     for (auto _ : state) {
         evaluateAll();
@@ -97,7 +98,7 @@ void evaluate(benchmark::State &state) {
         static_cast<double>(allocations) - static_cast<double>(freshPortSets);
 }
 
-/// The port goes and comes back; each time all its actions are programmed anew.
+/// The port goes down and up; each time all its actions are reprogrammed.
 void portFlap(benchmark::State &state) {
     RunningSwitch &running = ::running(state);
     for (auto _ : state) {
@@ -107,8 +108,7 @@ void portFlap(benchmark::State &state) {
     Bench::elementsAre(state, 2 * Bench::BenchSwitch::kFlapActions);
 }
 
-/// The withdrawal of the ten actions of ten matches, which are then evaluated and so registered
-/// again.
+/// Withdraws the ten actions of ten matches. Evaluating them afterwards registers them again.
 void withdraw(benchmark::State &state) {
     RunningSwitch &running = ::running(state);
     std::vector<UmoNatFlowActionSm *> machines;
@@ -135,7 +135,7 @@ void withdraw(benchmark::State &state) {
     Bench::elementsAre(state, machines.size());
 }
 
-/// One run of the backlog with its limit of 100 actions in it.
+/// One backlog run with its limit of 100 actions.
 void backlogRun(benchmark::State &state) {
     RunningSwitch &running = ::running(state);
     auto &topology = *running.sw.root->topologySm();

@@ -6,7 +6,7 @@
 
 namespace Bench {
 
-/// A chip that hands out identifiers and keeps nothing: what is measured on it is the library's.
+/// A chip that returns identifiers and stores nothing, so that only the library is measured.
 class ForgetfulChip final : public UmoHelper::UmoNatFlowMcastHelper {
   public:
     ForgetfulChip() : UmoNatFlowMcastHelper("ForgetfulChip") {}

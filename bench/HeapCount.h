@@ -4,8 +4,8 @@
 
 namespace Bench {
 
-/// The program's allocations so far, its libraries' included. The source beside it replaces
-/// operator new of the benchmark or test program that links it.
+/// The allocations so far of the program and its libraries. The source file replaces operator new
+/// of the benchmark or test program that links it.
 std::size_t allocations() noexcept;
 
 } // namespace Bench

@@ -8,10 +8,10 @@
 #include <jemalloc/jemalloc.h>
 #include <map>
 
-/// What an action costs in memory: a switch with actions that each send to one VLAN interface of
-/// four ports, with everything that is made for them, inputs included, is compared with the same
-/// switch without. Prints lines of "class TAB objects TAB bytes", all per action; the last two
-/// are what the objects hold besides themselves, and the sum.
+/// The memory cost of an action: compares a switch whose actions each send to one VLAN interface of
+/// four ports, inputs included, with the same switch without actions. Prints lines of "class TAB
+/// objects TAB bytes", all per action. The last two are what the objects hold besides themselves,
+/// and the sum.
 namespace {
 
 constexpr std::size_t kActions = 4000;
@@ -30,9 +30,9 @@ struct Count {
     }
 
   private:
-    /// What is allocated, each with what the allocator adds to fill its size.
+    /// The allocated bytes, including the allocator's rounding.
     static std::size_t heapBytesNow() {
-        std::uint64_t epoch = 1; // to read anew
+        std::uint64_t epoch = 1; // refreshes the statistics
         std::size_t bytes = 0;
         std::size_t size = sizeof bytes;
         if (mallctl("epoch", nullptr, nullptr, &epoch, sizeof epoch) != 0 ||
@@ -43,7 +43,7 @@ struct Count {
     }
 };
 
-/// What a started switch of that many actions adds to the process.
+/// What a started switch with that many actions adds to the process.
 Count costOf(std::size_t actions) {
     Count const before = Count::now();
     Bench::BenchSwitch sw(actions, Bench::BenchSwitch::Kind::floodedVlans);
@@ -64,7 +64,7 @@ double perAction(std::size_t with, std::size_t without) {
 
 int main() {
     Mox::Census::activeIs(true);
-    costOf(0); // whatever is made once in a process
+    costOf(0); // makes everything that is made once per process
     Count const without = costOf(0);
     Count with = costOf(kActions);
     double objectBytes = 0;

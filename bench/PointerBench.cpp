@@ -16,8 +16,8 @@ struct Peer : boost::intrusive_ref_counter<Peer, boost::thread_unsafe_counter> {
     virtual ~Peer() = default;
 };
 
-/// Copies pointers to as many objects and releases the copies. With one object its count is
-/// waited for; with eight the processor works on several at once.
+/// Copies pointers to several objects and releases the copies. With one object each step waits for
+/// its count; with eight the processor works on several at once.
 template <class Pointer>
 void copyAndRelease(benchmark::State &state, Pointer (*make)()) {
     std::vector<Pointer> pointers;

@@ -7,8 +7,8 @@
 #include <memory>
 #include <vector>
 
-/// Telling one change to all subscribers, against a signal library and against calling function
-/// pointers from a vector. Each subscriber counts the changes it hears.
+/// Publishing one change to all subscribers, against a signal library and against calling function
+/// pointers from a vector. Each subscriber counts the changes it receives.
 namespace {
 
 constexpr Pelo::ScalarAttribute<Pelo::attributeId("level")> kAttribute;

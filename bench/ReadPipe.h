@@ -9,7 +9,7 @@
 
 namespace Bench {
 
-/// A pipe with a thread that reads what is written into it.
+/// A pipe with a thread that reads everything written into it.
 class ReadPipe {
   public:
     ReadPipe() {
@@ -30,7 +30,7 @@ class ReadPipe {
 
     [[nodiscard]] int writeEnd() const { return ends_[1]; }
 
-    /// Closes the pipe; returns all that was written into it.
+    /// Closes the pipe; returns everything that was written into it.
     std::string const &text() {
         if (reader_.joinable()) {
             close(ends_[1]);

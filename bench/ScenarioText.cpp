@@ -13,7 +13,7 @@ constexpr std::size_t kMembers = 8;
 constexpr std::size_t kFirstVlan = 100;
 constexpr std::size_t kMatchesOfPolicy = 1000;
 
-/// The items that `item` gives for 0 to `count` - 1, with commas.
+/// The items that `item` returns for 0 to `count` - 1, separated by commas.
 std::string listed(std::size_t count, std::function<std::string(std::size_t)> const &item) {
     std::string text;
     for (std::size_t i = 0; i < count; ++i) {
@@ -34,7 +34,7 @@ std::string memberOf(std::size_t vlan, std::size_t member) {
     return portName((vlan * kMembers + member) % kPorts);
 }
 
-/// `10.A.B.C`, and so for any first byte.
+/// `10.A.B.C` for the number; any first byte.
 std::string address(unsigned first, std::size_t number) {
     char text[32];
     std::snprintf(text, sizeof text, "%u.%zu.%zu.%zu", first, number >> 16U & 255U,
@@ -119,7 +119,7 @@ std::string oneActionEvents(std::size_t actions, Shape shape, std::size_t first,
                             std::size_t events) {
     std::string text = "events:\n";
     for (std::size_t event = first; event < first + events; ++event) {
-        std::size_t const number = event * 7919 % actions; // here and there
+        std::size_t const number = event * 7919 % actions; // spread over all actions
         std::size_t const match = number / actionsOfMatch(actions, shape);
         text += "- {at: 0, set: {policies: {" + policyOf(match, shape) + ": {matches: {match-" +
                 std::to_string(match) + ": {actions: {action-" + std::to_string(number) +

@@ -5,10 +5,10 @@
 
 namespace Bench {
 
-/// How the actions of a scenario are spread.
+/// The distribution of a scenario's actions.
 enum class Shape {
-    policies,  // ten to a match, a thousand matches to a policy
-    onePolicy, // ten to a match, all matches in one policy
+    policies,  // ten per match, a thousand matches per policy
+    onePolicy, // ten per match, all matches in one policy
     oneMatch,  // all in one match, whose flow names a destination
 };
 
@@ -17,7 +17,8 @@ enum class Shape {
 /// multicast copies.
 std::string scenarioText(std::size_t actions, Shape shape);
 
-/// Events that each change one action of it: its source. `first` is the number of the first event.
+/// Events for it that each change the source of one action. `first` is the number of the first
+/// event.
 std::string oneActionEvents(std::size_t actions, Shape shape, std::size_t first,
                             std::size_t events);
 

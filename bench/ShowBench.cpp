@@ -36,7 +36,7 @@ struct Row {
     }
 };
 
-/// A programmed switch, and the rows that the command shows of it.
+/// A programmed switch, and the rows that the command prints for it.
 struct ShownSwitch {
     explicit ShownSwitch(std::size_t actions) : sw(actions) {
         constexpr auto kNoLimit = std::numeric_limits<std::uint32_t>::max();
@@ -64,7 +64,7 @@ struct ShownSwitch {
 };
 
 ShownSwitch const &shown(benchmark::State const &state) {
-    // Never destroyed: at the end of the process the scheduler goes first.
+    // Never destroyed: at process exit the scheduler is destroyed first.
     static auto &made = *new std::map<std::int64_t, std::unique_ptr<ShownSwitch>>;
     auto &found = made[state.range(0)];
     if (!found) {

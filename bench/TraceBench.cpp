@@ -7,8 +7,8 @@
 #include <cstring>
 #include <string>
 
-/// What tracing costs while nobody looks: a message whose level is off, against an empty loop; a
-/// record in the fast ring, against copying 64 bytes into a ring of as many places.
+/// The cost of tracing that is not read: a message whose level is off, against an empty loop; a
+/// record in the fast ring, against copying 64 bytes into a ring of the same size.
 namespace {
 
 Mox::TraceHandle const trace("Bench");

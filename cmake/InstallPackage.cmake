@@ -1,5 +1,5 @@
-# What find_package(UmoNat) and pkg-config need besides the files each folder installs itself.
-# Both find the rest from where they lie, so an installed tree can be moved.
+# What find_package(UmoNat) and pkg-config need besides the files that each folder installs. Both
+# locate the rest relative to themselves, so an installed tree can be moved.
 
 include(CMakePackageConfigHelpers)
 set(packageDir "${CMAKE_INSTALL_LIBDIR}/cmake/UmoNat")

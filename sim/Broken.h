@@ -6,7 +6,7 @@
 
 namespace Sim {
 
-/// An invariant does not hold; the text says which, and where.
+/// An invariant is broken; the text says which, and where.
 class Broken : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };

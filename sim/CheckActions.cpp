@@ -39,7 +39,7 @@ void requirePorts(std::string const &where, HwNatFlowActionStatus const &hw,
     require(same, where, ": the tree's port sets are not:", same ? "" : shown(expected));
 }
 
-/// Of a translation, the port alone makes no difference.
+/// A change of a translation's port alone makes no difference.
 void requireTranslation(std::string const &where, Nexo::IpAndPort const &nat,
                         Nexo::IpAndPort const &end, std::uint32_t length,
                         Nexo::IpAndPort const &wanted, Ip::Nat::NatFlowEnd const &match) {
@@ -50,8 +50,8 @@ void requireTranslation(std::string const &where, Nexo::IpAndPort const &nat,
 
 } // namespace
 
-/// An action that had a pass at the end of the event is as it should be. One that is queued will
-/// have one. Any other must not have needed one, or is one of those that nobody tells.
+/// An action that was evaluated in this event must be up to date. A queued action will be
+/// evaluated. For any other, nothing may have changed, or only silently.
 void Checker::checkActions(PlainSwitch const &before) {
     std::map<std::string, Watch> watches;
     for (Action const &action : actions_) {

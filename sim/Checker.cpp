@@ -35,7 +35,7 @@ bool haveNames(Elements const &elements, Wanted const &wanted,
     return elements.size() == names;
 }
 
-/// Machines are for what is wanted; the tree may have what is left over besides.
+/// Machines exist exactly for what is wanted; the tree may also have what is left over.
 template <class Where, class Wanted, class Machines, class Tree>
 void requireNames(Where const &where, char const *what, Wanted const &wanted,
                   Machines const &machines, Tree const &tree,
@@ -83,14 +83,15 @@ void Checker::changed(UmoAgent::Changes const &changes) {
 }
 
 void Checker::timePassed() {
-    freed_ = asked_ = false; // by the retry itself
+    freed_ = asked_ = false; // what the retry did does not count
     checkState(false);
     if (topology().actionSmUpdateBacklog().empty()) {
         checkSettled();
     }
 }
 
-/// An incomplete action that ends leaves its entry in the tree. Whether a policy ended.
+/// Notes what incomplete actions leave in the tree when they are removed. Returns whether a policy
+/// was removed.
 bool Checker::noteEnds(PlainSwitch const &before) {
     bool policyEnded = false;
     for (auto const &[policyName, policy] : before.policies) {
@@ -146,7 +147,7 @@ void Checker::checkMatch(std::string const &where, PlainMatch const &state,
                  leftOver_[where]);
     std::uint32_t const wanted = machine.matchSmStatus()->groupNum();
     std::string const place = where + ", action ";
-    bool unheard = false; // what incomplete actions say of a destination may be news
+    bool unheard = false; // incomplete actions may have changed without a notification
     for (auto const &[name, action] : state.actions) {
         auto const &actionSm = *machine.actionSm().find(name);
         machines_.insert(actionSm.ptr());
@@ -194,7 +195,7 @@ void Checker::checkMachines() const {
     auto const &sm = topology();
     auto const checkLiving = [&](auto const &actionSms, char const *where) {
         for (UmoNatFlowActionSm *const actionSm : actionSms) {
-            require(machines_.count(actionSm) != 0, where, " has an action that is no more");
+            require(machines_.count(actionSm) != 0, where, " has an action that no longer exists");
         }
     };
     auto const checkIndex = [&](auto const &index) {

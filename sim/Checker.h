@@ -16,44 +16,43 @@ class UmoNatFlowMatchSm;
 
 namespace Sim {
 
-/// Looks after each event whether the NAT library, its tree and the chip agree with each other
-/// and with the inputs. Throws Broken where they do not. Sees only what the agent shows.
+/// Checks after each event that the NAT library, its tree and the chip agree with each other and
+/// with the inputs. Throws Broken if they do not. Uses only what the agent exposes.
 ///
-/// What is no fault is told apart by these, each a documented behaviour:
+/// These documented behaviours are not faults:
 ///
 ///  - the half of a pair whose other half was refused stays in the chip (`halves_`);
-///  - an action that ends incomplete leaves its entry in the tree (`leftOver_`), and what it
-///    programmed;
-///  - nobody hears that an incomplete action gains or loses its destination (checkMatch);
-///  - the end of a policy strands the waiting matches (`stranded_`);
-///  - a unicast port set without any destination need have no destination translation
+///  - an action that is removed while incomplete leaves its entry in the tree (`leftOver_`), and
+///    what it programmed;
+///  - an incomplete action gains or loses its destination without a notification (checkMatch);
+///  - the removal of a policy strands the waiting matches (`stranded_`);
+///  - a unicast port set without any destination need not have a destination translation
 ///    (checkPortSet);
-///  - actions do not hear of some changes until they are evaluated anew (changesSilently, and
-///    `inDoubt`);
-///  - an action of a waiting match may have no port sets, or those of its flow type before
+///  - some changes do not notify the actions that depend on them (changesSilently, and `inDoubt`);
+///  - an action of a waiting match may have no port sets, or those of its previous flow type
 ///    (checkActions, checkSettled).
 class Checker {
   public:
     explicit Checker(UmoAgent::ForwardingAgent const &agent) : agent_(agent) {}
 
-    /// A call of the chip, as the chip logs it.
+    /// Notes a call of the chip, as the chip logs it.
     void called(std::string const &call);
 
-    /// The switch has come up with these rows.
+    /// Checks the switch after it started with these rows.
     void started(UmoAgent::Changes const &initial);
-    /// An event has changed it.
+    /// Checks it after an event.
     void changed(UmoAgent::Changes const &changes);
-    /// Time has passed.
+    /// Checks it after time has passed.
     void timePassed();
 
-    /// The inputs as they are now.
+    /// The current inputs.
     [[nodiscard]] PlainSwitch const &inputs() const { return inputs_; }
     [[nodiscard]] std::set<std::uint32_t> const &halves() const { return halves_; }
 
   private:
-    /// A complete action as it is now.
+    /// The current state of a complete action.
     struct Action {
-        std::string name; // as faults tell it
+        std::string name; // as messages name it
         PlainAction const &state;
         PlainMatch const &match;
         UmoNatFlowActionSm *machine;
@@ -86,22 +85,22 @@ class Checker {
     UmoAgent::ForwardingAgent const &agent_;
     PlainSwitch inputs_;
     RecircOracle recirc_;
-    std::optional<std::uint32_t> unicastHalf_; // what the chip answered to the first of a pair
+    std::optional<std::uint32_t> unicastHalf_; // the chip's answer for the first of a pair
     std::set<std::uint32_t> halves_;
     std::map<std::string, std::set<std::string>> leftOver_; // actions by match
-    bool freed_ = false;                                    // groups, in this event
-    bool asked_ = false;                                    // for groups, in this event
+    bool freed_ = false;                                    // groups were freed in this event
+    bool asked_ = false;                                    // groups were requested in this event
     std::set<UmoNatFlowMatchSm const *> inRetry_;
     std::set<UmoNatFlowMatchSm const *> stranded_;
-    std::set<UmoNatFlowMatchSm *> waiting_;   // now, for groups
-    std::set<UmoNatFlowActionSm *> machines_; // that live now
-    std::vector<Action> actions_;             // now
+    std::set<UmoNatFlowMatchSm *> waiting_;   // for groups, now
+    std::set<UmoNatFlowActionSm *> machines_; // that exist now
+    std::vector<Action> actions_;             // that exist now
     std::map<std::string, Watch> watches_;
 };
 
 std::set<Nexo::IntfId> interfacesOf(Ip::Nat::NatFlowPortSet const &portSet);
 
-/// The chip holds exactly what the tree says, and the groups of `halves` besides.
+/// Checks that the chip holds exactly what the tree records, and the groups of `halves`.
 void checkChip(UmoAgent::SoftSwitch const &chip, Ip::Nat::HwNatFlowStatus const &tree,
                std::set<std::uint32_t> const &halves);
 

@@ -12,7 +12,7 @@ namespace {
 
 using Identity = std::pair<std::uint32_t, std::uint32_t>; // group, port set
 
-// Where a fault was found: put into words only when there is one.
+// Where a fault was found. Formatted only if there is one.
 
 struct MatchPlace {
     std::string const &policy;
@@ -35,9 +35,9 @@ std::ostream &operator<<(std::ostream &out, PortSetPlace const &place) {
                << place.identity.second << " in group " << place.identity.first;
 }
 
-/// The group in which the port sets of a kind stand under their first or second identifier; 0 if
-/// in none. One group has those of the action's own kind. Of two, both have them, or, without a
-/// destination, the first the unicast and the second the multicast ones.
+/// The group that holds the port sets of a kind under their first or second identifier; 0 if none
+/// does. A single group holds those of the action's own kind. Of two groups both hold them, or,
+/// without a destination, the first holds the unicast and the second the multicast ones.
 std::uint32_t groupOf(HwNatFlowMatchStatus const &match, Ip::Nat::NatFlowType type, bool unicast,
                       bool second) {
     std::uint32_t const group = match.groupIdUc();
@@ -48,7 +48,7 @@ std::uint32_t groupOf(HwNatFlowMatchStatus const &match, Ip::Nat::NatFlowType ty
     return unicast != (type == Ip::Nat::natFlowTypeUnicast) ? 0 : second ? other : group;
 }
 
-/// Whether the chip has of a port set what the tree records.
+/// Checks that the chip's port set is what the tree records.
 void checkPortSet(PortSetPlace const &where, HwNatFlowActionStatus const &action, bool unicast,
                   NatFlowPortSet const &portSet, SoftSwitch::PortSet const &programmed) {
     std::set<Nexo::IntfId> const interfaces(programmed.interfaces.begin(),
@@ -67,7 +67,7 @@ void checkPortSet(PortSetPlace const &where, HwNatFlowActionStatus const &action
     if (unicast || recorded) {
         destination = {action.dstNat(), action.dstFlow(), action.dstLen(), portSet.dmac()};
     }
-    // Nothing to match on and nothing to become: the first pass sees no difference.
+    // No destination to match and none to translate to: the first pass sees no difference.
     bool const optional = !recorded && action.dstFlow() == Nexo::IpAndPort() &&
                           action.dstLen() == 0 && !programmed.destination;
     require(optional || programmed.destination == destination, where,
@@ -99,7 +99,7 @@ void checkAction(std::string const &policy, SoftSwitch const &chip,
     }
 }
 
-/// Checks the groups of a match and what is in them, and takes them out of `others`.
+/// Checks the groups of a match and their contents, and removes them from `others`.
 void checkGroups(std::string const &policy, HwNatFlowMatchStatus const &match,
                  SoftSwitch const &chip, std::set<std::uint32_t> &others) {
     MatchPlace const where{policy, match.name()};
@@ -108,7 +108,8 @@ void checkGroups(std::string const &policy, HwNatFlowMatchStatus const &match,
     std::size_t portSets = 0;
     for (std::uint32_t const id : ids) {
         if (id != 0) {
-            require(others.erase(id) == 1, where, ": group ", id, " is not in the chip or of two");
+            require(others.erase(id) == 1, where, ": group ", id,
+                    " is not in the chip, or belongs to two matches");
             auto const &group = chip.groups().at(id);
             bool const unicast = ids.size() == 2 && id == match.groupIdUc();
             require(group.policy == policy && group.match == match.name() &&

@@ -22,7 +22,7 @@ class FlowParser {
     }
 
   private:
-    /// Whether there is more than blanks.
+    /// Whether there is anything but blanks.
     bool skipBlanks() {
         while (at_ < text_.size() && text_[at_] == ' ') {
             ++at_;

@@ -7,9 +7,9 @@
 
 namespace Sim {
 
-/// The document of a text of the kind that the generator makes: one line of mappings, lists, words
-/// and words in single quotes. A YAML parser finds the same in it, and takes far longer than the
-/// whole of a simulated event. None if the text has anything else in it.
+/// Parses a text as the generator makes it: one line of mappings, lists, words and words in single
+/// quotes. The result is that of a YAML parser, which would take far longer than the rest of a
+/// simulated event. Returns nothing if the text has anything else in it.
 std::optional<UmoAgent::Document> flowDocument(std::string_view text);
 
 } // namespace Sim

@@ -31,10 +31,10 @@ topologies:
 policies: {p0: <newPolicy>, p1: <newPolicy>}
 )";
 
-/// What an event may remove from a state and set in it. What was removed may come back at once, as
-/// another one of the same name.
+/// What an event may remove from a state and set in it. What was removed may be added again at
+/// once, as a new entity of the same name.
 struct Change {
-    std::size_t weight; // how often, against the others
+    std::size_t weight; // relative frequency
     char const *remove;
     char const *set;
 };
@@ -82,7 +82,7 @@ std::vector<Change> const kChanges{
     {20, "", "policies: {<policy>: {matches: {<match>: {actions: {<action>: <newAction>}}}}}, "},
 };
 
-/// The changes, each as often as it weighs.
+/// The changes, each repeated by its weight.
 std::vector<Change> const kDeck = [] {
     std::vector<Change> deck;
     for (Change const &change : kChanges) {
@@ -91,7 +91,8 @@ std::vector<Change> const kDeck = [] {
     return deck;
 }();
 
-/// Naming an action raises its version. Incomplete ones are left alone: it would complete them.
+/// Naming an action raises its version. Incomplete actions are left out, because that would
+/// complete them.
 std::string evaluateAll(PlainSwitch const &now) {
     std::string text = "set: {policies: {";
     for (auto const &[policyName, policy] : now.policies) {
@@ -121,13 +122,14 @@ std::string Generator::initial() {
             readInitial(text);
             return text;
         } catch (Rejected const &) {
-            // Another one will do.
+            // Try another.
         }
     }
 }
 
 Step Generator::step(UmoAgent::SwitchState const &mounted, PlainSwitch const &now) {
-    std::string begin = "{at: " + time() + "ms, "; // one draw after the other, for all compilers
+    std::string begin = "{at: " + time() +
+                        "ms, "; // one draw per statement: the order is the same for all compilers
     begin += grammar_.text(faults_ ? "(5% refuse-groups: <refusals>, )" : "");
     if (++events_ % kEvaluateAllEvery == 0) {
         return readStep(grammar_.text(begin + evaluateAll(now) + "}"), mounted);
@@ -144,7 +146,7 @@ Step Generator::step(UmoAgent::SwitchState const &mounted, PlainSwitch const &no
     return change(begin, mounted, now);
 }
 
-/// An event with one change, or several.
+/// An event with one or several changes.
 Step Generator::change(std::string const &begin, UmoAgent::SwitchState const &mounted,
                        PlainSwitch const &now) {
     Step step;
@@ -161,14 +163,14 @@ Step Generator::change(std::string const &begin, UmoAgent::SwitchState const &mo
             set = alsoSet;
             --left;
         } catch (Rejected const &) {
-            // Another change, then.
+            // Try another change.
         }
     }
     return step;
 }
 
-/// Has the names that stay the same in a change be mostly those of an action that is there, for
-/// there to be something to remove.
+/// Makes the names that repeat within a change mostly those of an existing action, so that there is
+/// something to remove.
 void Generator::namesAnew(PlainSwitch const &now) {
     std::vector<std::array<std::string_view, 4>> present;
     for (auto const &[policyName, policy] : now.policies) {
@@ -190,8 +192,8 @@ void Generator::namesAnew(PlainSwitch const &now) {
     }
 }
 
-/// Times around those at which the switch has something to do: a burst has none between its
-/// events; else it is less, or more, than it takes for the backlog or the retry to come.
+/// Times around those at which the switch has something to do. The events of a burst have the same
+/// time; other steps are just below or above the delays of the backlog and the retry.
 std::string Generator::time() {
     if (burst_ > 0) {
         --burst_;

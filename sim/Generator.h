@@ -11,20 +11,20 @@
 
 namespace Sim {
 
-/// Makes the scenario of a seed: a small switch, so that names meet again all the time, and an
-/// endless stream of events to it, as texts that umo-agent plays. Names are chosen by chance, those
-/// of what may be removed mostly from an action that is there; what the agent's reader does not
-/// accept gives way to another event.
+/// Makes the scenario of a seed: a small switch, so that events keep hitting the same names, and an
+/// endless stream of events as texts that umo-agent can play. Names are random; names to remove
+/// come mostly from an existing action. An event that the agent's reader rejects is replaced by
+/// another.
 class Generator {
   public:
-    /// With `faults`, the chip's capacity comes and goes, and it refuses groups.
+    /// With `faults`, the chip's capacity varies, and it refuses groups.
     Generator(std::uint64_t seed, bool faults) : random_(seed), faults_(faults) {}
 
-    /// The state of the switch at the beginning, as the keys of a scenario.
+    /// The initial state of the switch, as the keys of a scenario.
     std::string initial();
 
-    /// The next event, one line, on what is mounted, which `now` tells in plain values. Every now
-    /// and then one that only has all complete actions evaluated anew.
+    /// The next event, one line, for the mounted state, which `now` gives as plain values. Some
+    /// events only have all complete actions evaluated again.
     Step step(UmoAgent::SwitchState const &mounted, PlainSwitch const &now);
 
   private:
@@ -38,9 +38,9 @@ class Generator {
     bool faults_;
     std::uint64_t now_ = 0; // in milliseconds
     std::size_t events_ = 0;
-    std::size_t burst_ = 0; // events left of it, all at one time
-    std::size_t flaps_ = 0; // of one port, at short intervals
-    std::string flapping_;  // that port, as far as its state
+    std::size_t burst_ = 0; // events left in it, all at one time
+    std::size_t flaps_ = 0; // state changes left, at short intervals
+    std::string flapping_;  // the text up to the port's state
 };
 
 } // namespace Sim

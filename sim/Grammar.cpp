@@ -7,7 +7,7 @@ namespace Sim {
 
 namespace {
 
-/// What the names in patterns stand for. One that is to come more often is there more often.
+/// The alternatives of each name in patterns. A frequent one is listed several times.
 std::map<std::string, std::vector<std::string_view>> const kPatterns{
     {"port",
      {"Ethernet1", "Ethernet2", "Ethernet3", "Ethernet4", "Ethernet5", "Ethernet6", "Ethernet7",

@@ -8,20 +8,20 @@
 
 namespace Sim {
 
-/// Makes parts of scenarios from patterns, in which `<name>` stands for one of the patterns of
-/// that name, and `(30% text)` for a text that comes so often. A capital letter in the name, as
-/// in `<Vlan>`, has the same pattern chosen again until `forget` is called.
+/// Makes parts of scenarios from patterns, in which `<name>` is replaced by one of the patterns of
+/// that name, and `(30% text)` by the text with that probability. A name with a capital letter, as
+/// in `<Vlan>`, keeps its choice until `forget` is called.
 class Grammar {
   public:
     /// `random` outlives the grammar.
     explicit Grammar(Random &random) : random_(random) {}
 
-    /// A text of that pattern, without commas at the ends of lists.
+    /// A text of that pattern, without trailing commas in lists.
     std::string text(std::string_view pattern);
 
     void forget() { chosen_.clear(); }
 
-    /// Has `name`, with its capital letter, stand for `text`.
+    /// Sets the choice of `name`, with its capital letter, to `text`.
     void choose(std::string const &name, std::string_view text) { chosen_[name] = text; }
 
   private:

@@ -12,8 +12,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-/// umo-soak: leads simulated switches through long random streams of events, each determined by
-/// its seed, and looks after every event whether all is as it should be.
+/// umo-soak: runs simulated switches through long random streams of events, each determined by its
+/// seed, and checks invariants after every event.
 namespace {
 
 constexpr char const *kFooter = "Exit status:\n"
@@ -24,7 +24,7 @@ constexpr char const *kFooter = "Exit status:\n"
 struct CommandLine {
     std::uint64_t first = 0;
     std::uint64_t last = 0;
-    Sim::Task each{.events = 1000}; // but for its seed
+    Sim::Task each{.events = 1000}; // except its seed
     std::size_t jobs = 1;
     bool shrink = false;
 };
@@ -59,12 +59,12 @@ void report(std::uint64_t seed, CommandLine const &line, Sim::Result const &resu
               << file << std::endl;
 }
 
-/// Simulates seeds until all are done or one fails, some at a time.
+/// Simulates seeds, several at a time, until all are done or one fails.
 Totals soak(CommandLine const &line) {
     Totals totals{};
     bool const progress = isatty(STDERR_FILENO) != 0;
     std::map<pid_t, std::pair<std::uint64_t, Sim::Child>> running;
-    std::uint64_t started = 0; // of all seeds
+    std::uint64_t started = 0; // number of seeds
     std::uint64_t const all = line.last - line.first + 1;
     while (!running.empty() || (started < all && totals.faults == 0)) {
         if (started < all && totals.faults == 0 && running.size() < line.jobs) {
@@ -82,7 +82,7 @@ Totals soak(CommandLine const &line) {
         totals.seeds += 1;
         totals.events += result.script.events.size();
         totals.calls += result.calls;
-        totals.hash += result.hash * (2 * seed + 1); // in whatever order they end
+        totals.hash += result.hash * (2 * seed + 1); // independent of the order in which they end
         if (progress) {
             std::cerr << '\r' << totals.seeds << " of " << all << " seeds, " << totals.events
                       << " events" << std::flush;
@@ -108,8 +108,8 @@ int main(int argc, char **argv) {
     app.add_option("--jobs", line.jobs, "Seeds at a time")
         ->capture_default_str()
         ->check(CLI::Range(1, 256));
-    app.add_flag("--faults", line.each.faults, "Have the chip refuse groups, and its size change");
-    app.add_flag("--shrink", line.shrink, "Leave out of a failing scenario what it does not need");
+    app.add_flag("--faults", line.each.faults, "The chip refuses groups, and its size changes");
+    app.add_flag("--shrink", line.shrink, "Cut a failing scenario down to a few events");
     try {
         app.parse(argc, argv);
         if (!readSeeds(seeds, line)) {

@@ -13,8 +13,8 @@
 
 namespace Sim {
 
-/// What a switch should do, computed from its inputs anew each time, by brute force and in the
-/// plainest way. Shares nothing with the library but value types.
+/// What a switch should do, computed from its inputs each time, by brute force and in the simplest
+/// way. Shares only value types with the library.
 
 struct Ports {
     std::set<Nexo::IntfId> interfaces;
@@ -23,7 +23,7 @@ struct Ports {
     bool operator==(Ports const &) const = default;
 };
 
-/// The port sets of an action: unicast ones or not, by VLAN.
+/// The port sets of an action, by unicast or not, and VLAN.
 using PortSets = std::map<std::pair<bool, std::uint16_t>, Ports>;
 
 /// Whether `vlan` can carry flows.
@@ -32,22 +32,22 @@ bool vlanUsable(PlainSwitch const &model, std::uint16_t vlan);
 /// Whether `intf` routes and has an address.
 bool interfaceUp(PlainSwitch const &model, Nexo::IntfId intf);
 
-/// What kind of flow an action makes.
+/// The flow type of an action.
 Ip::Nat::NatFlowType expectedFlowType(PlainMatch const &match, PlainAction const &action);
 
 /// The number of groups that a match needs.
 std::uint32_t expectedGroups(PlainMatch const &match);
 
-/// Where the copies of an action of that type go, with `recircVlan` being the recirculation VLAN.
+/// The port sets of an action of that flow type.
 PortSets expectedPorts(PlainSwitch const &model, Ip::Nat::NatFlowType type,
                        PlainAction const &action, std::uint16_t recircVlan);
 
-/// Whether what the ports of an action depend on differs between two states in a way of which
-/// nobody tells the action.
+/// Whether the inputs of an action's port sets differ between two states in a way that does not
+/// notify the action.
 bool changesSilently(PlainSwitch const &before, PlainSwitch const &after,
                      PlainAction const &action);
 
-/// The recirculation VLAN, which depends on what came first: follows a switch from the start.
+/// The recirculation VLAN. It depends on history, so this follows a switch from the start.
 class RecircOracle {
   public:
     [[nodiscard]] std::uint16_t vlan() const { return vlan_; }
@@ -62,7 +62,7 @@ class RecircOracle {
     void leave(PlainSwitch const &model, Nexo::IntfId intf);
     void ipChanges(PlainSwitch const &model, Nexo::IntfId intf);
 
-    L3Entries l3_; // in the order of their coming
+    L3Entries l3_; // in order of insertion
     std::uint16_t vlan_ = 0;
 };
 

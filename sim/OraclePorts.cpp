@@ -41,7 +41,7 @@ IntfId l3InterfaceOf(PlainSwitch const &model, std::uint16_t vlan) {
     return {};
 }
 
-/// A forwarding member of a VLAN that is usable.
+/// Whether `intf` is a forwarding member of the usable VLAN `vlan`.
 bool portUsable(PlainSwitch const &model, std::uint16_t vlan, IntfId intf) {
     auto const &ports = model.topologies.at(model.topologyOfVlan.at(vlan));
     auto const *const state = found(ports, intf);
@@ -54,7 +54,7 @@ bool reachableBehindSvi(PlainSwitch const &model, std::uint16_t vlan, IntfId int
            model.interfaces.at(intf).mode != Bridging::SwitchportMode::routed;
 }
 
-/// Puts the ports behind a VLAN interface into `sets`; whether there were any.
+/// Adds the ports behind a VLAN interface to `sets`; returns whether there were any.
 bool addSvi(PlainSwitch const &model, std::uint16_t vlan, EthAddr mac, bool unicast,
             PortSets &sets) {
     if (!vlanUsable(model, vlan)) {
@@ -102,7 +102,7 @@ void addPort(PlainSwitch const &model, NatFlowType type, IntfId intf,
     }
 }
 
-/// Whether a VLAN loses its L3 interface in a way that nobody hears of.
+/// Whether a VLAN loses its L3 interface without a notification.
 bool losesL3Silently(PlainSwitch const &before, PlainSwitch const &after, std::uint16_t vlan) {
     IntfId const intf = l3InterfaceOf(before, vlan);
     bool const ipGoes = before.ipInterfaces.count(intf) != 0 && after.ipInterfaces.count(intf) == 0;
@@ -175,11 +175,11 @@ bool changesSilently(PlainSwitch const &before, PlainSwitch const &after,
         std::uint16_t const svi = Nexo::VlanIntfId::vlanId(intf);
         std::uint16_t const named = hop.vlan;
         std::uint16_t const vlan = svi != 0 ? svi : vlanOnInterface(before, named, intf);
-        // A port named without a VLAN does not hear of the one that its settings give.
+        // A port named without a VLAN is not notified of changes of the VLAN in its settings.
         bool const vlanUnheard = svi == 0 && named == 0 &&
                                  (before.vlans.count(vlan) != after.vlans.count(vlan) ||
                                   differ(before.topologyOfVlan, after.topologyOfVlan, vlan));
-        // A VLAN interface does not hear of its members and their settings.
+        // A VLAN interface is not notified of changes of its members and their settings.
         bool const vlanStays = before.vlans.count(vlan) != 0 && after.vlans.count(vlan) != 0;
         bool const membersUnheard =
             svi != 0 && (before.interfaces != after.interfaces ||

@@ -6,7 +6,7 @@ namespace Sim {
 
 using Nexo::IntfId;
 
-/// `intf` can serve no more: the first other one whose VLAN can takes over.
+/// `intf` can no longer be used: the first other interface with a usable VLAN replaces it.
 void RecircOracle::leave(PlainSwitch const &model, IntfId intf) {
     auto const next = std::find_if(l3_.begin(), l3_.end(), [&](auto const &entry) {
         return entry.first != intf && vlanUsable(model, entry.second);
@@ -26,7 +26,7 @@ void RecircOracle::ipChanges(PlainSwitch const &model, IntfId intf) {
     }
 }
 
-/// The first usable VLAN; without one, that of the first interface that was found up.
+/// The first usable VLAN; if there is none, that of the first interface found up.
 void RecircOracle::starts(PlainSwitch const &initial) {
     l3_.assign(initial.l3Interfaces.begin(), initial.l3Interfaces.end());
     leave(initial, IntfId());
@@ -35,11 +35,11 @@ void RecircOracle::starts(PlainSwitch const &initial) {
     }
 }
 
-/// What happens within one event, in the order in which the agent makes it happen: L3 interfaces
-/// go; IP interfaces go, which nobody hears; bridging changes; IP interfaces come and change, one
-/// setting at a time; L3 interfaces come and change.
+/// The changes within one event, in the order in which the agent makes them: L3 interfaces are
+/// removed; IP interfaces are removed, silently; bridging changes; IP interfaces are added and
+/// changed, one setting at a time; L3 interfaces are added and changed.
 void RecircOracle::changes(PlainSwitch const &before, PlainSwitch const &after) {
-    PlainSwitch now; // as far as the changes have come, and of use here
+    PlainSwitch now; // the changes so far, as far as they matter here
     now.vlans = before.vlans;
     now.topologyOfVlan = before.topologyOfVlan;
     now.ipInterfaces = before.ipInterfaces;

@@ -16,7 +16,7 @@ void put(Map &map, Key const &key, std::optional<Value> const &value) {
     value ? (void)map.insert_or_assign(key, *value) : (void)map.erase(key);
 }
 
-/// Interfaces that an action had stay where they were; those that are new come behind them.
+/// Interfaces that the action had keep their place; new ones follow.
 template <class Egress>
 void sortAsBefore(Egress &egress, Egress const &before) {
     auto const place = [&](auto const &hop) {
@@ -31,7 +31,7 @@ void sortAsBefore(Egress &egress, Egress const &before) {
 struct Make {
     PlainSwitch &now;
 
-    void operator()(Change<Table::Chip> const & /*change*/) const {} // no input
+    void operator()(Change<Table::Chip> const & /*change*/) const {} // not an input
     void operator()(Change<Table::BridgeMac> const &change) const { now.bridgeMac = *change.value; }
     void operator()(Change<Table::Interface> const &change) const {
         put(now.interfaces, change.key, change.value);
@@ -92,7 +92,7 @@ struct Make {
         }
     }
 
-    /// The element of that name, new if there was none; null if there is to be none.
+    /// The element of that name, added if there was none; null if it is to be removed.
     template <class Value>
     Value *known(Named<Value> &elements, Pelo::String const &name, bool wanted) const {
         if (!wanted) {

@@ -12,7 +12,7 @@
 
 namespace Sim {
 
-/// Elements by name, in the order of their coming.
+/// Elements by name, in order of insertion.
 template <class Value>
 class Named {
   public:
@@ -36,7 +36,7 @@ class Named {
     std::vector<std::pair<Pelo::String, Value>> elements_;
 };
 
-/// One that goes and comes back under its name is another one, born in another event.
+/// An action that is removed and added again is a new one, born in another event.
 struct PlainAction : UmoAgent::Table::Action::Value {
     std::size_t born = 0;
 };
@@ -50,8 +50,8 @@ struct PlainPolicy {
     Named<PlainMatch> matches;
 };
 
-/// The inputs of a switch as plain values. Makes the changes of each event in the plainest way, and
-/// knows nothing of the code that mounts them.
+/// The inputs of a switch as plain values. Applies the changes of each event in the simplest way,
+/// independent of the code that mounts them.
 struct PlainSwitch {
     std::size_t events = 0;
     Nexo::EthAddr bridgeMac{};

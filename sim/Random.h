@@ -5,8 +5,8 @@
 
 namespace Sim {
 
-/// A stream of random numbers that a seed determines, the same with every compiler and library.
-/// Deals in small integers only, evenly enough for a simulation.
+/// A stream of random numbers determined by a seed, the same with every compiler and library. Gives
+/// only small integers, evenly enough for a simulation.
 class Random {
   public:
     explicit Random(std::uint64_t seed) : state_(seed) {}

@@ -11,17 +11,17 @@
 namespace Sim {
 
 struct Figures {
-    std::uint64_t calls = 0;                  // of the chip
-    std::uint64_t hash = 0xcbf29ce484222325U; // of them with all texts and final states: FNV-1a
+    std::uint64_t calls = 0;                  // calls of the chip
+    std::uint64_t hash = 0xcbf29ce484222325U; // FNV-1a of all texts, calls and final states
 };
 
-/// The next step, on what is mounted, which `now` tells in plain values; none at the end.
+/// The next step for the mounted state, which `now` gives as plain values; none at the end.
 using NextStep = std::function<std::optional<Step>(UmoAgent::SwitchState const &mounted,
                                                    PlainSwitch const &now)>;
 
-/// Leads an agent in virtual time through a scenario, and looks at it after every step. At the end
-/// all policies are removed first, or everything at once. Throws Broken for an invariant that does
-/// not hold, and Rejected for an initial state that is none.
+/// Runs an agent through a scenario in virtual time, and checks it after every step. At the end
+/// either all policies are removed first, or everything at once. Throws Broken for a broken
+/// invariant, and Rejected for an invalid initial state.
 Figures run(std::string const &initial, NextStep const &next);
 
 } // namespace Sim

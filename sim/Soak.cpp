@@ -26,8 +26,8 @@ constexpr unsigned kSecondsForAnEvent = 60;
     throw std::system_error(errno, std::generic_category(), what);
 }
 
-/// A record outlives the process that writes it. Its kind is the initial state (i), an event (e),
-/// or what ends the log: a fault (f), a rejected text (r), or the number of calls and the hash (d).
+/// Writes a record, which survives the process. Its kind is the initial state (i), an event (e), or
+/// the end of the log: a fault (f), a rejected text (r), or the number of calls and the hash (d).
 void record(int log, char kind, std::string const &text) {
     std::string const bytes = std::string(1, kind) + text + '\0';
     if (write(log, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) {
@@ -81,7 +81,7 @@ Child start(Task const &task) {
     }
     if (child.process == 0) {
         simulateHere(task, child.log);
-        std::exit(0); // not at once: leaks are looked for here
+        std::exit(0); // not _exit: this is where leaks are detected
     }
     return child;
 }
@@ -127,7 +127,7 @@ Result simulate(Task const &task) {
     return resultOf(child, status);
 }
 
-/// By halves, quarters and so on, down to single events.
+/// Removes halves, quarters and so on, down to single events.
 Script shrunk(Script script) {
     for (auto size = std::ssize(script.events) / 2; size > 0; size /= 2) {
         for (auto end = std::ssize(script.events); end > 0;) {

@@ -10,7 +10,7 @@
 
 namespace Sim {
 
-/// A scenario as texts: the initial state, and the events in their order.
+/// A scenario as texts: the initial state, and the events in order.
 struct Script {
     std::string initial;
     std::vector<std::string> events;
@@ -25,13 +25,13 @@ struct Task {
 };
 
 struct Result : Figures {
-    Script script;         // as far as it was played
-    std::string fault;     // empty: all was well
-    bool rejected = false; // the fault is a text that the reader did not accept
+    Script script;         // the part that was played
+    std::string fault;     // empty: none
+    bool rejected = false; // the fault is a text that the reader rejected
 };
 
-/// A simulation in a process of its own: it begins like umo-agent itself, and one that crashes
-/// is a fault like another.
+/// A simulation in its own process: it starts like umo-agent itself, and a crash is a fault like
+/// any other.
 struct Child {
     pid_t process;
     int log;
@@ -39,16 +39,16 @@ struct Child {
 
 Child start(Task const &task);
 
-/// What a child told, with the status that the wait for its end gave. Once only.
+/// The result of a child, given its exit status. Called once.
 Result resultOf(Child const &child, int status);
 
 /// Runs a simulation to its end.
 Result simulate(Task const &task);
 
-/// Leaves out of a script that fails what it does not need to fail.
+/// Removes from a failing script the events that it does not need to fail.
 Script shrunk(Script script);
 
-/// The scenario file of a script, with what was wrong at its end.
+/// The scenario file of a script, with the fault at its end.
 std::string scenario(Script const &script, std::string const &fault);
 
 } // namespace Sim

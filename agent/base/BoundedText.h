@@ -6,13 +6,13 @@
 
 namespace UmoAgent {
 
-/// What is behind a stream that prints into memory: takes so many bytes, or as many as there is
-/// memory for, and leaves out what comes behind.
+/// A stream buffer in memory with a limit: keeps a number of bytes, or fewer if memory runs out,
+/// and drops the rest.
 class BoundedText final : public std::streambuf {
   public:
     explicit BoundedText(std::size_t most) : most_(most) {}
 
-    /// The text, with a last line that says so if something was left out.
+    /// The text, with a last line that says if anything was dropped.
     [[nodiscard]] std::string text() const;
 
   protected:

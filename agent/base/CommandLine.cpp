@@ -11,7 +11,7 @@ bool explain(CLI::App const &app, CLI::ParseError const &error) {
     std::ostringstream out, errors;
     bool const asked = app.exit(error, out, errors) == 0;
     std::cout << out.str() << std::flush;
-    std::cerr << printable(errors.str(), "\n"); // it repeats what it was given
+    std::cerr << printable(errors.str(), "\n"); // the text repeats the arguments
     if (!std::cout) {
         std::cerr << app.get_name() << ": cannot write to standard output\n";
     }

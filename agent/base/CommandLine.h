@@ -4,8 +4,8 @@
 
 namespace UmoAgent {
 
-/// Prints what the command line asked for, such as the help, or what is wrong with it. Returns
-/// whether it was asked for and could be written.
+/// Prints what the command line requested, such as the help, or its error. Returns whether it was a
+/// request and could be written.
 bool explain(CLI::App const &app, CLI::ParseError const &error);
 
 } // namespace UmoAgent

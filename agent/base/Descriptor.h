@@ -31,8 +31,8 @@ class Descriptor {
     int number_ = -1;
 };
 
-/// Opens /dev/null in the place of each standard descriptor that is closed, so that nothing else
-/// comes to stand there and gets what is printed. The first thing that a program does.
+/// Opens /dev/null for each standard descriptor that is closed, so that no other file gets its
+/// number and receives printed output. Called first in every program.
 void openStandardDescriptors();
 
 /// Writes all of `text` to `descriptor`. Throws std::system_error if the system refuses.

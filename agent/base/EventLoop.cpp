@@ -11,7 +11,7 @@
 
 namespace UmoAgent {
 
-/// Virtual time up to some moment, the wall clock's after it.
+/// Virtual time up to a moment, wall-clock time after it.
 class EventLoop::Clock final : public Vyr::Clock {
   public:
     [[nodiscard]] Vyr::Time now() const override {
@@ -76,8 +76,8 @@ void EventLoop::watch(int descriptor, short events, Handler handler, Patience pa
                             patience ? Wall::now() + *patience : Wall::time_point::max()};
 }
 
-/// Sleeps until a descriptor has something, a watch loses patience or the time has come, then
-/// calls the handlers concerned.
+/// Sleeps until a descriptor is ready, a watch's patience ends or the time is reached, then calls
+/// the handlers concerned.
 void EventLoop::serve(std::optional<Vyr::Time> until) {
     if (watches_.empty() && until && *until <= now()) {
         return;
@@ -90,7 +90,7 @@ void EventLoop::serve(std::optional<Vyr::Time> until) {
     }
     if (poll(polled.data(), polled.size(), timeout(until)) < 0) {
         Base::assertThat(errno == EINTR, "errno == EINTR");
-        return; // nothing is known of the descriptors
+        return; // the state of the descriptors is unknown
     }
     Wall::time_point const served = Wall::now();
     for (std::size_t i = 0; i < polled.size(); ++i) {
@@ -102,8 +102,8 @@ void EventLoop::serve(std::optional<Vyr::Time> until) {
     }
 }
 
-/// In milliseconds. Rounded up, so that waking up too early does not turn into a spin; a long sleep
-/// is cut.
+/// In milliseconds. Rounded up, so that waking too early does not become a spin; a long sleep is
+/// cut short.
 int EventLoop::timeout(std::optional<Vyr::Time> until) const {
     using std::chrono::milliseconds;
     auto sleep = milliseconds(60'000);

@@ -12,17 +12,17 @@
 
 namespace UmoAgent {
 
-/// The agent's one thread of control: runs the tasks of the process's scheduler, which it owns
-/// while it lives, when they are due, and watches descriptors.
+/// The agent's only thread of control: runs the tasks of the process's scheduler when they are due,
+/// and watches descriptors. It owns the scheduler while it lives.
 ///
-/// Its time starts at 0 and is virtual: it passes at once, an hour takes as long as what happens
-/// in it. From the call of `wallTime` on it is that of the wall clock.
+/// Time starts at 0 and is virtual: an hour takes only as long as the work in it. After `wallTime`
+/// is called it is wall-clock time.
 class EventLoop {
   public:
     using Patience = std::optional<std::chrono::milliseconds>;
 
-    /// What a watch calls: `events` are those of poll(2) that have come, or 0 when its patience
-    /// is at an end. It may set and end any watches, its own too.
+    /// A watch's callback: `events` are the poll(2) events that occurred, or 0 when its patience
+    /// has ended. It may set and end any watch, including its own.
     using Handler = std::function<void(short events)>;
 
     EventLoop();
@@ -33,30 +33,30 @@ class EventLoop {
     /// The time now.
     [[nodiscard]] Vyr::Time now() const { return scheduler_->now(); }
 
-    /// Lets the time go on with the wall clock.
+    /// Switches from virtual to wall-clock time.
     void wallTime();
     [[nodiscard]] bool onWallTime() const;
 
-    /// Lets the time pass until `time`. What falls due until then, at `time` itself included, has
-    /// run when this returns, unless the loop was stopped.
+    /// Lets time pass until `time`. Tasks due up to and including `time` have run when this
+    /// returns, unless the loop was stopped.
     void runUntil(Vyr::Time time);
 
-    /// Lets the time pass, on the wall clock, until the loop is stopped.
+    /// Runs in wall-clock time until the loop is stopped.
     void run();
 
-    /// Runs the tasks that are due, and nothing else: to be called now and then by a handler that
-    /// has much to do. What a task throws ends the process, as everywhere.
+    /// Runs only the tasks that are due. A handler with much work calls it now and then. What a
+    /// task throws ends the process, as everywhere.
     void breathe() noexcept { scheduler_->runDueTasks(); }
 
-    /// Ends a run on the wall clock as soon as it has the control, and later ones at once. Virtual
-    /// time passes as ever.
+    /// Ends the current wall-clock run as soon as it regains control, and later runs at once.
+    /// Virtual time is not affected.
     void stop() { stopped_ = true; }
     [[nodiscard]] bool stopped() const { return stopped_; }
 
-    /// Watches `descriptor` for `events` of poll(2), from now on and instead of how it was watched
-    /// before. The watch stays; what its handler should do within `patience`, counted from now on
-    /// the wall clock, is to set another or to end it. The descriptor stays the caller's, who ends
-    /// the watch before closing it.
+    /// Watches `descriptor` for `events` of poll(2), instead of any earlier watch on it. The watch
+    /// stays until it is ended or replaced; its handler should do either within `patience`, which
+    /// counts from now in wall-clock time. The caller keeps the descriptor, and ends the watch
+    /// before closing it.
     void watch(int descriptor, short events, Handler handler, Patience patience = std::nullopt);
     void unwatch(int descriptor) { watches_.erase(descriptor); }
 

@@ -38,7 +38,9 @@ FileText readText(int descriptor, std::size_t most) {
     try {
         for (;;) {
             std::size_t const before = text.size();
-            text.resize(before + std::min(kPortion, most - before + 1)); // one more shows too many
+            text.resize(
+                before +
+                std::min(kPortion, most - before + 1)); // one more byte shows that it is too long
             ssize_t const got = read(descriptor, text.data() + before, text.size() - before);
             text.resize(before + static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
             if (got == 0) {

@@ -6,18 +6,18 @@
 
 namespace UmoAgent {
 
-/// Why a text cannot be had, such as "it is a directory".
+/// Why a text cannot be read, such as "it is a directory".
 struct Unreadable {
     std::string reason;
 };
 using FileText = std::variant<std::string, Unreadable>;
 
-/// All that can be read from `descriptor`, which stays the caller's, up to its end; waits for
-/// whoever writes into a pipe. Directories are refused, as are devices other than a terminal, which
-/// may have no end, and texts of more than `most` bytes.
+/// All text from `descriptor` up to its end, waiting for the writer of a pipe. The caller keeps the
+/// descriptor. Refused are directories, devices other than a terminal, which may have no end, and
+/// texts of more than `most` bytes.
 FileText readText(int descriptor, std::size_t most);
 
-/// The same of the file at `path`.
+/// The same for the file at `path`.
 FileText readFileText(std::string const &path, std::size_t most);
 
 } // namespace UmoAgent

@@ -2,7 +2,7 @@
 
 namespace UmoAgent {
 
-/// What a map has under a key, or null. Valid as long as the map keeps it.
+/// The map's value of a key, or null. Valid while the map keeps it.
 template <class Map>
 auto *findIn(Map &map, typename Map::key_type const &key) {
     auto const at = map.find(key);

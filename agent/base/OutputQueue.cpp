@@ -15,11 +15,12 @@ namespace UmoAgent {
 
 namespace {
 
-/// What of a long queue has been sent is taken off when it has so many bytes.
+/// The sent part of a long queue is removed when it has this many bytes.
 constexpr std::size_t kSentKept = 65536;
 
-/// A terminal that takes anything may still have a write wait that is more than it takes. Opened
-/// anew it need not, and whoever shares the descriptor does not notice.
+/// A blocking write to a terminal that is ready may still wait, if it is longer than the room. So
+/// the terminal is opened again without blocking, which does not affect others that share the
+/// descriptor.
 Descriptor openedAnew(int terminal) {
     std::string const name = "/proc/self/fd/" + std::to_string(terminal);
     return Descriptor(open(name.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
@@ -118,14 +119,14 @@ void OutputQueue::tellDropped() {
     }
 }
 
-/// Once lines are dropped there must be much room before the next one is kept, so that a slow
-/// reader gets pieces with gaps between them instead of a gap after each line.
+/// After dropping lines, half of the queue must be free before the next line is kept. So a slow
+/// reader gets long pieces with few gaps, not a gap after each line.
 bool OutputQueue::hasRoom() {
     std::size_t const most = dropped_ == 0 ? kMostQueued : kMostQueued / 2;
     return queued() == 0 || queued() + line_.size() <= most;
 }
 
-/// A pipe that takes anything takes PIPE_BUF bytes without a wait.
+/// A pipe that is ready takes PIPE_BUF bytes without a wait.
 void OutputQueue::send() {
     while (queued() != 0 && descriptorTakes()) {
         std::size_t const size = std::min<std::size_t>(queued(), PIPE_BUF);
@@ -160,7 +161,7 @@ bool OutputQueue::descriptorTakes() {
     int const timeout = patience_ ? static_cast<int>(patience_->count()) : -1;
     while (poll(polled.data(), polled.size(), timeout) < 0 && errno == EINTR) {
     }
-    bool const takes = polled[0].revents != 0; // an error too: writing tells which
+    bool const takes = polled[0].revents != 0; // or has an error, which writing reports
     if (!takes) {
         patience_ = std::chrono::milliseconds(0);
     }

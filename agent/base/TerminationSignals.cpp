@@ -10,7 +10,8 @@
 namespace UmoAgent {
 
 namespace {
-/// Those that the process does not ignore: what was started with nohup outlives its terminal.
+/// The signals that the process does not ignore: a program started with nohup outlives its
+/// terminal.
 sigset_t terminations() {
     sigset_t set;
     sigemptyset(&set);

@@ -7,9 +7,9 @@
 
 namespace UmoAgent {
 
-/// While it lives, SIGINT, SIGTERM and SIGHUP, unless they were ignored before, stop the event loop
-/// instead of the process. Once one has come they stay without effect, for the process is ending by
-/// itself: one that was sent twice must not spoil its exit status.
+/// While it lives, SIGINT, SIGTERM and SIGHUP stop the event loop instead of the process, unless
+/// they were ignored before. Further signals have no effect: the process is already ending, and a
+/// second signal must not spoil its exit status.
 class TerminationSignals {
   public:
     /// `loop` must outlive it. Throws std::system_error if the system refuses.
@@ -18,10 +18,10 @@ class TerminationSignals {
     TerminationSignals(TerminationSignals const &) = delete;
     TerminationSignals &operator=(TerminationSignals const &) = delete;
 
-    /// The name of the signal that came first; null if none has.
+    /// The name of the first signal received; null if none.
     [[nodiscard]] char const *received() const { return received_; }
 
-    /// A descriptor that is readable when one has come that the loop has not seen yet.
+    /// A descriptor that is readable once a signal has arrived and the loop has not yet seen it.
     [[nodiscard]] int descriptor() const { return signals_.number(); }
 
   private:

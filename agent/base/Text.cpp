@@ -14,13 +14,13 @@ unsigned byteOf(char c) {
     return static_cast<unsigned char>(c);
 }
 
-/// Of a character of UTF-8, a byte that is not its first.
+/// Whether the byte continues a UTF-8 character.
 bool isContinuation(char c) {
     return (byteOf(c) & 0xc0U) == 0x80U;
 }
 
-/// The bytes of the character of UTF-8 that `text` begins with; 0 if it begins with none: neither
-/// longer forms than need be are characters, nor surrogates, nor what is beyond U+10FFFF.
+/// The size of the UTF-8 character at the start of `text`; 0 if it is invalid. Overlong forms,
+/// surrogates and values above U+10FFFF are invalid.
 std::size_t characterLength(std::string_view text) {
     unsigned const first = byteOf(text[0]);
     std::size_t const length = first < 0x80                     ? 1

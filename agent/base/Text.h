@@ -13,18 +13,18 @@
 /// Texts that several printouts share.
 namespace UmoAgent {
 
-/// `[   10.000 s]`, as lines begin that say what happens when.
+/// `[ 10.000 s]`, the prefix of lines with a time.
 std::string stamp(Vyr::Time time);
 
-/// Whether the character is one that steers a terminal; a tab is not.
+/// Whether the character controls a terminal; a tab does not count.
 bool isControl(char c);
 
-/// Text from outside, such as a name, to be printed: it must neither steer the terminal of whoever
-/// reads it nor break a row of a table. Each byte of a control character (U+0000 to U+001F and
-/// U+007F to U+009F) and each that is no UTF-8 becomes `\xHH`; control characters of `kept` stay.
+/// Makes outside text, such as a name, printable: it must neither control the reader's terminal nor
+/// break a row of a table. Each byte of a control character (U+0000 to U+001F and U+007F to U+009F)
+/// and of invalid UTF-8 becomes `\xHH`; control characters in `kept` stay.
 std::string printable(std::string_view text, std::string_view kept = "");
 
-/// The columns that text takes on a terminal whose characters all take one.
+/// The terminal columns that the text takes if each character takes one.
 std::size_t width(std::string_view text);
 
 /// The text in quotes, printable.
@@ -36,7 +36,7 @@ void printFlowEnd(std::ostream &out, Ip::Nat::NatFlowEnd const &end);
 /// `10.9.9.9 port 5000`; without a port if it is 0.
 void printAddress(std::ostream &out, Nexo::IpAndPort const &address);
 
-/// The interface's name; `recirculation` for the port without a name that copies recirculate by.
+/// The interface's name; `recirculation` for the nameless recirculation port.
 void printInterface(std::ostream &out, Nexo::IntfId intf);
 
 } // namespace UmoAgent

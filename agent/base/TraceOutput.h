@@ -6,8 +6,8 @@
 
 namespace UmoAgent {
 
-/// While it lives, traces go to a stream, a line each and at once. Names in them must not steer
-/// the terminal of whoever reads along.
+/// While it lives, traces go to a stream, one line each, flushed at once. Names are made printable,
+/// so that they cannot control the reader's terminal.
 class TraceOutput final : public Mox::TraceSink {
   public:
     /// `out` must outlive it.

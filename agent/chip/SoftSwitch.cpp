@@ -37,7 +37,7 @@ std::array<std::string_view, SoftSwitch::kOperations> const &SoftSwitch::operati
     return kOperationNames;
 }
 
-/// One call of the chip: counts itself, and knows its text when somebody asks for it.
+/// One call of the chip: counts itself, and makes its text only when needed.
 class SoftSwitch::Call {
   public:
     using Arguments = std::function<void(std::ostream &out)>;
@@ -67,7 +67,7 @@ class SoftSwitch::Call {
         return out.str();
     }
 
-    /// Notes the result for the log, and hands it on.
+    /// Records the result for the log, and returns it.
     std::uint32_t returning(std::uint32_t id) {
         result_ = " -> " + std::to_string(id);
         return id;
@@ -267,7 +267,7 @@ bool SoftSwitch::updateTranslation(Call const &call, Identity identity, std::uin
     return true;
 }
 
-/// The port set may have been deleted by the call before, which took its translations along.
+/// The call before may have deleted the port set, and its translations with it.
 void SoftSwitch::deleteTranslation(Call const &call, Identity identity,
                                    std::optional<Translation> PortSet::*which) {
     if (identity == justDeleted_) {

@@ -25,13 +25,13 @@ struct ChipCapacity {
     std::uint32_t portSetsPerGroup = 4096;
 };
 
-/// A switch chip in software, behind the interface by which the NAT library programs chips: tables
-/// of limited size, and a strict reading of the interface's contract. A call that breaks the
-/// contract changes nothing; it is counted and reported. A full table is no break: the call is
-/// refused with 0, as on a real chip.
+/// A software switch chip that implements the library's chip interface: tables of limited size, and
+/// strict checks of the interface's contract. A call that breaks the contract changes nothing; it
+/// is counted and reported. A full table is not a contract error: the call is refused with 0, as on
+/// a real chip.
 ///
-/// Identifiers of groups and of port sets each count up from 1 and are never given out twice, so
-/// that the use of a dead one always shows.
+/// Identifiers of groups and of port sets each count up from 1 and are never reused, so the use of
+/// a deleted one always shows.
 class SoftSwitch final : public UmoHelper::UmoNatFlowMcastHelper {
   public:
     enum class Operation : std::uint8_t {
@@ -46,18 +46,18 @@ class SoftSwitch final : public UmoHelper::UmoNatFlowMcastHelper {
     };
     static constexpr std::size_t kOperations = 8;
 
-    /// The operations' names, in their order.
+    /// The operations' names, in order.
     static std::array<std::string_view, kOperations> const &operationNames();
 
     struct Translation {
-        Nexo::IpAndPort nat;  // what is written into the copies
-        Nexo::IpAndPort flow; // what is matched, within prefixLength bits
+        Nexo::IpAndPort nat;  // written into the copies
+        Nexo::IpAndPort flow; // matched within prefixLength bits
         std::uint32_t prefixLength = 0;
         Nexo::EthAddr dmac{}; // of a destination translation
 
         bool operator==(Translation const &) const = default;
     };
-    /// A port set as it was when last programmed, with its interfaces in their order.
+    /// A port set as last programmed, its interfaces in order.
     struct PortSet {
         std::uint16_t vlan = 0;
         std::vector<Nexo::IntfId> interfaces;
@@ -72,25 +72,24 @@ class SoftSwitch final : public UmoHelper::UmoNatFlowMcastHelper {
         std::map<std::uint32_t, PortSet> portSets; // by identifier
     };
 
-    /// Receives the texts of calls or of contract errors, one line each, without its end.
+    /// Receives the texts of calls or of contract errors, one line each, without a newline.
     using LineSink = std::function<void(std::string const &line)>;
 
-    /// `errors` is told of each break of the contract: the call with its arguments, and what was
-    /// wrong.
+    /// `errors` receives each contract error: the call with its arguments, and what was wrong.
     SoftSwitch(ChipCapacity capacity, LineSink errors);
 
     /// Changes the sizes of the tables. Below what is in use, only new entries are refused.
     void capacityIs(ChipCapacity capacity) { capacity_ = capacity; }
     [[nodiscard]] ChipCapacity capacity() const { return capacity_; }
 
-    /// Has every call written to `log` as it happens, with its result; none if empty.
+    /// Writes every call with its result to `log` as it happens; an empty `log` ends that.
     void callLogIs(LineSink log) { callLog_ = std::move(log); }
 
-    /// Has `log` told of each port set that is refused since its group is full; none if empty. It
-    /// is told before the refusal, which may stop the NAT library.
+    /// Reports each port set that is refused because its group is full to `log`; an empty `log`
+    /// ends that. The report comes before the refusal, which may stop the NAT library.
     void fullGroupLogIs(LineSink log) { fullGroupLog_ = std::move(log); }
 
-    /// Refuses the next `count` creations of groups, whatever room there is.
+    /// Refuses the next `count` group creations, even if there is room.
     void refuseGroups(std::uint32_t count) { refuseGroups_ = count; }
 
     [[nodiscard]] std::map<std::uint32_t, Group> const &groups() const { return groups_; }

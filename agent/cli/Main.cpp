@@ -38,8 +38,8 @@ struct CommandLine {
     std::vector<std::string> words;
 };
 
-/// The words as the line that the agent is sent. A file to apply is named as the agent, which may
-/// run in another folder, finds it. Throws std::invalid_argument.
+/// The line to send for these words. A file to apply is named by its absolute path, because the
+/// agent may run in another folder. Throws std::invalid_argument.
 std::string lineOf(std::vector<std::string> const &words) {
     std::string line;
     for (std::string const &word : words) {
@@ -94,11 +94,11 @@ void declare(CLI::App &app, CommandLine &line) {
         ->type_name("SECONDS")
         ->check(CLI::Range(1, 86400))
         ->capture_default_str();
-    app.allow_extras(); // the words that the agent is sent
+    app.allow_extras(); // the words to send to the agent
 }
 
-/// What is no option of this program: the words of the command. Behind `--` they may look like
-/// options.
+/// The words of the command: everything that is not an option of this program. After `--` they may
+/// look like options.
 std::vector<std::string> wordsOf(CLI::App const &app) {
     std::vector<std::string> words = app.remaining();
     auto const mark = std::find(words.begin(), words.end(), "--");
@@ -121,11 +121,10 @@ std::vector<std::string> wordsOf(CLI::App const &app) {
 
 int main(int argc, char **argv) {
     UmoAgent::openStandardDescriptors();
-    CLI::App app(
-        "umo-cli [OPTIONS] COMMAND [ARGUMENT]\n"
-        "Sends one command to a running umo-agent, and prints the answer. What looks like\n"
-        "an option and is for the agent stands behind --.",
-        "umo-cli");
+    CLI::App app("umo-cli [OPTIONS] COMMAND [ARGUMENT]\n"
+                 "Sends one command to a running umo-agent, and prints the answer. Arguments that\n"
+                 "look like options and are for the agent follow --.",
+                 "umo-cli");
     CommandLine line;
     declare(app, line);
     try {

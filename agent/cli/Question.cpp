@@ -19,7 +19,7 @@ namespace {
 
 using std::chrono::steady_clock;
 
-/// One question's connection, and the time that is left for all of it.
+/// The connection for one question, and the time left for all of it.
 class Connection {
   public:
     Connection(std::string const &path, std::chrono::seconds patience)
@@ -36,7 +36,7 @@ class Connection {
     Descriptor socket_;
 };
 
-/// Returns when the event has come, or an error that what was waited for will tell.
+/// Returns when the event has occurred, or an error that the awaited call will report.
 void Connection::await(short event) {
     using std::chrono::milliseconds;
     pollfd polled{socket_.number(), event, 0};
@@ -63,7 +63,7 @@ void Connection::send(std::string_view text) {
     }
 }
 
-/// All of it before any is printed: the agent does not wait for a reader who pages through it.
+/// Reads everything before any of it is printed: the agent does not wait for a reader with a pager.
 std::string Connection::receive() {
     std::string text;
     std::vector<char> bytes(65536);
@@ -89,7 +89,7 @@ std::string Connection::receive() {
 
 std::string ask(std::string const &path, std::string const &line, std::chrono::seconds patience) {
     Connection connection(path, patience);
-    connection.send(line + "\n\n"); // something behind the line: see CommandServer
+    connection.send(line + "\n\n"); // more than the line: see CommandServer
     return connection.receive();
 }
 

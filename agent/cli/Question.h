@@ -6,11 +6,11 @@
 
 namespace UmoAgent {
 
-/// The most bytes of an answer; an agent that sends more is none.
+/// The most bytes of an answer; longer ones are not from an agent.
 inline constexpr std::size_t kMaxAnswer = std::size_t{64} << 20U;
 
-/// What the agent at the socket `path` answers to `line`, all of it. Throws NobodyAnswers if there
-/// is no agent, SocketError if it cannot be reached, and std::runtime_error if it has not answered
+/// The whole answer of the agent at the socket `path` to `line`. Throws NobodyAnswers if there is
+/// no agent, SocketError if it cannot be reached, and std::runtime_error if it does not answer
 /// within `patience`, breaks off, or answers more than kMaxAnswer.
 std::string ask(std::string const &path, std::string const &line, std::chrono::seconds patience);
 

@@ -55,7 +55,7 @@ void ApplyCommand::carryOutEvents(std::variant<Document, ScenarioFaults> read,
     out << "applied " << events.size() << (events.size() == 1 ? " event\n" : " events\n");
 }
 
-/// The document is gone when the events are carried out.
+/// The document is freed before the events are carried out.
 std::vector<Event> ApplyCommand::eventsOf(std::variant<Document, ScenarioFaults> read,
                                           std::string const &file) {
     if (auto const *const faults = std::get_if<ScenarioFaults>(&read)) {

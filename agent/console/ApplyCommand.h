@@ -13,24 +13,24 @@
 
 namespace UmoAgent {
 
-/// The command that carries out the events of a file: all of them at once, or none. The file is
-/// read by a process of its own, and while its events are read the switch's tasks go on; commands
-/// that come meanwhile are answered before it, further files wait for their turn.
+/// The command that carries out the events of a file, all of them at once or none. A separate
+/// process reads the file. While its events are read the switch's tasks keep running. Commands that
+/// arrive meanwhile are answered first; further files wait.
 class ApplyCommand {
   public:
     static constexpr char const *kName = "apply";
 
-    /// Given the answer; called once, from the loop or at once.
+    /// Receives the answer; called once, from the loop or immediately.
     using Done = std::function<void(std::string const &answer)>;
 
-    /// Both outlive it, and the agent is started before a file is applied. Throws
-    /// std::system_error if there can be no process that reads.
+    /// Both outlive it; the agent must be started before a file is applied. Throws
+    /// std::system_error if the reading process cannot be started.
     ApplyCommand(ForwardingAgent &agent, EventLoop &loop);
     ApplyCommand(ApplyCommand const &) = delete;
     ApplyCommand &operator=(ApplyCommand const &) = delete;
 
-    /// While a scenario is being played nothing can be applied: its events are known to be right
-    /// on what it has made of the switch only.
+    /// While a scenario is being played nothing can be applied: its events were validated only
+    /// against the state that the scenario itself makes.
     void playingIs(bool playing) { playing_ = playing; }
 
     void apply(std::string const &file, Done done);

@@ -13,7 +13,7 @@ namespace UmoAgent {
 
 namespace {
 
-/// What is received or sent before the loop goes round.
+/// The most bytes received or sent before the loop continues.
 constexpr std::size_t kPortion = 65536;
 
 /// After a failure to accept.
@@ -48,7 +48,7 @@ void CommandServer::acceptClients() {
             accept4(socket_.number(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
         if (!accepted) {
             if (!tryAgain(errno)) {
-                // Out of descriptors or memory: asking again at once would keep the loop spinning.
+                // Out of descriptors or memory: trying again at once would make the loop spin.
                 loop_.watch(
                     socket_.number(), 0, [this](short) { listen(); }, kPause);
             }
@@ -65,7 +65,7 @@ void CommandServer::acceptClients() {
     loop_.unwatch(socket_.number());
 }
 
-/// Leaves what stands behind the line unread, see `drop`.
+/// Leaves everything after the line unread, see `drop`.
 void CommandServer::receive(Client &client) {
     std::array<char, kPortion> bytes{};
     int const socket = client.socket.number();
@@ -120,7 +120,7 @@ void CommandServer::send(Client &client) {
     if (portion.empty()) {
         std::array<char, kPortion> rest{};
         recv(client.socket.number(), rest.data(), rest.size(), 0);
-        drop(client); // it has got all of it
+        drop(client); // it has received the whole answer
         return;
     }
     ssize_t const sent =
@@ -132,9 +132,9 @@ void CommandServer::send(Client &client) {
     }
 }
 
-/// The system tells a client of bytes that it sent and nobody read: its connection then ends in an
-/// error. So whoever sends something behind the line can tell a whole answer, for which `send`
-/// reads that too, from one that was cut off by whatever, the agent's death included.
+/// If a client sent bytes that nobody read, the system ends its connection in an error. After a
+/// complete answer `send` reads those bytes. So a client that sends something after its line can
+/// distinguish a complete answer from one that was cut off, even by the agent's death.
 void CommandServer::drop(Client const &client) {
     int const descriptor = client.socket.number();
     bool const wereFull = clients_.size() == kMaxClients;

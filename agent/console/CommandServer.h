@@ -14,30 +14,31 @@
 
 namespace UmoAgent {
 
-/// Answers the clients of a Unix stream socket, many at a time, on the event loop: a client sends
-/// one line, gets the answer, and the connection closes.
+/// Serves many clients of a Unix stream socket at a time, on the event loop: a client sends one
+/// line, gets the answer, and the connection closes.
 ///
-/// No client can hold up the loop or the others. One that does not send its line, or does not
-/// take its answer, within the server's patience is dropped; so is one that goes away. A line that
-/// ends with the connection is not answered: half of a command is another command.
+/// No client can block the loop or the others. A client that does not send its line, or does not
+/// take its answer, within the server's patience is dropped, and so is one that disconnects. A line
+/// cut off by the end of the connection is not answered, because half a command is a different
+/// command.
 ///
-/// The end of a connection says that the answer was whole. To a client that has sent anything
-/// behind its line, a connection that ends before that ends in an error instead.
+/// The end of a connection means that the answer is complete. If the client sent anything after its
+/// line, a connection that closes earlier ends in an error instead.
 class CommandServer {
   public:
     static constexpr std::chrono::milliseconds kPatience{10'000};
-    static constexpr std::size_t kMaxClients = 64; // the others wait to be accepted
+    static constexpr std::size_t kMaxClients = 64; // others wait to be accepted
 
-    /// Says that an answer is written, or that it cannot be. Not to be called when the server is
-    /// no more.
+    /// Reports that an answer is written, or that it cannot be. Must not be called after the server
+    /// is destroyed.
     using Done = std::function<void(bool whole)>;
 
-    /// Writes the answer of a line to the descriptor, and then calls `done`, at once or later. The
-    /// client waits for it as long as it takes.
+    /// Writes the answer to a line to the descriptor, then calls `done`, at once or later. The
+    /// client waits without limit.
     using Answer =
         std::function<void(std::uint32_t socket, std::string const &line, Done const &done)>;
 
-    /// Listens at `path`, and answers while the loop runs, which must outlive it. Throws
+    /// Listens at `path`, and answers while the loop runs. The loop must outlive the server. Throws
     /// SocketError.
     CommandServer(EventLoop &loop, std::string path, Answer answer,
                   std::chrono::milliseconds patience = kPatience);
@@ -51,8 +52,8 @@ class CommandServer {
     struct Client {
         Descriptor socket;
         LineReader reader;
-        std::optional<AnswerFile> answer; // when the line is whole
-        std::size_t sent = 0;             // bytes of the answer
+        std::optional<AnswerFile> answer; // when the line is complete
+        std::size_t sent = 0;             // bytes of the answer sent
     };
 
     void listen();

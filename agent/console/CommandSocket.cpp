@@ -49,13 +49,13 @@ Descriptor streamSocket(std::string const &path, int flags) {
     return made;
 }
 
-/// 0, or why not.
+/// 0, or the error.
 int connectError(Descriptor const &socket, sockaddr_un const &address) {
     auto const *const generic = reinterpret_cast<sockaddr const *>(&address);
     return connect(socket.number(), generic, sizeof address) == 0 ? 0 : errno;
 }
 
-/// 0, or why not. The file is its owner's alone from its first moment on.
+/// 0, or the error. Only the owner can ever connect: the mask is set before the file exists.
 int bindError(Descriptor const &socket, sockaddr_un const &address) {
     auto const *const generic = reinterpret_cast<sockaddr const *>(&address);
     mode_t const before = umask(kOwnerAlone);
@@ -64,8 +64,8 @@ int bindError(Descriptor const &socket, sockaddr_un const &address) {
     return error;
 }
 
-/// Holds the lock of the folder, in which one agent at a time looks whether a socket file is
-/// stale and puts its own there.
+/// Holds the lock of the folder: only one agent at a time checks whether a socket file is stale and
+/// creates its own.
 Descriptor lockedFolder(std::string const &path) {
     auto const parent = std::filesystem::path(path).parent_path();
     std::string const folder = parent.empty() ? "." : parent.string();
@@ -120,7 +120,7 @@ ListeningSocket::ListeningSocket(std::string path)
     inode_ = file.st_ino;
 }
 
-/// Somebody may have put another file in its place.
+/// Another file may have replaced the socket; that one stays.
 ListeningSocket::~ListeningSocket() {
     struct stat file {};
     if (lstat(path_.c_str(), &file) == 0 && S_ISSOCK(file.st_mode) && file.st_ino == inode_) {
@@ -134,7 +134,7 @@ Descriptor connectTo(std::string const &path, std::chrono::microseconds patience
     constexpr std::chrono::microseconds::rep kSecond = 1'000'000;
     timeval const limit{patience.count() / kSecond, patience.count() % kSecond};
     setsockopt(connected.number(), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
-    int error = EINTR; // a process that is stopped and goes on is interrupted
+    int error = EINTR; // connect is interrupted if the process is stopped and continued
     while (error == EINTR) {
         error = connectError(connected, address);
     }

@@ -10,21 +10,21 @@
 
 namespace UmoAgent {
 
-/// Where a switch's agent answers commands unless told otherwise.
+/// The socket at which the agent answers by default.
 inline constexpr char const *kDefaultSocketPath = "/run/umo-agent.sock";
 
-/// Says which socket cannot be had, and why.
+/// Names the socket that cannot be used, and why.
 class SocketError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
 };
 
-/// A Unix stream socket that listens at a path, for its owner alone, until it is destroyed; then
-/// it takes its file away.
+/// A Unix stream socket that listens at a path, for its owner only. Its destructor removes the
+/// file.
 class ListeningSocket {
   public:
-    /// A socket file on which nobody listens any more is replaced. Throws SocketError if somebody
-    /// does, if the path is something else, or if the system refuses.
+    /// Replaces a socket file that nobody listens on. Throws SocketError if another program listens
+    /// there, if the path is another kind of file, or on a system error.
     explicit ListeningSocket(std::string path);
     ~ListeningSocket();
     ListeningSocket(ListeningSocket const &) = delete;
@@ -37,7 +37,7 @@ class ListeningSocket {
   private:
     std::string path_;
     Descriptor socket_;
-    ino_t inode_ = 0; // of the file that is this socket's
+    ino_t inode_ = 0; // of this socket's file
 };
 
 /// Nobody listens at the path.
@@ -46,9 +46,9 @@ class NobodyAnswers : public SocketError {
     using SocketError::SocketError;
 };
 
-/// A connection to whoever listens at the path. Throws NobodyAnswers if nobody does, and another
-/// SocketError for other reasons, such as one who has not accepted it within `patience`; 0: for
-/// ever.
+/// A connection to the listener at the path. Throws NobodyAnswers if there is none, and another
+/// SocketError for other reasons, such as a listener that does not accept within `patience`; 0
+/// waits without limit.
 Descriptor connectTo(std::string const &path,
                      std::chrono::microseconds patience = std::chrono::microseconds(0));
 

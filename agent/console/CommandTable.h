@@ -6,26 +6,26 @@
 
 namespace UmoAgent {
 
-/// A command of the console: its name, and in a few words what it takes and does.
+/// A command of the console: its name, its arguments, and a short description.
 struct CommandText {
     char const *name;
     char const *help;
 };
 
-/// All commands of the console, by name. The agent answers them, and `umo-cli help` can tell them
-/// where there is no agent.
+/// All commands of the console, by name. The agent answers them; `umo-cli help` lists them without
+/// an agent.
 inline constexpr std::array<CommandText, 11> kCommands{{
     {"apply", "FILE.yaml: carries out the events of a file at once, all of them or none"},
     {"help", "lists the commands"},
-    {"showBacklog", "the actions that wait to be evaluated again"},
-    {"showChip", "the tables of the switch chip, and what is in them"},
+    {"showBacklog", "the actions that are queued for evaluation"},
+    {"showChip", "the tables of the switch chip, and their contents"},
     {"showCounters", "how often each handler and each operation of the chip was called"},
     {"showLogEvents", "the catalogue of log events"},
     {"showNatFlowActionHw", "[POLICY]: the programmed actions, a line for each VLAN and interface"},
     {"showNatFlowGroup", "the matches, with the groups that they want and hold"},
-    {"showRecircVlan", "the VLAN by which copies recirculate"},
+    {"showRecircVlan", "the recirculation VLAN, with its L3 interface"},
     {"showSkimtrace", "[N]: the last N handler entries, or all that are kept"},
-    {"trace", "HANDLE/LEVELS: sets what the agent traces; off: nothing; alone: shows it"},
+    {"trace", "HANDLE/LEVELS: sets what the agent traces; off: nothing; no argument: shows it"},
 }};
 
 /// The command's help; null if there is no such command.

@@ -41,7 +41,7 @@ void showSkimtrace(std::ostream &out, std::string const &arguments) {
     printSkimtrace(out, count);
 }
 
-/// `off` switches everything off; without a setting the levels stay.
+/// `off` switches everything off; without an argument the levels stay.
 void trace(std::ostream &out, std::string const &setting) {
     try {
         if (!setting.empty()) {
@@ -98,7 +98,7 @@ void Console::answer(std::uint32_t socket, std::string const &line, Done const &
             write();
             return true;
         } catch (std::system_error const &) {
-            return false; // there is no room for the answer
+            return false; // no room for the answer
         }
     };
     if (Agent::AgentCommands::nameOf(line) != ApplyCommand::kName ||

@@ -14,20 +14,20 @@ namespace UmoAgent {
 /// The commands of the agent's console. They read the agent, and `apply` changes it.
 class Console {
   public:
-    /// Called once, from the event loop or at once: whether the whole answer could be written.
+    /// Called once, from the event loop or immediately: whether the whole answer could be written.
     using Done = std::function<void(bool whole)>;
 
-    /// Both outlive the console, and the agent is started before it answers. Throws
-    /// std::system_error if there can be no process that reads files.
+    /// Both outlive the console; the agent must be started before the console answers. Throws
+    /// std::system_error if the reading process cannot be started.
     Console(ForwardingAgent &agent, EventLoop &loop);
     Console(Console const &) = delete;
     Console &operator=(Console const &) = delete;
 
-    /// While a scenario is being played nothing can be applied.
+    /// While a scenario is being played, nothing can be applied.
     void playingIs(bool playing) { apply_.playingIs(playing); }
 
-    /// Writes the answer of one line to the descriptor, which must be there until `done` is called;
-    /// lines that begin with kErrorMark (TextCommand.h) say that the command was not carried out,
+    /// Writes the answer to one line to the descriptor, which must exist until `done` is called.
+    /// Lines that begin with kErrorMark (TextCommand.h) say that the command was not carried out,
     /// and why.
     void answer(std::uint32_t socket, std::string const &line, Done const &done);
 
@@ -38,7 +38,7 @@ class Console {
     void answerNow(std::uint32_t socket, std::string const &line) const;
 
     ForwardingAgent &agent_;
-    Agent::AgentCommands commands_; // but for `apply`, whose answer takes its time
+    Agent::AgentCommands commands_; // except `apply`, whose answer comes later
     ApplyCommand apply_;
 };
 

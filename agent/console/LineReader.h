@@ -6,24 +6,24 @@
 
 namespace UmoAgent {
 
-/// Takes the bytes of a client, as they come, up to the end of the first line: "\n" or "\r\n".
+/// Collects a client's bytes up to the end of the first line: "\n" or "\r\n".
 class LineReader {
   public:
-    /// The most bytes a line may have, without its end.
+    /// The most bytes in a line, without its end.
     static constexpr std::size_t kMaxLength = 4096;
 
     enum class State {
-        reading, // the line goes on
+        reading, // the line is not complete
         whole,
         tooLong,
     };
 
-    /// Takes `bytes`; those behind the line's end are dropped.
+    /// Takes `bytes`; those after the line's end are dropped.
     State add(std::string_view bytes);
 
     [[nodiscard]] State state() const { return state_; }
 
-    /// The line without its end, when it is whole.
+    /// The complete line, without its end.
     [[nodiscard]] std::string const &line() const { return line_; }
 
   private:

@@ -33,7 +33,7 @@ TextCommand::TextCommand(Pelo::String name, Pelo::String help, Function function
 
 void TextCommand::handleCommand(std::uint32_t socket, Pelo::String const &command) {
     std::ostringstream out;
-    out.exceptions(std::ios::badbit); // a stream would keep a failed allocation to itself
+    out.exceptions(std::ios::badbit); // else the stream would hide a failed allocation
     std::string text;
     try {
         function_(out, argumentsOf(command));

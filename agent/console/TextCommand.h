@@ -9,23 +9,23 @@
 
 namespace UmoAgent {
 
-/// Says why a command was not carried out; may have several lines.
+/// Why a command was not carried out; may have several lines.
 class CommandError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
 };
 
-/// Begins each line that says that a command was not carried out, so that a client can tell.
+/// Begins each line of an error answer, so that clients recognise it.
 inline constexpr char const *kErrorMark = "% ";
 
-/// The answer that says why the command of that name was not carried out: each line marked.
+/// The error answer of the command of that name: each line marked.
 std::string markedError(std::string const &name, std::string const &error);
 
-/// What stands behind the name of a command, without the blanks around it.
+/// The text after a command's name, without surrounding blanks.
 std::string argumentsOf(std::string const &command);
 
-/// A command of the agent whose answer is text. A CommandError that its function throws becomes
-/// the answer, with each line marked; what the function printed before is dropped.
+/// A command whose answer is text. If its function throws a CommandError, that becomes the answer,
+/// each line marked; what the function printed before is dropped.
 class TextCommand final : public Agent::AgentCommandCallback {
   public:
     /// Prints the answer; `arguments` are as from argumentsOf.

@@ -6,7 +6,7 @@
 namespace UmoAgent {
 
 namespace {
-// What keys and values hold besides themselves.
+// The memory of keys and values beyond their own size.
 
 template <class Part>
 std::size_t bytesOf(Part const & /*part*/) {
@@ -42,7 +42,7 @@ void ChangeList::make(AnyChange change, YamlNode node) {
               change),
           node);
     auto const fault = draft_.make(change);
-    changes_.push_back(std::move(change)); // a faulty one too: faults count the changes
+    changes_.push_back(std::move(change)); // also a faulty one: faults refer to changes by index
     at_.push_back(node);
     if (fault) {
         report(*fault);
@@ -54,7 +54,7 @@ void ChangeList::report(Fault const &fault) {
     if (fault.nextHop) {
         auto const cause = causeOf(*fault.nextHop);
         if (!cause) {
-            return; // it was reported where an earlier event made it so
+            return; // an earlier event caused it, and was reported
         }
         at = *cause;
     }

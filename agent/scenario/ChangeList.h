@@ -13,16 +13,15 @@
 
 namespace UmoAgent {
 
-/// The changes of one event after the other as they are read, made on a draft at once so that what
-/// is read next can build on them; and beside them the places of the file that they come from, so
-/// that a fault is reported where it stands.
+/// The changes of each event as they are read. Each is made on a draft at once, so that later ones
+/// can build on it. Beside them it stores their places in the file, where faults are reported.
 class ChangeList {
   public:
     ChangeList(Draft &draft, ScenarioNodes &nodes) : draft_(draft), nodes_(nodes) {}
 
     [[nodiscard]] Draft const &draft() const { return draft_; }
 
-    /// Makes the change that `node` asks for; without effect, and reported there, if it is faulty.
+    /// Makes the change at `node`. A faulty change has no effect and is reported there.
     template <class T>
     void set(typename T::Key key, typename T::Value value, YamlNode node) {
         make(Change<T>{std::move(key), std::move(value)}, node);
@@ -32,8 +31,8 @@ class ChangeList {
         make(Change<T>{std::move(key), std::nullopt}, node);
     }
 
-    /// Where this event says what decides whether a next hop needs a MAC address: the hop itself,
-    /// or else the destination of its action, or else that of the flow.
+    /// Records where this event sets what decides whether a next hop needs a MAC address: the hop
+    /// itself, or else the destination of its action, or else that of the flow.
     void nextHopAt(Table::Action::Key const &action, Nexo::IntfId intf, YamlNode node) {
         nextHops_.insert_or_assign({action, intf}, node);
     }
@@ -44,11 +43,11 @@ class ChangeList {
         flows_.insert_or_assign(match, node);
     }
 
-    /// Counts what something else that `node` asks for takes in memory. Throws ReadingEnds, having
-    /// reported it, if that becomes too much; so do the changes.
+    /// Counts memory for something other than a change at `node`. Reports an error and throws
+    /// ReadingEnds if the total is too large; changes do the same.
     void count(std::size_t bytes, YamlNode node);
 
-    /// Ends the changes of an event and hands them over.
+    /// Ends an event and returns its changes.
     Changes end();
 
   private:
@@ -59,9 +58,9 @@ class ChangeList {
     Draft &draft_;
     ScenarioNodes &nodes_;
     Changes changes_;
-    std::size_t made_ = 0;     // changes of all events
-    std::size_t bytes_ = 0;    // that they take
-    std::vector<YamlNode> at_; // of each change
+    std::size_t made_ = 0;     // number of changes, over all events
+    std::size_t bytes_ = 0;    // memory that they take
+    std::vector<YamlNode> at_; // the place of each change
     std::map<std::pair<Table::Action::Key, Nexo::IntfId>, YamlNode> nextHops_;
     std::map<Table::Action::Key, YamlNode> destinations_;
     std::map<Table::Match::Key, YamlNode> flows_;

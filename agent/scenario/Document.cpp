@@ -17,20 +17,20 @@ namespace {
 
 using YAML::Mark;
 
-/// A document that is good YAML, and is not accepted all the same.
+/// A document that is valid YAML, but is not accepted.
 struct Unacceptable {
     Mark mark;
     std::string found, expected;
 };
 
-/// Makes values of what the parser finds, and notes where documents start.
+/// Makes values from the parser's events, and records where documents start.
 class DocumentBuilder final : public YAML::EventHandler {
   public:
     using Anchor = YAML::anchor_t;
     using Style = YAML::EmitterStyle::value;
 
     std::vector<Mark> starts;
-    Mark last;         // where a value began
+    Mark last;         // where the last value began
     Document document; // the first one
 
     void OnDocumentStart(Mark const &mark) override { starts.push_back(mark); }
@@ -73,7 +73,7 @@ class DocumentBuilder final : public YAML::EventHandler {
     void OnMapEnd() override { close(); }
 
   private:
-    /// Of a second document only the start is of interest.
+    /// A second document is only reported, so its values are ignored.
     [[nodiscard]] bool first() const { return starts.size() <= 1; }
 
     [[nodiscard]] bool expectsKey() const {
@@ -98,7 +98,7 @@ class DocumentBuilder final : public YAML::EventHandler {
         }
     }
 
-    /// Adds a value, open until it is closed.
+    /// Adds a value, which is open until `close`.
     void add(Document::Kind kind, Mark const &mark, Anchor anchor) {
         if (!first()) {
             return;
@@ -120,7 +120,7 @@ class DocumentBuilder final : public YAML::EventHandler {
         }
     }
 
-    /// Adds once more the value at `from`, with all that is in it.
+    /// Adds a copy of the value at `from`, with everything in it.
     void repeat(Mark const &mark, std::size_t from) {
         std::size_t const end = document.values[from].end;
         if (end == 0) {
@@ -136,7 +136,7 @@ class DocumentBuilder final : public YAML::EventHandler {
         }
     }
 
-    std::vector<std::size_t> open_; // from the root to where the parser is
+    std::vector<std::size_t> open_; // from the root to the current value
     std::unordered_map<Anchor, std::size_t> anchors_;
 };
 
@@ -159,12 +159,12 @@ std::optional<Document> readDocument(std::string const &text, ScenarioErrors &er
         if (!parser.HandleNextDocument(builder)) {
             return std::move(builder.document);
         }
-        // On a stray comma the parser stands still, and would find empty documents for ever.
+        // The parser does not advance past a stray comma, and would find empty documents for ever.
         auto const second = static_cast<std::size_t>(builder.starts[1].pos);
         if (second < text.size() && kStray.find(text[second]) != std::string_view::npos) {
             errors.add(placeOf(builder.starts[1]),
                        std::string("malformed YAML: unexpected \"") + text[second] + '"');
-        } else { // also where a byte-order mark has shifted the position
+        } else { // also if a byte-order mark has shifted the position
             errors.add(placeOf(builder.starts[1]), "a second document", "one scenario in a file");
         }
     } catch (Unacceptable const &what) {

@@ -11,23 +11,23 @@
 
 namespace UmoAgent {
 
-/// A YAML document, as it was written, with its aliases expanded: all values one behind the other,
-/// a list or mapping before what is in it.
+/// A YAML document with its aliases expanded: all values in order, a list or mapping before its
+/// items.
 struct Document {
     enum class Kind : std::uint32_t { null, scalar, sequence, map };
 
     struct Value {
         Kind kind = Kind::null;
-        std::int32_t line = 0, column = 0; // where it begins, from 1; of an alias, where it points
+        std::int32_t line = 0, column = 0; // its start, from 1; of an alias, the target's start
         std::uint32_t begin = 0, size = 0; // a scalar's text in `texts`; the number of items
-        std::uint32_t end = 0;             // the first value that is not in it
+        std::uint32_t end = 0;             // the first value after it
     };
 
     std::vector<Value> values;
     std::string texts;
 };
 
-/// A value of a document, which must outlive it and not move.
+/// A value of a document. The document must outlive it and not move.
 class YamlNode {
   public:
     using Kind = Document::Kind;
@@ -44,16 +44,17 @@ class YamlNode {
     }
     [[nodiscard]] Place place() const { return {value().line, value().column}; }
 
-    /// Of a scalar.
+    /// The text of a scalar.
     [[nodiscard]] std::string_view text() const {
         return std::string_view(document_->texts).substr(value().begin, value().size);
     }
 
-    /// The number of items of a list or mapping; those of a mapping are keys and values by turns.
+    /// The number of items of a list or mapping; a mapping's items alternate between keys and
+    /// values.
     [[nodiscard]] std::size_t size() const { return value().size; }
     /// The first item; there must be one.
     [[nodiscard]] YamlNode first() const { return YamlNode(*document_, index_ + 1); }
-    /// The item behind this one; there must be one.
+    /// The next item; there must be one.
     [[nodiscard]] YamlNode next() const { return YamlNode(*document_, value().end); }
 
   private:
@@ -63,8 +64,8 @@ class YamlNode {
     std::size_t index_;
 };
 
-/// The one YAML document of `text`; nothing, with the reason in `errors`, if the text is malformed
-/// or empty, has more behind its first document, or takes more values than a file may.
+/// The one YAML document of `text`. Returns nothing, with the reason in `errors`, if the text is
+/// malformed or empty, has more than one document, or has more values than a file may have.
 std::optional<Document> readDocument(std::string const &text, ScenarioErrors &errors);
 
 } // namespace UmoAgent

@@ -22,8 +22,7 @@ std::string_view bytesOf(Value const *values, std::size_t count) {
     return {reinterpret_cast<char const *>(values), count * sizeof(Value)};
 }
 
-/// Makes room behind what is filled, a little at a time: memory that is used for the first time
-/// takes its time.
+/// Makes room after the filled part in small steps, because touching new memory takes time.
 template <class Elements>
 void grow(Elements &elements, std::size_t filled, std::size_t all) {
     constexpr std::size_t kStep = 65536;
@@ -36,11 +35,11 @@ void send(int channel, AnswerHeader const &header) {
     writeAll(channel, bytesOf(&header, 1));
 }
 
-/// The text of a file that the console names.
+/// The text of a file named at the console.
 FileText regularText(std::string const &path) {
     std::error_code error;
     if (std::filesystem::exists(path, error) && !std::filesystem::is_regular_file(path, error)) {
-        return Unreadable{"expected a regular file"}; // a pipe could keep a reader waiting
+        return Unreadable{"expected a regular file"}; // a reader could wait for a pipe without end
     }
     return readFileText(path, Limits::kBytes);
 }

@@ -9,14 +9,14 @@
 #include <string_view>
 #include <variant>
 
-/// What a process that reads files for another one tells it, on a stream between the two. Both are
-/// of one program, so values travel as they lie in memory.
+/// The messages from a process that reads files to the process that requested them, on a stream.
+/// Both run the same program, so values are sent as they are in memory.
 namespace UmoAgent {
 
-/// Begins each part of an answer.
+/// The header of each part of an answer.
 struct AnswerHeader {
     enum class Kind : std::uint64_t {
-        textIsRead, // the text is there and is being parsed
+        textIsRead, // the text has been read and is being parsed
         document,
         errors,
     };
@@ -26,26 +26,26 @@ struct AnswerHeader {
     std::uint64_t bytes = 0;  // of its texts, or of the lines of the errors
 };
 
-/// Answers requests from `channel`, each the path of a file with a zero byte behind it, until the
+/// Answers requests from `channel`, each the path of a file with a trailing zero byte, until the
 /// other side closes it.
 void answerReadRequests(int channel);
 
-/// Puts an answer together as its bytes come.
+/// Assembles an answer from its bytes.
 class AnswerReader {
   public:
-    /// Where the next bytes go, and how many there may be; none when the answer is whole. May throw
+    /// Where the next bytes go, and how many fit; none when the answer is complete. May throw
     /// std::bad_alloc.
     struct Room {
         char *begin;
         std::size_t size;
     };
     [[nodiscard]] Room room();
-    /// That many have come. May throw std::bad_alloc.
+    /// That many bytes have arrived. May throw std::bad_alloc.
     void filled(std::size_t size);
 
     /// Whether the text has been read.
     [[nodiscard]] bool textIsRead() const { return textIsRead_; }
-    /// The whole answer, once.
+    /// The complete answer, returned once.
     [[nodiscard]] std::optional<std::variant<Document, ScenarioFaults>> answer();
 
   private:

@@ -2,26 +2,26 @@
 
 #include <cstddef>
 
-/// What one file may take: enough for a switch of 100,000 actions several times over, and little
-/// enough that no file can take the agent's memory or time.
+/// The limits for one file: several times enough for a switch of 100,000 actions, but too small to
+/// use up the agent's memory or time.
 namespace UmoAgent::Limits {
 
 inline constexpr std::size_t kBytes = std::size_t{64} << 20U;
-/// Scalars, lists and mappings, with each alias counted as what it stands for.
+/// Scalars, lists and mappings, each alias counted as its expansion.
 inline constexpr std::size_t kValues = 4'000'000;
-/// Rows of tables that are set or removed, in all events together; an action counts once more for
-/// each time that its flow becomes a multicast one or ceases to be one.
+/// Rows of tables that are set or removed, over all events. An action counts once more each time
+/// its flow becomes multicast or stops being multicast.
 inline constexpr std::size_t kChanges = 250'000;
 inline constexpr std::size_t kEvents = 250'000;
-/// What changes and notes take in memory.
+/// The memory of changes and notes.
 inline constexpr std::size_t kMadeBytes = std::size_t{128} << 20U;
-/// Of the name of a policy, match, action or topology, and of a note.
+/// In the name of a policy, match, action or topology, and in a note.
 inline constexpr std::size_t kNameBytes = 1024;
 inline constexpr std::size_t kNoteBytes = 65536;
-/// Printouts in one file that is applied, and the bytes of its answer.
+/// The printouts of an applied file, and the bytes of its answer.
 inline constexpr std::size_t kPrintouts = 100;
 inline constexpr std::size_t kAnswerBytes = std::size_t{16} << 20U;
-/// Mistakes that are reported; of the others, the number is.
+/// The mistakes that are reported; the rest are only counted.
 inline constexpr std::size_t kMistakes = 100;
 
 } // namespace UmoAgent::Limits

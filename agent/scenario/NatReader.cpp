@@ -7,17 +7,17 @@
 #include <limits>
 #include <unordered_map>
 
-/// What stands under `policies`.
+/// Reads what is under `policies`.
 namespace UmoAgent {
 
 namespace {
 
-/// What stands in for an address that could not be read, so that one mistake does not appear a
-/// second time as a next hop without MAC. A file with errors is never mounted.
+/// Placeholders for addresses that could not be read, so that one mistake is not reported again as
+/// a next hop without MAC. A file with errors is never mounted.
 constexpr Nexo::EthAddr kUnreadableMac(0x1);
 constexpr Nexo::IpAddr kUnreadableDestination(0xe0000001);
 
-/// Version 0 would say that the action is incomplete.
+/// Skips version 0, which means that the action is incomplete.
 std::uint32_t next(std::uint32_t version) {
     return version == std::numeric_limits<std::uint32_t>::max() ? 1 : version + 1;
 }

@@ -19,14 +19,14 @@ namespace UmoAgent {
 
 namespace {
 
-/// What is received before the loop goes round.
+/// The most bytes received before the loop continues.
 constexpr std::size_t kPortion = std::size_t{1} << 20U;
 
-/// Keeps nothing of the agent's but the channel, so that whoever waits for the end of the agent's
-/// output, or of its connections, does not wait for the child.
+/// Closes every descriptor of the agent except the channel. So nobody who waits for the end of the
+/// agent's output or connections has to wait for the child.
 [[noreturn]] void beChild(int channel) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    for (int const signal : {SIGINT, SIGTERM, SIGHUP}) { // the agent's affair
+    for (int const signal : {SIGINT, SIGTERM, SIGHUP}) { // the agent handles these
         std::signal(signal, SIG_IGN);
     }
     int const moved = dup2(channel, STDERR_FILENO + 1);
@@ -38,7 +38,7 @@ constexpr std::size_t kPortion = std::size_t{1} << 20U;
     try {
         answerReadRequests(moved);
     } catch (std::exception const &) {
-        // The agent does not listen any more.
+        // The agent has closed the channel.
     }
     _exit(0);
 }
@@ -50,7 +50,7 @@ ReadingProcess::ReadingProcess(EventLoop &loop, Patience patience)
     start();
 }
 
-/// A child that is killed ends at once, unless it hangs in the system.
+/// A killed child ends at once, unless it hangs in a system call.
 ReadingProcess::~ReadingProcess() {
     constexpr int kTries = 100;
     kill();
@@ -86,7 +86,7 @@ void ReadingProcess::start() {
     channel_ = std::move(mine);
 }
 
-/// A child that hangs in the system ends when the system lets it: nobody waits for that.
+/// A child that hangs in a system call ends later; nobody waits for it.
 void ReadingProcess::kill() {
     if (child_ > 0) {
         loop_.unwatch(channel_.number());
@@ -100,7 +100,7 @@ void ReadingProcess::reap() {
     std::erase_if(killed_, [](pid_t child) { return waitpid(child, nullptr, WNOHANG) != 0; });
 }
 
-/// Asks the child for the first of the requests.
+/// Sends the first request to the child.
 void ReadingProcess::ask() {
     reap();
     answer_ = AnswerReader();
@@ -110,7 +110,7 @@ void ReadingProcess::ask() {
                                  static_cast<ssize_t>(path.size() + 1);
     };
     try {
-        if (!sent()) { // there is none, or somebody has ended it
+        if (!sent()) { // no child, or it has ended
             kill();
             start();
             if (!sent()) {
@@ -153,7 +153,7 @@ void ReadingProcess::receive(short events) {
     }
 }
 
-/// Takes what has come, a portion at the most; false if the child has ended.
+/// Takes what has arrived, at most a portion; false if the child has ended.
 bool ReadingProcess::take(std::optional<std::variant<Document, ScenarioFaults>> &answer) {
     for (std::size_t left = kPortion; left > 0 && !answer;) {
         auto const [begin, size] = answer_.room();
@@ -183,7 +183,7 @@ void ReadingProcess::finish(std::variant<Document, ScenarioFaults> read) {
     }
 }
 
-/// What the child may still say is no answer to anything.
+/// Kills the child, because anything it still sends would be taken for the next answer.
 void ReadingProcess::fail(std::string const &reason) {
     kill();
     finish(ScenarioFaults{requests_.front().path + ": cannot be read: " + reason});

@@ -18,30 +18,30 @@
 namespace UmoAgent {
 
 /// A child process that reads and parses files for the agent, one after the other. A file that
-/// stalls, as one on a network may, or that takes more memory than there is, stops the child alone;
-/// the agent's loop goes on, kills a child that takes too long, and has another one for the next
+/// stalls, for example on a network, or that needs too much memory, stops only the child. The
+/// agent's loop keeps running, kills a child that takes too long, and starts another for the next
 /// file.
 class ReadingProcess {
   public:
-    /// How long a file may take to be read, and then to be parsed and handed over.
+    /// The time limits for reading a file, and for parsing and transferring it.
     struct Patience {
         std::chrono::milliseconds read{5'000};
         std::chrono::milliseconds parse{60'000};
     };
 
-    /// Given the document, or what is wrong with the file.
+    /// Receives the document, or the errors of the file.
     using Done = std::function<void(std::variant<Document, ScenarioFaults> read)>;
 
-    /// Starts the child, best while the agent is small. `loop` outlives it. Throws
+    /// Starts the child, best while the agent is small. `loop` must outlive it. Throws
     /// std::system_error.
     ReadingProcess(EventLoop &loop, Patience patience);
     explicit ReadingProcess(EventLoop &loop) : ReadingProcess(loop, Patience{}) {}
-    /// Reads that have not ended are forgotten.
+    /// Unfinished reads are dropped.
     ~ReadingProcess();
     ReadingProcess(ReadingProcess const &) = delete;
     ReadingProcess &operator=(ReadingProcess const &) = delete;
 
-    /// Reads the regular file at `path`, after those asked for before, and calls `done` from the
+    /// Reads the regular file at `path` after those requested before, and calls `done` from the
     /// loop.
     void read(std::string path, Done done);
 
@@ -64,10 +64,10 @@ class ReadingProcess {
     EventLoop &loop_;
     Patience patience_;
     pid_t child_ = -1;
-    std::vector<pid_t> killed_; // whose end is to be waited for
+    std::vector<pid_t> killed_; // not yet reaped
     Descriptor channel_;
-    std::deque<Request> requests_; // the first is being read
-    AnswerReader answer_;          // to the first
+    std::deque<Request> requests_; // the first is in progress
+    AnswerReader answer_;          // to the first request
 };
 
 } // namespace UmoAgent

@@ -10,17 +10,17 @@
 
 namespace UmoAgent {
 
-/// What an event can have printed.
+/// What an event can print.
 enum class Printout : std::uint8_t {
     tree,   // the hardware status tree
     chip,   // the contents of the switch chip
     groups, // matches with the groups they want and hold
-    table,  // what the switch answers to showNatFlowActionHw
+    table,  // the answer to showNatFlowActionHw
 };
 
 struct Event {
-    Vyr::Time at{};                 // since the beginning of the scenario
-    std::uint32_t refuseGroups = 0; // how many creations of groups the chip refuses from now on
+    Vyr::Time at{};                 // since the start of the scenario
+    std::uint32_t refuseGroups = 0; // how many of the next group creations the chip refuses
     Changes changes;
     std::string note;
     std::vector<Printout> print;

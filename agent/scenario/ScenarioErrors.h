@@ -10,7 +10,7 @@
 
 namespace UmoAgent {
 
-/// A place in a file: line and column from 1. Line 0 stands for the file as a whole.
+/// A place in a file: line and column from 1. Line 0 means the whole file.
 struct Place {
     int line = 0;
     int column = 0;
@@ -18,19 +18,19 @@ struct Place {
     auto operator<=>(Place const &) const = default;
 };
 
-/// What is wrong with a file, a line for each error: FILE:LINE:COLUMN: what was found and what was
-/// expected. Never empty.
+/// The errors of a file, a line for each: FILE:LINE:COLUMN: what was found and what was expected.
+/// Never empty.
 using ScenarioFaults = std::vector<std::string>;
 
-/// Thrown where nothing more of a file is to be read, its errors being told already.
+/// Thrown to stop reading a file after its errors are recorded.
 struct ReadingEnds {};
 
-/// Collects what is wrong with one file. Keeps no more errors than are reported.
+/// Collects the errors of one file. Stores no more errors than are reported.
 class ScenarioErrors {
   public:
     explicit ScenarioErrors(std::string file) : file_(std::move(file)) {}
 
-    /// Adds an error, once: what stands behind an alias is read wherever the alias stands.
+    /// Adds an error once, even if it is read several times through aliases.
     void add(Place place, std::string text);
     void add(Place place, std::string_view found, std::string_view expected);
     /// Adds the error that there are more than `most`, and throws ReadingEnds.
@@ -38,14 +38,14 @@ class ScenarioErrors {
 
     [[nodiscard]] bool empty() const { return errors_.empty(); }
 
-    /// A line for each error, FILE:LINE:COLUMN: TEXT, in the order of the file; of very many the
-    /// first, and how many there are.
+    /// A line for each error, FILE:LINE:COLUMN: TEXT, in the order of the file; if there are too
+    /// many, the first ones and the total number.
     [[nodiscard]] ScenarioFaults lines() const;
 
   private:
     std::string file_;
     std::multimap<Place, std::string> errors_;
-    std::unordered_set<std::size_t> known_; // hashes of all, those that are not kept included
+    std::unordered_set<std::size_t> known_; // hashes of all errors, stored or not
 };
 
 } // namespace UmoAgent

@@ -8,7 +8,7 @@ namespace UmoAgent {
 
 namespace {
 
-/// Between two breaths; takes about a millisecond.
+/// Items between two calls of `breathe`, about a millisecond.
 constexpr std::size_t kItemsInABreath = 1000;
 
 std::string namesOf(std::vector<ScenarioNodes::Field> const &fields) {

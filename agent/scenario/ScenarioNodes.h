@@ -14,26 +14,26 @@
 
 namespace UmoAgent {
 
-/// Walks the structure of a scenario: mappings and lists. Whatever is not of the form that is
-/// asked for becomes an error at its place and is left out of the walk, which goes on.
+/// Reads the structure of a scenario: mappings and lists. A node of an unexpected form becomes an
+/// error at its place and is skipped.
 class ScenarioNodes {
   public:
     using Handler = std::function<void(YamlNode node)>;
 
-    /// One key that a mapping may have, and what reads its value.
+    /// A key that a mapping may have, and the reader of its value.
     struct Field {
         std::string_view name;
         Handler read;
     };
 
-    /// Calls `breathe`, if given, now and then during a long walk.
+    /// Calls `breathe`, if given, now and then during long reading.
     explicit ScenarioNodes(ScenarioErrors &errors, std::function<void()> breathe = nullptr)
         : errors_(errors), breathe_(std::move(breathe)) {}
 
     [[nodiscard]] ScenarioErrors &errors() { return errors_; }
     [[nodiscard]] std::function<void()> const &breathe() const { return breathe_; }
 
-    /// Counts work that takes as long as reading so many items, and breathes when it is time.
+    /// Counts work equivalent to reading that many items, and calls `breathe` when it is due.
     void work(std::size_t items);
 
     /// How an error message names what it found: the text in quotes, or the kind of node.
@@ -42,10 +42,10 @@ class ScenarioNodes {
     /// Adds the error that `node` is not what was expected.
     void unexpected(YamlNode node, std::string_view expected);
 
-    /// The text of a scalar; `expected` says what for.
+    /// The text of a scalar; `expected` describes it in an error.
     std::optional<std::string_view> text(YamlNode node, std::string_view expected);
 
-    /// Reads a mapping whose keys are known, in the order of `fields`, not of the file.
+    /// Reads a mapping with known keys, in the order of `fields`, not of the file.
     void fields(YamlNode node, std::string_view expected, std::vector<Field> const &fields);
 
     /// Calls `each` for the items of a list. A single word is a list of one.

@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::uint32_t kMaxRefusals = 1'000'000;
 
-/// Reads one document, carrying a draft of the switch along from event to event.
+/// Reads one document, keeping a draft of the switch from event to event.
 class ScenarioDocument {
   public:
     ScenarioDocument(ScenarioErrors &errors, SwitchState const &mounted,
@@ -21,7 +21,7 @@ class ScenarioDocument {
         : errors_(errors), nodes_(errors, std::move(breathe)), draft_(mounted) {}
 
     Scenario readScenario(YamlNode document);
-    /// Without `now`, times are needed and do not go back; else they have come by then.
+    /// Times may be left out, and must not be after `now`.
     std::vector<Event> readEvents(YamlNode document, Vyr::Time now);
 
   private:
@@ -38,7 +38,7 @@ class ScenarioDocument {
     StateReader state_{nodes_, values_, changes_};
 
     Vyr::Time now_{};
-    std::optional<Vyr::Time> atOnce_; // the time at which all of it happens
+    std::optional<Vyr::Time> atOnce_; // the time at which everything happens, if at once
     std::vector<Event> events_;
     std::size_t printouts_ = 0;
 };
@@ -143,7 +143,7 @@ std::optional<Vyr::Time> ScenarioDocument::timeFromNow(YamlNode node) {
     return time;
 }
 
-/// What `read` makes of a file, or what is wrong with that.
+/// The result of `read`, or the errors that it found.
 template <class Read>
 auto readOrFaults(ScenarioErrors &errors, Read const &read)
     -> std::variant<decltype(read()), ScenarioFaults> {
@@ -153,7 +153,7 @@ auto readOrFaults(ScenarioErrors &errors, Read const &read)
             return result;
         }
     } catch (ReadingEnds const &) {
-        // The errors say why.
+        // The errors are recorded.
     } catch (std::bad_alloc const &) {
         errors.add(Place{}, "cannot be read: there is not enough memory");
     }
@@ -187,7 +187,7 @@ readEvents(Document const &document, ScenarioErrors &errors, EventsToFollow cons
         auto events = ScenarioDocument(errors, follow.mounted, follow.breathe)
                           .readEvents(YamlNode(document), follow.now);
         if (follow.breathe) {
-            follow.breathe(); // giving back much memory has taken its time
+            follow.breathe(); // freeing much memory took time
         }
         return events;
     });

@@ -12,37 +12,37 @@
 
 namespace UmoAgent {
 
-/// Reads a scenario from its text. A scenario is a mapping with a state (StateReader has the
-/// schema) and two keys more:
+/// Reads a scenario from its text. A scenario is a mapping with a state (see StateReader) and two
+/// more keys:
 ///
 ///     events:
-///       - at: 10s                # times do not go back
+///       - at: 10s                # times must not decrease
 ///         remove: {...}          # comes before set
-///         set: {...}             # a state, of which only what is named changes
-///         refuse-groups: 2       # the chip refuses the next creations of groups
+///         set: {...}             # a state; only what it names changes
+///         refuse-groups: 2       # the chip refuses the next group creations
 ///         note: a heading
 ///         print: [tree, chip, groups]
-///     end: 60s                   # when the play ends, if not with the last event
+///     end: 60s                   # when the scenario ends; default: with the last event
 ///
-/// `file` is how messages name it. Either the whole scenario is valid, at every time of the play,
-/// or there are faults.
+/// `file` is its name in messages. Either the whole scenario is valid, including every event, or
+/// there are faults.
 std::variant<Scenario, ScenarioFaults> readScenario(std::string const &file,
                                                     std::string const &text);
 
 /// The same for the contents of a file.
 std::variant<Scenario, ScenarioFaults> readScenarioFile(std::string const &file);
 
-/// Events that are to follow on a switch as it is.
+/// The switch that the events start from.
 struct EventsToFollow {
-    SwitchState const &mounted; // by then
+    SwitchState const &mounted; // the state before the first event
     Vyr::Time now;              // later times are refused
-    /// If given, called now and then while much is read; it must not change what is mounted.
+    /// If given, called now and then during long reading; it must not change what is mounted.
     std::function<void()> breathe = nullptr;
 };
 
-/// Reads events that are to follow at once on the switch as it is: a mapping with `events` alone,
-/// whose times may be left out. Either all of them are valid, one after the other, or there are
-/// faults.
+/// Reads events to be carried out at once on the current switch: a mapping with only `events`,
+/// whose times may be left out. Either all of them are valid, each after those before it, or there
+/// are faults.
 std::variant<std::vector<Event>, ScenarioFaults>
 readEvents(Document const &document, ScenarioErrors &errors, EventsToFollow const &follow);
 

@@ -33,8 +33,8 @@ std::optional<Value> word(ScenarioNodes &nodes, YamlNode node, Words<Value> cons
     return std::nullopt;
 }
 
-/// What `parse` makes of a scalar's text; it refuses malformed text with std::invalid_argument,
-/// whose own words quote the text and say what was expected.
+/// The result of `parse` on a scalar's text. For malformed text `parse` throws
+/// std::invalid_argument, whose message quotes the text and says what was expected.
 template <class Parse>
 auto parsed(ScenarioNodes &nodes, YamlNode node, std::string_view expected, Parse parse)
     -> std::optional<decltype(parse(std::string_view()))> {
@@ -50,7 +50,7 @@ auto parsed(ScenarioNodes &nodes, YamlNode node, std::string_view expected, Pars
     }
 }
 
-/// A text of at most so many bytes.
+/// The text, if it has at most `most` bytes.
 std::optional<std::string> shortText(ScenarioNodes &nodes, YamlNode node,
                                      std::optional<std::string_view> text, std::size_t most,
                                      char const *what) {
@@ -81,8 +81,8 @@ constexpr std::array<TimeUnit, 4> kTimeUnits{
     {{"h", 3'600'000}, {"m", 60'000}, {"s", 1'000}, {"ms", 1}}};
 constexpr std::uint64_t kMaxTime = 365ULL * 24 * 3'600'000; // leaves room in nanoseconds
 
-/// Takes a number and its unit off the front of `text`. The units only get smaller: `unit` is
-/// the first that is still allowed, and is moved behind the one found.
+/// Takes a number and its unit from the front of `text`. Units must get smaller: `unit` is the
+/// first that is still allowed, and moves past the one found.
 std::optional<std::uint64_t> timePart(std::string_view &text, std::size_t &unit) {
     std::size_t const number = std::min(text.find_first_not_of("0123456789"), text.size());
     auto const count = digits(text.substr(0, number));

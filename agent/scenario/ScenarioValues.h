@@ -22,7 +22,7 @@
 
 namespace UmoAgent {
 
-/// Stores what was read, if it could be read.
+/// Stores what was read, if it was valid.
 template <class Value>
 void keep(std::optional<Value> const &value, Value &into) {
     if (value) {
@@ -30,11 +30,11 @@ void keep(std::optional<Value> const &value, Value &into) {
     }
 }
 
-/// Reads the single values of a scenario. A function whose value is malformed or out of range
-/// adds an error at its place and gives nothing.
+/// Reads the single values of a scenario. If a value is malformed or out of range, the function
+/// adds an error at its place and returns nothing.
 class ScenarioValues {
   public:
-    /// `declared` says whether the switch has an interface, or has had it.
+    /// `declared` tells whether the switch has, or once had, an interface.
     ScenarioValues(ScenarioNodes &nodes, std::function<bool(Nexo::IntfId)> declared)
         : nodes_(nodes), declared_(std::move(declared)) {}
 
@@ -49,7 +49,7 @@ class ScenarioValues {
     std::optional<bool> boolean(YamlNode node);
     std::optional<Vyr::Time> time(YamlNode node);
 
-    /// A name of a topology, policy, match or action: any text but the empty one.
+    /// A name of a topology, policy, match or action: any non-empty text.
     std::optional<Pelo::String> name(YamlNode node);
     std::optional<std::string> note(YamlNode node);
 
@@ -58,27 +58,27 @@ class ScenarioValues {
     std::optional<Bridging::Topology::PortState> portState(YamlNode node);
     std::optional<Printout> printout(YamlNode node);
 
-    /// The MAC address of one station: not zero and no group address.
+    /// A unicast MAC address: not zero, not a group address.
     std::optional<Nexo::EthAddr> stationMac(YamlNode node);
 
     /// An interface's own address, `10.0.10.1/24`, or `none`.
     std::optional<Nexo::IpAddrWithMask> interfaceAddress(YamlNode node);
-    /// The addresses of a flow, `10.1.0.0/16`; an address alone is the whole of it.
+    /// The addresses of a flow, `10.1.0.0/16`; an address without a length matches itself alone.
     std::optional<Nexo::IpAddrWithMask> prefix(YamlNode node);
     /// The translated end of a flow, `10.9.9.9:5000` or `10.9.9.9`.
     std::optional<Nexo::IpAndPort> translatedEnd(YamlNode node);
 
-    /// An interface that is declared somewhere in the scenario, or a usable VLAN's.
+    /// An interface that the scenario declares, or the interface of a usable VLAN.
     std::optional<Nexo::IntfId> interface(YamlNode node);
-    /// The same, but not a VLAN's: what can be in a VLAN.
+    /// The same without VLAN interfaces: a possible VLAN member.
     std::optional<Nexo::IntfId> port(YamlNode node);
-    /// Any interface's name, to take out what stands under it.
+    /// The name of any interface, to remove its entry.
     std::optional<Nexo::IntfId> interfaceName(YamlNode node);
-    /// The port whose declaration this is.
+    /// The port that is declared here.
     std::optional<Nexo::IntfId> declaredPort(YamlNode node) { return portName(node); }
 
-    /// Adds an error for each use of an interface that is never declared. To be called when all of
-    /// the file has been read.
+    /// Adds an error for each use of an interface that is never declared. Called when the whole
+    /// file has been read.
     void checkUses();
 
   private:
@@ -89,7 +89,7 @@ class ScenarioValues {
 
     ScenarioNodes &nodes_;
     std::function<bool(Nexo::IntfId)> declared_;
-    std::vector<std::pair<Nexo::IntfId, Place>> used_; // and not declared by then
+    std::vector<std::pair<Nexo::IntfId, Place>> used_; // before any declaration
 };
 
 } // namespace UmoAgent

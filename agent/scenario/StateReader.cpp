@@ -87,7 +87,7 @@ void StateReader::bridgeMac(YamlNode node) {
     }
 }
 
-/// What is set names interfaces that the switch must have; what is removed may be anything.
+/// When setting, the switch must have the interfaces; when removing, any name is allowed.
 std::function<std::optional<Nexo::IntfId>(YamlNode)> StateReader::interfaceNames(Verb verb) {
     return [this, verb](YamlNode name) {
         return verb == Verb::set ? values_.interface(name) : values_.interfaceName(name);

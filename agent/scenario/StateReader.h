@@ -14,12 +14,11 @@
 
 namespace UmoAgent {
 
-/// What a part of a file asks for: that rows are there as it says, or that they go.
+/// Whether a part of a file sets rows or removes them.
 enum class Verb { set, remove };
 
-/// Reads a switch's state, the initial one and what an event sets, and what an event removes of it,
-/// into changes. There is one grammar for all; docs/scenarios.md describes it for those who write
-/// scenarios. What is set:
+/// Reads a switch's initial state, and what an event sets or removes, into changes. There is one
+/// grammar for all; docs/scenarios.md describes it for writers of scenarios. Setting:
 ///
 ///     chip: {groups: 4, port-sets-per-group: 64}
 ///     bridge-mac: 02:00:00:00:00:01
@@ -37,10 +36,10 @@ enum class Verb { set, remove };
 ///         egress: {Vlan10: {mac: 02:00:00:00:10:01}, Ethernet3: {vlan: 20}},
 ///         version: 1}}}}}}
 ///
-/// What is removed mirrors it: a list removes what it names, a mapping goes deeper. What is not
-/// there at that time is an error.
+/// Removing mirrors it: a list removes what it names, a mapping goes deeper. Removing something
+/// that is not there is an error.
 ///
-///     interfaces: [Ethernet1]                 # so do ip-interfaces and l3-interfaces
+///     interfaces: [Ethernet1]                 # also ip-interfaces, l3-interfaces
 ///     vlans: [10]                             # or {10: [Ethernet2]}
 ///     topologies: [main]                      # or {main: {vlans: [10], ports: [Ethernet2]}}
 ///     learned-macs: [10]                      # or {10: ["00:11:22:33:44:55"]}
@@ -53,21 +52,21 @@ class StateReader {
     StateReader(ScenarioNodes &nodes, ScenarioValues &values, ChangeList &changes)
         : nodes_(nodes), values_(values), changes_(changes) {}
 
-    /// The keys of a state, with what reads them.
+    /// The keys of a state, with their readers.
     std::vector<ScenarioNodes::Field> fields(Verb verb);
 
     /// Ends an event.
     Changes end();
 
   private:
-    /// How the rows of a table are read, which the file tells by names.
+    /// How the rows of a table are read, whose keys the file gives as names.
     template <class T, class Name>
     struct Rows {
-        std::string_view expected; // where rows are set
+        std::string_view expected; // when setting rows
         std::function<std::optional<Name>(YamlNode)> name;
         std::function<typename T::Key(Name const &)> key;
         std::function<void(Name const &, YamlNode name, YamlNode value)> set;
-        /// What a mapping removes in a row; null: rows go as a whole only.
+        /// Removes parts of a row named by a mapping; null: rows are only removed as a whole.
         std::function<void(Name const &, YamlNode name, YamlNode value)> removeIn = nullptr;
     };
     template <class T, class Name>
@@ -78,7 +77,7 @@ class StateReader {
         std::string_view name;
         ScenarioNodes::Handler set;
         bool isSet = false;
-        ScenarioNodes::Handler clear = nullptr; // null: it cannot be
+        ScenarioNodes::Handler clear = nullptr; // null: it cannot be cleared
     };
     void parts(Verb verb, YamlNode node, std::string_view expected, std::vector<Part> const &parts);
 
@@ -118,7 +117,7 @@ class StateReader {
     ScenarioValues &values_;
     ChangeList &changes_;
     std::map<Bridging::VlanId, Pelo::String> topologyOfVlan_; // as this event sets them
-    std::set<Table::Action::Key> named_;                      // actions, in this event
+    std::set<Table::Action::Key> named_;                      // actions in this event
 };
 
 template <class T, class Name>

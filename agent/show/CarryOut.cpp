@@ -13,7 +13,7 @@ namespace UmoAgent {
 
 namespace {
 
-/// In one line: a note that is written as a block ends in newlines.
+/// In one line: a YAML block note ends in newlines.
 std::string noteText(std::string_view note) {
     return printable(note.substr(0, note.find_last_not_of('\n') + 1));
 }
@@ -41,7 +41,7 @@ void print(ForwardingAgent const &agent, Printout printout, std::ostream &out) {
 void carryOut(ForwardingAgent &agent, Event const &event, std::ostream &out) {
     if (!event.note.empty() || !event.print.empty()) {
         out << stamp(agent.loop().now()) << (event.note.empty() ? "" : " ") << noteText(event.note)
-            << std::endl; // before the traces of what the event does, which go their own way
+            << std::endl; // flushed before the event's traces, which use another stream
     }
     if (event.refuseGroups != 0) {
         agent.chip().refuseGroups(event.refuseGroups);
@@ -51,9 +51,8 @@ void carryOut(ForwardingAgent &agent, Event const &event, std::ostream &out) {
     for (Printout const printout : event.print) {
         try {
             print(agent, printout, out);
-        } catch (std::exception const &error) { // no room for it
-            out << "cannot print: " << error.what()
-                << '\n'; // the event is carried out all the same
+        } catch (std::exception const &error) {              // no memory for it
+            out << "cannot print: " << error.what() << '\n'; // the event was still carried out
         }
     }
 }

@@ -7,8 +7,8 @@
 
 namespace UmoAgent {
 
-/// Carries out an event on the agent: makes its changes, which must be right, and prints its
-/// heading and printouts to `out`. Its time is the caller's affair.
+/// Carries out an event on the agent: makes its changes, which must be valid, and prints its
+/// heading and printouts to `out`. The caller does the timing.
 void carryOut(ForwardingAgent &agent, Event const &event, std::ostream &out);
 
 } // namespace UmoAgent

@@ -56,7 +56,7 @@ void printCounters(std::ostream &out, SoftSwitch const &chip) {
 void printSkimtrace(std::ostream &out, std::size_t count) {
     std::stringstream dump;
     Skimtrace::dump(dump, count);
-    std::uint64_t next = 0; // entries are numbered: what has not the next number goes on
+    std::uint64_t next = 0; // entries are numbered: a line without the next number continues one
     char const *end = "";
     for (std::string line; std::getline(dump, line);) {
         bool const first = *end == '\0';

@@ -15,7 +15,7 @@ namespace UmoAgent {
 
 namespace {
 
-/// How rows begin that cannot be printed as they are, each with what is printed instead.
+/// The beginnings of rows that cannot be printed as they are, each with its replacement.
 using Beginnings = std::map<std::string, std::string, std::less<>>;
 
 void addName(std::string &beginning, std::string const &name, std::size_t width) {
@@ -52,7 +52,7 @@ Beginnings unprintableBeginnings(Ip::Nat::HwNatFlowStatus const &status) {
 std::string answerOf(Mox::Ptr<Ip::Nat::HwNatFlowStatus> const &status,
                      std::string const &arguments) {
     constexpr std::size_t kPortion = 65536;
-    AnswerFile const answer; // the command answers to a descriptor
+    AnswerFile const answer; // the command writes to a descriptor
     Pelo::String const name = "showNatFlowActionHw";
     umoNatFlowMcastSmCliCallbackFactory(name, "", status)
         ->handleCommand(answer.socket(), arguments.empty() ? name : name + ' ' + arguments);
@@ -74,7 +74,7 @@ void printTable(std::ostream &out, Mox::Ptr<Ip::Nat::HwNatFlowStatus> const &sta
         out << text;
         return;
     }
-    // A name may have an end of line in it, so rows are only found one after the other.
+    // A name may contain a newline, so rows can only be found one after the other.
     for (std::string_view rest = text; !rest.empty();) {
         auto const next = beginnings.upper_bound(rest);
         if (next != beginnings.begin() && rest.starts_with(std::prev(next)->first)) {

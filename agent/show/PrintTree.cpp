@@ -32,7 +32,7 @@ void printTranslation(std::ostream &out, std::string_view which, Nexo::IpAndPort
     }
 }
 
-/// Of the port sets of one kind, those that are in a group.
+/// The port sets of one kind that are in a group.
 template <class PortSets>
 void printPortSets(std::ostream &out, std::string_view kind, PortSets const &portSets) {
     for (auto const &[vlan, portSet] : portSets) {

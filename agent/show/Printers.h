@@ -9,21 +9,20 @@
 
 class UmoNatFlowMcastSm;
 
-/// What an event can have printed, as text for people. Same state, same text.
+/// What an event can print, as text for people. The same state gives the same text.
 namespace UmoAgent {
 
 /// The hardware status tree: policies, their matches with flow and groups, actions with their
 /// translations and port sets.
 void printTree(std::ostream &out, Ip::Nat::HwNatFlowStatus const &status);
 
-/// What the switch answers to showNatFlowActionHw: a line for each programmed action, VLAN and
-/// interface; nothing when nothing is programmed. `arguments` are the command's: the name of a
-/// policy, or none. Names are made printable. Throws std::system_error if the system has no room
-/// for the answer.
+/// The answer to showNatFlowActionHw: a line for each programmed action, VLAN and interface;
+/// nothing if nothing is programmed. `arguments` are the command's: the name of a policy, or none.
+/// Names are made printable. Throws std::system_error if the system has no room for the answer.
 void printTable(std::ostream &out, Mox::Ptr<Ip::Nat::HwNatFlowStatus> const &status,
                 std::string const &arguments = "");
 
-/// The switch chip: a line about its use, then its groups with what is in them.
+/// The switch chip: a line about its use, then its groups with their contents.
 void printChip(std::ostream &out, SoftSwitch const &chip);
 
 /// The chip's tables: entries in use and, where there is one, the capacity.
@@ -38,16 +37,16 @@ void printChipTables(std::ostream &out, SoftSwitch const &chip);
 void printGroups(std::ostream &out, UmoNatFlowMcastSm const &root,
                  Ip::Nat::HwNatFlowStatus const &status);
 
-/// The VLAN by which copies recirculate, with its L3 interface.
+/// The recirculation VLAN, with its L3 interface.
 void printRecircVlan(std::ostream &out, UmoNatFlowMcastSm const &root);
 
-/// The actions that wait to be evaluated again, in the order of evaluation.
+/// The actions that are queued for evaluation, in order.
 void printBacklog(std::ostream &out, UmoNatFlowMcastSm const &root);
 
 /// How often each handler of the process was entered, and each operation of the chip called.
 void printCounters(std::ostream &out, SoftSwitch const &chip);
 
-/// The last `count` entries of handlers, with the names that they were entered for.
+/// The last `count` handler entries, with their names.
 void printSkimtrace(std::ostream &out, std::size_t count);
 
 /// The process's catalogue of log events, in the order of registration.

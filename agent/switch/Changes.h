@@ -8,7 +8,7 @@
 
 namespace UmoAgent {
 
-/// A row of a table and its new value; none if the row goes, with all that is in it.
+/// A row of a table and its new value; no value removes the row with everything in it.
 template <class T>
 struct Change {
     typename T::Key key;
@@ -22,8 +22,8 @@ using AnyChange =
                  Change<Table::LearnedMac>, Change<Table::IpInterface>, Change<Table::L3Interface>,
                  Change<Table::Policy>, Change<Table::Match>, Change<Table::Action>>;
 
-/// What happens to a switch at one time: each change on what those before it have made. Everything
-/// that alters a switch is told so: a scenario's events, commands, the simulation, the benchmarks.
+/// Changes of a switch at one time, each based on the result of those before it. Scenario events,
+/// commands, the simulation and the benchmarks all alter a switch in this way.
 using Changes = std::vector<AnyChange>;
 
 } // namespace UmoAgent

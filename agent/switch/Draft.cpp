@@ -181,7 +181,7 @@ Draft::Refusal Draft::makeOne(Change<Table::VlanMember> const &change) {
     return makeHeld(change);
 }
 
-/// The VLANs of a topology that goes are in none.
+/// The VLANs of a removed topology are in none.
 Draft::Refusal Draft::makeOne(Change<Table::Topology> const &change) {
     Refusal refusal = makeHolder<Table::TopologyPort>(change);
     if (!change.value && !refusal) {
@@ -254,7 +254,7 @@ std::vector<Fault> Draft::endList(Changes const &list, std::function<void()> con
         }
         breatheAfter(index);
     }
-    // An action that is faulty on its own account is not so on that of its flow, too.
+    // An action that is faulty itself is not reported again because of its flow.
     for (std::size_t index = 0; index < list.size(); ++index) {
         if (auto const *const match = std::get_if<Change<Table::Match>>(&list[index])) {
             checkMatch(index, match->key, breathe, faults);
@@ -266,12 +266,12 @@ std::vector<Fault> Draft::endList(Changes const &list, std::function<void()> con
     return faults;
 }
 
-/// Looked at when all ids are given, so that interfaces can exchange theirs.
+/// Checked when all ids are set, so that interfaces can exchange theirs.
 void Draft::checkL3Id(std::size_t index, Change<Table::L3Interface> const &change,
                       std::vector<Fault> &faults) const {
     auto const id = find<Table::L3Interface>(change.key);
     if (!id || id != change.value) {
-        return; // it was refused, or did not last
+        return; // it was refused, or changed again later
     }
     Nexo::IntfId other = mounted_.l3InterfaceOf(*id);
     if (other.empty() || rows<Table::L3Interface>().count(other) != 0) {

@@ -20,8 +20,8 @@ namespace UmoAgent {
 
 class SwitchState;
 
-/// What is wrong with a list of changes: one of them cannot be made, or leaves the switch as it
-/// cannot be.
+/// What is wrong with a list of changes: one of them cannot be made, or leaves the switch in an
+/// invalid state.
 struct Fault {
     /// A next hop that lacks the MAC address it needs.
     struct NextHop {
@@ -29,35 +29,35 @@ struct Fault {
         Nexo::IntfId intf;
     };
 
-    std::size_t change;   // which one of the list
-    std::string found;    // empty: what the change says
-    std::string expected; // instead
+    std::size_t change;   // its index in the list
+    std::string found;    // empty: the value of the change
+    std::string expected; // what would be right instead
     std::optional<NextHop> nextHop{};
 };
 
-/// What a draft checks of a list, or looks at, between two breaths.
+/// How many changes or actions a draft checks between two calls of `breathe`.
 inline constexpr std::size_t kChangesInABreath = 1000;
 
-/// What is expected where a row is named that is not there.
+/// What is expected if a row is named that does not exist.
 inline std::string draftAbsent(std::string_view one) {
     return std::string(one) + " that is there at this time";
 }
 
-/// The rows of a table as a draft has them, none where a row goes.
+/// The rows of a table in a draft; no value removes a row.
 template <class T>
 using DraftRows = std::map<typename T::Key, std::optional<typename T::Value>>;
 
-/// What a draft does to a row that has other rows in it.
+/// What a draft does to a row that holds other rows.
 struct DraftLife {
-    bool mounted = false; // there is such a row among the mounted ones
-    bool ended = false;   // which goes, whatever comes in its place
-    bool present = false; // there is one now
+    bool mounted = false; // a mounted row exists
+    bool ended = false;   // the mounted row is removed, even if a new one replaces it
+    bool present = false; // a row exists now
 
-    [[nodiscard]] bool stays() const { return mounted && !ended; } // and so is present
+    [[nodiscard]] bool stays() const { return mounted && !ended; } // and is present
     [[nodiscard]] bool fresh() const { return present && !stays(); }
 };
 
-/// A row that holds rows of table `T`, of which only those that were named are here.
+/// A row that holds rows of table `T`; only the named ones are here.
 template <class T>
 struct DraftHolder : DraftLife {
     std::map<decltype(T::Key::row), std::optional<typename T::Value>> rows;
@@ -65,14 +65,14 @@ struct DraftHolder : DraftLife {
 template <class T>
 using DraftHolders = std::map<typename T::In::Key, DraftHolder<T>>;
 
-/// A policy, match or action; the order is that in which they were named or made anew.
+/// A policy, match or action. `order` is the order in which they were named or made.
 struct DraftNode : DraftLife {
     std::size_t order = 0;
 };
 template <class Node>
 using DraftNodes = std::unordered_map<Pelo::String, Node>;
 
-/// The names and nodes, in their order.
+/// The names and nodes, in order.
 template <class Node>
 std::vector<std::pair<Pelo::String const *, Node const *>> inOrder(DraftNodes<Node> const &nodes) {
     std::vector<std::pair<Pelo::String const *, Node const *>> sorted;
@@ -87,33 +87,33 @@ std::vector<std::pair<Pelo::String const *, Node const *>> inOrder(DraftNodes<No
 
 struct DraftAction : DraftNode {
     Table::Action::Value value;
-    bool neededMacs = false; // its flow is not a multicast one, or was not in its time
+    bool neededMacs = false; // its flow is not multicast, or once was not
     std::size_t checkedIn = 0;
 };
 struct DraftMatch : DraftNode {
     Ip::Nat::NatFlow flow;
-    std::optional<Ip::Nat::NatFlowType> checked; // the flow's type when a list ended
+    std::optional<Ip::Nat::NatFlowType> checked; // the flow's type at the end of the last list
     DraftNodes<DraftAction> actions;
 };
 struct DraftPolicy : DraftNode {
     DraftNodes<DraftMatch> matches;
 };
 
-/// A switch as lists of changes make it, before anything of them is mounted: the rows that they
-/// name, laid over the mounted ones. What it does takes time in proportion to the lists, with two
-/// exceptions: a flow whose type changes has the actions of its match looked at, and a topology
-/// that goes has all VLANs looked at.
+/// The state of a switch after lists of changes, before any of it is mounted: the rows that the
+/// lists name, laid over the mounted ones. Its work is proportional to the lists, with two
+/// exceptions: if a flow's type changes, all actions of its match are checked, and if a topology is
+/// removed, all VLANs are.
 ///
-/// This is the one place that says which changes go together with each other and with what is
-/// mounted; that each value is a good one of its kind is up to whoever makes it. A list is taken
-/// change by change with `make`, then `endList`; or whole with `makeAll`. A draft in which faults
-/// were found is not to be mounted; further changes can be made to find further faults.
+/// Only this class decides which changes are compatible with each other and with the mounted state.
+/// The caller ensures that each single value is valid. A list is given change by change with
+/// `make`, then `endList`; or whole with `makeAll`. A draft with faults must not be mounted;
+/// further changes can be made to find further faults.
 class Draft {
   public:
     /// `mounted` outlives the draft and does not change meanwhile.
     explicit Draft(SwitchState const &mounted) : mounted_(mounted) {}
 
-    /// The row as it is now; none if there is none.
+    /// The current row; none if there is none.
     template <class T>
     [[nodiscard]] std::optional<typename T::Value> find(typename T::Key const &key) const;
 
@@ -122,26 +122,26 @@ class Draft {
         return find<T>(key).has_value();
     }
 
-    /// Whether the interface is the switch's or was so once.
+    /// Whether the switch has, or once had, the interface.
     [[nodiscard]] bool everDeclared(Nexo::IntfId intf) const;
 
-    /// Makes the next change of a list. One that is faulty has no effect.
+    /// Makes the next change of a list. A faulty change has no effect.
     std::optional<Fault> make(AnyChange const &change);
 
-    /// Ends a list whose changes were all given to `make`: finds what only the whole of it shows.
-    /// Calls `breathe`, if given, now and then.
+    /// Ends a list whose changes were all given to `make`: finds faults that only the whole list
+    /// shows. Calls `breathe`, if given, now and then.
     std::vector<Fault> endList(Changes const &list, std::function<void()> const &breathe = nullptr);
 
     std::vector<Fault> makeAll(Changes const &list);
 
-    /// Forgets its policies, of which there may be so many that giving back their memory takes
-    /// long: calls `breathe`, if given, now and then. The draft is of no more use.
+    /// Frees the draft's policies, which may be so many that it takes long: calls `breathe`, if
+    /// given, now and then. The draft cannot be used afterwards.
     void letGo(std::function<void()> const &breathe);
 
-    /// How many actions were looked at so far because the type of their match's flow changed.
+    /// How many actions were checked so far because their match's flow type changed.
     [[nodiscard]] std::size_t actionsLookedAt() const { return actionsLookedAt_; }
 
-    // What was named, for mounting it:
+    // The named rows, for mounting:
 
     template <class T>
     [[nodiscard]] DraftRows<T> const &rows() const {
@@ -155,7 +155,7 @@ class Draft {
     [[nodiscard]] std::set<Nexo::IntfId> const &declared() const { return declared_; }
 
   private:
-    // Each gives what it expected instead if the change cannot be made.
+    // Each returns what it expected instead if the change cannot be made.
     using Refusal = std::optional<std::string>;
     Refusal makeOne(Change<Table::Chip> const &change);
     Refusal makeOne(Change<Table::BridgeMac> const &change);
@@ -195,7 +195,7 @@ class Draft {
     DraftMatch &match(DraftPolicy &policy, Pelo::String const &policyName,
                       Pelo::String const &name);
     DraftAction &action(DraftMatch &match, Table::Action::Key const &key);
-    /// The match, if its policy and itself are there.
+    /// The match, if it and its policy exist.
     DraftMatch *presentMatch(Pelo::String const &policyName, Pelo::String const &name);
 
     void checkL3Id(std::size_t index, Change<Table::L3Interface> const &change,
@@ -206,7 +206,7 @@ class Draft {
                      std::vector<Fault> &faults);
 
     SwitchState const &mounted_;
-    std::size_t changes_ = 0; // of the list so far
+    std::size_t changes_ = 0; // in the list so far
     std::size_t lists_ = 1;   // this one included
     std::size_t order_ = 0;
     std::size_t actionsLookedAt_ = 0;
@@ -214,7 +214,7 @@ class Draft {
                DraftRows<Table::VlanTopology>, DraftRows<Table::IpInterface>,
                DraftRows<Table::L3Interface>>
         rows_;
-    std::set<std::pair<Bridging::VlanId, Nexo::IntfId>> l3Owners_; // of the ids that rows_ gives
+    std::set<std::pair<Bridging::VlanId, Nexo::IntfId>> l3Owners_; // of the ids in rows_
     std::tuple<DraftHolders<Table::VlanMember>, DraftHolders<Table::TopologyPort>,
                DraftHolders<Table::LearnedMac>>
         holders_;

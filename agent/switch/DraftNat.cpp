@@ -92,7 +92,8 @@ DraftMatch &Draft::match(DraftPolicy &policy, Pelo::String const &policyName,
     return match;
 }
 
-/// What a mounted action needed before is found out while its flow is the mounted one.
+/// An action is first read while its flow is the mounted one, so it records what it needed before
+/// the change.
 DraftAction &Draft::action(DraftMatch &match, Table::Action::Key const &key) {
     auto const [at, fresh] = match.actions.try_emplace(key.action);
     DraftAction &action = at->second;
@@ -116,7 +117,7 @@ DraftMatch *Draft::presentMatch(Pelo::String const &policyName, Pelo::String con
     return match.present ? &match : nullptr;
 }
 
-/// One that is made while there is none is another one than there was, and comes last.
+/// A node that is made while there is none is a new one, even under an old name, and comes last.
 template <class Node>
 Draft::Refusal Draft::makeNode(Node &node, bool present, std::string_view one) {
     if (node.present != present) {
@@ -161,7 +162,7 @@ Draft::Refusal Draft::makeOne(Change<Table::Action> const &change) {
     return refusal;
 }
 
-/// The actions of a flow whose type stays need what they needed.
+/// If the flow's type does not change, neither do the needs of its actions.
 void Draft::checkMatch(std::size_t index, Table::Match::Key const &key,
                        std::function<void()> const &breathe, std::vector<Fault> &faults) {
     DraftMatch *const match = presentMatch(key.policy, key.match);
@@ -172,7 +173,7 @@ void Draft::checkMatch(std::size_t index, Table::Match::Key const &key,
     bool const same = match->checked.value_or(type) == type;
     match->checked = type;
     if (same) {
-        return; // or new, and so are its actions
+        return; // or the match is new, as are its actions
     }
     if (match->stays()) {
         for (Pelo::String const &name : mounted_.actionsOfMatch(key)) {
@@ -187,8 +188,8 @@ void Draft::checkMatch(std::size_t index, Table::Match::Key const &key,
     }
 }
 
-/// While a match waits for other groups, its actions may go by the flow type that they had. So an
-/// action that ever needed MAC addresses needs them as long as it is there.
+/// While a match waits for other groups, its actions may keep their old flow type. So an action
+/// that ever needed MAC addresses needs them as long as it exists.
 void Draft::checkAction(std::size_t index, Table::Action::Key const &key, DraftMatch &match,
                         std::vector<Fault> &faults) {
     DraftAction &action = this->action(match, key);

@@ -6,7 +6,7 @@
 
 namespace UmoAgent {
 
-/// The kind of flow that an action produces of its match's flow: by its own destination or else by
+/// The type of flow that an action makes of its match's flow: by its own destination, or else by
 /// the flow's.
 [[nodiscard]] inline Ip::Nat::NatFlowType flowTypeOf(Ip::Nat::NatFlow const &flow,
                                                      Nexo::IpAndPort const &destination = {}) {

@@ -13,25 +13,25 @@
 namespace UmoAgent {
 
 /// A switch's forwarding agent: the mounted state, the root of the NAT state machines that follow
-/// it, and the software switch chip below them.
+/// it, and the software switch chip.
 class ForwardingAgent {
   public:
-    /// `loop` runs the tasks of the state machines; it outlives the agent. Breaks of the chip's
-    /// contract are told to `errors`, which must not call back.
+    /// `loop` runs the tasks of the state machines, and outlives the agent. `errors` receives
+    /// contract errors of the chip; it must not call back.
     ForwardingAgent(EventLoop const &loop, SoftSwitch::LineSink errors);
 
-    /// Mounts the initial state, whose changes must be right, and loads the NAT library. To be
-    /// called once, first.
+    /// Mounts the initial state, whose changes must be valid, and loads the NAT library. Called
+    /// once, before anything else.
     void start(Changes const &initial);
 
-    /// Makes all of the changes, or gives what is wrong with them and makes none.
+    /// Makes all of the changes, or returns what is wrong with them and makes none.
     std::vector<Fault> apply(Changes const &changes);
 
-    /// Drops the root, which takes everything back out of the chip. Nothing but what is left in
-    /// the chip can be looked at afterwards.
+    /// Drops the root, which removes everything from the chip. Afterwards only the contents of the
+    /// chip can be read.
     void shutDown() { root_ = nullptr; }
 
-    /// Whether the chip's contract was kept so far; after the shut-down also that the chip is
+    /// Whether there was no contract error so far; after the shut-down also whether the chip is
     /// empty.
     [[nodiscard]] bool clean() const;
 

@@ -13,7 +13,7 @@ using UmoL3Intf::L3Id;
 
 namespace {
 
-/// The keys of `rows` that `collection` has and that go, in its order.
+/// The keys in `collection` that `rows` removes, in the collection's order.
 template <class Collection, class Rows>
 auto going(Collection const &collection, Rows const &rows) {
     std::vector<typename Rows::key_type> keys;
@@ -25,8 +25,8 @@ auto going(Collection const &collection, Rows const &rows) {
     return inOrderOf(collection, std::move(keys));
 }
 
-/// The same for the rows in a holder that stays or comes back. Of one that comes back all go that
-/// it does not have again.
+/// The same for the rows of a holder that stays or is added again. If it is added again, all rows
+/// are removed that it does not have any more.
 template <class Collection, class Holder>
 auto goingIn(Collection const &collection, Holder const &holder) {
     if (!holder.ended) {
@@ -201,7 +201,7 @@ void SwitchState::mount(Draft const &draft) {
     declared_.insert(draft.declared().begin(), draft.declared().end());
 }
 
-/// A VLAN whose topology goes is mapped to none; one that only moves is mapped anew when the
+/// A VLAN whose topology is removed is mapped to none. A VLAN that only moves is mapped when the
 /// topologies are set.
 void SwitchState::removeTopologies(Draft const &draft) {
     for (VlanId const vlan :

@@ -43,19 +43,19 @@ bool isFresh(DraftLife const &node) {
     return node.fresh();
 }
 
-/// Of nodes that are mounted, those that stay.
+/// The mounted nodes that stay.
 template <class Node, class Collection>
 NamedNodes<Node> staying(DraftNodes<Node> const &nodes, Collection const &mounted) {
     return inMountedOrder<Node>(mounted, chosen(nodes, stays));
 }
 
-/// Those that go, whatever comes in their place.
+/// The mounted nodes that are removed, even if a new one replaces them.
 template <class Node, class Collection>
 NamedNodes<Node> ending(DraftNodes<Node> const &nodes, Collection const &mounted) {
     return inMountedOrder<Node>(mounted, chosen(nodes, hasEnded));
 }
 
-/// Those that are there when all is set.
+/// The nodes that exist when everything is set.
 template <class Node, class Collection>
 NamedNodes<Node> present(DraftNodes<Node> const &nodes, Collection const &mounted) {
     return inMountedOrder<Node>(mounted, chosen(nodes, isPresent));
@@ -90,7 +90,7 @@ void setFields(NatFlowActionStatus &status, Table::Action::Value const &action) 
     }
 }
 
-// What is new is filled before it is added: nobody should have to evaluate a half-written entity.
+// New entities are filled before they are added, so that nobody evaluates a half-written one.
 
 void addActions(NatFlowMatchStatus &match, DraftNodes<DraftAction> const &actions) {
     for (auto const &[name, action] : chosen(actions, isFresh)) {
@@ -109,7 +109,7 @@ void addMatches(NatFlowPolicyStatus &policy, DraftNodes<DraftMatch> const &match
     }
 }
 
-/// Erases the keys of the actions of a policy, or of one match of it.
+/// Erases the keys of the actions of a policy, or of one of its matches.
 void eraseIn(std::set<Table::Action::Key> &actions, Pelo::String const &policy,
              Pelo::String const *match) {
     auto at = actions.lower_bound({policy, match == nullptr ? "" : *match, ""});

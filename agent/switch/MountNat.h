@@ -14,18 +14,18 @@ class MountNat {
     MountNat(Ip::Nat::Status &status, DraftNodes<DraftPolicy> const &policies)
         : status_(status), policies_(policies) {}
 
-    /// Makes actions that stay, but whose fields will change, incomplete.
+    /// Makes actions incomplete that stay but whose fields will change.
     void suspendChangedActions() const;
 
-    /// Removes what goes, from the egress interfaces up.
+    /// Removes what the draft removes, from the egress interfaces up.
     void remove() const;
 
-    /// Adds what is new and sets all fields but the versions of actions.
+    /// Adds what is new and sets all fields except the versions of actions.
     void set() const;
 
     void setVersions() const;
 
-    /// Keeps `actions` those that are there, have a multicast flow, and had another one once.
+    /// Updates `actions`: the existing actions that have a multicast flow and once had another.
     void noteNeededMacs(std::set<Table::Action::Key> &actions) const;
 
   private:

@@ -9,8 +9,7 @@
 
 namespace UmoAgent {
 
-/// Puts items, each of which `keyOf` gives a key that `collection` has, into the collection's
-/// order.
+/// Sorts items into the order of `collection`, which has the key that `keyOf` gives for each.
 template <class Key, class Value, class Item, class KeyOf>
 std::vector<Item> inOrderOf(Mox::Collection<Key, Value> const &collection, std::vector<Item> items,
                             KeyOf keyOf) {

@@ -20,27 +20,28 @@ namespace UmoAgent {
 
 class Draft;
 
-/// The entities that the agent mounts for the NAT library: what the switch's other agents publish.
-/// The agent keeps no second picture of the switch, only what they do not say. Also holds the
-/// hardware status tree, which the library writes.
+/// The entities that the agent mounts for the NAT library: what the switch's other agents would
+/// publish. The agent stores no second copy of the switch, only what the entities do not contain.
+/// Also holds the hardware status tree, which the library writes.
 class SwitchState {
   public:
-    /// All of it without entries.
+    /// All entities, without entries.
     SwitchState();
 
-    /// Changes the entities as `draft` says, which was made on this state and has no faults; the
-    /// draft is of no use afterwards. Takes time in proportion to the draft. Whoever follows the
-    /// entities hears of differences only, in this order:
+    /// Applies `draft`, which was made on this state and has no faults; the draft cannot be used
+    /// afterwards. The time is proportional to the draft. Followers are notified of differences
+    /// only, in this order:
     ///
-    ///  1. actions that stay but change get version 0, so that nobody acts on what is half done;
-    ///  2. what goes: of the NAT configuration egress interfaces, then actions, matches and
-    ///     policies, each in one piece with what is below it; then L3 interfaces, IP interfaces,
-    ///     learned MACs, the VLANs and ports of topologies, VLAN members, VLANs, interfaces;
-    ///  3. what is new or different: bridge MAC, interfaces, VLANs, topologies, learned MACs, IP
+    ///  1. actions that stay but change get version 0, so that nobody evaluates a half-made change;
+    ///  2. removals: egress interfaces, then actions, matches and policies, each as a whole; then
+    ///     L3 interfaces, IP interfaces, learned MACs, the VLANs and ports of topologies, VLAN
+    ///     members, VLANs, interfaces;
+    ///  3. additions and changes: bridge MAC, interfaces, VLANs, topologies, learned MACs, IP
     ///     interfaces, L3 interfaces; then policies, matches with their flows, and actions;
-    ///  4. the versions of the actions, when all that they stand for is in place.
+    ///  4. the versions of the actions, when everything else is in place.
     ///
-    /// In each step, what is there comes in the order of its coming, before what is new.
+    /// Within each step existing rows come first, in the order in which they were added, then new
+    /// ones.
     void mount(Draft const &draft);
 
     /// The row; none if there is none.
@@ -50,11 +51,11 @@ class SwitchState {
     [[nodiscard]] std::vector<Bridging::VlanId> vlansOfTopology(Pelo::String const &topology) const;
     /// The interface with the L3 id, or the empty one.
     [[nodiscard]] Nexo::IntfId l3InterfaceOf(Bridging::VlanId id) const;
-    /// In their order.
+    /// In order.
     [[nodiscard]] std::vector<Pelo::String> actionsOfMatch(Table::Match::Key const &key) const;
-    /// Whether the flow of an action that is there is not a multicast one, or was not once.
+    /// Whether the action's flow is not multicast, or once was not.
     [[nodiscard]] bool neededMacs(Table::Action::Key const &key) const;
-    /// Whether the interface was ever one of the switch's.
+    /// Whether the switch has, or once had, the interface.
     [[nodiscard]] bool everDeclared(Nexo::IntfId intf) const { return declared_.count(intf) != 0; }
 
     [[nodiscard]] Mox::Ptr<Ip::Nat::Status> const &natStatus() const { return natStatus_; }
@@ -93,7 +94,7 @@ class SwitchState {
     Mox::Ptr<Ip::Status> ipStatus_;
     std::map<Pelo::String, Mox::Ptr<Bridging::Topology::TopoConfig>> topologies_;
     std::set<Nexo::IntfId> declared_;
-    std::set<Table::Action::Key> onceNotMulticast_; // of multicast actions that are there
+    std::set<Table::Action::Key> onceNotMulticast_; // actions that are multicast now
 };
 
 } // namespace UmoAgent

@@ -18,22 +18,22 @@
 #include <utility>
 #include <vector>
 
-/// The tables of a switch: everything that the NAT library follows, and the size of the chip below
-/// it. A table has a key, a value, and what messages call one of its rows. The rows of a table that
-/// is `In` another one stand in the rows of that one: they go with them, and need them.
+/// The tables of a switch: everything that the NAT library follows, and the size of the chip. A
+/// table has a key, a value, and the name of a row in messages. The rows of a table that is `In`
+/// another table belong to a row of that table: they need it, and are removed with it.
 namespace UmoAgent::Table {
 
-/// The value of a row of which all that is known is that it is there.
+/// The value of a row that merely exists.
 struct Present {
     bool operator==(Present const &) const = default;
 };
 
-/// The key of a table of one row, which is always there.
+/// The key of a table with exactly one row.
 struct Only {
     auto operator<=>(Only const &) const = default;
 };
 
-/// The key of a row that stands in a row of another table.
+/// The key of a row that belongs to a row of another table.
 template <class Outer, class Inner>
 struct RowIn {
     Outer in;
@@ -85,7 +85,7 @@ struct TopologyPort {
     using Value = Bridging::Topology::PortState;
 };
 
-/// The topology that a VLAN belongs to. Goes with the topology.
+/// The topology of a VLAN. Removed with the topology.
 struct VlanTopology {
     static constexpr std::string_view kOne = "a VLAN of the topology";
     using Key = Bridging::VlanId;
@@ -115,8 +115,8 @@ struct IpInterface {
     };
 };
 
-/// The L3 ids of interfaces, which have the numbers of VLANs. No two interfaces have one id, and
-/// that of a VLAN interface is its VLAN.
+/// The L3 ids of interfaces, which are VLAN numbers. They are unique; that of a VLAN interface is
+/// its VLAN.
 struct L3Interface {
     static constexpr std::string_view kOne = "an interface";
     using Key = Nexo::IntfId;
@@ -129,8 +129,8 @@ struct Policy {
     using Value = Present;
 };
 
-/// A match with its flow. A policy, match or action that a list of changes takes away and sets
-/// anew is another one of the same name.
+/// A match with its flow. If a list of changes removes and sets a policy, match or action, the
+/// result is a new one of the same name.
 struct Match {
     static constexpr std::string_view kOne = "a match";
     struct Key {
@@ -154,9 +154,9 @@ struct Action {
     struct Value {
         Nexo::IpAndPort source{};
         Nexo::IpAndPort destination{};
-        /// Each interface once. Those that are new to the action are added in this order.
+        /// Each interface once. New ones are added to the action in this order.
         std::vector<std::pair<Nexo::IntfId, Ip::Nat::NatFlowNextHop>> egress{};
-        /// 0: incomplete. Whoever changes an action changes its version, or nothing happens.
+        /// 0: incomplete. A change of an action takes effect only with a change of its version.
         std::uint32_t version = 1;
     };
 };

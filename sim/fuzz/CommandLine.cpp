@@ -8,8 +8,8 @@
 #include <cstdlib>
 #include <string_view>
 
-/// What a client sends, whole or in pieces: the line is the same, and the console answers it. The
-/// first byte says how large the pieces are.
+/// Input from a client gives the same line whole or in pieces, and the console answers it. The
+/// first byte is the size of the pieces.
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const *bytes, std::size_t size) {
     static Sim::FuzzedAgent fuzzed;
     static UmoAgent::Console console(fuzzed.agent, fuzzed.loop);

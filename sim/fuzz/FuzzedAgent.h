@@ -9,7 +9,7 @@
 
 namespace Sim {
 
-/// An agent with something of every kind to show, for a fuzz target to ask.
+/// An agent with something of every kind to show to a fuzz target.
 struct FuzzedAgent {
     FuzzedAgent() {
         agent.start(std::get<UmoAgent::Scenario>(UmoAgent::readScenario("", kState)).initial);

@@ -8,15 +8,14 @@
 #include <string>
 #include <variant>
 
-/// Whatever the text: it is a scenario, and then can be played without a contract error, or it is
-/// said what is wrong with it.
+/// Any text either is a scenario that plays without a contract error, or is reported as faulty.
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const *bytes, std::size_t size) {
     std::string const text(reinterpret_cast<char const *>(bytes), size);
     auto read = UmoAgent::readScenario("input", text);
     if (auto const *const faults = std::get_if<UmoAgent::ScenarioFaults>(&read)) {
         return faults->empty() ? std::abort(), 0 : 0;
     }
-    // A chip without room for port sets stops the process, and is meant to.
+    // A chip without room for port sets stops the process by design.
     auto &scenario = std::get<UmoAgent::Scenario>(read);
     auto const leaveRoom = [](UmoAgent::Changes &changes) {
         for (UmoAgent::AnyChange &change : changes) {

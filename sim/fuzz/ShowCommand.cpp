@@ -6,7 +6,7 @@
 #include <fcntl.h>
 #include <string>
 
-/// Whatever the line: the show command answers it.
+/// The show command answers any line.
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const *bytes, std::size_t size) {
     static Sim::FuzzedAgent fuzzed;
     static auto const command = umoNatFlowMcastSmCliCallbackFactory(

@@ -13,7 +13,7 @@ using namespace Nexo;
 namespace {
 
 /// Each of `texts`, separated by blanks, is printed as it was read; they ascend from the default.
-/// Each of `refused`, separated by bars, is quoted together with what was expected.
+/// Each of `refused`, separated by bars, is quoted in the error together with what was expected.
 template <class T>
 void check(std::string const &texts, std::string const &what, std::string const &expected,
            std::string const &refused) {

@@ -11,13 +11,13 @@ namespace {
 
 TEST(IntfIdTest, LongAndShortNamesAreOneInterfaceAndOrderIsOfFirstNaming) {
     IntfId previous;
-    bool shortFirst = false; // by which name it comes first must not matter
+    bool shortFirst = false; // either name may come first
     std::pair<char const *, char const *> const cases[] = {
         {"Ethernet72", "Et72"},         {"Ethernet71", "Et71"},     {"Ethernet71/1", "Et71/1"},
         {"Ethernet71/1/1", "Et71/1/1"}, {"Ethernet71/2", "Et71/2"}, {"Port-Channel71", "Po71"},
         {"Vlan4095", "Vl4095"},         {"Loopback0", "Lo0"},       {"Management71", "Ma71"},
     };
-    for (auto const &[longName, shortName] : cases) { // these are named here only
+    for (auto const &[longName, shortName] : cases) { // no other test names these
         IntfId const first(shortFirst ? shortName : longName);
         EXPECT_EQ(first, IntfId(shortFirst ? longName : shortName));
         EXPECT_LT(previous, first) << longName << " is taken for another";

@@ -11,7 +11,7 @@
 
 namespace {
 
-/// Writes traces among whatever else goes to its stream.
+/// Writes traces into a stream, between its other output.
 struct TraceLines final : Mox::TraceSink, std::ostringstream {
     void message(std::string_view handle, int level, std::string_view text) override {
         *this << handle << '/' << level << ' ' << text << '\n';
@@ -22,7 +22,8 @@ std::string contents(std::filesystem::path const &file) {
     return (std::ostringstream() << std::ifstream(file).rdbuf()).str();
 }
 
-/// All that a scenario prints, with the traces that its first line asks for and its exit status.
+/// Everything that a scenario prints, with the traces that its first line asks for and its exit
+/// status.
 std::string transcript(std::filesystem::path const &file) {
     constexpr std::string_view kTraces = "# traces: ";
     std::string const text = contents(file);

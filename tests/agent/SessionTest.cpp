@@ -16,7 +16,7 @@ using testing::HasSubstr;
 
 namespace {
 
-/// A program that runs; what it prints, on both outputs, comes through a pipe.
+/// A running program; its standard output and standard error come through a pipe.
 class Process {
   public:
     explicit Process(std::string const &command)
@@ -35,7 +35,8 @@ class Process {
 
     void signal(int number) const { kill(pid_, number); }
 
-    /// Returns when it sleeps with a socket open, as a client does that has asked and waits.
+    /// Returns when it sleeps with a socket open, like a client that has sent its command and
+    /// waits.
     void awaitAsked() const {
         std::string const proc = "/proc/" + std::to_string(pid_);
         bool asked = false;
@@ -46,22 +47,23 @@ class Process {
                 auto const what = std::filesystem::read_symlink(file, none).string();
                 connected = connected || what.starts_with("socket:");
             }
-            asked = connected && state() == 'S'; // seen now: it may have slept before it asked
+            asked =
+                connected && state() == 'S'; // checked now: it may have slept before it connected
         }
         EXPECT_TRUE(asked);
     }
 
-    /// Whether it has yet to end; what it prints until then must fit in the pipe.
+    /// Whether it is still running. Its output until then must fit in the pipe.
     [[nodiscard]] bool runs() const { return state() != 'Z'; }
 
-    /// Reads the output up to `text`, or to its end.
+    /// Reads the output up to `text` or its end.
     std::string const &readUntil(std::string const &text) {
         for (int c = 0; !printed_.ends_with(text) && (c = std::fgetc(output_)) != EOF;) {
             printed_ += static_cast<char>(c);
         }
         return printed_;
     }
-    /// All of the output, when the program has ended; with its exit status at the end.
+    /// Waits for the end of the program. Returns all of its output, followed by its exit status.
     std::string end() {
         readUntil("\x04");
         int const status = pclose(std::exchange(output_, nullptr));
@@ -92,7 +94,7 @@ std::string client(std::string const &command) {
     return Process(clientCommand + command).end();
 }
 
-/// A file beside the socket, taken away when it is over.
+/// A file beside the socket, removed by the destructor.
 class File {
   public:
     File(char const *suffix, std::string const &text) : path_(socketPath + suffix) {
@@ -108,7 +110,7 @@ class File {
     std::string path_;
 };
 
-/// A scenario with `text` for its policies and events.
+/// A scenario with `text` as its policies and events.
 struct ScenarioFile : File {
     explicit ScenarioFile(std::string const &text)
         : File(".yaml", "interfaces: {Et1: {mode: trunk}}\nvlans: {1: [Et1], 2: [Et1]}\n"
@@ -119,7 +121,7 @@ struct ScenarioFile : File {
                             text) {}
 };
 
-/// What is to be applied, and the client that asks for it.
+/// A file to apply, and the client command that applies it.
 struct Changes : File {
     explicit Changes(std::string const &text) : File(".changes.yaml", text) {}
     [[nodiscard]] std::string command() const {
@@ -127,8 +129,7 @@ struct Changes : File {
     }
 };
 
-/// A policy with so many actions that a table or tree of them is more than the system keeps for
-/// whoever reads it.
+/// A policy with so many actions that their table or tree does not fit in the system's buffers.
 std::string manyActions() {
     std::string text = "policies: {feed: {matches: {m: {actions: {";
     for (int i = 0; i < 2000; ++i) {
@@ -137,7 +138,7 @@ std::string manyActions() {
     return text + "}}}}}\n";
 }
 
-/// Events that set so many learned MACs in each of so many VLANs, which are all in few places.
+/// Events that set `macs` learned MACs in each of `vlans` VLANs, written with aliases.
 std::string manyMacs(int vlans, int macs) {
     std::string text = "events: [{set: {learned-macs: {1: &m {";
     for (int i = 0; i < macs; ++i) {
@@ -166,7 +167,7 @@ TEST(Session, AppliesChangesOutlivesItsClientsAndEndsBySignalWithAnEmptyChip) {
     EXPECT_EQ(Process(agentCommand + many).end(),
               "umo-agent: socket " + socketPath + ": another agent is answering there\n=> 2");
 
-    // A client is killed in the middle of its answer: it has asked, and does not read.
+    // A client is killed in the middle of its answer: it has sent its command, and does not read.
     agent.signal(SIGSTOP);
     Process half(clientCommand + "showNatFlowActionHw");
     half.awaitAsked();
@@ -200,7 +201,7 @@ TEST(Session, InRealTimeASignalEndsTheScenarioAndASecondOneIsNoNews) {
                 HasSubstr("still being played"));
     agent.signal(SIGINT);
     agent.readUntil("SIGINT, NAT is shut down\n");
-    agent.signal(SIGTERM); // must do no harm, however late it comes
+    agent.signal(SIGTERM); // must do no harm, at any time
     EXPECT_THAT(agent.end(), ContainsRegex("SIGINT, NAT is shut down\n[^\n]*\n=> 0$"));
 }
 
@@ -212,7 +213,7 @@ TEST(Session, WhatAnAgentSaidBeforeItsDeathIsNoAnswer) {
         EXPECT_EQ(poll(&waiting, 1, -1), 1);
         UmoAgent::Descriptor const asked(accept(agent.number(), nullptr, nullptr));
         waiting.fd = asked.number();
-        EXPECT_EQ(poll(&waiting, 1, -1), 1); // the command has come, and stays unread
+        EXPECT_EQ(poll(&waiting, 1, -1), 1); // the command has arrived, and stays unread
         UmoAgent::writeAll(asked.number(), "policy  match");
     }
     EXPECT_THAT(asking.end(), testing::AllOf(HasSubstr("the agent broke off"),
@@ -292,7 +293,7 @@ TEST(Session, AClientNeitherWaitsNorTakesInForEver) {
         EXPECT_EQ(poll(&waiting, 1, -1), 1);
         return UmoAgent::Descriptor(accept(agent.number(), nullptr, nullptr));
     };
-    next(); // the one that has gone
+    next(); // the client that gave up
     Process hostile(clientCommand + "showChip");
     {
         UmoAgent::Descriptor const asked = next();
@@ -374,11 +375,11 @@ TEST(Session, AFileThatThereIsNoMemoryForStopsNeitherTheAgentNorTheNextFile) {
     std::string const version = "90000; exec '" UMO_AGENT "' --version\"";
     if (std::string const said = Process(little + version).end();
         said.find("AddressSanitizer") != std::string::npos) {
-        GTEST_SKIP() << said; // which takes more memory than that
+        GTEST_SKIP() << said; // the sanitizer itself needs more memory
     }
     ScenarioFile const file("");
-    // The process that reads has too little for the first file, which is written out; the agent,
-    // for what is made of the second. Each has enough of it when the limit is twice as high.
+    // The first file, written out, is too large for the reading process; the second, in the agent,
+    // for the changes made of it. With twice the limit both have enough.
     std::pair<int, std::string> const cases[] = {{90'000, manyMacs(1, 200'000)},
                                                  {150'000, manyMacs(40, 10'000)}};
     for (auto const &[limit, text] : cases) {

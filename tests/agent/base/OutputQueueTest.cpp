@@ -15,7 +15,7 @@ using std::chrono::milliseconds;
 
 namespace {
 
-/// A queue before a pipe whose reader reads when it is told to.
+/// A queue to a pipe whose reader reads on request.
 struct OutputQueueTest : testing::Test {
     OutputQueueTest() {
         std::array<int, 2> ends{};
@@ -34,7 +34,7 @@ struct OutputQueueTest : testing::Test {
             out << number << std::string(99 - number.size(), '.') << std::endl;
         }
     }
-    /// All that has come by now.
+    /// Everything received so far.
     std::string read() const {
         std::string text(4'000'000, '\0');
         std::size_t size = 0;
@@ -111,7 +111,7 @@ TEST_F(OutputQueueTest, ASignalEndsTheWaitForAReaderWhoMayStillReadTheRestInTheE
     queue->attach(loop, signal.number());
     print(2'000);
     std::string text = read();
-    queue->finish(); // as much as the pipe takes
+    queue->finish(); // writes as much as fits in the pipe
     text += read();
     EXPECT_GT(text.size(), 100'000U);
     EXPECT_LT(text.size(), 200'000U);

@@ -43,7 +43,7 @@ TEST_F(SoftSwitchTest, EachBreakOfTheContractIsCountedReportedAndWithoutEffect) 
     updateSource(1, 10);
     chip->deleteNatFlowGroup("p", "n", 2);
     chip->deleteNatFlowVlanPortSet(1, 2);
-    chip->deleteNatFlowDstTranslation(1, 2); // of what was deleted just before, it may
+    chip->deleteNatFlowDstTranslation(1, 2); // allowed right after its port set was deleted
     EXPECT_TRUE(errors.empty());
     std::vector<std::pair<std::function<void()>, std::string>> const cases{
         {[&] { chip->deleteNatFlowGroup("p", "m", 0); }, "group 0): a group's id is never 0"},

@@ -11,11 +11,11 @@ using namespace UmoAgent;
 
 namespace {
 
-/// More than the system keeps for a client who does not read.
+/// More than the system buffers for a client that does not read.
 std::string const kMuch(std::size_t{1} << 20U, 'x');
 
-/// A server that answers each line with itself in brackets, but `much` with much; and clients
-/// that never wait.
+/// A server that answers each line with the line in brackets, and `much` with a large answer; and
+/// clients that never block.
 struct CommandServerTest : testing::Test {
     CommandServerTest() { std::filesystem::create_directory(folder); }
     ~CommandServerTest() override { std::filesystem::remove_all(folder); }
@@ -28,7 +28,7 @@ struct CommandServerTest : testing::Test {
         };
         server = std::make_unique<CommandServer>(loop, path, answer, patience);
     }
-    /// Lets the server do all that it can without waiting.
+    /// Runs the server until it has to wait.
     void turn() {
         for (int i = 0; i < 200; ++i) {
             loop.runUntil(loop.now());
@@ -39,7 +39,7 @@ struct CommandServerTest : testing::Test {
         writeAll(connected.number(), text);
         return connected;
     }
-    /// What has come by now, with `~` for the connection's end, `!` for its breaking off.
+    /// What was received so far, with `~` if the connection ended, `!` if it broke off.
     static std::string received(Descriptor const &client) {
         std::string text;
         char bytes[65536];
@@ -134,7 +134,7 @@ TEST_F(CommandServerTest, SocketIsItsOwnersAndReplacesOnlyWhatNobodyAnswers) {
         ListeningSocket const crashed(path);
         std::filesystem::create_hard_link(path, path + ".left");
     }
-    std::filesystem::rename(path + ".left", path); // the file of a run that took none away
+    std::filesystem::rename(path + ".left", path); // a socket file left by an earlier run
     serve();
     struct stat file {};
     EXPECT_EQ(stat(path.c_str(), &file), 0);

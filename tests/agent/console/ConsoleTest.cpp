@@ -84,7 +84,7 @@ TEST_F(ConsoleTest, AppliesAllEventsOfAFileOrNone) {
                                      "  policy campus, match lecture, action room-b\n");
     loop.runUntil(std::chrono::seconds(1));
     EXPECT_THAT(answer("showNatFlowActionHw"), testing::Not(HasSubstr(" room-b ")));
-    // Et7 is known from the file before; the policy is another one of the same name.
+    // The file before declared Et7; the policy is a new one of the same name.
     EXPECT_EQ(apply("events: [{remove: {policies: campus}, set: {vlans: {10: [Et7]},\n"
                     "  l3-interfaces: {Vlan10: 10}, policies: {campus: {}}}}]"),
               "applied 1 event\n");

@@ -16,7 +16,7 @@ using testing::HasSubstr;
 
 namespace {
 
-/// The processes that this one has started and not yet seen end.
+/// The child processes of this process that it has not reaped.
 std::vector<pid_t> children() {
     std::vector<pid_t> found;
     for (auto const &task : std::filesystem::directory_iterator("/proc/self/task")) {
@@ -45,7 +45,7 @@ struct ReadingProcessTest : testing::Test {
             said.push_back(faults != nullptr ? faults->at(0) : std::get<Document>(read).texts);
         });
     }
-    /// Lets the loop run until so much is said or, at most, for a minute.
+    /// Runs the loop until that much is said, but at most for a minute.
     std::vector<std::string> answers(std::size_t count) {
         for (int wait = 0; said.size() < count && wait < 6000; ++wait) {
             loop.runUntil(loop.now() + milliseconds(10));
@@ -110,7 +110,7 @@ TEST_F(ReadingProcessTest, AChildThatTakesTooLongOrHasEndedIsReplaced) {
     pid_t const second = child();
     EXPECT_NE(second, first);
 
-    kill(second, SIGSTOP); // as one on a file that stalls
+    kill(second, SIGSTOP); // like a child on a file that stalls
     EXPECT_THAT(read(small), HasSubstr("small: cannot be read: it takes too long\""));
     EXPECT_THAT(read(small), HasSubstr("\"one\""));
 
@@ -119,10 +119,10 @@ TEST_F(ReadingProcessTest, AChildThatTakesTooLongOrHasEndedIsReplaced) {
     kill(child(), SIGSTOP);
     ask(small);
     ask(small);
-    endChild(); // in the midst of one
+    endChild(); // during a file
     EXPECT_THAT(answers(2), ElementsAre(HasSubstr("the process that reads it has ended"), "one"));
     EXPECT_THAT(read(small), HasSubstr("\"one\""));
-    EXPECT_THAT(children(), testing::SizeIs(1)); // those that were replaced are waited for
+    EXPECT_THAT(children(), testing::SizeIs(1)); // replaced children are reaped
 }
 
 TEST_F(ReadingProcessTest, NothingOfItRunsOnWhenItGoesEvenInTheMidstOfAFile) {
@@ -135,6 +135,6 @@ TEST_F(ReadingProcessTest, NothingOfItRunsOnWhenItGoesEvenInTheMidstOfAFile) {
     reading.reset();
     EXPECT_EQ(descriptors(), open - 1);
     EXPECT_THAT(children(), testing::IsEmpty());
-    loop.runUntil(loop.now() + milliseconds(2)); // nobody asks for the answer any more
+    loop.runUntil(loop.now() + milliseconds(2)); // nobody waits for the answer any more
     EXPECT_THAT(said, testing::IsEmpty());
 }

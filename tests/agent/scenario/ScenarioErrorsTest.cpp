@@ -10,7 +10,7 @@ using UmoAgent::ScenarioFaults;
 
 namespace {
 
-/// Of events that are to follow, a minute after a switch without anything has started.
+/// The faults of events that are carried out on an empty switch, a minute after its start.
 ScenarioFaults faultsOfEvents(std::string const &text) {
     UmoAgent::SwitchState const nothing;
     auto const read = UmoAgent::readEvents("f", text, {nothing, std::chrono::minutes(1)});
@@ -54,7 +54,7 @@ TEST(ScenarioErrors, EachIsReportedWhereItStandsOrAtTheEventThatBreaksWhatWasRig
         action("{egress: {Ethernet1: {}}}", "{destination: 239.1.1.1}") + "events: [{at: 1s, ";
     std::string const named = ": {policies: {p: {matches: {m: ", ends = "}}}}}]";
     EXPECT_THAT(faultsOf(state + "}]"), ElementsAre());
-    // Scenarios, each with the beginning of its only fault, behind the file's name.
+    // Scenarios, each with the beginning of its only fault, without the file name.
     std::pair<std::string, std::string> const cases[] = {
         {"", "1:1: found an empty file"},
         {"vlans: [1\nx", "2:1: malformed YAML: "},
@@ -120,7 +120,7 @@ TEST(ScenarioErrors, OfVeryManyTheFirstAreReportedAndTheNumberOfAll) {
     std::string const vlans = "vlans: {1: [" + repeated(98, "Et\n,") + "Et\n]}\nend: x\n";
     EXPECT_THAT(faultsOf(vlans), testing::SizeIs(100));
     ScenarioFaults const faults = faultsOf("interfaces: {Eth1: {},\nEth2: {}}\n" + vlans);
-    ASSERT_EQ(faults.size(), 101U); // those that the file begins with, though they are read last
+    ASSERT_EQ(faults.size(), 101U); // the first in the file, though they are read last
     EXPECT_THAT(faults[0], StartsWith("f:1:14: malformed interface name \"Eth1\""));
     EXPECT_THAT(faults[99], StartsWith("f:100:2: malformed interface name \"Et\""));
     EXPECT_EQ(faults[100], "f: 102 mistakes in all, of which these are the first");
@@ -148,7 +148,7 @@ TEST(ScenarioErrors, WhatAFileMayTakeIsBoundedHoweverSmallItIs) {
     EXPECT_THAT(faultsOfEvents("events: [&e {}" + repeated(250'000, ",*e") + "]"),
                 ElementsAre(StartsWith("f:1:10: found more than 250000 events, expected fewer")));
 
-    // What an alias repeats may be long: notes, names in keys, egress lists that a change carries.
+    // Aliases may repeat long texts: notes, names in keys, egress lists in changes.
     EXPECT_THAT(faultsOfEvents("events: [&e {note: " + std::string(65'536, 'x') + "}" +
                                repeated(3000, ",*e") + "]"),
                 ElementsAre(StartsWith("f:1:10: found more than 134217728 bytes of changes")));
@@ -156,7 +156,7 @@ TEST(ScenarioErrors, WhatAFileMayTakeIsBoundedHoweverSmallItIs) {
                 ElementsAre(StartsWith("f:1:24: found a note of 65537 bytes, expected one of at")));
     EXPECT_THAT(faultsOfEvents("events: [{remove: {policies: " + std::string(1025, 'x') + "}}]"),
                 ElementsAre(StartsWith("f:1:30: found a name of 1025 bytes, expected one of at")));
-    // So may be what a change makes the switch look at: here each time a hundred actions.
+    // A change may cause much checking: here of a hundred actions each time.
     auto const toMatch = [](std::string const &settings) {
         return "{policies: {p: {matches: {m: {" + settings + "}}}}}";
     };
@@ -167,7 +167,7 @@ TEST(ScenarioErrors, WhatAFileMayTakeIsBoundedHoweverSmallItIs) {
             "}, &u {set: " + toMatch("flow: {destination: 10.1.1.1}") +
             "}, &m {set: " + toMatch(multicast) + "}" + repeated(1300, ",*u,*m") + "]"),
         ElementsAre(HasSubstr(": found more than 250000 changes")));
-    // Each of these ids is another's: one mistake for each, and quickly.
+    // All these ids are the same: one mistake for each, found quickly.
     EXPECT_THAT(faultsOf("interfaces: {" + listed(3000, "Et") + "}\nl3-interfaces: {" +
                          listed(3000, "Et", "7") + "}"),
                 Contains(HasSubstr(": 3000 mistakes in all")));

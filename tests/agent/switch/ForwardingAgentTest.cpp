@@ -72,7 +72,7 @@ struct ForwardingAgentTest : testing::Test {
         auto const faults = agent.apply(list);
         EXPECT_TRUE(faults.empty()) << faults.front().change << faults.front().expected;
     }
-    /// A policy, match and action, kept so that no other comes to lie in its place.
+    /// A policy, match and action, held so that no new one gets the same address.
     [[nodiscard]] auto entities(char const *match, char const *action) const {
         auto const policy = agent.state().natStatus()->natFlow("p");
         auto const itsMatch = policy->match(match);
@@ -89,7 +89,7 @@ TEST_F(ForwardingAgentTest, OfAListWithAFaultNothingHappensHoweverRightTheRestIs
     using namespace Table;
     auto const absent = [](auto table) { return draftAbsent(decltype(table)::kOne); };
     Action::Value noMac{{}, {Nexo::IpAddr(kUnicast), 0}, {{vlan1, {}}}, 2};
-    // What is wrong with the last change of each list.
+    // Lists whose last change is faulty, and the fault.
     std::vector<std::pair<Changes, std::string>> const cases{
         {{gone<Chip>({})}, "a size"},
         {{gone<BridgeMac>({})}, "a MAC address"},
@@ -145,7 +145,7 @@ TEST_F(ForwardingAgentTest, OfAListWithAFaultNothingHappensHoweverRightTheRestIs
             EXPECT_EQ(fault.nextHop.has_value(), !fault.found.empty());
         }
         EXPECT_EQ(textOf(agent), before);
-        SwitchState const &state = agent.state(); // nothing of what is right was mounted
+        SwitchState const &state = agent.state(); // no valid change was mounted either
         EXPECT_FALSE(state.find<Interface>(et9) || state.find<Topology>("new") ||
                      state.find<Action>({"p", "u", "b"}) || state.find<Vlan>(VlanId(3)) ||
                      state.find<VlanTopology>(VlanId(3)) || state.everDeclared(et9));
@@ -164,7 +164,7 @@ TEST_F(ForwardingAgentTest, WhatHoldsRowsAndComesBackHasOnlyThoseOfTheList) {
                    set<LearnedMac>({one, mac9}, et1), set<L3Interface>(et3, VlanId(1004)),
                    set<L3Interface>(et4, VlanId(1003))});
     SwitchState const &state = agent.state();
-    EXPECT_EQ(state.l3InterfaceOf(VlanId(1003)), et4); // the two have exchanged theirs
+    EXPECT_EQ(state.l3InterfaceOf(VlanId(1003)), et4); // the two exchanged their ids
     EXPECT_EQ(state.find<L3Interface>(et3), VlanId(1004));
     EXPECT_FALSE(state.find<VlanMember>({one, et1}));
     EXPECT_TRUE(state.find<VlanMember>({one, et2}));
@@ -213,7 +213,7 @@ TEST_F(ForwardingAgentTest, AnActionThatOnceNeededMacsNeedsThemUntilItGoes) {
     Action::Key const key{"p", "u", "a"};
     Action::Value const noMac{{}, {}, {{vlan1, {}}}, 7};
     expectApplied({set<Match>({"p", "u"}, flowTo(kMulticast))});
-    for (int again = 0; again < 2; ++again) { // it is not forgotten with the list, either
+    for (int again = 0; again < 2; ++again) { // it is remembered after the list
         auto const faults = agent.apply({set<Action>(key, noMac)});
         ASSERT_EQ(faults.size(), 1U);
         EXPECT_EQ(faults[0].found, "next hop Vlan1 of action a without mac");
@@ -226,7 +226,7 @@ TEST_F(ForwardingAgentTest, AnActionThatOnceNeededMacsNeedsThemUntilItGoes) {
     EXPECT_FALSE(agent.state().neededMacs(key));
     EXPECT_EQ(agent.apply({set<Match>({"p", "u"}, flowTo(kUnicast))}).size(), 1U);
 
-    // So it is with the match or the policy that it goes with.
+    // The same if it is removed with its match or policy.
     auto const withMac = [](EthAddr mac) { return Action::Value{{}, {}, {{vlan1, {0, mac}}}, 1}; };
     for (AnyChange const &end : {gone<Match>({"p", "u"}), gone<Policy>("p")}) {
         expectApplied({set<Action>(key, withMac(mac1)), set<Match>({"p", "u"}, flowTo(kUnicast))});

@@ -14,7 +14,7 @@ events:
     a: {source: 10.9.9.8, destination: 10.0.0.9}}}}}}}}
 )";
 
-/// Notes in a text a change of an action, of its version or of something else.
+/// Records in a text whether a change was of an action, of its version or of something else.
 void note(void *changes, Pelo::Change const &change) {
     bool const version = Pelo::ChangeOf<Ip::Nat::NatFlowActionStatus>(change).isOf(
         Ip::Nat::NatFlowActionStatus::versionAttribute);
