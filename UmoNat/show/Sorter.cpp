@@ -9,6 +9,12 @@
 NatFlowMcastCliSorter::MoxEntryId::MoxEntryId(Pelo::String name, bool value)
     : name_(std::move(name)), value_(value) {}
 
+NatFlowMcastCliSorter::NatFlowMcastCliSorter(NatFlowMcastCliSorter const &other) {
+    for (auto const &[name, entry] : other.entryId_) {
+        entryId_.emplace(name, Mox::make<MoxEntryId>(name, entry->value()));
+    }
+}
+
 NatFlowMcastCliSorter::NatFlowMcastCliSorter(Pelo::String const & /*text*/) {
     Base::assertThat(
         false, "\"No String constructor for NatFlowMcastCliSorter - has collection\" == nullptr");

@@ -6,8 +6,8 @@
 #include <iosfwd>
 #include <map>
 
-/// Puts names in order for the show command, whose tables are sorted while the status tree keeps
-/// the order in which its elements came. Made, walked and dropped within one command.
+/// Sorts names for the show command: its tables are sorted, while the status tree keeps the order
+/// of insertion. Lives within one command.
 class NatFlowMcastCliSorter {
   public:
     /// One name, with a flag that its user may give a meaning.
@@ -28,8 +28,16 @@ class NatFlowMcastCliSorter {
 
     NatFlowMcastCliSorter() = default;
 
-    /// There is no such conversion: a sorter has no text form to come back from. Stops the
-    /// process.
+    /// A copy has entries of its own.
+    NatFlowMcastCliSorter(NatFlowMcastCliSorter const &other);
+    NatFlowMcastCliSorter(NatFlowMcastCliSorter &&other) noexcept = default;
+    NatFlowMcastCliSorter &operator=(NatFlowMcastCliSorter other) noexcept {
+        entryId_.swap(other.entryId_);
+        return *this;
+    }
+    ~NatFlowMcastCliSorter() = default;
+
+    /// There is no such conversion: a sorter cannot be read from text. Stops the process.
     explicit NatFlowMcastCliSorter(Pelo::String const &text);
 
     /// Adds the name, or gives the entry that is there another value.

@@ -28,6 +28,8 @@ TEST(Attributes, PublishOnChangeOnlyAndBeforeRelease) {
     auto const action = match->actionIs("b");
     EXPECT_EQ(match->actionIs("b"), action);
     EXPECT_DEATH(match->actionIs("b", action), "children.find\\(key\\) == nullptr");
+    EXPECT_DEATH(match->actionIs("c", action), "child && child->key\\(\\) == key");
+    EXPECT_DEATH(match->actionIs("c", nullptr), "child && child->key\\(\\) == key");
     action->notifier().subscriberAdd(toAction);
     for (std::uint32_t const number : {1U, 1U, 2U}) {
         match->flowIs({{}, {{}, number}});

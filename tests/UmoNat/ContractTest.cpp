@@ -1,0 +1,89 @@
+#include "Skimtrace/Skimtrace.h"
+#include "UmoNat/show/Sorter.h"
+#include "UmoNat/topology/Bridging.h"
+#include "UmoNat/topology/IpState.h"
+#include "UmoNat/topology/PortStates.h"
+#include "tests/support/NatSwitch.h"
+
+using testing::HasSubstr;
+
+using namespace TestSupport;
+
+TEST(Owners, GetTheMachineThatIsThereAndInsertOneThatIsNot) {
+    RunningSwitch sw;
+    sw.vlan(10, {"Ethernet1"});
+    sw.learn(10, kMac, "Ethernet1");
+    sw.match("m", kMulticast);
+    sw.action("m", "a");
+    auto &policySm = **sw.root->policySm().find("p");
+    auto &matchSm = sw.matchSm("m");
+    EXPECT_EQ(sw.root->policySmIs(policySm.inputs()).ptr(), &policySm);
+    EXPECT_EQ(policySm.matchSmIs("m", matchSm.inputs()).ptr(), &matchSm);
+    auto const inputs = sw.actionSm("m", "a").inputs();
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(matchSm.actionSmIs("a", inputs).ptr(), &sw.actionSm("m", "a"));
+        i == 0 ? matchSm.actionSmDel("a") : void();
+    }
+    auto const machineOf = [](auto const &machines, auto const &is) {
+        auto const machine = machines.begin().operator*().value;
+        EXPECT_EQ(is(machine->inputs().followed), machine);
+    };
+    auto &sm = sw.sm();
+    machineOf(sm.switchIntfConfig(), [&](auto const &of) { return sm.switchIntfConfigIs(of); });
+    machineOf(sm.vlanStatus(), [&](auto const &of) { return sm.vlanStatusIs(of); });
+    machineOf(sm.fdbStatus(), [&](auto const &of) { return sm.fdbStatusIs(of); });
+    machineOf(sm.ipIntfStatus(), [&](auto const &of) { return sm.ipIntfStatusIs(of); });
+    machineOf(sm.moxTopoConfig(), [&](auto const &of) { return sm.topoConfigIs(of); });
+    auto const topology = *sm.moxTopoConfig().find("10");
+    machineOf(topology->moxTopoPortConfig(),
+              [&](auto const &of) { return topology->topoPortConfigIs(of); });
+}
+
+TEST(Action, WithoutAHardwareRecordSaysSoAndIsNoActionWithoutAVersion) {
+    RunningSwitch sw;
+    sw.match("m", kMulticast);
+    sw.action("m", "a");
+    auto &action = sw.actionSm("m", "a");
+    auto const record = action.hwActionStatus();
+    action.hwActionStatusIs(nullptr);
+    TraceRecorder traces("UmoNatFlowActionSm/2");
+    action.handleNatFlowAction(true);
+    EXPECT_THAT(storyOf(traces.messages), HasSubstr("|No hardware status, skip update|"));
+    EXPECT_DEATH(action.resetHwGroup(1, true, false), "Assertion failed: hwActionStatus\\(\\)");
+    EXPECT_DEATH(action.updateHwTranslationSrc(1, true, false), "failed: hwActionStatus\\(\\)");
+    action.hwActionStatusIs(record);
+}
+
+TEST(Topology, APortOfATopologyThatEndsStillNotifiesItsVlans) {
+    RunningSwitch sw;
+    sw.vlan(10, {"Ethernet1", "Ethernet2"});
+    sw.topology->vidToTopoMapIs(VlanId(20), sw.topology->vidToTopoMap(VlanId(10)));
+    sw.portState(10, et2, PortState::blocking);
+    TraceRecorder trace("UmoNatFlowMcastTopologySm/5");
+    sw.sm().topoConfigDel("10");
+    EXPECT_EQ(storyOf(trace.messages),
+              "> Vlan 10|> Vlan 20|> Vlan 10|> Vlan 20|> Intf Ethernet1|");
+}
+
+TEST(FastTrace, RecordsThatAnActionHearsOfAnotherNumberOfGroups) {
+    RunningSwitch sw;
+    sw.match("m", NatSwitch::kNone);
+    auto &status = sw.action("m", "a", "239.9.9.9:1");
+    status.dstIs({});
+    status.versionIs(2);
+    std::ostringstream dumped;
+    Skimtrace::dump(dumped, 20);
+    EXPECT_THAT(dumped.str(),
+                HasSubstr(" UmoNatFlowActionSm::handleGroupNum policy p match m action a num 2\n"));
+}
+
+TEST(Sorter, ACopyHasEntriesOfItsOwn) {
+    NatFlowMcastCliSorter names;
+    names.entryIdIs("a", true);
+    NatFlowMcastCliSorter const copy(names);
+    NatFlowMcastCliSorter assigned;
+    assigned = names;
+    names["a"]->valueIs(false);
+    EXPECT_TRUE(copy["a"]->value() && assigned["a"]->value());
+    EXPECT_TRUE(copy.isEq(assigned) && !copy.isEq(names));
+}
