@@ -5,13 +5,15 @@
 #include "Nexo/IntfId.h"
 #include "UmoNat/Export.h"
 
+#include <cstddef>
 #include <cstdint>
+#include <vector>
 
 class UmoNatFlowActionSm;
 class UmoNatflowActionSmEntry;
 
 /// The index entries that one action machine is in. Each machine has one of these, so that its
-/// withdrawal costs the same however large the index is. The entries keep it.
+/// withdrawal costs the same however large the index is. The entries maintain it.
 class UmoNatflowActionSmEntries {
   public:
     [[nodiscard]] auto begin() const noexcept { return entries_.begin(); }
@@ -119,22 +121,18 @@ class UMONAT_API UmoNatflowActionSmIndex final : public Mox::Entity {
     void clear();
 
   private:
-    /// The entries of one kind that the last withdrawal emptied. An evaluation withdraws its
-    /// action and then registers it mostly as before, and takes these again instead of new ones.
-    template <class Entry>
-    using Spare = Mox::Collection<std::remove_cvref_t<decltype(std::declval<Entry>().key())>,
-                                  Mox::Ptr<Entry>>;
-
     template <class Entries, class Key, class Publish>
-    static auto entryIs(Entries &entries, Entries &spare, Key const &key, Publish const &publish);
+    Mox::Ptr<typename Entries::Value::Object> entryIs(Entries &entries, Key const &key,
+                                                      Publish const &publish);
+    [[nodiscard]] bool indexed(UmoNatflowActionSmEntry &entry) const noexcept;
     template <class Entries, class Publish>
-    static void withdrawFrom(Entries &entries, Entries &spare, UmoNatFlowActionSm *actionSm,
-                             char const *removed, Publish const &publish);
+    void removeEmptied(Entries &entries, char const *removed, Publish const &publish);
     void withdraw(UmoNatFlowActionSm *actionSm, bool traced);
 
-    Spare<UmoNatflowActionSmIntf> spareIntf_;
-    Spare<UmoNatflowActionSmVlan> spareVlan_;
-    Spare<UmoNatflowActionSmMac> spareMac_;
+    /// The entries that the last withdrawal emptied. An evaluation withdraws its action and then
+    /// registers it mostly as before: it reuses these instead of allocating.
+    std::vector<Mox::Ptr<UmoNatflowActionSmEntry>> emptied_;
+    std::size_t nextEmptied_ = 0;
 };
 
 /// Make an entry of that key without machines.

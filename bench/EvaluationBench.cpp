@@ -45,13 +45,11 @@ RunningSwitch &running(benchmark::State const &state) {
     return *found;
 }
 
-using PortSets = Mox::Collection<std::uint16_t, Mox::Ptr<Ip::Nat::NatFlowPortSet>>;
-
 /// Counts the allocations that every evaluation needs: those of port sets like the recorded ones.
 std::size_t allocationsOfLike(Ip::Nat::NatFlowVlanPortSets const &recorded) {
     std::size_t const before = Bench::allocations();
     auto const made = Ip::Nat::natFlowVlanPortSetsFactory();
-    auto const fill = [](PortSets const &from, auto const &add) {
+    auto const fill = [](auto const &from, auto const &add) {
         for (auto const &[vlan, portSet] : from) {
             auto const copy = add(vlan);
             for (Nexo::IntfId const intf : portSet->intf()) {

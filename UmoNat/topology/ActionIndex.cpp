@@ -22,14 +22,24 @@ std::ostream &operator<<(std::ostream &out, Names const &names) {
 
 UmoNatflowActionSmIndex::~UmoNatflowActionSmIndex() = default;
 
-/// The entry of the key: the one that is there, else a spare one, else a new one.
+/// The entry of the key: the one that is there, else the next emptied one of that key, else a new
+/// one. An action registers in the same order each time, so those that do not match are passed by.
 template <class Entries, class Key, class Publish>
-auto UmoNatflowActionSmIndex::entryIs(Entries &entries, Entries &spare, Key const &key,
-                                      Publish const &publish) {
+Mox::Ptr<typename Entries::Value::Object>
+UmoNatflowActionSmIndex::entryIs(Entries &entries, Key const &key, Publish const &publish) {
+    using Entry = typename Entries::Value::Object;
     if (entries.find(key) == nullptr) {
-        if (auto const taken = spare.remove(key)) {
-            Mox::AttributeWork::childAdd(entries, key, taken->value, publish);
-            return taken->value;
+        while (nextEmptied_ < emptied_.size()) {
+            Mox::Ptr<UmoNatflowActionSmEntry> const spare = std::move(emptied_[nextEmptied_++]);
+            bool const known = spare->references() > 1 || spare->notifier().everSubscribed();
+            if (known || spare->kind() != Entry::kKind) {
+                continue;
+            }
+            Mox::Ptr<Entry> const entry(static_cast<Entry *>(spare.ptr()));
+            if (entry->key() == key) {
+                Mox::AttributeWork::childAdd(entries, key, entry, publish);
+                return entry;
+            }
         }
     }
     return Mox::AttributeWork::childIs(entries, key, publish);
@@ -37,18 +47,18 @@ auto UmoNatflowActionSmIndex::entryIs(Entries &entries, Entries &spare, Key cons
 
 void UmoNatflowActionSmIndex::addActionSmIntf(Nexo::IntfId intf, UmoNatFlowActionSm *actionSm) {
     trace.at(4, "addActionSmIntf", Names{*actionSm}, ", intf: ", intf);
-    entryIs(actionIntf_, spareIntf_, intf, actionIntfPublish())->actionSmIs(actionSm);
+    entryIs(actionIntf_, intf, actionIntfPublish())->actionSmIs(actionSm);
 }
 
 void UmoNatflowActionSmIndex::addActionSmVlan(std::uint16_t vlan, UmoNatFlowActionSm *actionSm) {
     trace.at(4, "addActionSmVlan", Names{*actionSm}, ", vlan: ", vlan);
-    entryIs(actionVlan_, spareVlan_, vlan, actionVlanPublish())->actionSmIs(actionSm);
+    entryIs(actionVlan_, vlan, actionVlanPublish())->actionSmIs(actionSm);
 }
 
 void UmoNatflowActionSmIndex::addActionSmMac(Nexo::EthAddr const &mac,
                                              UmoNatFlowActionSm *actionSm) {
     trace.at(4, "addActionSmMac", Names{*actionSm}, ", mac: ", mac);
-    entryIs(actionMac_, spareMac_, mac, actionMacPublish())->actionSmIs(actionSm);
+    entryIs(actionMac_, mac, actionMacPublish())->actionSmIs(actionSm);
 }
 
 void UmoNatflowActionSmIndex::addActionSmRecirc(UmoNatFlowActionSm *actionSm) {
@@ -65,47 +75,58 @@ void UmoNatflowActionSmIndex::actionSmGone(UmoNatFlowActionSm *actionSm) {
     withdraw(actionSm, false);
 }
 
-/// Takes the machine out of its entries in `entries`. Those that become empty leave, each with
-/// the trace `removed`, which may be null.
+/// Whether the entry is in the index: somebody may hold one that is not.
+bool UmoNatflowActionSmIndex::indexed(UmoNatflowActionSmEntry &entry) const noexcept {
+    auto const in = [&entry](auto const &entries) {
+        using Entry = typename std::remove_cvref_t<decltype(entries)>::Value::Object;
+        auto const *const found = entries.find(static_cast<Entry &>(entry).key());
+        return found != nullptr && found->ptr() == &entry;
+    };
+    switch (entry.kind()) {
+    case UmoNatflowActionSmEntry::Kind::intf:
+        return in(actionIntf_);
+    case UmoNatflowActionSmEntry::Kind::vlan:
+        return in(actionVlan_);
+    case UmoNatflowActionSmEntry::Kind::mac:
+        return in(actionMac_);
+    }
+    return false;
+}
+
+/// Removes the emptied entries of one kind, each with the trace `removed` unless it is null.
 template <class Entries, class Publish>
-void UmoNatflowActionSmIndex::withdrawFrom(Entries &entries, Entries &spare,
-                                           UmoNatFlowActionSm *actionSm, char const *removed,
-                                           Publish const &publish) {
+void UmoNatflowActionSmIndex::removeEmptied(Entries &entries, char const *removed,
+                                            Publish const &publish) {
     using Entry = typename Entries::Value::Object;
-    spare.clear();
-    for (UmoNatflowActionSmEntry *const candidate : actionSm->indexEntries()) {
-        if (candidate->kind() != Entry::kKind) {
-            continue;
-        }
-        auto *const found = static_cast<Entry *>(candidate);
-        auto const *const indexed = entries.find(found->key());
-        if (indexed == nullptr || indexed->ptr() != found) {
-            continue; // somebody holds an entry that is not in the index
-        }
-        Mox::Ptr<Entry> const entry = *indexed;
-        entry->actionSmDel(actionSm);
-        if (!entry->actionSm().empty()) {
-            continue;
-        }
-        if (removed != nullptr) {
-            trace.at(4, removed, entry->key());
-        }
-        Mox::AttributeWork::elementDel(entries, entry->key(), publish);
-        if (entry->references() == 1 && !entry->notifier().everSubscribed()) {
-            spare.insert(entry->key(), entry); // nobody else knows it
+    for (Mox::Ptr<UmoNatflowActionSmEntry> const &entry : emptied_) {
+        if (entry->kind() == Entry::kKind) {
+            auto const &key = static_cast<Entry const &>(*entry).key();
+            if (removed != nullptr) {
+                trace.at(4, removed, key);
+            }
+            Mox::AttributeWork::elementDel(entries, key, publish);
         }
     }
 }
 
 void UmoNatflowActionSmIndex::withdraw(UmoNatFlowActionSm *actionSm, bool traced) {
-    auto const removed = [traced](char const *text) { return traced ? text : nullptr; };
-    withdrawFrom(actionIntf_, spareIntf_, actionSm, removed("Removed actionIntf for intf "),
-                 actionIntfPublish());
-    withdrawFrom(actionVlan_, spareVlan_, actionSm, removed("Removed actionVlan for vlan "),
-                 actionVlanPublish());
-    withdrawFrom(actionMac_, spareMac_, actionSm, removed("Removed actionMac for mac "),
-                 actionMacPublish());
+    emptied_.clear();
+    nextEmptied_ = 0;
+    for (UmoNatflowActionSmEntry *const entry : actionSm->indexEntries()) {
+        if (indexed(*entry)) {
+            entry->actionSmDel(actionSm);
+            if (entry->actionSm().empty()) {
+                emptied_.emplace_back(entry);
+            }
+        }
+    }
     actionRecircDel(actionSm);
+    if (!emptied_.empty()) {
+        auto const removed = [traced](char const *text) { return traced ? text : nullptr; };
+        removeEmptied(actionIntf_, removed("Removed actionIntf for intf "), actionIntfPublish());
+        removeEmptied(actionVlan_, removed("Removed actionVlan for vlan "), actionVlanPublish());
+        removeEmptied(actionMac_, removed("Removed actionMac for mac "), actionMacPublish());
+    }
 }
 
 void UmoNatflowActionSmIndex::clear() {
@@ -113,7 +134,5 @@ void UmoNatflowActionSmIndex::clear() {
     actionMacDelAll();
     actionVlanDelAll();
     actionIntfDelAll();
-    spareMac_.clear();
-    spareVlan_.clear();
-    spareIntf_.clear();
+    emptied_.clear();
 }

@@ -38,10 +38,14 @@ struct Text {
 class EntryRecord {
   public:
     void name(std::string_view name) noexcept {
-        std::string_view *const places[] = {&names_.first, &names_.second, &names_.third};
-        if (count_ < std::size(places)) {
-            *places[count_++] = name;
+        if (count_ == 0) {
+            names_.first = name;
+        } else if (count_ == 1) {
+            names_.second = name;
+        } else if (count_ == 2) {
+            names_.third = name;
         }
+        ++count_; // known at compile time, as are the branches
     }
 
     /// Takes what there is to take from one piece of the line: a string, an interface, a VLAN or

@@ -21,7 +21,8 @@ TEST(Owners, GetTheMachineThatIsThereAndInsertOneThatIsNot) {
     EXPECT_EQ(policySm.matchSmIs("m", matchSm.inputs()).ptr(), &matchSm);
     auto const inputs = sw.actionSm("m", "a").inputs();
     for (int i = 0; i < 2; ++i) {
-        EXPECT_EQ(matchSm.actionSmIs("a", inputs).ptr(), &sw.actionSm("m", "a"));
+        auto const action = matchSm.actionSmIs("a", inputs);
+        EXPECT_EQ(action.ptr(), &sw.actionSm("m", "a"));
         i == 0 ? matchSm.actionSmDel("a") : void();
     }
     auto const machineOf = [](auto const &machines, auto const &is) {
@@ -61,8 +62,7 @@ TEST(Topology, APortOfATopologyThatEndsStillNotifiesItsVlans) {
     sw.portState(10, et2, PortState::blocking);
     TraceRecorder trace("UmoNatFlowMcastTopologySm/5");
     sw.sm().topoConfigDel("10");
-    EXPECT_EQ(storyOf(trace.messages),
-              "> Vlan 10|> Vlan 20|> Vlan 10|> Vlan 20|> Intf Ethernet1|");
+    EXPECT_EQ(storyOf(trace.messages), "> Vlan 10|> Vlan 20|> Vlan 10|> Vlan 20|> Intf Ethernet1|");
 }
 
 TEST(FastTrace, RecordsThatAnActionHearsOfAnotherNumberOfGroups) {
