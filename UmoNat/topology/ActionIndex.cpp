@@ -8,7 +8,7 @@ namespace {
 
 Mox::TraceHandle const &trace = topologySmTrace;
 
-/// The action's names, as every line of the index shows them.
+/// The action's names, as the index prints them in traces.
 struct Names {
     UmoNatFlowActionSm const &actionSm;
 };
@@ -22,7 +22,7 @@ std::ostream &operator<<(std::ostream &out, Names const &names) {
 
 UmoNatflowActionSmIndex::~UmoNatflowActionSmIndex() = default;
 
-/// The entry of the key: the one that is there, else a spare one, else a new one.
+/// The entry of the key: the existing one, else a spare one, else a new one.
 template <class Entries, class Key, class Publish>
 auto UmoNatflowActionSmIndex::entryIs(Entries &entries, Entries &spare, Key const &key,
                                       Publish const &publish) {
@@ -65,8 +65,8 @@ void UmoNatflowActionSmIndex::actionSmGone(UmoNatFlowActionSm *actionSm) {
     withdraw(actionSm, false);
 }
 
-/// Takes the machine out of its entries in `entries`. Those that become empty leave, each with
-/// the trace `removed`, which may be null.
+/// Removes the machine from its entries in `entries`. Also removes entries that become empty, and
+/// traces each with `removed` unless that is null.
 template <class Entries, class Publish>
 void UmoNatflowActionSmIndex::withdrawFrom(Entries &entries, Entries &spare,
                                            UmoNatFlowActionSm *actionSm, char const *removed,
@@ -80,7 +80,7 @@ void UmoNatflowActionSmIndex::withdrawFrom(Entries &entries, Entries &spare,
         auto *const found = static_cast<Entry *>(candidate);
         auto const *const indexed = entries.find(found->key());
         if (indexed == nullptr || indexed->ptr() != found) {
-            continue; // somebody holds an entry that is not in the index
+            continue; // an entry held outside the index
         }
         Mox::Ptr<Entry> const entry = *indexed;
         entry->actionSmDel(actionSm);
@@ -92,7 +92,7 @@ void UmoNatflowActionSmIndex::withdrawFrom(Entries &entries, Entries &spare,
         }
         Mox::AttributeWork::elementDel(entries, entry->key(), publish);
         if (entry->references() == 1 && !entry->notifier().everSubscribed()) {
-            spare.insert(entry->key(), entry); // nobody else knows it
+            spare.insert(entry->key(), entry); // not held or followed elsewhere
         }
     }
 }
