@@ -57,7 +57,7 @@ class UMONAT_API UmoNatFlowActionSm : public Mox::Reactor {
     [[nodiscard]] Mox::Ptr<Ip::Nat::HwNatFlowActionStatus> const &hwActionStatus() const noexcept {
         return hwActionStatus_;
     }
-    /// While this is null the machine does nothing, as while its version is 0.
+    /// With a null `status` the machine does nothing, as with version 0.
     void hwActionStatusIs(Mox::Ptr<Ip::Nat::HwNatFlowActionStatus> const &status) {
         hwActionStatus_ = status;
     }

@@ -50,7 +50,7 @@ UmoNatFlowMcastSm::UmoNatFlowMcastSm(Inputs const &inputs) : inputs_(inputs) {
 UmoNatFlowMcastSm::~UmoNatFlowMcastSm() = default;
 
 void UmoNatFlowMcastSm::handleInitialized() {
-    // The trace lacks the leading Umo, as in doCleanup: kept as it is.
+    // The text lacks the leading Umo, as in doCleanup: kept as it is.
     Mox::enter<"UmoNatFlowMcastSm::handleInitialized">(trace, 1,
                                                        "NatFlowMcastSm::handleInitialized");
     Base::assertThat(bool(inputs_.hwStatus), "hwStatus()");

@@ -2,7 +2,8 @@
 
 #include "Ip/NatStatus.h"
 
-/// Whether the match needs a unicast and a multicast group instead of a single one. It does if
-/// neither the flow nor some action names a destination: copies of both kinds are then possible.
+/// Whether the match needs a unicast and a multicast group instead of a single one. It does if the
+/// flow names no destination and some action names none either: copies of both kinds are then
+/// possible.
 [[nodiscard]] bool needsTwoGroups(Ip::Nat::NatFlow const &flow,
                                   Ip::Nat::NatFlowMatchStatus const &matchStatus);

@@ -6,8 +6,8 @@
 /// owner of what changed. `Owner` is the topology machine or, for the ports of a topology, the
 /// topology's reactor. It outlives its nested reactors.
 ///
-/// handleInitialized() notifies that the entity was added, handleDel() that it was removed. Nothing
-/// is notified when the topology machine itself is destroyed: no action is left to evaluate.
+/// Each class documents what creation and removal notify; handleDel() is for removal. Nothing is
+/// notified when the topology machine itself is destroyed: no action is left to evaluate.
 template <class Followed, class Owner>
 class UmoNatFlowMcastTopologySm::NestedSm : public Mox::Reactor {
   public:

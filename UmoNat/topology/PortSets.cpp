@@ -54,7 +54,7 @@ bool UmoNatFlowMcastTopologySm::addHostPort(std::uint16_t vlan, Nexo::IntfId int
     return true;
 }
 
-/// Sets the port set's MAC without comparing it; only addHostPort refuses a different MAC.
+/// Sets the port set's MAC without comparing it, unlike addHostPort.
 bool UmoNatFlowMcastTopologySm::floodSviPorts(std::uint16_t vlan, Nexo::EthAddr const &mac,
                                               Ip::Nat::NatFlowVlanPortSets &vps,
                                               bool unicast) const {

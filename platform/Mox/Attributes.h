@@ -40,8 +40,8 @@
 /// to it: a subscriber may drop the last other one.
 ///
 /// Each line but MOX_KEY also declares `xAttribute`, which identifies the attribute to subscribers.
-/// Two attributes of a class whose names have the same hash do not compile. A change of an element
-/// is published after it was made; a removed element is released after that.
+/// Two attributes of a class whose names have the same hash do not compile. An element is published
+/// after it was added, changed or removed, and before a removed one is released.
 
 /// The functions that the collection lines call. `publish` gets the key of what changed.
 namespace Mox::AttributeWork {

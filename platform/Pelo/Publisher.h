@@ -26,7 +26,7 @@ class PLATFORM_API Subscriber {
 
     [[nodiscard]] bool attached() const noexcept { return notifier_ != nullptr; }
 
-    /// While off, changes are not delivered, and not delivered later either.
+    /// While off, changes are not delivered, not even later.
     void activeIs(bool active) noexcept;
 
     /// Ends the connection; allowed at any time, also during its own call.
@@ -41,7 +41,7 @@ class PLATFORM_API Subscriber {
     std::size_t place_ = 0;
 };
 
-/// The public side of a publisher: it only allows to subscribe.
+/// The public side of a publisher: it allows subscribing only.
 ///
 /// Subscribers are called synchronously, in the order in which they subscribed. While a change is
 /// being published, subscribers may be added, removed or destroyed, and the notifier may be
@@ -52,7 +52,7 @@ class PLATFORM_API Notifier {
     Notifier(Notifier const &) = delete;
     Notifier &operator=(Notifier const &) = delete;
 
-    /// Connects `subscriber`, which must not be attached yet. `active` is its first state, see
+    /// Connects `subscriber`, which must not be attached yet. `active` is its initial state, see
     /// Subscriber::activeIs.
     void subscriberAdd(Subscriber &subscriber, bool active = true) const;
 
@@ -85,7 +85,7 @@ class PLATFORM_API Notifier {
         std::uint32_t empty = 0;
         // A flag, not a count: consecutive publications need not wait for it.
         bool publishing = false;       // the list is walked, by one publication or by nested ones
-        bool unsettled = false;        // a subscriber was removed, or the notifier
+        bool unsettled = false;        // a subscriber or the notifier was removed meanwhile
         bool orphaned = false;         // the notifier was destroyed
         Place first;                   // most notifiers have one subscriber
         std::unique_ptr<Place[]> more; // instead of `first`

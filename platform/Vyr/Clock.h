@@ -8,8 +8,7 @@
 
 namespace Vyr {
 
-/// A point in time, since the clock's start. In whole nanoseconds, so that intervals add up
-/// exactly.
+/// A point in time: whole nanoseconds since the clock's start, so that intervals add up exactly.
 using Time = std::chrono::nanoseconds;
 
 /// A delay in the scheduler's own unit, rounded to the nanosecond. A negative or NaN delay becomes
