@@ -1,6 +1,6 @@
 #pragma once
 
-/// Marks what the NAT library offers to an agent: its factories, and the types an agent must
-/// implement or hold. Everything is compiled with hidden visibility, so whatever lacks the mark
-/// stays private to the library; tests/install/exports.txt lists what may carry it.
+/// Exports a symbol of the NAT library to agents: its factories, and the types that an agent
+/// implements or holds. The library is compiled with hidden visibility, so all other symbols are
+/// private. tests/install/exports.txt lists what may be exported.
 #define UMONAT_API [[gnu::visibility("default")]]

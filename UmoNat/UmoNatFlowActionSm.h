@@ -17,22 +17,21 @@ class UmoNatFlowMcastTopologySm;
 class NatFlowGroupUses;
 struct NatFlowGroupUse;
 
-/// The state machine of one action of a match, owned by the match's machine under the action's
-/// name. It decides the action's flow type, and programs in a fixed order: which ports the
-/// copies go to, computed from the topology; the differences of the port sets in hardware; the
-/// source and destination translations of the port sets. The groups are the match's; this
-/// machine programs into them, takes out what it programmed, and tells the match when their
-/// number has to change.
+/// The state machine of one action of a match. The match's machine owns it, under the action's
+/// name. It decides the action's flow type. A full pass computes the port sets from the topology,
+/// then programs their differences in hardware, then their source and destination translations. The
+/// match owns the groups. This machine programs into them, removes what it programmed, and notifies
+/// the match when their number must change.
 ///
-/// | state               | while                        | a trigger then                        |
+/// | state               | condition                    | an evaluation                         |
 /// |---------------------|------------------------------|---------------------------------------|
 /// | waiting for version | the action's version is 0    | does nothing                          |
 /// | waiting for groups  | the match wants no groups    | does nothing                          |
-/// | group count pending | the match wants another      | raises groupNumUpdate, and is called  |
-/// |                     | number than the action finds | back by the match                     |
-/// | programmed          | else                         | runs a full pass                      |
+/// | group count pending | the action finds another     | increments groupNumUpdate; the match  |
+/// |                     | number than the match wants  | then re-evaluates its number          |
+/// | programmed          | otherwise                    | runs a full pass                      |
 ///
-/// While the match waits for its groups, passes are run as ever, but program nothing.
+/// While the match waits for its groups, full passes run but program nothing.
 class UMONAT_API UmoNatFlowActionSm : public Mox::Reactor {
   public:
     struct Inputs {
@@ -58,30 +57,31 @@ class UMONAT_API UmoNatFlowActionSm : public Mox::Reactor {
     [[nodiscard]] Mox::Ptr<Ip::Nat::HwNatFlowActionStatus> const &hwActionStatus() const noexcept {
         return hwActionStatus_;
     }
-    /// Without a record the machine does nothing, as without a version.
+    /// With a null `status` the machine does nothing, as with version 0.
     void hwActionStatusIs(Mox::Ptr<Ip::Nat::HwNatFlowActionStatus> const &status) {
         hwActionStatus_ = status;
     }
 
-    /// Where the action index keeps the entries that the machine is in.
+    /// The entries of the action index that list this machine. The index maintains them.
     [[nodiscard]] UmoNatflowActionSmEntries &indexEntries() noexcept { return indexEntries_; }
 
     void handleInitialized() override;
 
-    /// Takes the action out of the hardware and of the status tree. Does nothing while the
-    /// version is 0: an incomplete action leaves its entry, and what it names, for the next
-    /// action of that name.
+    /// Removes the action from the hardware and from the status tree. Does nothing while the
+    /// version is 0: the hardware status stays, and the next machine of that name continues from
+    /// it.
     void doCleanup() override;
 
-    /// The pass: evaluates and programs the whole action. With `skipChecks` it goes by the group
-    /// number and flow type of the last pass; a change of topology cannot have changed them.
+    /// The full pass: evaluates and programs the action. With `skipChecks` it keeps the group
+    /// number and flow type of the last pass, which a topology change cannot change.
     void handleNatFlowAction(bool skipChecks);
 
-    /// The match's flow has changed, but not its number of groups. If the flow type is the same,
-    /// only the translations are programmed.
+    /// Handles a change of the match's flow that leaves its number of groups the same. Programs
+    /// only the translations if the flow type is the same.
     void handleNatFlow();
 
-    /// The match is about to free its groups, to have `num` instead.
+    /// Removes what the action programmed: the match is about to free its groups and wants `num`
+    /// instead.
     void handleGroupNum(std::uint32_t num);
 
     [[nodiscard]] Ip::Nat::NatFlowType getFlowType() const;
@@ -89,19 +89,19 @@ class UMONAT_API UmoNatFlowActionSm : public Mox::Reactor {
     /// The number of groups that the match needs for its actions: 1 or 2.
     [[nodiscard]] std::uint32_t getGroupNum() const;
 
-    /// Takes everything that the action programmed out of the match's groups, by the flow type
-    /// recorded, and clears the hardware status but for the flow type.
+    /// Removes everything that the action programmed from the match's groups, according to the
+    /// recorded flow type. Then clears the hardware status, except the flow type.
     void resetHwGroups();
 
     /// The part of resetHwGroups for one group.
     void resetHwGroup(std::uint32_t group, bool unicast, bool portSetId2);
 
-    /// Fills the empty `vps` with the ports to which the copies go, and registers the machine
-    /// with the topology for every change that would make a difference.
+    /// Fills the empty `vps` with the ports that get copies. Registers the machine with the
+    /// topology machine under the interfaces, VLANs and MACs that it uses, or for recirculation.
     void updateSwPortSet(Mox::Ptr<Ip::Nat::NatFlowVlanPortSets> const &vps);
 
-    /// Programs the differences between the port sets recorded and `vps`, and gives those of
-    /// `vps` their identifiers. The caller records `vps` afterwards.
+    /// Programs the differences between the recorded port sets and `vps`, and sets the identifiers
+    /// in `vps`. The caller then records `vps`.
     void updateHwPortSet(Mox::Ptr<Ip::Nat::NatFlowVlanPortSets> const &vps);
 
     /// The part of updateHwPortSet for one group.
@@ -122,12 +122,12 @@ class UMONAT_API UmoNatFlowActionSm : public Mox::Reactor {
 
   private:
     void actionStatusDispatch(Pelo::ChangeOf<Ip::Nat::NatFlowActionStatus> const &change);
-    // What the action asks for; nothing without an action status.
+    // The configured values; 0 without an action status.
     [[nodiscard]] std::uint32_t version() const noexcept;
     [[nodiscard]] Nexo::IpAndPort src() const noexcept;
     [[nodiscard]] Nexo::IpAndPort dst() const noexcept;
-    /// Whether the action is complete: its version is set. What is programmed needs the hardware
-    /// record too.
+    /// Whether the machine has started and the version is not 0. Programming needs the hardware
+    /// status too.
     [[nodiscard]] bool complete() const noexcept { return initialized_ && version() != 0; }
     [[nodiscard]] bool programmable() const noexcept { return complete() && hwActionStatus_; }
     void assertProgrammable() const;

@@ -15,16 +15,16 @@
 class UmoNatFlowMcastSm;
 class UmoNatFlowMcastTopologySm;
 
-/// The state machine of one match of a NAT policy, owned by the policy's machine under the
-/// match's name. It decides how many hardware groups the match needs, allocates and frees them
-/// through the helper, waits in the root's retry set while the chip has none, and has one action
-/// state machine for each action.
+/// The state machine of one match of a NAT policy. The policy's machine owns it, under the match's
+/// name. It decides how many hardware groups the match needs, and allocates and frees them through
+/// the helper. While the chip has no group for it, it waits in the root's retry set. It owns one
+/// action state machine per action.
 ///
-/// | state       | groupNum | group ids | left by                                              |
+/// | state       | groupNum | group ids | left when                                            |
 /// |-------------|----------|-----------|------------------------------------------------------|
 /// | no groups   | 0        | 0         | an action is added                                   |
-/// | programmed  | 1 or 2   | set       | a change of the number                               |
-/// | waiting     | 1 or 2   | 0         | a retry that allocates, or a change of the number    |
+/// | programmed  | 1 or 2   | set       | the number changes                                   |
+/// | waiting     | 1 or 2   | 0         | a retry allocates the groups, or the number changes  |
 class UMONAT_API UmoNatFlowMatchSm : public Mox::Reactor {
   public:
     struct Inputs {
@@ -51,19 +51,19 @@ class UMONAT_API UmoNatFlowMatchSm : public Mox::Reactor {
     [[nodiscard]] Mox::Ptr<UmoNatFlowMatchSmStatus> const &matchSmStatus() const noexcept {
         return matchSmStatus_;
     }
-    /// Follows the requests of `status`, and evaluates the number of groups unless the machine's
-    /// end has begun.
+    /// Follows `status`, and re-evaluates the number of groups unless the machine is marked for
+    /// deletion.
     void matchSmStatusIs(Mox::Ptr<UmoNatFlowMatchSmStatus> const &status);
 
     /// The number of groups that the match needs now: 0 to 2.
     [[nodiscard]] std::uint32_t getGroupNum() const;
 
-    /// Allocates `groups` groups, 0 to 2, and records them. On failure it records nothing, and the
-    /// match waits in the root's retry set; a group of a pair whose other half failed stays
-    /// allocated. Returns whether there are groups now.
+    /// Allocates and records `groups` groups, 0 to 2. Returns false if it recorded none. If the
+    /// chip refuses, the match joins the root's retry set. If it refuses one half of a pair, the
+    /// other half stays allocated.
     bool createNatFlowGroups(std::uint32_t groups);
 
-    /// Frees the groups, if there are any, and schedules the retry of waiting matches.
+    /// Frees the groups, if there are any, and schedules the retry if matches wait for groups.
     void deleteNatFlowGroups();
 
     /// For the retry: allocates the groups that the match waits for, and programs its actions.
@@ -73,14 +73,14 @@ class UMONAT_API UmoNatFlowMatchSm : public Mox::Reactor {
     /// Whether the match wants groups and holds none.
     [[nodiscard]] bool waitsForGroups() const;
 
-    /// Evaluates the number of groups anew, and reallocates if it has changed. Returns true if the
+    /// Re-evaluates the number of groups, and reallocates if it has changed. Returns true if the
     /// actions need no further evaluation.
     bool handleGroupNumUpdate();
 
-    /// The match's flow has changed.
+    /// Handles a change of the match's flow.
     void handleNatFlow();
 
-    /// Follows one action: makes its machine if the action is there, removes it if not.
+    /// Makes the machine of one action if the action exists, else removes it.
     void handleNatFlowAction(Pelo::String const &name);
 
     [[nodiscard]] auto const &actionSm() const noexcept { return actionSm_.machines(); }

@@ -5,14 +5,14 @@
 
 #include <cstdint>
 
-/// What a match state machine and its action state machines tell each other.
+/// What a match state machine shares with its action state machines.
 class UMONAT_API UmoNatFlowMatchSmStatus final : public Mox::Entity {
-    /// The number of hardware groups that the match wants, 0 to 2, whether or not it has got
-    /// them. Written by the match, read by its actions.
+    /// The number of hardware groups that the match wants, 0 to 2, whether or not it holds them.
+    /// The match writes it, its actions read it.
     MOX_ATTRIBUTE(std::uint32_t, groupNum)
 
-    /// A counter that an action raises by one when it finds that the match needs another number
-    /// of groups; every change has the match evaluate the number again.
+    /// An action increments this counter when it finds that the match needs a different number of
+    /// groups. On each change the match re-evaluates the number.
     MOX_ATTRIBUTE(std::uint32_t, groupNumUpdate)
 };
 

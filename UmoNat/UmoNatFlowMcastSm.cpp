@@ -8,7 +8,7 @@
 namespace {
 Mox::TraceHandle const trace("UmoNatFlowMcastSm");
 
-// The module's log events. The catalogue has them once the library is loaded; nothing in the
+// The module's log events. They join the catalogue when the library is loaded. Nothing in the
 // library raises them.
 
 constexpr Mox::LogEvent event(char const *name, unsigned severity, char const *message,
@@ -50,7 +50,7 @@ UmoNatFlowMcastSm::UmoNatFlowMcastSm(Inputs const &inputs) : inputs_(inputs) {
 UmoNatFlowMcastSm::~UmoNatFlowMcastSm() = default;
 
 void UmoNatFlowMcastSm::handleInitialized() {
-    // Without the class's prefix, as in doCleanup: so it has always been.
+    // The text lacks the leading Umo, as in doCleanup: kept as it is.
     Mox::enter<"UmoNatFlowMcastSm::handleInitialized">(trace, 1,
                                                        "NatFlowMcastSm::handleInitialized");
     Base::assertThat(bool(inputs_.hwStatus), "hwStatus()");
@@ -151,8 +151,8 @@ void UmoNatFlowMcastSm::handleUnprogrammedGroup() {
         if (!matchSm->matchSmStatus() || !matchSm->retryNatFlowGroups()) {
             break;
         }
-        // Programming the actions may have changed the number of groups that the match wants,
-        // and the chip may have refused those: then the match still waits.
+        // Programming the actions may have changed the wanted number of groups, and the chip may
+        // have refused the new number. Then the match still waits.
         if (!matchSm->waitsForGroups()) {
             unprogrammedGroupDel(matchSm);
         }

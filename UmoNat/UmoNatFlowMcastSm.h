@@ -20,16 +20,16 @@
 class UmoNatFlowMatchSm;
 
 /// The entry point of the library and the root of its state machines. The agent makes one with
-/// umoNatFlowMcastSmFactory, keeps the pointer for as long as multicast NAT is to be programmed,
-/// and drops it to have everything taken back out of the hardware.
+/// umoNatFlowMcastSmFactory, and holds the pointer while multicast NAT is to be programmed.
+/// Dropping the pointer removes everything from the hardware.
 ///
-/// The root follows the NAT policies and has one policy state machine for each; below a policy
-/// stands one machine for each match, below a match one for each action. Beside them it owns the
-/// one topology state machine, and the retry of matches for which the chip had no group.
+/// The root owns one policy state machine per NAT policy; a policy owns one machine per match, and
+/// a match one per action. The root also owns the topology state machine, and the retry of matches
+/// for which the chip had no group.
 class UMONAT_API UmoNatFlowMcastSm : public Mox::Reactor {
   public:
-    /// What the agent gives. Anything that is followed may be null, which reads as without
-    /// entries; `hwStatus` and `helper` may not.
+    /// What the agent provides. `hwStatus` and `helper` must not be null. Any other input may be
+    /// null, and then has no entries.
     struct Inputs {
         Mox::Ptr<Ip::Nat::Status const> status;
         Mox::Ptr<Ip::Nat::HwNatFlowStatus> hwStatus;
@@ -48,29 +48,29 @@ class UMONAT_API UmoNatFlowMcastSm : public Mox::Reactor {
         return topologySm_;
     }
 
-    /// Wipes the hardware status that an earlier run left, without calling the helper, makes the
-    /// retry task and the topology machine, and then a policy machine for each policy.
+    /// Clears the hardware status of an earlier run, without calling the helper. Then makes the
+    /// retry task, the topology machine, and a policy machine per policy.
     void handleInitialized() override;
     void doCleanup() override;
 
-    /// Follows one policy: makes its machine if the policy is there, removes it if not.
+    /// Makes the machine of one policy if the policy exists, else removes it.
     void handleNatFlowPolicy(Pelo::String const &name);
 
-    /// The policy machines by name. Nobody may hold one of them, or of those below it, longer than
-    /// the root: they refer to the root and to the topology machine without holding them, and
-    /// their clean-up calls both.
+    /// The policy machines by name. Do not hold one, or a machine below it, longer than the root:
+    /// they have plain pointers to the root and to the topology machine, and their cleanup calls
+    /// both.
     [[nodiscard]] auto const &policySm() const noexcept { return policySm_.machines(); }
     Mox::Ptr<UmoNatFlowPolicySm> policySmIs(UmoNatFlowPolicySm::Inputs const &inputs);
     void policySmDel(Pelo::String const &name) { policySm_.del(name); }
     void policySmDelAll() { policySm_.delAll(); }
 
-    /// For a match whose allocation failed: the next retry tries it again. Does not schedule a
-    /// retry: only freed groups make one worthwhile.
+    /// Adds a match whose allocation failed to the retry set. Does not schedule a retry: it would
+    /// fail again until groups are freed.
     void addUnprogrammedGroupTask(UmoNatFlowMatchSm *matchSm);
 
-    /// The retry task's work: allocates for the waiting matches, the longest waiting first, up to
-    /// the first that fails again or the end of the task's time slice. Does nothing outside a run
-    /// of the task.
+    /// The retry task's work: allocates groups for the waiting matches, the longest waiting first.
+    /// Stops at the first match that fails again, or at the end of the task's time slice. Does
+    /// nothing outside a run of the task.
     void handleUnprogrammedGroup();
 
     [[nodiscard]] Mox::Ptr<Vyr::TimerTask> const &unprogrammedGroupTask() const noexcept {
@@ -93,11 +93,11 @@ class UMONAT_API UmoNatFlowMcastSm : public Mox::Reactor {
     Mox::Ptr<UmoNatFlowMcastTopologySm> topologySm_;
     Mox::ReactorCollection<Pelo::String, UmoNatFlowPolicySm> policySm_;
 
-    /// The matches that want groups and hold none, to be tried again. The clean-up of any policy
-    /// clears the set. It keeps no match alive; a match leaves it when it is destroyed.
+    /// The retry set: matches that wait for groups. The cleanup of any policy clears it. It does
+    /// not own the matches; a match removes itself when it is destroyed.
     MOX_SET(UmoNatFlowMatchSm *, unprogrammedGroup)
 
-    /// From freed groups to the retry.
+    /// The delay from freed groups to the retry.
     MOX_ATTRIBUTE_FROM(Mox::Seconds, unprogrammedGroupTaskDelay, Mox::Seconds(10.0))
 
     Mox::Ptr<Vyr::TimerTask> unprogrammedGroupTask_;
@@ -110,7 +110,7 @@ class UMONAT_API UmoNatFlowMcastSm : public Mox::Reactor {
         *this, &UmoNatFlowMcastSm::unprogrammedGroupTaskDispatch};
 };
 
-/// Makes a root: what UmoNatFlowMcastSmIs does, for the agent.
+/// Makes a root, for the agent.
 UMONAT_API Mox::Ptr<UmoNatFlowMcastSm>
 umoNatFlowMcastSmFactory(Mox::Ptr<Ip::Nat::Status const> const &status,
                          Mox::Ptr<Ip::Nat::HwNatFlowStatus> const &hwStatus,

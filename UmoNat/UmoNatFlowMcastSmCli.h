@@ -8,13 +8,12 @@
 
 #include <cstdint>
 
-/// Answers "showNatFlowActionHw [POLICY]": prints every action that is programmed in hardware as
-/// a table with fixed columns, a line for each VLAN and interface, sorted by policy, match and
-/// action. Reads the hardware status tree and changes nothing.
+/// Answers "showNatFlowActionHw [POLICY]": prints the actions that have port sets in the hardware
+/// status tree. The table has fixed columns and one line per port set and interface, sorted by
+/// policy, match and action. An identifier of 0 means not programmed. Changes nothing.
 class UMONAT_API UmoNatFlowMcastSmCliCallback : public Agent::AgentCommandCallback {
   public:
-    /// `name` and `help` are the command's, for the agent. Without a tree the command prints
-    /// nothing.
+    /// `name` and `help` are those of the command. With a null tree the command prints nothing.
     UmoNatFlowMcastSmCliCallback(Pelo::String const &name, Pelo::String const &help,
                                  Mox::Ptr<Ip::Nat::HwNatFlowStatus> const &hwNatFlowStatus);
 
@@ -22,18 +21,18 @@ class UMONAT_API UmoNatFlowMcastSmCliCallback : public Agent::AgentCommandCallba
         return hwNatFlowStatus_;
     }
 
-    /// Prints the table to the descriptor `socket`. Nothing is printed for a command that does
-    /// not contain the command's name, for an unknown policy, or when nothing is programmed.
+    /// Prints the table to the descriptor `socket`. Prints nothing if `command` does not contain
+    /// "showNatFlowActionHw", if the policy is unknown, or if no action has port sets.
     void handleCommand(std::uint32_t socket, Pelo::String const &command) override;
 
-    /// Prints the rows of one policy, above the first action the header unless `headerPrinted`.
-    /// Returns whether the header has been printed by now.
+    /// Prints the rows of one policy. Before the first action it prints the header, unless
+    /// `headerPrinted`. Returns whether the header has been printed.
     bool showMcastNatFlowActionHw(std::uint32_t socket, Pelo::String const &policyName,
                                   bool headerPrinted) const;
 
-    /// The next field of `command`: skips the character at `position` and the blanks behind it,
-    /// and takes what stands before the next blank. Moves `position` to the field's end. Empty
-    /// when nothing is left.
+    /// The next field of `command`: skips the character at `position` and the blanks after it, then
+    /// takes the text up to the next blank. Moves `position` to the field's end. Empty if nothing
+    /// is left.
     [[nodiscard]] Pelo::String nextFieldS(Pelo::String const &command,
                                           std::uint32_t &position) const;
 

@@ -21,25 +21,24 @@
 
 class UmoNatFlowActionSm;
 
-/// The one object that knows the switch's layer-2 and layer-3 topology on behalf of all action
-/// machines. It follows bridging, spanning tree, learned hosts, IP interfaces and the L3 table;
-/// decides which VLANs and ports can carry a flow and builds port sets from them; knows which
-/// action depends on which interface, VLAN and host; and evaluates those actions again when the
-/// answer may have changed.
+/// Knows the switch's layer-2 and layer-3 topology for all action machines. It follows bridging,
+/// spanning tree, learned hosts, IP interfaces and the L3 table. It decides which VLANs and ports
+/// can carry a flow, and builds port sets from them. It indexes the actions by interface, VLAN and
+/// next-hop MAC, and re-evaluates those registered under what changed.
 ///
 ///     change of an input -> nested reactor -> notifyActionSm...(key) -> index -> backlog
 ///     backlog task, a limited number at a time -> UmoNatFlowActionSm::handleNatFlowAction(true)
 ///
-/// A notification only queues, and never asks whether the change matters: evaluating an action
-/// whose port sets stay the same costs little and calls nothing. Action machines hold a plain
-/// pointer to this machine, which outlives them. It holds plain pointers to them, which
+/// A notification only queues actions, and does not check whether the change matters: evaluating an
+/// action whose port sets stay the same is cheap and calls no helper. Action machines have a plain
+/// pointer to this machine, which outlives them. This machine has plain pointers to them, which
 /// actionSmGone removes.
 ///
 /// The machine's parts are the index (UmoNatflowActionSmIndex), the Backlog and the choice of the
-/// recirculation VLAN (Recirculation). Their operations are reached through this class.
+/// recirculation VLAN (Recirculation). This class forwards their operations.
 class UMONAT_API UmoNatFlowMcastTopologySm : public Mox::Reactor {
   public:
-    /// Each may be null, which reads as without entries.
+    /// Each may be null, and then has no entries.
     struct Inputs {
         Mox::Ptr<Bridging::Config const> bridgingConfig;
         Mox::Ptr<Bridging::VlanStatusDir const> vlanStatusDir;
@@ -69,62 +68,62 @@ class UMONAT_API UmoNatFlowMcastTopologySm : public Mox::Reactor {
     [[nodiscard]] Inputs const &inputs() const noexcept { return inputs_; }
     [[nodiscard]] bool initialized() const noexcept { return initialized_; }
 
-    /// Loads what the inputs hold and makes the backlog task. May throw std::range_error when it
-    /// comes upon an L3 interface whose id is no VLAN.
+    /// Loads the inputs and makes the backlog task. May throw std::range_error if the id of an L3
+    /// interface is not a VLAN.
     void handleInitialized() override;
     void hasNotificationActiveIs(bool active) override;
 
     // Mapping of VLANs to topologies.
 
-    /// Follows the topology of one VLAN. The old mapping always goes before the new one comes,
-    /// and with it a topology reactor that has no other VLAN.
+    /// Updates the topology of one VLAN. First removes the old mapping, and its topology reactor if
+    /// that has no other VLAN.
     void handleVidToTopoMap(Bridging::VlanId vlan);
     void initializeVidToTopoMap();
 
-    // Validity. A VLAN number outside 1 to 4094 throws std::range_error.
+    // Validity. validVlan throws std::range_error for a VLAN outside 1 to 4094.
 
-    /// Whether `vlan` can carry flows: it has a status and a topology, and its L3 interface is up
+    /// Whether `vlan` can carry flows: it has a status and a topology, and its L3 interface routes
     /// and has an address.
     [[nodiscard]] bool validVlan(std::uint16_t vlan) const;
 
     /// Whether `intf` is a forwarding member of `vlan`. REQUIRES: validVlan(vlan).
     [[nodiscard]] bool validPort(std::uint16_t vlan, Nexo::IntfId intf) const;
 
-    /// The VLAN that `intf` carries for a request for `vlan` (0: the caller knows none), or 0 if
-    /// the interface cannot be used.
+    /// The VLAN to use on `intf` when `vlan` is requested (0: the interface's own), or 0 if the
+    /// interface cannot be used. With `rejectRouted` a routed interface cannot.
     [[nodiscard]] std::uint16_t validSwitchIntf(std::uint16_t vlan, Nexo::IntfId intf,
                                                 bool rejectRouted) const;
 
     // L3 interfaces and the recirculation VLAN.
 
-    /// Follows one interface of the L3 table. Throws std::range_error for an L3 id that is no
-    /// VLAN.
+    /// Handles a change of one interface in the L3 table. Throws std::range_error for an L3 id that
+    /// is not a VLAN.
     void handleL3Intf(Nexo::IntfId intf);
 
-    /// Moves recirculation to the first valid VLAN of another interface than `oldIntf`, or to 0.
+    /// Moves recirculation to the first valid VLAN of an interface other than `oldIntf`, or to 0.
     void setNewNatFlowRecircVlan(Nexo::IntfId oldIntf);
 
     /// The VLAN through which copies recirculate; 0: none.
     [[nodiscard]] std::uint16_t natFlowRecircVlan() const noexcept;
     void natFlowRecircVlanIs(std::uint16_t vlan);
 
-    // Building port sets. Both register the action before they check anything, so that an action
-    // that is refused is woken when the state improves.
+    // Building port sets. Both functions register the action before any check, so that a refused
+    // action is notified when the state improves.
 
-    /// Adds the ports behind VLAN interface `vlan` to the unicast or the multicast port set of
-    /// that VLAN in `vps`: for a unicast copy to a learned host its port alone, otherwise all
-    /// usable ports. Returns whether any was added. REQUIRES: a non-zero `mac` for unicast.
-    /// Throws std::range_error for a VLAN outside 1 to 4094.
+    /// Adds the ports behind VLAN interface `vlan` to the unicast or the multicast port set of that
+    /// VLAN in `vps`: for unicast to a learned host only the host's port, otherwise all usable
+    /// ports. Returns whether it added any. REQUIRES: a non-zero `mac` for unicast. Throws
+    /// std::range_error for a VLAN outside 1 to 4094.
     bool addSviPorts(std::uint16_t vlan, Nexo::EthAddr const &mac,
                      Ip::Nat::NatFlowVlanPortSets *vps, bool unicast, UmoNatFlowActionSm *actionSm);
 
-    /// The VLAN in whose port set the caller is to put `intf`, or 0 if it cannot be used; `vlan`
-    /// 0 stands for the interface's own.
+    /// The VLAN whose port set `intf` belongs in, or 0 if it cannot be used. `vlan` 0 means the
+    /// interface's own.
     std::uint16_t addPhysicalPort(Nexo::IntfId intf, std::uint16_t vlan,
                                   UmoNatFlowActionSm *actionSm);
 
-    // The index from what port sets depend on to the actions that depend on it. Adding and
-    // withdrawing notify no action.
+    // The index of the actions by what their port sets depend on. Adding and withdrawing notify no
+    // action.
 
     void addActionSmIntf(Nexo::IntfId intf, UmoNatFlowActionSm *actionSm) {
         index_->addActionSmIntf(intf, actionSm);
@@ -137,11 +136,11 @@ class UMONAT_API UmoNatFlowMcastTopologySm : public Mox::Reactor {
     }
     void addActionSmRecirc(UmoNatFlowActionSm *actionSm) { index_->addActionSmRecirc(actionSm); }
 
-    /// Withdraws the action from the whole index. A queued action stays queued: it withdraws in
-    /// order to register anew, and the reason it was queued for is still to be evaluated.
+    /// Withdraws the action from the whole index. A queued action stays queued: it is still due for
+    /// evaluation.
     void delActionSm(UmoNatFlowActionSm *actionSm) { index_->delActionSm(actionSm); }
 
-    /// The action machine ends: removes it from the index and from the backlog.
+    /// Removes an action machine that is being destroyed from the index and from the backlog.
     void actionSmGone(UmoNatFlowActionSm *actionSm);
 
     [[nodiscard]] auto actionIntf() const noexcept { return index().actionIntf(); }
@@ -176,7 +175,7 @@ class UMONAT_API UmoNatFlowMcastTopologySm : public Mox::Reactor {
     void actionRecircDel(UmoNatFlowActionSm *actionSm) { index_->actionRecircDel(actionSm); }
     void actionRecircDelAll() { index_->actionRecircDelAll(); }
 
-    // Notification: queue the actions that depend on the key.
+    // Notification: queues the actions registered under the key.
 
     void notifyActionSmIntf(Nexo::IntfId intf);
     void notifyActionSmVlan(std::uint16_t vlan);
@@ -185,9 +184,8 @@ class UMONAT_API UmoNatFlowMcastTopologySm : public Mox::Reactor {
 
     // The backlog of actions to evaluate.
 
-    /// The backlog task's work: evaluates what was queued when the run began, up to the limit,
-    /// and schedules the task again while anything is left. Does nothing outside a run of the
-    /// task.
+    /// The backlog task's work: evaluates what was queued when the run began, up to the limit, and
+    /// schedules the task again if any action is left. Does nothing outside a run of the task.
     void processActionSmUpdateBacklog();
 
     [[nodiscard]] Mox::Set<UmoNatFlowActionSm *> const &actionSmUpdateBacklog() const noexcept;
@@ -195,11 +193,11 @@ class UMONAT_API UmoNatFlowMcastTopologySm : public Mox::Reactor {
     void actionSmUpdateBacklogDel(UmoNatFlowActionSm *actionSm);
     void actionSmUpdateBacklogDelAll();
 
-    /// From the first queued action to the run, and from a run to the next; 0.1 s unless set.
+    /// The delay from the first queued action to the run, and between runs; 0.1 s by default.
     [[nodiscard]] Mox::Seconds actionSmUpdateBacklogTaskInterval() const noexcept;
     void actionSmUpdateBacklogTaskIntervalIs(Mox::Seconds interval);
 
-    /// Actions evaluated in one run; 100 unless set, 0 is no limit.
+    /// Actions evaluated per run; 100 by default, 0 means no limit.
     [[nodiscard]] std::uint32_t actionSmUpdateBacklogTaskLimit() const noexcept;
     void actionSmUpdateBacklogTaskLimitIs(std::uint32_t limit);
 
@@ -207,13 +205,13 @@ class UMONAT_API UmoNatFlowMcastTopologySm : public Mox::Reactor {
     void actionSmUpdateBacklogTaskIs(Mox::Ptr<Vyr::TimerTask> const &task);
     void actionSmUpdateBacklogTaskDel() { actionSmUpdateBacklogTaskIs(nullptr); }
 
-    // Bridging state: a VLAN's status, or its forwarding database, has come or gone.
+    // Bridging state: a VLAN's status or its forwarding database was added or removed.
 
     void handleVlanStatus(Bridging::VlanId vlan);
     void handleFdbStatus(Bridging::Fid fid);
 
-    // The nested reactors, one for each entity followed. ...Is inserts one, or gets the one that
-    // is there; ...Del removes one. Each class documents what creation and removal notify.
+    // The nested reactors, one for each entity followed. ...Is inserts one, or returns the existing
+    // one; ...Del removes one. Each class documents what creation and removal notify.
 
     [[nodiscard]] auto const &switchIntfConfig() const noexcept {
         return switchIntfConfig_.machines();
@@ -293,7 +291,7 @@ class UMONAT_API UmoNatFlowMcastTopologySm : public Mox::Reactor {
 
     Mox::ReactorCollection<Nexo::IntfId, NestedSm_SwitchIntfConfig> switchIntfConfig_;
     Mox::ReactorCollection<Bridging::VlanId, NestedSm_VlanStatus> vlanStatus_;
-    MOX_VALUES(Bridging::VlanId, Pelo::String, vlanToTopoMap) // exactly the VLANs last mapped
+    MOX_VALUES(Bridging::VlanId, Pelo::String, vlanToTopoMap) // topology of each mapped VLAN
     Mox::ReactorCollection<Pelo::String, MoxTopoConfig> moxTopoConfig_;
     Mox::ReactorCollection<Bridging::Fid, NestedSm_FdbStatus> fdbStatus_;
     MOX_VALUES(Nexo::IntfId, std::uint16_t, intfL3Index) // the VLAN of each L3 interface
@@ -311,7 +309,7 @@ class UMONAT_API UmoNatFlowMcastTopologySm : public Mox::Reactor {
         *this, &UmoNatFlowMcastTopologySm::actionSmUpdateBacklogTaskDispatch};
 };
 
-/// Makes a topology machine; what its start throws leaves nothing behind.
+/// Makes a topology machine. If its start throws, nothing is left behind.
 Mox::Ptr<UmoNatFlowMcastTopologySm>
 UmoNatFlowMcastTopologySmIs(Mox::Ptr<Bridging::Config const> const &bridgingConfig,
                             Mox::Ptr<Bridging::VlanStatusDir const> const &vlanStatusDir,
@@ -320,7 +318,7 @@ UmoNatFlowMcastTopologySmIs(Mox::Ptr<Bridging::Config const> const &bridgingConf
                             Mox::Ptr<UmoL3Intf::Table const> const &umoL3IntfTable,
                             Mox::Ptr<Ip::Status const> const &ipStatus);
 
-/// What UmoNatFlowMcastTopologySmIs does, for the agent.
+/// Makes a topology machine, for the agent.
 UMONAT_API Mox::Ptr<UmoNatFlowMcastTopologySm>
 umoNatFlowMcastTopologySmFactory(Mox::Ptr<Bridging::Config const> const &bridgingConfig,
                                  Mox::Ptr<Bridging::VlanStatusDir const> const &vlanStatusDir,

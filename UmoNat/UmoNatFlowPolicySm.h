@@ -12,8 +12,8 @@
 class UmoNatFlowMcastSm;
 class UmoNatFlowMcastTopologySm;
 
-/// The state machine of one NAT policy, owned by the root under the policy's name. It mirrors
-/// the policy into the hardware status tree and has one match state machine for each match.
+/// The state machine of one NAT policy. The root owns it, under the policy's name. It mirrors the
+/// policy into the hardware status tree, and owns one match state machine per match.
 class UMONAT_API UmoNatFlowPolicySm : public Mox::Reactor {
   public:
     struct Inputs {
@@ -37,11 +37,11 @@ class UMONAT_API UmoNatFlowPolicySm : public Mox::Reactor {
 
     void handleInitialized() override;
 
-    /// Stops the retry and clears the set of waiting matches, those of other policies included;
-    /// then removes the matches and the policy's hardware status.
+    /// Stops the retry and clears the retry set, including other policies' matches. Then removes
+    /// the matches and the policy's hardware status.
     void doCleanup() override;
 
-    /// Follows one match: makes its machine if the match is there, removes it if not.
+    /// Makes the machine of one match if the match exists, else removes it.
     void handleNatFlowMatch(Pelo::String const &name);
 
     [[nodiscard]] auto const &matchSm() const noexcept { return matchSm_.machines(); }

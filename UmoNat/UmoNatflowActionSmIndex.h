@@ -12,8 +12,8 @@
 class UmoNatFlowActionSm;
 class UmoNatflowActionSmEntry;
 
-/// The index entries that one action machine is in. Each machine has one of these, so that its
-/// withdrawal costs the same however large the index is. The entries maintain it.
+/// The index entries that list one action machine. Each machine has one of these, so that the cost
+/// of withdrawing it does not depend on the size of the index. The entries maintain it.
 class UmoNatflowActionSmEntries {
   public:
     [[nodiscard]] auto begin() const noexcept { return entries_.begin(); }
@@ -25,9 +25,9 @@ class UmoNatflowActionSmEntries {
     Mox::Set<UmoNatflowActionSmEntry *> entries_;
 };
 
-/// An entry of the action index: the action machines whose port sets depend on one interface, on
-/// one VLAN, or on where one host is; there is a class for each below. An entry keeps no machine
-/// alive, and a machine leaves all entries before it is destroyed.
+/// An entry of the action index: the action machines whose port sets depend on one interface, one
+/// VLAN or one host. Each kind has a class below. An entry does not own its machines; a machine
+/// leaves all entries before it is destroyed.
 class UMONAT_API UmoNatflowActionSmEntry : public Mox::Entity {
     MOX_PUBLISHES_KEYS(UmoNatFlowActionSm *, actionSm)
 
@@ -94,14 +94,14 @@ class UMONAT_API UmoNatflowActionSmMac final : public UmoNatflowActionSmEntry {
     Nexo::EthAddr const mac_;
 };
 
-/// The index from what port sets depend on to the action machines that depend on it, owned by the
-/// topology machine. An entry exists while it has machines. The index keeps no machine alive;
-/// adding and withdrawing notify no machine.
+/// The index of the action machines by what their port sets depend on. The topology machine owns
+/// it. Withdrawing the last machine of an entry removes the entry. The index does not own the
+/// machines; adding and withdrawing notify no machine.
 class UMONAT_API UmoNatflowActionSmIndex final : public Mox::Entity {
     MOX_CHILDREN(Nexo::IntfId, UmoNatflowActionSmIntf, actionIntf)
     MOX_CHILDREN(std::uint16_t, UmoNatflowActionSmVlan, actionVlan)
     MOX_CHILDREN(Nexo::EthAddr, UmoNatflowActionSmMac, actionMac)
-    MOX_SET(UmoNatFlowActionSm *, actionRecirc) // those that use the recirculation VLAN
+    MOX_SET(UmoNatFlowActionSm *, actionRecirc) // users of the recirculation VLAN
 
   public:
     ~UmoNatflowActionSmIndex() override;
@@ -114,7 +114,7 @@ class UMONAT_API UmoNatflowActionSmIndex final : public Mox::Entity {
     /// Withdraws the machine from the whole index.
     void delActionSm(UmoNatFlowActionSm *actionSm);
 
-    /// The same for a machine that ends, without a trace.
+    /// The same for a machine that is being destroyed, without trace messages.
     void actionSmGone(UmoNatFlowActionSm *actionSm);
 
     /// Withdraws all machines.
@@ -130,12 +130,12 @@ class UMONAT_API UmoNatflowActionSmIndex final : public Mox::Entity {
     void withdraw(UmoNatFlowActionSm *actionSm, bool traced);
 
     /// The entries that the last withdrawal emptied. An evaluation withdraws its action and then
-    /// registers it mostly as before: it reuses these instead of allocating.
+    /// mostly registers it under the same keys, so these entries are reused.
     std::vector<Mox::Ptr<UmoNatflowActionSmEntry>> emptied_;
     std::size_t nextEmptied_ = 0;
 };
 
-/// Make an entry of that key without machines.
+/// Make an entry with that key and no machines.
 Mox::Ptr<UmoNatflowActionSmIntf> UmoNatflowActionSmIntfIs(Nexo::IntfId intf);
 Mox::Ptr<UmoNatflowActionSmVlan> UmoNatflowActionSmVlanIs(std::uint16_t vlan);
 Mox::Ptr<UmoNatflowActionSmMac> UmoNatflowActionSmMacIs(Nexo::EthAddr const &mac);

@@ -26,7 +26,7 @@ UmoNatFlowActionSm::UmoNatFlowActionSm(Inputs const &inputs) : inputs_(inputs) {
 }
 
 UmoNatFlowActionSm::~UmoNatFlowActionSm() {
-    // Those that somebody holds outside the index; the topology machine removed the others.
+    // Only entries held outside the index are left; the topology machine removed the others.
     for (UmoNatflowActionSmEntry *const entry : indexEntries_) {
         entry->actionSmDel(this);
     }
@@ -119,8 +119,8 @@ void UmoNatFlowActionSm::handleNatFlowAction(bool skipChecks) {
     }
     auto const vps = Ip::Nat::natFlowVlanPortSetsFactory();
     Base::assertThat(bool(vps), "vps");
-    // The order matters: port sets are compared with those still recorded, and translations
-    // attach to the identifiers just recorded.
+    // The order matters: port sets are compared with those still recorded, and translations use the
+    // identifiers just recorded.
     updateSwPortSet(vps);
     updateHwPortSet(vps);
     hwActionStatus_->vlanPortSetsIs(vps);
@@ -128,7 +128,7 @@ void UmoNatFlowActionSm::handleNatFlowAction(bool skipChecks) {
 }
 
 void UmoNatFlowActionSm::flowTypeIs(Ip::Nat::NatFlowType type) {
-    resetHwGroups(); // by the old type's rule
+    resetHwGroups(); // still uses the old type
     hwActionStatus_->flowTypeIs(type);
 }
 
@@ -192,8 +192,8 @@ void UmoNatFlowActionSm::doCleanup() {
 }
 
 void UmoNatFlowActionSm::childrenDelAll() {
-    // The index and the backlog refer to the machine without holding it, and an incomplete
-    // action did not withdraw in its clean-up.
+    // The index and the backlog have plain pointers to the machine, and the cleanup of an
+    // incomplete action does not withdraw it.
     inputs_.topologySm->actionSmGone(this);
 }
 

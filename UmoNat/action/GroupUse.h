@@ -8,10 +8,10 @@
 
 /// One hardware group of a match as one of its actions uses it.
 ///
-/// The first group carries the port sets of the action's own kind. Of a pair, the second group
-/// carries them once more, under their second identifier; an action without a destination splits
-/// its copies instead, unicast in the first group and multicast in the second, and so needs one
-/// identifier only.
+/// The first group carries the port sets of the action's own kind. The second group of a pair
+/// carries them again, under their second identifier. An action without a destination splits its
+/// copies instead: unicast in the first group, multicast in the second. It needs only one
+/// identifier.
 ///
 /// | flow type | first group, groupIdUc  | second group, groupIdMc   |
 /// |-----------|-------------------------|---------------------------|
@@ -43,7 +43,7 @@ struct NatFlowGroupUse {
         portSetId2 ? portSet.portSetId2Is(id) : portSet.portSetIdIs(id);
     }
 
-    /// The word for the kind in traces.
+    /// The kind's name in traces.
     [[nodiscard]] char const *kind() const noexcept { return unicast ? "ucast" : "mcast"; }
 };
 

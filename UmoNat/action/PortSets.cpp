@@ -13,7 +13,7 @@ Mox::TraceHandle const &trace = actionSmTrace;
 /// The destination MAC in the port sets of multicast copies: the chip fills in the group's bits.
 constexpr Nexo::EthAddr kMulticastMac(0x01005e000000U);
 
-/// Whether two port sets of a VLAN go to the same interfaces, in whatever order.
+/// Whether two port sets of a VLAN have the same interfaces, in any order.
 bool sameInterfaces(Ip::Nat::NatFlowPortSet const &a, Ip::Nat::NatFlowPortSet const &b) {
     if (a.intf().size() != b.intf().size()) {
         return false;
@@ -40,7 +40,7 @@ void UmoNatFlowActionSm::updateSwPortSet(Mox::Ptr<Ip::Nat::NatFlowVlanPortSets> 
     trace.at(2, ActionSmEntry{"updateSwPortSet", *this}, ", ft: ", recordedFlowType());
     Base::assertThat(initialized_, "initialized()");
     Base::assertThat(version() != 0, "actionStatus()->version()");
-    // The machine registers anew, below, for what this computation depends on.
+    // The computation below registers the machine again for what it depends on.
     inputs_.topologySm->delActionSm(this);
     auto const &egress = inputs_.actionStatus->intf();
     if (egress.empty()) {
@@ -56,8 +56,7 @@ void UmoNatFlowActionSm::updateSwPortSet(Mox::Ptr<Ip::Nat::NatFlowVlanPortSets> 
     }
 }
 
-/// Copies that take a second way through the pipeline are unicast copies to the switch itself,
-/// whatever the flow type.
+/// Recirculated copies are unicast copies to the switch itself, whatever the flow type.
 void UmoNatFlowActionSm::addRecirculation(Ip::Nat::NatFlowVlanPortSets &vps) {
     std::uint16_t const vlan = inputs_.topologySm->natFlowRecircVlan();
     trace.at(2, "Intf: recirc, vlan: ", vlan);
@@ -147,8 +146,9 @@ void UmoNatFlowActionSm::updateHwPortSetGroup(Mox::Ptr<Ip::Nat::NatFlowVlanPortS
     }
 }
 
-/// Deletes a port set of a group with its translations. A unicast port set has a destination
-/// translation for its MAC, whatever is recorded; a multicast one has one if one is recorded.
+/// Deletes a port set of a group and its translations. The destination translation of a unicast
+/// port set carries its MAC, so it is always deleted; that of a multicast one only if it is
+/// recorded.
 void UmoNatFlowActionSm::deletePortSet(NatFlowGroupUse const &use, std::uint32_t id) {
     auto &helper = *inputs_.helper;
     helper.deleteNatFlowVlanPortSet(use.group, id);
@@ -166,8 +166,9 @@ void UmoNatFlowActionSm::programPortSet(NatFlowGroupUse const &use,
     bool dmacChange = false;
     bool newVlan = false;
     std::uint32_t id = 0;
-    // Without recorded port sets no translation is recorded either: the translation step will
-    // find everything changed and program all port sets, so that none counts as new here.
+    // Without recorded port sets no translation is recorded either, so no port set counts as new
+    // here. The translation step programs each address that differs from the record, for all port
+    // sets.
     if (auto const &old = hwActionStatus_->vlanPortSets()) {
         auto const oldPortSet = use.portSet(*old, portSet->vlan());
         newVlan = !oldPortSet;
@@ -198,8 +199,8 @@ void UmoNatFlowActionSm::programPortSet(NatFlowGroupUse const &use,
     }
 }
 
-// A port set that joins others gets the translations that those have. If the action's addresses
-// have changed too, the translation step programs all of them after this.
+// A port set that joins others gets the recorded translations. If the addresses have changed too,
+// the translation step then programs all port sets.
 
 void UmoNatFlowActionSm::updateRecordedDst(NatFlowGroupUse const &use,
                                            Ip::Nat::NatFlowPortSet const &portSet) {

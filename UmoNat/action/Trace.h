@@ -5,10 +5,10 @@
 
 #include <iosfwd>
 
-/// What the sources of UmoNatFlowActionSm share for their traces.
+/// The trace handle shared by the sources of UmoNatFlowActionSm.
 extern Mox::TraceHandle const actionSmTrace;
 
-/// The head of the first trace line of an operation: its name, and the machine's names.
+/// The start of an operation's first trace line: the operation, policy, match and action.
 struct ActionSmEntry {
     char const *function;
     UmoNatFlowActionSm const &machine;
@@ -22,8 +22,8 @@ struct ActionSmEntry {
 
 std::ostream &operator<<(std::ostream &out, ActionSmEntry const &entry);
 
-/// Traces that `machine` enters `Handler`: its names, then `pieces`. `More` is how the fast
-/// trace shows what else it records of them.
+/// Traces the entry of `machine` into `Handler`: its names, then `pieces`. `More` is the format in
+/// which the fast trace prints what it records of `pieces`.
 template <Mox::Text Handler, Mox::Text More = "", class... Pieces>
 void enter(UmoNatFlowActionSm const &machine, int level, Pieces const &...pieces) {
     Mox::enter<Mox::Text("UmoNatFlowActionSm::") + Handler + " policy %s match %s action %s" +

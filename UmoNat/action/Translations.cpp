@@ -12,8 +12,8 @@ Nexo::IpAndPort addressOf(Ip::Nat::NatFlowEnd const &end) {
     return {end.addr, end.port};
 }
 
-/// Whether what is programmed for one side of the flow is still what is asked for. A new port
-/// under the same translated address does not count as a change.
+/// Whether the translation programmed for one side of the flow is still the wanted one. A new port
+/// alone, with the same translated address, is not a change.
 bool unchanged(Nexo::IpAndPort const &flow, std::uint32_t length, Nexo::IpAndPort const &nat,
                Ip::Nat::NatFlowEnd const &wantedFlow, Nexo::IpAndPort const &wantedNat) {
     return flow == addressOf(wantedFlow) && length == wantedFlow.prefixLength &&
@@ -42,7 +42,7 @@ void UmoNatFlowActionSm::updateHwTranslation() {
     NatFlowGroupUses const uses = groupUses();
     for (NatFlowGroupUse const &use : uses) {
         if (use.group == 0) {
-            return; // programmed by a later pass, when the match has its groups
+            return; // a later pass programs it, when the match has its groups
         }
     }
     if (!srcUnchanged()) {
@@ -63,8 +63,8 @@ void UmoNatFlowActionSm::updateHwTranslation() {
     }
 }
 
-/// Calls `work` with each recorded port set that the group carries and its identifier there,
-/// after a trace line that says what is done to it.
+/// Calls `work` with each recorded port set that the group carries and its identifier there. Traces
+/// each port set first.
 template <class Work>
 void UmoNatFlowActionSm::forEachProgrammed(NatFlowGroupUse const &use, char const *verb,
                                            char const *side, Work const &work) const {
@@ -113,8 +113,8 @@ void UmoNatFlowActionSm::updateHwTranslationDst(std::uint32_t group, bool unicas
     Nexo::IpAndPort const wanted = dst();
     auto const &flow = inputs_.hwMatchStatus->flow().destination;
     auto &helper = *inputs_.helper;
-    // For unicast the translation carries the port set's MAC, if nothing else. So it is never
-    // deleted, but programmed without a translated address.
+    // For unicast the translation also carries the port set's MAC. So it is not deleted here, but
+    // programmed without a translated address.
     if (unicast || !wanted.addr().isZero()) {
         forEachProgrammed(use, "Update", "dst", [&](auto const &portSet, std::uint32_t id) {
             helper.updateNatFlowDstTranslation(group, id, portSet.vlan(), wanted, addressOf(flow),

@@ -51,8 +51,8 @@ bool UmoNatFlowMatchSm::createGroupPair() {
         inputs_.helper->createNatFlowGroup(inputs_.policy, match, false);
     trace.at(2, "Multicast group id: ", multicast);
     if (unicast == 0 || multicast == 0) {
-        // The half that was allocated is neither recorded nor freed: the helper sees the same
-        // failure, and knows whether its chip can reclaim half a pair.
+        // An allocated half is neither recorded nor freed: the helper sees the same failure, and
+        // knows whether its chip can reclaim half a pair.
         trace.at(2, "Failed to allocate group(s)");
         inputs_.mcastSm->addUnprogrammedGroupTask(this);
         return false;
@@ -88,8 +88,8 @@ void UmoNatFlowMatchSm::deleteNatFlowGroups() {
     hwMatchStatus_->groupIdUcIs(0);
     hwMatchStatus_->groupIdMcIs(0);
     if (unicast != 0 || multicast != 0) {
-        // The chip released what was in the groups along with them, also what belongs to
-        // incomplete actions, which do not remove it themselves.
+        // The helper freed the port sets with the groups, and incomplete actions do not clear their
+        // own records.
         clearHwActions();
     }
     auto &root = *inputs_.mcastSm;

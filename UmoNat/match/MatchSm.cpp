@@ -76,8 +76,8 @@ bool UmoNatFlowMatchSm::handleGroupNumUpdate() {
     matchSmStatus_->groupNumIs(wanted);
     bool const created = createNatFlowGroups(wanted);
     if (created || wanted == 0) {
-        // It no longer waits. A retry would allocate over the groups that it holds, or would find
-        // that it wants none and stop before those that wait behind it.
+        // The match no longer waits. A retry would allocate over the groups that it holds, or stop
+        // at it because it wants none and starve the matches behind it.
         inputs_.mcastSm->unprogrammedGroupDel(this);
     }
     if (!created) {
@@ -132,7 +132,7 @@ void UmoNatFlowMatchSm::doCleanup() {
 }
 
 void UmoNatFlowMatchSm::childrenDelAll() {
-    // Only now: deleteNatFlowGroups, in the clean-up, still counts the match among the waiting.
+    // Not in the cleanup: deleteNatFlowGroups, which runs there, still counts the match as waiting.
     inputs_.mcastSm->unprogrammedGroupDel(this);
     actionSmDelAll();
 }

@@ -3,11 +3,11 @@
 #include "Mox/Entered.h"
 #include "UmoNat/UmoNatFlowMatchSm.h"
 
-/// What the sources of UmoNatFlowMatchSm share for their traces.
+/// The trace handle shared by the sources of UmoNatFlowMatchSm.
 extern Mox::TraceHandle const matchSmTrace;
 
-/// Traces that `machine` enters `Handler`: its names, then `pieces`. `More` is how the fast
-/// trace shows what else it records of them.
+/// Traces the entry of `machine` into `Handler`: its names, then `pieces`. `More` is the format in
+/// which the fast trace prints what it records of `pieces`.
 template <Mox::Text Handler, Mox::Text More = "", class... Pieces>
 void enter(UmoNatFlowMatchSm const &machine, int level, Pieces const &...pieces) {
     UmoNatFlowMatchSm::Inputs const &inputs = machine.inputs();

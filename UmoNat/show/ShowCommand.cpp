@@ -57,8 +57,8 @@ void printPortSet(int socket, ActionColumns const &columns, char const *portType
     }
 }
 
-/// The translated address, cut to the prefix that the match's flow has on that side: one address
-/// stands for all that the prefix covers. "-" for none.
+/// The translated address, masked to the prefix length of the match's flow on that side. "-" if the
+/// result is 0.
 Pelo::String maskedAddress(Nexo::IpAddr address, std::uint32_t prefixLength) {
     std::uint32_t const mask = prefixLength >= 32  ? ~0U
                                : prefixLength == 0 ? 0U
@@ -109,7 +109,7 @@ void UmoNatFlowMcastSmCliCallback::handleCommand(std::uint32_t socket,
     if (command.find(kCommand) == Pelo::String::npos) {
         return;
     }
-    // The first field is the command word, less its first two letters.
+    // The first field is the command word without its first two letters.
     std::uint32_t position = 1;
     static_cast<void>(nextFieldS(command, position));
     Pelo::String const policy = nextFieldS(command, position);

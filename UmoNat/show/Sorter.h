@@ -6,11 +6,11 @@
 #include <iosfwd>
 #include <map>
 
-/// Sorts names for the show command: its tables are sorted, while the status tree keeps the order
-/// of insertion. Lives within one command.
+/// Sorts names for the tables of the show command; the status tree keeps the order of insertion.
+/// Lives during one command.
 class NatFlowMcastCliSorter {
   public:
-    /// One name, with a flag that its user may give a meaning.
+    /// One name, with a flag for any use.
     class MoxEntryId final : public Mox::PtrInterface {
       public:
         MoxEntryId(Pelo::String name, bool value);
@@ -28,7 +28,7 @@ class NatFlowMcastCliSorter {
 
     NatFlowMcastCliSorter() = default;
 
-    /// A copy has entries of its own.
+    /// Copies the entries too.
     NatFlowMcastCliSorter(NatFlowMcastCliSorter const &other);
     NatFlowMcastCliSorter(NatFlowMcastCliSorter &&other) noexcept = default;
     NatFlowMcastCliSorter &operator=(NatFlowMcastCliSorter other) noexcept {
@@ -40,7 +40,7 @@ class NatFlowMcastCliSorter {
     /// There is no such conversion: a sorter cannot be read from text. Stops the process.
     explicit NatFlowMcastCliSorter(Pelo::String const &text);
 
-    /// Adds the name, or gives the entry that is there another value.
+    /// Adds the name, or sets the value of its existing entry.
     void entryIdIs(Pelo::String const &name, bool value);
     void entryIdDel(Pelo::String const &name) { entryId_.erase(name); }
     void entryIdDel(Iterator entry) { entryId_.erase(entry); }
@@ -63,7 +63,7 @@ class NatFlowMcastCliSorter {
     /// Whether both have the same names with the same values.
     [[nodiscard]] bool isEq(NatFlowMcastCliSorter const &other) const;
 
-    /// The same word for every sorter.
+    /// The same text for every sorter.
     [[nodiscard]] Pelo::String stringValue() const { return "None"; }
 
   private:

@@ -8,7 +8,7 @@ namespace {
 
 Mox::TraceHandle const &trace = topologySmTrace;
 
-/// The action's names, as every line of the index shows them.
+/// The action's names, as the index prints them in traces.
 struct Names {
     UmoNatFlowActionSm const &actionSm;
 };
@@ -22,8 +22,8 @@ std::ostream &operator<<(std::ostream &out, Names const &names) {
 
 UmoNatflowActionSmIndex::~UmoNatflowActionSmIndex() = default;
 
-/// The entry of the key: the one that is there, else the next emptied one of that key, else a new
-/// one. An action registers in the same order each time, so those that do not match are passed by.
+/// The entry of the key: the existing one, else the next emptied one of that key, else a new one.
+/// An action mostly registers in the same order, so emptied entries of other keys are skipped.
 template <class Entries, class Key, class Publish>
 Mox::Ptr<typename Entries::Value::Object>
 UmoNatflowActionSmIndex::entryIs(Entries &entries, Key const &key, Publish const &publish) {
@@ -75,7 +75,7 @@ void UmoNatflowActionSmIndex::actionSmGone(UmoNatFlowActionSm *actionSm) {
     withdraw(actionSm, false);
 }
 
-/// Whether the entry is in the index: somebody may hold one that is not.
+/// Whether the entry is in the index. Somebody may hold one outside it.
 bool UmoNatflowActionSmIndex::indexed(UmoNatflowActionSmEntry &entry) const noexcept {
     auto const in = [&entry](auto const &entries) {
         using Entry = typename std::remove_cvref_t<decltype(entries)>::Value::Object;
@@ -98,7 +98,8 @@ template <class Entries, class Publish>
 void UmoNatflowActionSmIndex::removeEmptied(Entries &entries, char const *removed,
                                             Publish const &publish) {
     using Entry = typename Entries::Value::Object;
-    for (Mox::Ptr<UmoNatflowActionSmEntry> const &entry : emptied_) {
+    for (std::size_t i = 0; i < emptied_.size(); ++i) { // what is published may change the list
+        Mox::Ptr<UmoNatflowActionSmEntry> const entry = emptied_[i];
         if (entry->kind() == Entry::kKind) {
             auto const &key = static_cast<Entry const &>(*entry).key();
             if (removed != nullptr) {

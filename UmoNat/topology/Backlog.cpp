@@ -26,7 +26,7 @@ void UmoNatFlowMcastTopologySm::Backlog::actionSmDelAll() {
 void UmoNatFlowMcastTopologySm::Backlog::queue(ActionSms const &actionSms) {
     for (UmoNatFlowActionSm *const actionSm : actionSms) {
         actionSmIs(actionSm);
-        // A pending run is never moved: a stream of changes must not put it off for ever.
+        // A pending run is never moved, so that a stream of changes cannot postpone it forever.
         auto const &task = actionSmUpdateBacklogTask();
         if (task && !task->taskScheduled()) {
             trace.at(9, "Scheduled task");
@@ -54,9 +54,9 @@ bool UmoNatFlowMcastTopologySm::Backlog::running() const noexcept {
     return task && task->taskCurrentlyRunning();
 }
 
-/// Evaluates the actions that were queued before this run. Those that join it now stand behind
-/// them and wait for the next run, so that actions that wake one another cannot hold up the
-/// event loop. Returns their number.
+/// Evaluates the actions that were queued before this run, up to the limit, and returns their
+/// number. Actions queued during the run wait for the next one, so that actions that notify each
+/// other cannot block the event loop.
 std::uint32_t UmoNatFlowMcastTopologySm::Backlog::review() {
     queuedInRun_.clear();
     std::uint32_t reviewed = 0;
@@ -66,10 +66,10 @@ std::uint32_t UmoNatFlowMcastTopologySm::Backlog::review() {
         }
         actionSm->handleNatFlowAction(true);
         ++reviewed;
-        // Only now: a change that queued it meanwhile is one that the handler has seen.
+        // Removed only now: the handler has seen any change that queued the action meanwhile.
         actionSmDel(actionSm);
         if (reviewed == actionSmUpdateBacklogTaskLimit()) {
-            break; // never at 0, which is no limit
+            break; // never at 0, which means no limit
         }
     }
     return reviewed;

@@ -3,12 +3,12 @@
 #include "Mox/Attributes.h"
 #include "UmoNat/UmoNatFlowMcastTopologySm.h"
 
-/// The actions that are to be evaluated again, and the task that does it, a limited number at a
-/// time. Keeps no action machine alive.
+/// The actions queued for re-evaluation, and the task that evaluates a limited number per run. Does
+/// not own the action machines.
 class UmoNatFlowMcastTopologySm::Backlog final : public Mox::Entity {
-    /// From the first queued action to the run, and from a run to the next.
+    /// The delay from the first queued action to the run, and between runs.
     MOX_ATTRIBUTE_FROM(Mox::Seconds, actionSmUpdateBacklogTaskInterval, Mox::Seconds(0.1))
-    /// Actions evaluated in one run; 0 is no limit.
+    /// Actions evaluated per run; 0 means no limit.
     MOX_ATTRIBUTE_FROM(std::uint32_t, actionSmUpdateBacklogTaskLimit, 100U)
     MOX_ATTRIBUTE(Mox::Ptr<Vyr::TimerTask>, actionSmUpdateBacklogTask)
 
@@ -31,5 +31,5 @@ class UmoNatFlowMcastTopologySm::Backlog final : public Mox::Entity {
     std::uint32_t review();
 
     ActionSms actionSms_;
-    ActionSms queuedInRun_; // those that joined in the present run
+    ActionSms queuedInRun_; // queued during the current run
 };

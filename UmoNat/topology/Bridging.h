@@ -3,8 +3,8 @@
 #include "Mox/Entered.h"
 #include "UmoNat/topology/NestedSm.h"
 
-/// The reactors to bridging state. They hold only what they follow, and never decide whether a
-/// change matters: they notify by interface, VLAN or host.
+/// The reactors to bridging state. They notify by interface, VLAN or MAC, and do not check whether
+/// a change matters.
 
 /// Creation, a change and removal notify by interface.
 class UmoNatFlowMcastTopologySm::NestedSm_SwitchIntfConfig

@@ -2,11 +2,10 @@
 
 #include "UmoNat/topology/NestedSm.h"
 
-/// The wrapper reactors: each follows the one collection of an input that the topology machine
-/// mirrors. An entity that is added gets its nested reactor by `kIs`, one that is removed loses it
-/// by `kDel`; which of the two it was, the input's present contents decide. A wrapper exists only
-/// for an input that is there. Unlike other reactors a wrapper scans nothing at its own start: its
-/// owner calls `load` on all of them, in order, once every input is followed.
+/// A wrapper reactor: follows the one collection of an input that the topology machine mirrors. For
+/// a changed key it calls `kIs` if the input now has the entity, else `kDel`. A null input has no
+/// wrapper. Unlike other reactors a wrapper scans nothing at its own start: its owner calls `load`
+/// on all wrappers, in order, once every input is followed.
 template <class Input, auto kAttribute, auto kIs, auto kDel>
 class UmoNatFlowMcastTopologySm::Directory : public NestedSm<Input> {
   public:

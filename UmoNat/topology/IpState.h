@@ -2,8 +2,9 @@
 
 #include "UmoNat/topology/NestedSm.h"
 
-/// Follows the IP state of one interface. Creation and a change notify by VLAN and by its members.
-/// Removal notifies nothing: an interface loses its L3 id along with its IP state, which does.
+/// Follows the IP state of one interface. Creation and changes notify by VLAN and by its members.
+/// Removal notifies nothing: the interface is expected to leave the L3 table at the same time, and
+/// that notifies.
 class UmoNatFlowMcastTopologySm::NestedSm_IpIntfStatus : public NestedSm<Ip::IpIntfStatus> {
   public:
     using NestedSm::NestedSm;

@@ -17,8 +17,7 @@ void UmoNatFlowMcastTopologySm::handleL3Intf(Nexo::IntfId intf) {
         trace.at(3, "handleL3Intf", ", add l3 intf ", intf, " for vlan ", vlan);
         intfL3IndexIs(intf, vlan);
         notifyActionSmVlan(vlan);
-        // Taken without a check: an L3 interface comes before its address, and there is nothing
-        // better to displace.
+        // Offered without a check: the VLAN's other state may arrive in any order.
         recirculation_->offer("handleL3Intf", vlan);
     } else {
         std::uint16_t const *const mirrored = intfL3Index(intf);
@@ -52,7 +51,7 @@ void UmoNatFlowMcastTopologySm::initializeL3Intf() {
             intfL3IndexIs(intf, l3Id.value());
         }
     }
-    // An interface that was up may have set it already. That VLAN is kept only if none is valid.
+    // An interface that is up may have set a VLAN already. It is kept only if no VLAN is valid.
     recirculation_->choose();
 }
 
@@ -95,6 +94,6 @@ void UmoNatFlowMcastTopologySm::NestedSm_IpIntfStatus::handleIpIntfStatus() {
         owner().recirculation_->offer("handleIpIntfStatus", vlan);
     } else if (vlan == owner().natFlowRecircVlan()) {
         owner().setNewNatFlowRecircVlan(followed().intf());
-        owner().notifyActionSmRecirc(); // a second time; queueing twice is queueing once
+        owner().notifyActionSmRecirc(); // the second time; an action is queued only once
     }
 }

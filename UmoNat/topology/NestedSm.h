@@ -3,11 +3,11 @@
 #include "UmoNat/UmoNatFlowMcastTopologySm.h"
 
 /// Base of the reactors nested in the topology machine. Each follows one entity and notifies its
-/// owner of what changed. `Owner` is the topology machine, or for the ports of a topology
-/// the topology's reactor; it outlives its nested reactors.
+/// owner of what changed. `Owner` is the topology machine or, for the ports of a topology, the
+/// topology's reactor. It outlives its nested reactors.
 ///
-/// The start of a nested reactor notifies that the entity is there, handleDel() that it has gone.
-/// When the topology machine itself ends nothing is notified: no action is left to evaluate.
+/// Each class documents what creation and removal notify; handleDel() is for removal. Nothing is
+/// notified when the topology machine itself is destroyed: no action is left to evaluate.
 template <class Followed, class Owner>
 class UmoNatFlowMcastTopologySm::NestedSm : public Mox::Reactor {
   public:
@@ -26,7 +26,7 @@ class UmoNatFlowMcastTopologySm::NestedSm : public Mox::Reactor {
     [[nodiscard]] Followed const &followed() const noexcept { return *inputs_.followed; }
     [[nodiscard]] Owner &owner() const noexcept { return *inputs_.owner; }
 
-    /// Whether the topology machine ends as a whole, not only a part of it.
+    /// Whether the topology machine itself is being destroyed, not only this reactor.
     [[nodiscard]] bool teardownBegun() const noexcept { return owner().teardownBegun(); }
 
     void handleInitialized() override {}

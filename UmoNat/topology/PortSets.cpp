@@ -6,7 +6,7 @@ namespace {
 
 Mox::TraceHandle const &trace = topologySmTrace;
 
-/// The port set of `vlan` in `vps`, made if it is not there.
+/// The port set of `vlan` in `vps`, inserted if missing.
 Mox::Ptr<Ip::Nat::NatFlowPortSet> portSetIs(Ip::Nat::NatFlowVlanPortSets &vps, std::uint16_t vlan,
                                             bool unicast) {
     auto ps = unicast ? vps.ucastPortSetIs(vlan) : vps.mcastPortSetIs(vlan);
@@ -16,8 +16,7 @@ Mox::Ptr<Ip::Nat::NatFlowPortSet> portSetIs(Ip::Nat::NatFlowVlanPortSets &vps, s
 
 } // namespace
 
-/// The VLAN and the host are registered, and not the VLAN's ports: the VLAN is notified of its
-/// ports' states.
+/// Registers the VLAN and the host, not the VLAN's ports: port-state changes notify by VLAN.
 bool UmoNatFlowMcastTopologySm::addSviPorts(std::uint16_t vlan, Nexo::EthAddr const &mac,
                                             Ip::Nat::NatFlowVlanPortSets *vps, bool unicast,
                                             UmoNatFlowActionSm *actionSm) {
@@ -36,8 +35,8 @@ bool UmoNatFlowMcastTopologySm::addSviPorts(std::uint16_t vlan, Nexo::EthAddr co
                            : floodSviPorts(vlan, mac, *vps, unicast);
 }
 
-/// The host's port is all or nothing: a copy for a host behind an unusable port would not reach
-/// it through another.
+/// Adds the host's port or none: a copy for a host behind an unusable port would not reach it
+/// through another port.
 bool UmoNatFlowMcastTopologySm::addHostPort(std::uint16_t vlan, Nexo::IntfId intf,
                                             Nexo::EthAddr const &mac,
                                             Ip::Nat::NatFlowVlanPortSets &vps) const {
@@ -55,8 +54,7 @@ bool UmoNatFlowMcastTopologySm::addHostPort(std::uint16_t vlan, Nexo::IntfId int
     return true;
 }
 
-/// Gives the port set the MAC without a look at the one that is there, which only the host's
-/// port has to agree with.
+/// Sets the port set's MAC without comparing it, unlike addHostPort.
 bool UmoNatFlowMcastTopologySm::floodSviPorts(std::uint16_t vlan, Nexo::EthAddr const &mac,
                                               Ip::Nat::NatFlowVlanPortSets &vps,
                                               bool unicast) const {
@@ -79,20 +77,20 @@ bool UmoNatFlowMcastTopologySm::floodSviPorts(std::uint16_t vlan, Nexo::EthAddr 
     return bool(ps);
 }
 
-/// A routed interface is no member of a VLAN's port set.
+/// A routed interface is not a member of a VLAN.
 bool UmoNatFlowMcastTopologySm::usableSviPort(std::uint16_t vlan, Nexo::IntfId intf) const {
     return validPort(vlan, intf) && validSwitchIntf(vlan, intf, true) != 0;
 }
 
 std::uint16_t UmoNatFlowMcastTopologySm::addPhysicalPort(Nexo::IntfId intf, std::uint16_t vlan,
                                                          UmoNatFlowActionSm *actionSm) {
-    // The semicolon after "intf" has always been there.
+    // The semicolon after "intf" is kept as it is.
     trace.at(6, "UmoNatFlowMcastTopologySm::", "addPhysicalPort", ", intf; ", intf,
              ", vlan: ", vlan);
     addActionSmIntf(intf, actionSm);
     if (vlan != 0) {
-        // A VLAN that only follows from the interface's configuration is not registered: the
-        // interface is notified of whatever changes that.
+        // The VLAN of the interface's settings is not registered: a change of the settings notifies
+        // by interface.
         addActionSmVlan(vlan, actionSm);
     }
     std::uint16_t const carried = validSwitchIntf(vlan, intf, false);

@@ -18,7 +18,7 @@ void UmoNatFlowMcastTopologySm::MoxTopoConfig::hasNotificationActiveIs(bool acti
     moxTopoPortConfig_.hasNotificationActiveIs(active);
 }
 
-/// The ports first: each that forwarded still notifies the VLANs of the list.
+/// The ports first: removing a forwarding port notifies the VLANs of the list.
 void UmoNatFlowMcastTopologySm::MoxTopoConfig::childrenDelAll() {
     topoPortConfigDelAll();
     vlanListDelAll();

@@ -11,7 +11,8 @@ class UmoNatFlowMcastTopologySm::MoxTopoConfig : public NestedSm<Bridging::Topol
     void handleInitialized() override;
     void hasNotificationActiveIs(bool active) override;
 
-    /// A port began or ceased to forward: notifies by each VLAN of the list, then by the port.
+    /// Handles a port that started or stopped forwarding: notifies by each VLAN of the list, then
+    /// by the port.
     void handleTopoPort(Nexo::IntfId intf);
     void handleTopologyDel();
 
@@ -31,12 +32,12 @@ class UmoNatFlowMcastTopologySm::MoxTopoConfig : public NestedSm<Bridging::Topol
     void dispatch(Pelo::ChangeOf<Bridging::Topology::TopoConfig> const &change) override;
     void notifyVlans();
 
-    MOX_SET(Bridging::VlanId, vlanList) // the VLANs that the machine has mapped to the topology
+    MOX_SET(Bridging::VlanId, vlanList) // the VLANs mapped to the topology
     Mox::ReactorCollection<Nexo::IntfId, MoxTopoPortConfig> moxTopoPortConfig_;
 };
 
-/// Follows the state of one port in a topology. Its start and its removal count as a change of
-/// state if the port forwards; a port that does not forward is in no port set.
+/// Follows the state of one port in a topology. Creation and removal count as a change of state if
+/// the port forwards; a port that does not forward is in no port set.
 class UmoNatFlowMcastTopologySm::MoxTopoPortConfig
     : public NestedSm<Bridging::Topology::TopoPortConfig, MoxTopoConfig> {
   public:

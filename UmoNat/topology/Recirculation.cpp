@@ -15,11 +15,11 @@ void UmoNatFlowMcastTopologySm::Recirculation::offer(char const *function, std::
 }
 
 void UmoNatFlowMcastTopologySm::Recirculation::replace(Nexo::IntfId oldIntf) {
-    // Notified also when there is none: the old VLAN must not be used any more.
+    // Notifies even if there is none: the old VLAN must no longer be used.
     take("setNewNatFlowRecircVlan", firstValidVlan(oldIntf));
 }
 
-/// In the order in which the L3 interfaces came; 0 if no VLAN is valid.
+/// In the order in which the L3 interfaces were added; 0 if no VLAN is valid.
 std::uint16_t
 UmoNatFlowMcastTopologySm::Recirculation::firstValidVlan(Nexo::IntfId exceptIntf) const {
     for (auto const &[intf, vlan] : topologySm_.intfL3Index()) {

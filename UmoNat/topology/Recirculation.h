@@ -3,21 +3,21 @@
 #include "Mox/Attributes.h"
 #include "UmoNat/UmoNatFlowMcastTopologySm.h"
 
-/// The VLAN through which copies recirculate, and its choice. It is kept while its interface
-/// stays up and in the L3 table, because each change reprograms all recirculating actions.
+/// Chooses the VLAN through which copies recirculate. It is kept while its interface stays up and
+/// in the L3 table, because each change reprograms all recirculating actions.
 class UmoNatFlowMcastTopologySm::Recirculation final : public Mox::Entity {
     MOX_ATTRIBUTE(std::uint16_t, natFlowRecircVlan) // 0: none
 
   public:
     explicit Recirculation(UmoNatFlowMcastTopologySm &topologySm) : topologySm_(topologySm) {}
 
-    /// Chooses the first valid VLAN. Without one the VLAN stays as it is.
+    /// Takes the first valid VLAN. If there is none, the VLAN stays as it is.
     void choose();
 
-    /// Takes `vlan` if there is none, for the handler `function`.
+    /// Takes `vlan` if none is set. `function` is the handler to name in the trace.
     void offer(char const *function, std::uint16_t vlan);
 
-    /// Takes the first valid VLAN of another interface than `oldIntf`, or none.
+    /// Takes the first valid VLAN of an interface other than `oldIntf`, or none.
     void replace(Nexo::IntfId oldIntf);
 
   private:

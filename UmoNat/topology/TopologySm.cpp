@@ -16,7 +16,7 @@ namespace {
 
 Mox::TraceHandle const &trace = topologySmTrace;
 
-/// Makes the wrapper reactor of an input that is there.
+/// Makes the wrapper reactor of an input, unless the input is null.
 template <class Wrapper, class Followed>
 void follow(Mox::Ptr<Wrapper> &wrapper, Mox::Ptr<Followed const> const &input,
             UmoNatFlowMcastTopologySm *owner) {
@@ -67,8 +67,8 @@ void UmoNatFlowMcastTopologySm::handleInitialized() {
     createBacklogTask();
 }
 
-/// A part of construction that is done here: an exception, such as the range error of an L3 id
-/// that is no VLAN, then takes the machine's ordinary end.
+/// Part of the start, not of the constructor: if it throws, such as std::range_error for an L3 id
+/// that is not a VLAN, the machine is destroyed in the usual way.
 void UmoNatFlowMcastTopologySm::loadInputs() {
     load(moxBridgingConfig_);
     load(moxVlanStatusDir_);
@@ -96,9 +96,9 @@ void UmoNatFlowMcastTopologySm::hasNotificationActiveIs(bool active) {
     ipIntfStatus_.hasNotificationActiveIs(active);
 }
 
-/// The last step of the machine's end: it is marked for deletion, all its reactors are off, and it
-/// follows nothing any more. The action machines have gone already. The index and the backlog
-/// refer to them without holding them, so none is touched here.
+/// The last step of the machine's destruction: it is marked for deletion, its reactors are off, and
+/// its subscriptions have ended. The action machines are destroyed already, and have removed
+/// themselves from the index and the backlog.
 void UmoNatFlowMcastTopologySm::childrenDelAll() {
     actionSmUpdateBacklogTaskDel();
     actionSmUpdateBacklogDelAll();
@@ -201,7 +201,7 @@ void UmoNatFlowMcastTopologySm::actionSmUpdateBacklogTaskIs(Mox::Ptr<Vyr::TimerT
     actionSmUpdateBacklogTaskSubscription_.follow(task);
     backlog_->actionSmUpdateBacklogTaskIs(task);
     if (task && !markedForDeletion()) {
-        processActionSmUpdateBacklog(); // finds the new task idle
+        processActionSmUpdateBacklog(); // does nothing if the new task is idle
     }
 }
 
@@ -245,14 +245,14 @@ void UmoNatFlowMcastTopologySm::queueUsersOf(UmoNatflowActionSmEntry const *entr
     }
 }
 
-// How the inputs are read: one that is missing has no entries.
+// Reading the inputs: a null input has no entries.
 
 Bridging::VlanStatus const *UmoNatFlowMcastTopologySm::vlanStatusOf(std::uint16_t vlan) const {
     Bridging::VlanId const vlanId(vlan);
     return inputs_.vlanStatusDir ? inputs_.vlanStatusDir->vlanStatus().find(vlanId) : nullptr;
 }
 
-/// Goes by the reactor, whose collection mirrors the configuration.
+/// Looks up the reactor: its collection mirrors the configuration.
 Bridging::SwitchIntfConfig const *
 UmoNatFlowMcastTopologySm::switchIntfConfigOf(Nexo::IntfId intf) const {
     auto const *reactor = switchIntfConfig().find(intf);

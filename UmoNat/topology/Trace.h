@@ -2,5 +2,5 @@
 
 #include "Mox/Trace.h"
 
-/// What the sources of the topology machine share for their traces.
+/// The trace handle shared by the sources of the topology machine.
 extern Mox::TraceHandle const topologySmTrace;

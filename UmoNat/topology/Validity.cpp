@@ -51,7 +51,7 @@ bool UmoNatFlowMcastTopologySm::validPort(std::uint16_t vlan, Nexo::IntfId intf)
         return false;
     }
     auto const *const vlanStatus = vlanStatusOf(vlan);
-    Base::assertThat(vlanStatus != nullptr, "vlanStatus"); // by validVlan, as is the topology below
+    Base::assertThat(vlanStatus != nullptr, "vlanStatus"); // by validVlan, like the topology below
     if (vlanStatus->vlanPortStatus(intf) == nullptr) {
         trace.at(6, "Intf ", intf, " not found in vlan port status ", vlan);
         return false;
@@ -92,7 +92,7 @@ std::uint16_t UmoNatFlowMcastTopologySm::validSwitchIntf(std::uint16_t vlan, Nex
         return 0;
     }
     if (mode != SwitchportMode::access && mode != SwitchportMode::routed) {
-        // Carries several VLANs. validPort checks whether this is one of them.
+        // The interface carries several VLANs. validPort checks whether this is one of them.
         return vlan != 0 ? vlan : nativeVlan.value();
     }
     if (vlan != 0 && vlan != nativeVlan.value()) {

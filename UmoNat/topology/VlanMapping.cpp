@@ -34,8 +34,8 @@ void UmoNatFlowMcastTopologySm::handleVidToTopoMap(Bridging::VlanId vlan) {
     notifyActionSmVlan(vlan.value());
 }
 
-/// The VLAN leaves the list before the reactor of an emptied topology goes, so that the VLAN is
-/// notified once, by the caller.
+/// Removes the VLAN from the list before it removes an empty topology's reactor, so that only the
+/// caller notifies the VLAN.
 void UmoNatFlowMcastTopologySm::removeVidToTopoMap(Bridging::VlanId vlan) {
     Pelo::String const *const mapped = vlanToTopoMap(vlan);
     if (mapped == nullptr) {

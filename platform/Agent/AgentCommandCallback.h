@@ -8,18 +8,18 @@
 
 namespace Agent {
 
-/// Answers one command of the agent. The agent routes to it what a client asks, on the event
-/// loop's thread, between notifications and tasks.
+/// Answers one command of the agent. The agent calls it on the event loop's thread, between
+/// notifications and tasks.
 class PLATFORM_API AgentCommandCallback : public Mox::Entity {
   public:
-    /// The command's name, by which it is found, and one line of help.
+    /// `name` is the name of the command, `help` one line of help.
     AgentCommandCallback(Pelo::String name, Pelo::String help);
 
     [[nodiscard]] Pelo::String nameString() const override { return name_; }
     [[nodiscard]] Pelo::String const &help() const noexcept { return help_; }
 
     /// Answers `command`, the whole text that the client sent, by writing to the descriptor
-    /// `socket`. The descriptor stays the caller's, who closes it.
+    /// `socket`. The caller owns and closes the descriptor.
     virtual void handleCommand(std::uint32_t socket, Pelo::String const &command) = 0;
 
   protected:

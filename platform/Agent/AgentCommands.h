@@ -10,22 +10,23 @@
 
 namespace Agent {
 
-/// The commands that an agent answers, each by the callback of its name.
+/// The commands that an agent answers, with their callbacks.
 class PLATFORM_API AgentCommands {
   public:
     using ByName = std::map<Pelo::String, Mox::Ptr<AgentCommandCallback>>;
 
-    /// Routes the callback's name to it; instead of another callback that had the name.
+    /// Adds the callback under its name, and replaces any other callback of that name.
     void commandIs(Mox::Ptr<AgentCommandCallback> const &callback);
 
-    /// In the order of names.
+    /// In order of name.
     [[nodiscard]] ByName const &commands() const noexcept { return commands_; }
 
-    /// The name of the command that `text` is for: its first word, set off by blanks.
+    /// The command name in `text`: its first word, delimited by blanks. Empty if there is none.
     [[nodiscard]] static Pelo::String nameOf(Pelo::String const &text);
 
-    /// Has the callback of the name in `text` answer to the descriptor `socket`; the callback is
-    /// given all of the text. Returns false, and writes nothing, if there is no such command.
+    /// Calls the callback for the command name in `text`, with all of the text. The callback
+    /// answers to the descriptor `socket`. Returns false, and writes nothing, if there is no such
+    /// command.
     [[nodiscard]] bool handleCommand(std::uint32_t socket, Pelo::String const &text) const;
 
   private:

@@ -11,8 +11,8 @@
 
 namespace Bridging {
 
-/// How an interface takes part in bridging. Only access and routed are told apart from the rest,
-/// whose interfaces carry several VLANs.
+/// How an interface takes part in bridging. In any mode but access and routed, an interface carries
+/// several VLANs.
 enum class SwitchportMode : std::uint8_t {
     access = 0,
     trunk = 1,
@@ -22,8 +22,8 @@ enum class SwitchportMode : std::uint8_t {
 
 PLATFORM_API std::ostream &operator<<(std::ostream &out, SwitchportMode mode);
 
-/// The two settings change together, as one attribute. The native VLAN is the one that untagged
-/// traffic of the interface belongs to.
+/// The two settings change together, as one attribute. The native VLAN is that of the interface's
+/// untagged traffic.
 struct SwitchportModeAndNativeVlan {
     SwitchportMode mode = SwitchportMode::access;
     VlanIdOrNone nativeVlan{};

@@ -21,12 +21,12 @@ class PLATFORM_API FdbStatus final : public Mox::Entity {
     MOX_VALUES(Nexo::EthAddr, LearnedHost, learnedHost)
 };
 
-/// The forwarding databases, in the order in which they came.
+/// The forwarding databases, in order of insertion.
 class PLATFORM_API Status final : public Mox::Entity {
     MOX_CHILDREN(Fid, FdbStatus, fdbStatus)
 };
 
-/// An interface's membership in a VLAN; being there is all that is known of it.
+/// An interface's membership in a VLAN. It has no attributes.
 struct VlanPortStatus {
     bool operator==(VlanPortStatus const &) const = default;
 };

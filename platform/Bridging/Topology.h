@@ -13,7 +13,7 @@
 /// of its ports.
 namespace Bridging::Topology {
 
-/// Only a forwarding port carries traffic; all other states are alike.
+/// Only a forwarding port carries traffic; all other states are equivalent.
 enum class PortState : std::uint8_t {
     disabled = 0,
     blocking = 1,

@@ -9,8 +9,8 @@
 
 namespace Bridging {
 
-/// A VLAN number, 1 to 4094. Numbers that may be no VLAN travel as plain 16-bit values, 0 being
-/// none, and become a VlanId only when a collection is looked up.
+/// A VLAN number, 1 to 4094. A number that may not be a VLAN is a plain 16-bit value, with 0 for
+/// none, and becomes a VlanId only for a lookup.
 class PLATFORM_API VlanId {
   public:
     /// Throws std::range_error outside 1 to 4094.
@@ -25,7 +25,7 @@ class PLATFORM_API VlanId {
 
 PLATFORM_API std::ostream &operator<<(std::ostream &out, VlanId vlan);
 
-/// A VLAN number that may be unset: 0 and 4095 both mean that there is no usable VLAN.
+/// A VLAN number that may be unset: 0 and 4095 both mean no usable VLAN.
 class PLATFORM_API VlanIdOrNone {
   public:
     VlanIdOrNone() noexcept = default;
@@ -41,7 +41,7 @@ class PLATFORM_API VlanIdOrNone {
 
 PLATFORM_API std::ostream &operator<<(std::ostream &out, VlanIdOrNone vlan);
 
-/// A filtering database id; a VLAN's has the number of the VLAN.
+/// A filtering database id. The id of a VLAN's database is the VLAN's number.
 class PLATFORM_API Fid {
   public:
     explicit Fid(std::uint16_t value) noexcept : value_(value) {}

@@ -10,19 +10,19 @@
 
 #include <cstdint>
 
-/// The hardware status tree: what is programmed in the chip for each policy, match and action.
-/// Written by the state machines alone, read by everybody.
+/// The hardware status tree: what is programmed in the chip for each policy, match and action. Only
+/// the state machines write it; anyone may read it.
 namespace Ip::Nat {
 
 class PLATFORM_API HwNatFlowActionStatus final : public Mox::Entity {
     MOX_KEY(HwNatFlowActionStatus, Pelo::String, name)
-    MOX_ATTRIBUTE(Nexo::IpAndPort, srcNat)  // address non-zero exactly while programmed
+    MOX_ATTRIBUTE(Nexo::IpAndPort, srcNat)  // address 0: no translation programmed
     MOX_ATTRIBUTE(Nexo::IpAndPort, srcFlow) // the flow's source that the translation matches on
     MOX_ATTRIBUTE(std::uint32_t, srcLen)    // prefix length of srcFlow, 0 to 32
     MOX_ATTRIBUTE(Nexo::IpAndPort, dstNat)
     MOX_ATTRIBUTE(Nexo::IpAndPort, dstFlow)
     MOX_ATTRIBUTE(std::uint32_t, dstLen)
-    MOX_ATTRIBUTE(NatFlowType, flowType)             // with which the groups are programmed
+    MOX_ATTRIBUTE(NatFlowType, flowType)             // as programmed in the groups
     MOX_REFERENCE(NatFlowVlanPortSets, vlanPortSets) // null: nothing programmed
 };
 

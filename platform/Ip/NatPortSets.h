@@ -9,7 +9,7 @@
 
 namespace Ip::Nat {
 
-/// The ports of one VLAN to which one kind of copy of a flow is sent.
+/// The egress ports in one VLAN for one kind of copy of a flow.
 class PLATFORM_API NatFlowPortSet final : public Mox::Entity {
     MOX_KEY(NatFlowPortSet, std::uint16_t, vlan)
     MOX_SET(Nexo::IntfId, intf)
@@ -18,8 +18,8 @@ class PLATFORM_API NatFlowPortSet final : public Mox::Entity {
     MOX_ATTRIBUTE(std::uint32_t, portSetId2) // in the second group; 0: not programmed
 };
 
-/// The port sets of one action, by VLAN. Shared: the status tree keeps the one last programmed
-/// while the next is being computed.
+/// The port sets of one action, by VLAN. The status tree keeps the last ones programmed while the
+/// next are computed.
 class PLATFORM_API NatFlowVlanPortSets final : public Mox::Entity {
     MOX_CHILDREN(std::uint16_t, NatFlowPortSet, ucastPortSet)
     MOX_CHILDREN(std::uint16_t, NatFlowPortSet, mcastPortSet)

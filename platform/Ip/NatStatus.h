@@ -10,11 +10,11 @@
 
 #include <cstdint>
 
-/// The resolved NAT configuration, written by the agent's NAT resolution and only read here:
-/// policies, their matches, and each match's actions.
+/// The resolved NAT configuration: policies, their matches, and each match's actions. The agent's
+/// NAT resolution writes it; the library only reads it.
 namespace Ip::Nat {
 
-/// Where a copy goes that leaves by one egress interface.
+/// The next hop of the copies that leave by one egress interface.
 struct NatFlowNextHop {
     std::uint16_t vlan = 0; // on a physical or aggregate interface; 0: the interface's own
     Nexo::EthAddr mac{};    // never zero for a unicast next hop on a physical interface

@@ -7,9 +7,9 @@
 #include "Mox/Ptr.h"
 #include "Mox/Set.h"
 
-/// The table of which entities are made. Each line declares one attribute with its accessors,
-/// whose names are derived from the attribute's; only a macro can make names. The functions of
-/// Mox::AttributeWork do the work.
+/// The macros that declare the attributes of an entity. Each line declares one attribute and its
+/// accessors. They are macros because the accessors' names are derived from the attribute's. The
+/// functions of Mox::AttributeWork do the work.
 ///
 ///     class TopoPortConfig final : public Mox::Entity {
 ///         MOX_KEY(TopoPortConfig, Nexo::IntfId, intf)
@@ -23,27 +23,27 @@
 /// | MOX_ATTRIBUTE_FROM(Type, x, v)  | the same, with the initial value v                      |
 /// | MOX_REFERENCE(Child, x)         | the same for a Mox::Ptr<Child>, null at first           |
 /// | MOX_CHILDREN(Key, Child, x)     | x(): the collection; x(key): the child or null;         |
-/// |                                 | xIs(key): insert or get; xIs(key, child): insert one    |
-/// |                                 | that was filled first; xDel(key); xDelAll()             |
+/// |                                 | xIs(key): insert or get; xIs(key, child): insert a      |
+/// |                                 | filled child; xDel(key); xDelAll()                      |
 /// | MOX_REFERENCES(Key, Child, x)   | the same for children that others own, under any key:   |
-/// |                                 | xIs(key, child) is the only way in, and may replace     |
+/// |                                 | only xIs(key, child) inserts, and it may replace        |
 /// | MOX_VALUES(Key, Value, x)       | the same, but xIs(key, value) stores a value, and x(key)|
 /// |                                 | points to it or is null                                 |
 /// | MOX_SET(Key, x)                 | x(): the set; xIs(key); xDel(key); xDelAll()            |
 /// | MOX_PUBLISHES_SCALAR(x)         | the attribute alone, for a class that publishes it in   |
 /// | MOX_PUBLISHES_KEYS(Key, x)      | its own way                                             |
 ///
-/// Lines with children also declare children(attribute) and child(attribute, key), for those who
-/// follow any of them: what x() and x(key) of a const entity give.
+/// Lines with children also declare children(attribute) and child(attribute, key), for generic
+/// code: they return what x() and x(key) of a const entity return.
 ///
-/// A const entity gives out its children as const, whichever way it is asked. Whoever changes an
-/// entity holds it: a subscriber may drop the last other reference.
+/// A const entity returns its children as const. Code that changes an entity must hold a reference
+/// to it: a subscriber may drop the last other one.
 ///
-/// Each also declares `xAttribute`, by which subscribers tell the attribute from others. Two
-/// attributes of a class whose names have the same hash do not compile. An element is published
-/// after it was added, changed or taken out, and before one that was taken out is released.
+/// Each line but MOX_KEY also declares `xAttribute`, which identifies the attribute to subscribers.
+/// Two attributes of a class whose names have the same hash do not compile. An element is published
+/// after it was added, changed or removed, and before a removed one is released.
 
-/// What the collection lines call. `publish` is given the key of what changed.
+/// The functions that the collection lines call. `publish` gets the key of what changed.
 namespace Mox::AttributeWork {
 
 /// REQUIRES: no child of that key; the key is the child's own.
@@ -184,7 +184,7 @@ void elementDelAll(Set<Key> &set, Publish publish) {
         Mox::AttributeWork::elementDelAll(x##_, x##Publish());                                     \
     }
 
-/// The part that the two collection lines of children share.
+/// The part that MOX_CHILDREN and MOX_REFERENCES share.
 #define MOX_ANY_CHILDREN(Key, Child, x)                                                            \
     MOX_ANY_COLLECTION(Key, x)                                                                     \
     [[nodiscard]] Mox::ConstChildren<Key, Child> x() const noexcept {                              \

@@ -17,10 +17,10 @@ namespace {
 
 struct Classes {
     std::unordered_map<std::type_index, std::size_t> numbers;
-    std::vector<Census::Entry> entries; // that of number n at n - 1
+    std::vector<Census::Entry> entries; // class number n is at n - 1
 };
 
-/// Never destroyed: objects may go after every static.
+/// Never destroyed: objects may be destroyed after every static.
 Classes &classes() {
     static auto &classes = *new Classes;
     return classes;

@@ -12,12 +12,12 @@ namespace Mox {
 
 class PtrInterface;
 
-/// Counts the live objects of the process by class, of those that Mox::make and Mox::reactorIs
-/// made while the census was on. Off, which it is until somebody asks, it costs one test at an
-/// object's creation and one at its destruction; copies of pointers never know of it.
+/// Counts the live objects of the process by class: those that Mox::make and Mox::reactorIs made
+/// while the census was on. It is off by default, and then costs one test when an object is made
+/// and one when it is destroyed. It costs nothing when a pointer is copied.
 ///
-/// What was counted is taken off again at its destruction, whether or not the census is still on.
-/// Like all objects it belongs to the event loop's thread.
+/// A counted object is subtracted when it is destroyed, even if the census is off by then. The
+/// census belongs to the event loop's thread.
 class PLATFORM_API Census {
   public:
     struct Entry {
@@ -26,15 +26,15 @@ class PLATFORM_API Census {
         std::size_t live;
     };
 
-    /// Has the objects made from now on counted, or no more.
+    /// Switches the counting of objects made from now on.
     static void activeIs(bool active) noexcept { active_ = active; }
     [[nodiscard]] static bool active() noexcept { return active_; }
 
-    /// The classes that have live objects, in the order of their names.
+    /// The classes that have live objects, in order of name.
     [[nodiscard]] static std::vector<Entry> live();
 
-    /// For the functions that make objects: counts `object` in, if the census is on, as one of
-    /// the class `T` that takes `size` bytes.
+    /// For the functions that make objects: if the census is on, counts `object` as a `T` of `size`
+    /// bytes.
     template <class T>
     static void enter(PtrInterface const &object, std::size_t size) {
         if (active_) [[unlikely]] {
@@ -45,7 +45,7 @@ class PLATFORM_API Census {
   private:
     friend class PtrInterface;
 
-    /// A class's number; 0 is that of objects that were not counted.
+    /// A class's number; 0 for objects that were not counted.
     using ClassNumber = std::uint16_t;
 
     static void enterAs(PtrInterface const &object, std::type_info const &type, std::size_t size);

@@ -8,8 +8,8 @@
 
 namespace Mox {
 
-/// The children of a const entity: its collection, with each child const. As valid as the
-/// collection itself, and walked under the same rules.
+/// The children of a const entity: its collection, with each child const. Valid while the
+/// collection exists. Walks follow the same rules as walks over the collection.
 template <class Key, class Child>
 class ConstChildren {
   public:

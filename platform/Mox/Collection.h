@@ -13,14 +13,14 @@ namespace Mox {
 ///
 ///     for (auto const &[name, child] : children_) { ... }
 ///
-/// A walk survives everything that its body may do to the collection: removal of the current
-/// element or of any other, insertion, clearing, and the end of the collection itself. Elements
-/// that are removed before the walk comes to them are not visited, inserted ones are. The loop
-/// is given the value by copy, so a child held by Ptr lives until the body ends whatever it did;
-/// the key refers into the collection and is valid until the body changes the collection.
+/// A walk survives everything that its body may do to the collection: removal of any element,
+/// insertion, clearing, and destruction of the collection itself. Elements removed before the walk
+/// reaches them are not visited; inserted ones are. The loop gets the value by copy, so a child
+/// held by Ptr lives until the body ends. The key refers into the collection, and is valid until
+/// the body changes the collection.
 ///
-/// Removal takes the element out first and releases it after: a destructor that looks into the
-/// collection finds its element gone. Lookup and iteration allocate nothing.
+/// An element is removed before it is released, so a destructor that looks into the collection no
+/// longer finds it. Lookup and iteration allocate nothing.
 template <class Key, class ValueType>
 class Collection {
   public:
@@ -39,8 +39,8 @@ class Collection {
     [[nodiscard]] std::size_t size() const noexcept { return table_.size(); }
     [[nodiscard]] bool empty() const noexcept { return table_.size() == 0; }
 
-    /// The value of `key`, or null. Valid until the collection changes. Values lie in memory in the
-    /// order of their insertion, so that addresses tell which of two came first.
+    /// The value of `key`, or null. Valid until the collection changes. Values are in memory in
+    /// order of insertion, so their addresses show which of two was inserted first.
     [[nodiscard]] Value const *find(Key const &key) const noexcept {
         Record const *record = table_.find(key);
         return record == nullptr ? nullptr : &record->value;
@@ -50,13 +50,12 @@ class Collection {
         return record == nullptr ? nullptr : &record->value;
     }
 
-    /// Adds an element whose key the collection does not have.
+    /// Adds an element. REQUIRES: a key that is not in the collection.
     Value &insert(Key const &key, Value value) {
         return table_.append(Record{key, std::move(value)}).value;
     }
 
-    /// Adds the element, or gives the one that is there a new value. Returns whether anything
-    /// changed.
+    /// Adds the element, or sets the value of the existing one. Returns whether anything changed.
     bool assign(Key const &key, Value value) {
         Value *const held = find(key);
         if (held == nullptr) {
@@ -66,24 +65,24 @@ class Collection {
         if (*held == value) {
             return false;
         }
-        std::swap(*held, value); // the old value is released when the collection shows the new
+        std::swap(*held, value); // the old value is released after this
         return true;
     }
 
-    /// Takes the element out and hands it over; nothing if there is none. `key` may refer into
-    /// the collection. The element is released with what is returned.
+    /// Removes and returns the element; nothing if there is none. `key` may refer into the
+    /// collection. The element is released with the returned value.
     std::optional<Record> remove(Key const &key) { return table_.take(key); }
 
-    /// Takes all elements out, then releases them in the order of their insertion.
+    /// Removes all elements, then releases them in order of insertion.
     void clear() { Collection().takeAll(*this); }
 
-    /// Exchanges the contents of this empty collection for those of `other`.
+    /// Moves all elements of `other` into this empty collection.
     void takeAll(Collection &other) noexcept { other.table_.takeAll(table_); }
 
     [[nodiscard]] auto begin() const noexcept { return walkAs<Element>(); }
     [[nodiscard]] WalkEnd end() const noexcept { return {}; }
 
-    /// A walk whose loop is given `View::of` each record.
+    /// A walk whose loop gets `View::of` each record.
     template <class View>
     [[nodiscard]] auto walkAs() const noexcept {
         return Walk<typename DenseTable<Record>::Walker, View>(table_);

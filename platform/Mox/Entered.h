@@ -11,10 +11,10 @@
 #include <string_view>
 #include <type_traits>
 
-/// Both traces of a handler's entry, said once.
+/// Writes both traces of a handler's entry with one call.
 namespace Mox {
 
-/// A text that is known at compile time, as a template argument.
+/// A compile-time text, for use as a template argument.
 template <std::size_t Size>
 struct Text {
     char chars[Size]{}; // with the final zero
@@ -48,8 +48,8 @@ class EntryRecord {
         ++count_; // known at compile time, as are the branches
     }
 
-    /// Takes what there is to take from one piece of the line: a string, an interface, a VLAN or
-    /// another unsigned number, or what a piece's own `recordIn` names.
+    /// Takes the name or number in one piece of the line: a string, an interface, a VLAN or another
+    /// unsigned number, or what the piece's own `recordIn` adds. Ignores other pieces.
     template <class Piece>
     void take(Piece const &piece) noexcept {
         if constexpr (requires { piece.recordIn(*this); }) {
@@ -78,9 +78,9 @@ class EntryRecord {
     std::uint32_t number_ = 0;
 };
 
-/// Says that a handler was entered: writes `pieces` to `trace` if `level` is on, and records
-/// the names and the number among them in the fast trace. `Format` is the record's text, as
-/// Skimtrace::Point has it; its first word is the handler's full name.
+/// Traces the entry of a handler: writes `pieces` to `trace` if `level` is on, and records their
+/// names and their last number in the fast trace. `Format` is the record's text, as for
+/// Skimtrace::Point; its first word is the handler's full name.
 template <Text Format, class... Pieces>
 void enter(TraceHandle const &trace, int level, Pieces const &...pieces) noexcept {
     trace.at(level, pieces...);

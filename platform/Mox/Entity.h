@@ -6,10 +6,10 @@
 
 namespace Mox {
 
-/// An object with typed attributes that publishes its changes: each as the attribute and, for a
-/// collection, the key of the changed element. Attributes are declared with the table of
-/// Mox/Attributes.h. A reference to a const entity reads and subscribes; writing takes a
-/// non-const one, which only the entity's writer should hold.
+/// An object with typed attributes that publishes its changes: the attribute and, for a collection,
+/// the key of the changed element. Attributes are declared with the macros of Mox/Attributes.h. A
+/// const entity can be read and followed. Only the entity's writer should hold a reference to the
+/// non-const one.
 class PLATFORM_API Entity : public PtrInterface {
   public:
     [[nodiscard]] Pelo::Notifier const &notifier() const noexcept { return publisher_; }

@@ -8,11 +8,11 @@
 
 namespace Mox {
 
-/// The recommended action of an event that asks for none.
+/// The recommended action of an event that needs none.
 inline constexpr char const *NoActionRequired = "No action is required.";
 
-/// One event of a module's catalogue: what an operator finds when looking an event up. Texts are
-/// string literals; `message` is a printf format of the event's arguments.
+/// One event of a module's catalogue: what an operator finds on looking it up. Texts are string
+/// literals; `message` is a printf format of the event's arguments.
 struct LogEvent {
     char const *name;
     unsigned severity; // 0 (emergency) to 7 (debugging)
@@ -25,7 +25,7 @@ struct LogEvent {
     std::uint32_t secondLimit;
 };
 
-/// Registers an event for as long as the handle lives. Defined at namespace scope, so that the
+/// Registers an event while the handle lives. Define handles at namespace scope, so that the
 /// catalogue is complete once the library is loaded.
 class PLATFORM_API LogHandle {
   public:

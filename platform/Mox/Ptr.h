@@ -9,9 +9,9 @@
 
 namespace Mox {
 
-/// A strong, intrusive pointer of one word to an object derived from PtrInterface. Copying takes
-/// a reference, destruction gives it back; with the last one the object is destroyed. There is
-/// no way to a raw pointer but `ptr()`, so that one is never taken by accident.
+/// A strong, intrusive pointer of one word to an object derived from PtrInterface. Copying adds a
+/// reference, destruction removes it; removing the last one destroys the object. Only `ptr()`
+/// returns the raw pointer, so that none is taken by accident.
 template <class T>
 class Ptr {
   public:
@@ -30,7 +30,7 @@ class Ptr {
         take();
     }
 
-    /// The old object is released last, when this pointer already shows the new one.
+    /// The old object is released last, when this pointer already points to the new one.
     Ptr &operator=(Ptr other) noexcept {
         std::swap(object_, other.object_);
         return *this;
@@ -59,8 +59,8 @@ class Ptr {
     T *object_ = nullptr;
 };
 
-/// Makes an object on the heap and returns the first reference to it. State machines are made
-/// with reactorIs (Mox/Reactor.h) instead.
+/// Makes an object on the heap and returns the first reference to it. Make state machines with
+/// reactorIs (Mox/Reactor.h) instead.
 template <class T, class... Args>
 Ptr<T> make(Args &&...args) {
     Ptr<T> object(new T(std::forward<Args>(args)...));

@@ -11,8 +11,8 @@ PtrInterface::~PtrInterface() {
 }
 
 void PtrInterface::handleZeroReferences() const noexcept {
-    // A clean-up may take and release references to the dying object. Held at one, the count
-    // does not pass through zero a second time.
+    // A cleanup may take and release references to the dying object. With one reference held here,
+    // the count does not reach zero a second time.
     referenceInc();
     delete this;
 }

@@ -8,20 +8,20 @@
 
 namespace Mox {
 
-/// Base of everything that is held by Mox::Ptr: an intrusive reference count, and the two marks
-/// that every object of the framework carries. An object lives on the heap, is destroyed by the
-/// release of its last reference, and belongs to the thread of the event loop; the count alone
-/// may be shared between threads, and only in thread-safe mode.
+/// Base of everything that is held by Mox::Ptr: an intrusive reference count, the deletion mark and
+/// the notification switch. An object lives on the heap, and is destroyed with its last reference.
+/// It belongs to the event loop's thread; only the count may be shared between threads, and only in
+/// thread-safe mode.
 class PLATFORM_API PtrInterface {
   public:
     PtrInterface(PtrInterface const &) = delete;
     PtrInterface &operator=(PtrInterface const &) = delete;
 
-    /// Switches all counts of the process between plain and atomic increments. To be called
-    /// while a single thread runs.
+    /// Switches all counts of the process between plain and atomic increments. Call it while only
+    /// one thread runs.
     static void threadSafeIs(bool on) noexcept { threadSafe_ = on; }
 
-    /// For Mox::Ptr: takes and gives back one reference.
+    /// For Mox::Ptr: adds and removes one reference.
     void referenceInc() const noexcept {
         if (threadSafe_) [[unlikely]] {
             shared().fetch_add(1, std::memory_order_relaxed);
@@ -45,11 +45,11 @@ class PLATFORM_API PtrInterface {
         return shared().load(std::memory_order_relaxed);
     }
 
-    /// True from the moment the object's end has begun: nothing of it reacts any more.
+    /// True once the destruction of a reactor has begun: its own subscriptions no longer react.
     [[nodiscard]] bool markedForDeletion() const noexcept { return markedForDeletion_; }
 
-    /// Whether the object reacts to what it follows. Off until its creator switches it on; an
-    /// object with nested reactors switches them along with itself.
+    /// Whether the object reacts to what it follows. Off until its creator switches it on. An
+    /// object with nested reactors switches those too.
     [[nodiscard]] bool hasNotificationActive() const noexcept { return notificationActive_; }
     virtual void hasNotificationActiveIs(bool active) { notificationActive_ = active; }
 
@@ -59,9 +59,8 @@ class PLATFORM_API PtrInterface {
 
     void markForDeletion() noexcept { markedForDeletion_ = true; }
 
-    /// Holds the object while its own construction hands out pointers to it: the release of such
-    /// a pointer must not destroy what is not yet owned. Leaves the count as it was, and never
-    /// destroys.
+    /// Holds the object while its construction hands out pointers to it: releasing such a pointer
+    /// must not destroy an object that has no owner yet. Restores the count, and never destroys.
     class Pin {
       public:
         explicit Pin(PtrInterface const &object) noexcept : object_(object) {
@@ -80,8 +79,8 @@ class PLATFORM_API PtrInterface {
 
     void handleZeroReferences() const noexcept;
 
-    /// The count as threads may share it. It is a plain number, so that plain increments are the
-    /// one instruction that they can be.
+    /// The count for atomic access. It is stored as a plain number, so that a plain increment is
+    /// one instruction.
     [[nodiscard]] std::atomic_ref<std::uint32_t> shared() const noexcept {
         return std::atomic_ref<std::uint32_t>(references_);
     }

@@ -13,7 +13,7 @@ namespace Mox {
 
 class Reactor;
 
-/// The part of every Subscription that its owner reaches.
+/// The part of a Subscription that does not depend on the followed class.
 class PLATFORM_API AnySubscription {
   public:
     AnySubscription(AnySubscription const &) = delete;
@@ -39,8 +39,8 @@ class PLATFORM_API AnySubscription {
 ///
 ///     Mox::Subscription<Ip::Nat::Status> statusSubscription_{*this, &Root::statusDispatch};
 ///
-/// It follows nothing until `follow` is called. The dispatch function is called while the
-/// reactor has its notifications on and its end has not begun.
+/// It follows nothing until `follow` is called. The dispatch function is called while the reactor's
+/// notifications are on and its destruction has not begun.
 template <class Followed>
 class Subscription : public AnySubscription {
   public:
@@ -48,7 +48,7 @@ class Subscription : public AnySubscription {
     Subscription(Owner &owner, void (Owner::*dispatch)(Pelo::ChangeOf<Followed> const &))
         : AnySubscription(owner, &call), dispatch_(static_cast<Dispatch>(dispatch)) {}
 
-    /// Leaves what was followed and follows `input` instead; null follows nothing.
+    /// Stops following the old input and follows `input`; null follows nothing.
     void follow(Ptr<Followed const> const &input) { followEntity(input.ptr()); }
 
   private:
@@ -61,26 +61,28 @@ class Subscription : public AnySubscription {
 
 /// Base of every state machine: an object that follows entities and reacts to their changes.
 ///
-/// Its life is the same for all and is written here once:
+/// Every state machine goes through the same steps:
 ///
-///  1. constructed: it stores its inputs and lets its subscriptions follow them;
-///  2. `handleInitialized()`, as the last step of construction, scans the current state;
+///  1. its constructor stores the inputs and makes the subscriptions follow them;
+///  2. `handleInitialized()`, the last step of construction, scans the current state;
 ///  3. its notifications are switched on, and its owner inserts it;
-///  4. at its end, or when step 2 throws, it is marked for deletion and `doCleanup()` runs on
-///     the whole object, its children alive; then nothing of it reacts any more, nested reactors
-///     included; its subscriptions end; its children go with `childrenDelAll()`; last its fields.
+///  4. when it is destroyed, or step 2 throws, it is marked for deletion and its own subscriptions
+///     are switched off. `doCleanup()` runs while its children still exist. Then its nested
+///     reactors are switched off too, and its subscriptions end. `childrenDelAll()` removes its
+///     children; its fields are destroyed last.
 ///
-/// Step 2 and step 4 run outside the class's own constructor and destructor, where the whole
-/// object is there; this is why a state machine is made with reactorIs() and in no other way.
+/// Steps 2 and 4 run outside the class's own constructor and destructor, while the object is
+/// complete. Therefore only reactorIs() makes state machines.
 class PLATFORM_API Reactor : public Entity {
   public:
     /// Scans the current contents of the inputs, and calls the handler of each element found.
     virtual void handleInitialized() = 0;
 
-    /// Takes back what the reactor did to the world outside. Called by the framework, once.
+    /// Undoes what the reactor changed outside itself. The framework calls it, once.
     virtual void doCleanup() {}
 
-    /// Switches the subscriptions on or off. A reactor with nested reactors extends this.
+    /// Switches the subscriptions on or off. A reactor with nested reactors extends this to switch
+    /// them too.
     void hasNotificationActiveIs(bool active) override;
 
   protected:
@@ -110,9 +112,9 @@ void Subscription<Followed>::call(void *self, Pelo::Change const &change) {
     (subscription->owner().*subscription->dispatch_)(Pelo::ChangeOf<Followed>(change));
 }
 
-/// The complete form of the state machine `Sm`, the only one that exists: it starts the machine
-/// when all of it is constructed and retires it before any of it is destroyed. If the start
-/// fails the machine is retired in the same way, and the exception goes on.
+/// The most derived class of every state machine `Sm`. It starts the machine when it is fully
+/// constructed, and retires it before any part is destroyed. If the start throws, it retires the
+/// machine in the same way and the exception propagates.
 template <class Sm>
 class Live final : public Sm {
   public:
@@ -127,7 +129,7 @@ class Live final : public Sm {
 };
 
 /// Makes the state machine `Sm`: allocates, constructs and starts it, then switches its
-/// notifications on. What its start throws leaves nothing behind.
+/// notifications on. If its start throws, nothing is left behind.
 template <class Sm, class... Args>
 Ptr<Sm> reactorIs(Args &&...args) {
     static_assert(std::is_base_of_v<Reactor, Sm>);

@@ -10,16 +10,16 @@
 
 namespace Mox {
 
-/// Thrown when a child is asked for under a key that exists, but with other inputs. A child's
-/// inputs are fixed for its life: the old one has to be removed first.
+/// Thrown when a child is requested under an existing key but with different inputs. A child's
+/// inputs are fixed for its life: remove the old child first.
 class PLATFORM_API MutatorReinstantiatingException final : public std::logic_error {
   public:
     MutatorReinstantiatingException()
         : std::logic_error("child state machine exists with other inputs under the same key") {}
 };
 
-/// The children of a state machine: machines of the class `Sm`, owned by this collection, each
-/// made from an `Sm::Inputs`. Removing a child ends its life.
+/// The children of a state machine: machines of the class `Sm`, each made from an `Sm::Inputs`. The
+/// collection owns them; removing a child destroys it unless it is held elsewhere.
 template <class Key, class Sm>
 class ReactorCollection {
   public:
@@ -27,8 +27,8 @@ class ReactorCollection {
 
     [[nodiscard]] Machines const &machines() const noexcept { return machines_; }
 
-    /// The child of `key`: the one that is there, or else a new one, started and then inserted.
-    /// Made with `make`. (`Child` is `Sm`, spelled so that an owner may declare its children before
+    /// The child of `key`: the existing one, or else a new one from `make`, inserted after its
+    /// start. (`Child` is `Sm`, as a parameter so that an owner may declare its children before
     /// their class is complete.)
     template <class Child = Sm>
     Ptr<Sm> is(Key const &key, typename Child::Inputs const &inputs,
@@ -48,7 +48,7 @@ class ReactorCollection {
     void del(Key const &key) { machines_.remove(key); }
     void delAll() { machines_.clear(); }
 
-    /// For an owner that switches its nested reactors along with itself.
+    /// For an owner that switches its nested reactors too.
     void hasNotificationActiveIs(bool active) {
         for (auto const &[key, machine] : machines_) {
             machine->hasNotificationActiveIs(active);

@@ -9,8 +9,8 @@
 
 namespace Mox {
 
-/// A set with hashed lookup and iteration in the order of insertion; a walk over it survives
-/// what a walk over a Collection survives. Keys are handed to the loop by copy.
+/// A set with hashed lookup and iteration in the order of insertion. A walk survives the same
+/// changes as a walk over a Collection. The loop gets the keys by copy.
 template <class Key>
 class Set {
     struct Record {
@@ -36,8 +36,7 @@ class Set {
         return true;
     }
 
-    /// Takes the key out and hands it over; nothing if it is not there. `key` may refer into the
-    /// set.
+    /// Removes and returns the key; nothing if it is not in the set. `key` may refer into the set.
     std::optional<Key> remove(Key const &key) {
         std::optional<Record> taken = table_.take(key);
         return taken ? std::optional<Key>(std::move(taken->key)) : std::nullopt;
@@ -45,7 +44,7 @@ class Set {
 
     void clear() { Set().takeAll(*this); }
 
-    /// Exchanges the contents of this empty set for those of `other`.
+    /// Moves all keys of `other` into this empty set.
     void takeAll(Set &other) noexcept { other.table_.takeAll(table_); }
 
     [[nodiscard]] auto begin() const noexcept {

@@ -69,7 +69,7 @@ class StandardErrorSink final : public TraceSink {
 
 } // namespace
 
-/// The process's handles and settings. Handles of a library that is unloaded leave the list.
+/// The process's handles and settings. The handles of an unloaded library are removed.
 class TraceRegistry {
   public:
     static TraceRegistry &instance() {

@@ -9,7 +9,7 @@
 
 namespace Mox {
 
-/// Receives every trace message that is on; see traceSinkIs.
+/// Receives every trace message whose level is on; see traceSinkIs.
 class PLATFORM_API TraceSink {
   public:
     virtual ~TraceSink();
@@ -24,8 +24,8 @@ class PLATFORM_API TraceHandle {
   public:
     static constexpr int kMaxLevel = 9;
 
-    /// `name` must live as long as the process. The handle joins the process's list, and takes
-    /// the levels that were set for its name before.
+    /// `name` must outlive the handle. The handle joins the process's list, and gets the levels
+    /// already set for its name.
     explicit TraceHandle(char const *name);
     ~TraceHandle();
     TraceHandle(TraceHandle const &) = delete;
@@ -34,8 +34,8 @@ class PLATFORM_API TraceHandle {
     [[nodiscard]] char const *name() const noexcept { return name_; }
     [[nodiscard]] bool on(int level) const noexcept { return ((levels_ >> level) & 1U) != 0; }
 
-    /// Writes the pieces, each by its stream operator, as one message if `level` is on. An
-    /// exception on the way ends the process: a trace must not change what the traced code does.
+    /// Writes the pieces, each with its stream operator, as one message if `level` is on. An
+    /// exception ends the process: a trace must not change what the traced code does.
     template <class... Pieces>
     void at(int level, Pieces const &...pieces) const noexcept {
         if (on(level)) [[unlikely]] {
@@ -51,21 +51,21 @@ class PLATFORM_API TraceHandle {
     void write(int level, std::string const &text) const;
 
     char const *name_;
-    mutable unsigned levels_ = 0; // bit n: level n; handles are const to those who trace
+    mutable unsigned levels_ = 0; // bit n: level n; users hold const handles
 };
 
 /// Sets the levels of trace handles, present and future, from a text such as
-/// `UmoNat*/1-3,MyAgent/9`: handle names, `*` standing for any rest, with a level or a range. What
-/// is not named is off; the empty text switches everything off. Throws std::invalid_argument with
-/// the offending piece and what was expected, and then changes nothing. Returns those pieces
-/// that name no handle of the process by now.
+/// `UmoNat*/1-3,MyAgent/9`: handle names, each with a level or a range; a final `*` matches any
+/// rest. Handles not named are off; the empty text switches everything off. Returns the pieces that
+/// match no handle yet. If `setting` is malformed, changes nothing and throws std::invalid_argument
+/// with the bad piece and what was expected.
 PLATFORM_API std::vector<std::string> traceLevelsIs(std::string_view setting);
 
-/// All trace handles of the process, by name.
+/// All trace handles of the process, in order of name.
 PLATFORM_API std::vector<TraceHandle const *> traceHandles();
 
-/// Sends messages to `sink`, which must outlive its use; null restores standard error. Returns
-/// the sink before.
+/// Sends messages to `sink`, which must live until it is replaced; null restores standard error.
+/// Returns the previous sink, null for standard error.
 PLATFORM_API TraceSink *traceSinkIs(TraceSink *sink) noexcept;
 
 } // namespace Mox

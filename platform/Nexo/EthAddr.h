@@ -13,14 +13,14 @@
 
 namespace Nexo {
 
-/// A 48-bit MAC address. The zero address, which is also the default, means that there is none.
-/// Ordered numerically, the first octet weighing most.
+/// A 48-bit MAC address. The zero address, which is also the default, means none. Ordered
+/// numerically, the first octet first.
 class PLATFORM_API EthAddr {
   public:
     constexpr EthAddr() = default;
 
-    /// `value` holds the address in its lower 48 bits, the first octet on top:
-    /// 01:00:5e:00:00:00 is 0x01005e000000. Throws std::invalid_argument if a higher bit is set.
+    /// `value` holds the address in its lower 48 bits, the first octet highest: 01:00:5e:00:00:00
+    /// is 0x01005e000000. Throws std::invalid_argument if a higher bit is set.
     constexpr explicit EthAddr(std::uint64_t value) : value_(value) {
         if (value >> 48 != 0) {
             throw std::invalid_argument("MAC address has more than 48 bits");
@@ -33,12 +33,12 @@ class PLATFORM_API EthAddr {
 
     static constexpr EthAddr ethAddrZero() { return EthAddr(); }
 
-    /// The address in the lower 48 bits, the first octet on top.
+    /// The address in the lower 48 bits, the first octet highest.
     constexpr std::uint64_t value() const { return value_; }
 
     constexpr bool isZero() const { return value_ == 0; }
 
-    /// Whether the address names a group of stations, broadcast included.
+    /// Whether this is a group address, broadcast included.
     constexpr bool isMulticast() const { return (value_ >> 40 & 1) != 0; }
 
     /// In lower case.

@@ -32,8 +32,8 @@ constexpr std::array<Kind, 5> kKinds{{
     {"Management", "Ma", 0, 9999, 1, false},
 }};
 
-/// A name taken apart. Its key is the same for the long and the short form, so one lookup of a
-/// plain number finds an interface by either, without building a string.
+/// A parsed name. Its key is the same for the long and the short form, so one lookup of a number
+/// finds the interface by either, without building a string.
 struct ParsedName {
     Kind const &kind;
     std::string_view numberText; // the rest of the name after the prefix
@@ -90,7 +90,7 @@ struct Record {
 class InternTable {
   public:
     static InternTable &instance() {
-        // Never destroyed: names are still printed while the process's statics go.
+        // Never destroyed: names are still printed while statics are destroyed.
         static auto &table = *new InternTable;
         return table;
     }

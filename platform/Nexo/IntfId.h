@@ -14,22 +14,22 @@
 
 namespace Nexo {
 
-/// Identifies an interface of the switch. An identifier is a small number that stands for the
-/// interface's name, so it is copied, hashed and compared as one; the names themselves are kept
-/// once per process and never forgotten.
+/// Identifies an interface of the switch. An identifier is a small number for the interface's name,
+/// and is copied, hashed and compared as a number. Each name is kept once per process, and never
+/// removed.
 ///
 /// Identifiers are ordered by when their interface was first named, which is stable within a run
 /// but says nothing about the names. Number 0 is the empty identifier: no interface.
 ///
-/// The names are not locked: identifiers are made from names, and turned back into them, on the
-/// agent's event thread only.
+/// The table of names is not locked: convert names to identifiers, and back, on the agent's event
+/// thread only.
 class PLATFORM_API IntfId {
   public:
     /// The empty identifier.
     constexpr IntfId() = default;
 
-    /// The identifier of the interface of that name; the empty name gives the empty identifier.
-    /// A long and a short form of a name are one interface:
+    /// The identifier of the interface of that name; the empty name gives the empty identifier. The
+    /// long and the short form of a name are the same interface:
     ///
     ///     Ethernet1, Ethernet1/2, Ethernet1/2/3   Et1, Et1/2, Et1/2/3   numbers 1-9999
     ///     Port-Channel5                           Po5                   1-9999
@@ -38,14 +38,13 @@ class PLATFORM_API IntfId {
     ///     Management1                             Ma1                   0-9999
     ///
     /// Upper and lower case are as shown, numbers have no leading zeros. Vlan0 and Vlan4095 are
-    /// names like any other although no traffic can use these VLANs. Throws
-    /// std::invalid_argument, quoting `name`, if it is no such name. Allocates only when the
-    /// interface is named for the first time.
+    /// accepted, although no traffic can use these VLANs. Throws std::invalid_argument, quoting
+    /// `name`, for anything else. Allocates only when the interface is named for the first time.
     explicit IntfId(std::string_view name);
 
     constexpr bool empty() const { return number_ == 0; }
 
-    /// The number that stands for the name; it differs from run to run.
+    /// The number for the name; it differs from run to run.
     constexpr std::uint32_t number() const { return number_; }
 
     /// The long name, `Ethernet1/2`; empty for the empty identifier. Valid as long as the process.
@@ -59,7 +58,7 @@ class PLATFORM_API IntfId {
   private:
     friend class VlanIntfId;
 
-    /// The VLAN that the name is made from; nothing if this is no VLAN interface.
+    /// The VLAN number in the name; nothing if this is not a VLAN interface.
     std::optional<std::uint16_t> vlan() const;
 
     std::uint32_t number_ = 0;

@@ -10,8 +10,8 @@
 
 namespace Nexo {
 
-/// An IPv4 address. The zero address, which is also the default, means that there is none.
-/// Ordered numerically, 9.0.0.0 before 10.0.0.0.
+/// An IPv4 address. The zero address, which is also the default, means none. Ordered numerically,
+/// 9.0.0.0 before 10.0.0.0.
 class PLATFORM_API IpAddr {
   public:
     constexpr IpAddr() = default;

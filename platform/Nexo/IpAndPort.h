@@ -11,9 +11,8 @@
 
 namespace Nexo {
 
-/// An IPv4 address with a transport port, as a translation rewrites or matches them. A zero
-/// address means that there is no translation; port 0 means that the port plays no part.
-/// Ordered by address, then by port.
+/// An IPv4 address with a transport port, as a translation rewrites or matches them. A zero address
+/// means no translation; port 0 means that the port is ignored. Ordered by address, then by port.
 class PLATFORM_API IpAndPort {
   public:
     constexpr IpAndPort() = default;

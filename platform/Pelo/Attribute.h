@@ -6,8 +6,8 @@
 
 namespace Pelo {
 
-/// Identifies an attribute among those of its class: a hash of the attribute's name, so that it
-/// is the same in every library of the process and needs no numbering by hand.
+/// Identifies an attribute within its class. It is a hash of the attribute's name, so that it is
+/// the same in every library of the process and needs no manual numbering.
 using AttributeId = std::uint32_t;
 
 constexpr AttributeId attributeId(std::string_view name) noexcept {
@@ -31,23 +31,23 @@ struct KeyedAttribute {
     static constexpr AttributeId id = Id;
 };
 
-/// The argument of `attributeOf`, by which a class lists its attributes:
+/// The argument of `attributeOf`, with which a class lists its attributes:
 ///
 ///     static Attribute attributeOf(Pelo::AttributeTag<Attribute::id>);
 ///
-/// Two attributes whose names have the same hash would declare the same function, which no
-/// compiler accepts.
+/// Two attributes whose names have the same hash would declare the same function, which does not
+/// compile.
 template <AttributeId Id>
 struct AttributeTag {};
 
-/// Whether `Attribute` is one of those of the class `Entity`.
+/// Whether `Attribute` is an attribute of the class `Entity`.
 template <class Attribute, class Entity>
 concept AttributeOf = requires {
     { Entity::attributeOf(AttributeTag<Attribute::id>()) } -> std::same_as<Attribute>;
 };
 
-/// One change of one attribute, on its way to the subscribers. Valid during the call only; so is
-/// the key.
+/// One published change of one attribute. It and its key are valid only during the subscriber's
+/// call.
 class Change {
   public:
     template <AttributeId Id>
@@ -66,8 +66,8 @@ class Change {
     void const *key_ = nullptr;
 };
 
-/// A change of an entity of the class `Entity`. Only the attributes of that class can be asked
-/// for, so a key is never read as one of another type.
+/// A change of an entity of the class `Entity`. It accepts only attributes of that class, so a key
+/// is never read as one of another type.
 template <class Entity>
 class ChangeOf {
   public:

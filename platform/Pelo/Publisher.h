@@ -11,13 +11,13 @@ namespace Pelo {
 
 class Notifier;
 
-/// One connection from a notifier to a callback. It ends with the subscriber's destruction, or
-/// with the notifier's, whichever comes first; neither keeps the other alive.
+/// One connection from a notifier to a callback. It ends when the subscriber or the notifier is
+/// destroyed; neither owns the other.
 class PLATFORM_API Subscriber {
   public:
     using Callback = void (*)(void *context, Change const &change);
 
-    /// `context` is handed to every call and stays the owner's.
+    /// `context` is passed to every call; the caller owns it.
     Subscriber(Callback callback, void *context) noexcept
         : callback_(callback), context_(context) {}
     ~Subscriber() { detach(); }
@@ -26,10 +26,10 @@ class PLATFORM_API Subscriber {
 
     [[nodiscard]] bool attached() const noexcept { return notifier_ != nullptr; }
 
-    /// While off, changes pass by unheard; they are not made up for later.
+    /// While off, changes are not delivered, not even later.
     void activeIs(bool active) noexcept;
 
-    /// Ends the connection; allowed at any time, its own call included.
+    /// Ends the connection; allowed at any time, also during its own call.
     void detach() noexcept;
 
   private:
@@ -41,25 +41,25 @@ class PLATFORM_API Subscriber {
     std::size_t place_ = 0;
 };
 
-/// The side of a publisher that the world sees: here one may subscribe, and no more.
+/// The public side of a publisher: it allows subscribing only.
 ///
-/// Subscribers are called synchronously, in the order in which they subscribed. Any of them may
-/// be added, removed or destroyed while a change is being published, and so may the notifier
-/// itself: one that was removed is not called any more, one that was added hears of the next
-/// change. Publishing allocates nothing.
+/// Subscribers are called synchronously, in the order in which they subscribed. While a change is
+/// being published, subscribers may be added, removed or destroyed, and the notifier may be
+/// destroyed. A removed subscriber is not called any more; an added one is notified of later
+/// changes only. Publishing allocates nothing.
 class PLATFORM_API Notifier {
   public:
     Notifier(Notifier const &) = delete;
     Notifier &operator=(Notifier const &) = delete;
 
-    /// Connects `subscriber`, which must not be attached elsewhere. It is told of changes while
-    /// `active` holds.
+    /// Connects `subscriber`, which must not be attached yet. `active` is its initial state, see
+    /// Subscriber::activeIs.
     void subscriberAdd(Subscriber &subscriber, bool active = true) const;
 
     /// Whether there is, or was, a subscriber.
     [[nodiscard]] bool everSubscribed() const noexcept { return places_ != nullptr; }
 
-    /// Disconnects `subscriber`; one that is not attached here is left as it is.
+    /// Disconnects `subscriber`; does nothing if it is not attached here.
     void subscriberRemove(Subscriber &subscriber) const noexcept;
 
   protected:
@@ -69,9 +69,9 @@ class PLATFORM_API Notifier {
     ~Notifier();
 
     /// The subscribers in order of subscription. A place holds the call to make, so that a
-    /// publication looks nowhere else; that of a subscriber who is off, or has gone, calls
-    /// nobody. A place whose subscriber has gone stays until no publication walks the list and
-    /// half of it is empty.
+    /// publication reads nothing else; if the subscriber is off or removed, that call does nothing.
+    /// The place of a removed subscriber stays until no publication walks the list and half of it
+    /// is empty.
     struct PLATFORM_API Places {
         struct Place {
             Subscriber::Callback call = &callNobody;
@@ -83,10 +83,10 @@ class PLATFORM_API Notifier {
         std::uint32_t size = 0;
         std::uint32_t capacity = 1;
         std::uint32_t empty = 0;
-        // A flag, not a count: publications that follow each other need not wait for it.
+        // A flag, not a count: consecutive publications need not wait for it.
         bool publishing = false;       // the list is walked, by one publication or by nested ones
-        bool unsettled = false;        // a subscriber, or the notifier, went meanwhile
-        bool orphaned = false;         // the notifier did
+        bool unsettled = false;        // a subscriber or the notifier was removed meanwhile
+        bool orphaned = false;         // the notifier was destroyed
         Place first;                   // most notifiers have one subscriber
         std::unique_ptr<Place[]> more; // instead of `first`
 
@@ -95,7 +95,7 @@ class PLATFORM_API Notifier {
         void closeUp() noexcept;
         void settle() noexcept; // after the outermost publication
 
-        /// Tells those that subscribed before; the places may move meanwhile.
+        /// Calls those who subscribed before this change; the places may move meanwhile.
         void tell(Change const &change) const {
             std::uint32_t const count = size;
             for (std::uint32_t i = 0; i < count; ++i) {
@@ -105,19 +105,20 @@ class PLATFORM_API Notifier {
         }
 
         static void callNobody(void *context, Change const &change);
-        [[noreturn]] static void stop() noexcept; // on the exception in flight
+        [[noreturn]] static void stop() noexcept; // with the current exception
     };
 
-    mutable Places *places_ = nullptr; // none until somebody subscribes
+    mutable Places *places_ = nullptr; // null until the first subscription
 };
 
-/// A notifier with the right to publish; its owner keeps it to itself. An exception that leaves
-/// a subscriber's call ends the process with its text: a change half told cannot be taken back.
+/// A notifier that can also publish; its owner keeps it private. An exception that leaves a
+/// subscriber's call ends the process with its text: a partly delivered change cannot be rolled
+/// back.
 class PLATFORM_API Publisher : public Notifier {
   public:
     Publisher() noexcept = default;
 
-    /// In line, so that the calls are made from the publisher's own library.
+    /// Inline, so that the calls are made from the publisher's own library.
     void publishChange(Change const &change) const noexcept {
         if (places_ == nullptr) {
             return;

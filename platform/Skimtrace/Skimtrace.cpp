@@ -6,7 +6,7 @@
 
 namespace Skimtrace {
 
-// Initialized before any code runs, so that recording may begin while libraries load.
+// Initialized before any code runs, so that recording can begin while libraries load.
 constinit Ring ring{};
 
 namespace {

@@ -18,7 +18,7 @@ namespace Skimtrace {
 /// Records kept; older ones are overwritten.
 inline constexpr std::size_t kCapacity = 4096;
 
-/// Names of more bytes are cut in the record.
+/// Longer names are truncated to this many bytes in the record.
 inline constexpr std::size_t kNameBytes = 31;
 
 /// The names that a record carries, such as policy, match and flow.
@@ -28,7 +28,7 @@ struct Names {
     std::string_view third{};
 };
 
-/// A name in a record, cut to its room.
+/// A name in a record, truncated to kNameBytes.
 class ShortName {
   public:
     void is(std::string_view name) noexcept {
@@ -49,8 +49,8 @@ class ShortName {
     [[nodiscard]] std::string_view text() const noexcept { return {bytes_, size_}; }
 
   private:
-    /// Copies `count` bytes, Width to twice that many, as two pieces that may overlap: a fixed
-    /// width is an instruction, where a counted copy is a call.
+    /// Copies `count` bytes, from Width to twice Width, as two pieces that may overlap: a copy of
+    /// fixed width is one instruction, a counted one is a call.
     template <std::size_t Width>
     void copyEnds(char const *from, std::size_t count) noexcept {
         std::memcpy(bytes_, from, Width);
@@ -61,7 +61,7 @@ class ShortName {
     char bytes_[kNameBytes];
 };
 
-/// Takes two cache lines, so that its place is found by a shift.
+/// Takes two cache lines, so that a shift finds its place.
 struct alignas(128) Record {
     char const *format;
     std::uint32_t number;
@@ -71,22 +71,22 @@ struct alignas(128) Record {
 /// The process's one ring.
 struct Ring {
     std::array<Record, kCapacity> records;
-    std::uint64_t recorded; // in all; the next record's place is this modulo the capacity
+    std::uint64_t recorded; // total; the next record goes to this modulo kCapacity
 };
 PLATFORM_API extern Ring ring;
 
 /// A place in the code whose entries are recorded and counted, such as the beginning of a handler.
-/// A static variable of its function, so that it lives as long as the process:
+/// Define it as a static variable of its function, so that it lives as long as the process:
 ///
 ///     static constinit Skimtrace::Point entered("UmoNatFlowMatchSm::handleNatFlow policy %s");
 ///     entered.record({policy_});
 class PLATFORM_API Point {
   public:
-    /// `format` must be a string literal; in it the dump replaces each "%s" with the next name,
-    /// and each "%u" with the number. Its first word names the place.
+    /// `format` must be a string literal. The dump replaces in it each "%s" with the next name, and
+    /// each "%u" with the number. Its first word names the place.
     constexpr explicit Point(char const *format) noexcept : format_(format) {}
 
-    /// Records one entry. In line: the call would cost as much again.
+    /// Records one entry. Inline: a call would double the cost.
     void record(Names const &names = {}, std::uint32_t number = 0) noexcept {
         if (entries_++ == 0) [[unlikely]] {
             joinEntered();
@@ -102,7 +102,7 @@ class PLATFORM_API Point {
     /// The first word of the format.
     [[nodiscard]] std::string_view name() const noexcept;
 
-    /// How often the place was entered since the process began.
+    /// How often the place was entered since the process started.
     [[nodiscard]] std::uint64_t entries() const noexcept { return entries_; }
 
   private:
@@ -112,13 +112,13 @@ class PLATFORM_API Point {
 
     char const *format_;
     std::uint64_t entries_ = 0;
-    Point const *enteredBefore_ = nullptr; // the next in the list of all that were entered
+    Point const *enteredBefore_ = nullptr; // the next in the list of entered places
 };
 
-/// All places that were entered since the process began, by name.
+/// All places that were entered since the process started, in order of name.
 PLATFORM_API std::vector<Point const *> points();
 
-/// Writes the newest `count` records, oldest first, a line each: running number, then the text.
+/// Writes the newest `count` records, oldest first, a line each: its number, then the text.
 PLATFORM_API void dump(std::ostream &out, std::size_t count = kCapacity);
 
 } // namespace Skimtrace

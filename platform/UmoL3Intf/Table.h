@@ -10,7 +10,7 @@
 
 namespace UmoL3Intf {
 
-/// The id of a layer-3 interface. An SVI's has the number of its VLAN.
+/// The id of a layer-3 interface. An SVI's id is the number of its VLAN.
 class PLATFORM_API L3Id {
   public:
     explicit L3Id(std::uint16_t value) noexcept : value_(value) {}
@@ -36,7 +36,7 @@ struct std::hash<UmoL3Intf::L3Id> {
 
 namespace UmoL3Intf {
 
-/// The L3 interfaces: which interface has which id, and the other way round.
+/// The L3 interfaces: the id of each interface, and the interface of each id.
 class PLATFORM_API Table final : public Mox::Entity {
     MOX_VALUES(Nexo::IntfId, L3Id, intfL3Index)
     MOX_VALUES(L3Id, Nexo::IntfId, routedPortName)

@@ -8,15 +8,14 @@
 
 namespace Vyr {
 
-/// A moment, as the time since the clock's beginning. Whole nanoseconds, so that intervals add
-/// up exactly.
+/// A point in time: whole nanoseconds since the clock's start, so that intervals add up exactly.
 using Time = std::chrono::nanoseconds;
 
-/// A delay in the scheduler's own unit, rounded to the nanosecond. A negative delay, or none that
-/// is a number, is none; one of more than a century is a century.
+/// A delay in the scheduler's own unit, rounded to the nanosecond. A negative or NaN delay becomes
+/// 0; a delay of more than 100 years of 365 days becomes 100 years.
 [[nodiscard]] PLATFORM_API Time timeOf(Mox::Seconds delay) noexcept;
 
-/// What the scheduler takes the time from. Never goes back.
+/// The scheduler's source of time. Never goes back.
 class PLATFORM_API Clock : public Mox::PtrInterface {
   public:
     [[nodiscard]] virtual Time now() const = 0;
@@ -31,12 +30,12 @@ class PLATFORM_API SteadyClock final : public Clock {
     [[nodiscard]] Time now() const override;
 };
 
-/// A clock that stands still until it is told to move: for simulations and tests.
+/// A clock that moves only when it is advanced, for simulations and tests.
 class PLATFORM_API VirtualClock final : public Clock {
   public:
     [[nodiscard]] Time now() const override { return now_; }
 
-    /// Moves on to `time`; a time that has passed leaves the clock as it is.
+    /// Moves the clock to `time`; does nothing if that time has passed.
     void advanceTo(Time time) noexcept;
 
   private:

@@ -11,10 +11,10 @@
 
 namespace Vyr {
 
-/// A piece of work that the scheduler runs later. A run is published to the task's subscribers
-/// as a change of `runAttribute`; their handlers do the work, and may ask and schedule the task
-/// meanwhile. A task has at most one pending run. Until its notifications are switched on, a run
-/// that falls due passes unpublished.
+/// A piece of work that the scheduler runs later. A run is published to the task's subscribers as a
+/// change of `runAttribute`. Their handlers do the work, and may query and schedule the task
+/// meanwhile. A task has at most one pending run. While its notifications are off, a due run is
+/// dropped without being published.
 class PLATFORM_API Task : public Mox::Entity {
     MOX_PUBLISHES_SCALAR(run)
 
@@ -22,10 +22,10 @@ class PLATFORM_API Task : public Mox::Entity {
     [[nodiscard]] unsigned priority() const noexcept { return priority_; }
     [[nodiscard]] Pelo::String nameString() const override { return name_; }
 
-    /// Runs the task as soon as the scheduler allows, instead of the run that was pending.
+    /// Runs the task as soon as the scheduler allows. Replaces a pending run.
     void scheduleTask();
 
-    /// True while a run is pending. Inside a run it is false until the task is scheduled anew.
+    /// True while a run is pending. Inside a run it is false until the task is scheduled again.
     [[nodiscard]] bool taskScheduled() const noexcept { return pending_.has_value(); }
 
     /// True while a run is being published.
@@ -34,7 +34,7 @@ class PLATFORM_API Task : public Mox::Entity {
     /// True when the current run has used up the scheduler's time slice; false outside a run.
     [[nodiscard]] bool taskShouldYield() const;
 
-    /// Accounts `units` of work done, for the task's statistics.
+    /// Adds `units` to the work done, for the task's statistics.
     void taskWorkCountInc(std::uint64_t units) noexcept { workCount_ += units; }
     [[nodiscard]] std::uint64_t taskWorkCount() const noexcept { return workCount_; }
 
@@ -60,10 +60,10 @@ class PLATFORM_API Task : public Mox::Entity {
 /// A task that runs once after a delay.
 class PLATFORM_API TimerTask final : public Task {
   public:
-    /// `priority` is for whoever asks: tasks that are due run in the order of due time.
+    /// `priority` is for information only: due tasks run in order of due time.
     TimerTask(Mox::Ptr<TaskScheduler> scheduler, unsigned priority, Pelo::String name);
 
-    /// Runs the task once after `delay`, instead of the run that was pending.
+    /// Runs the task once after `delay`. Replaces a pending run.
     void scheduleTaskDelay(Mox::Seconds delay) { scheduleIn(delay); }
 
     /// Cancels the pending run, if there is one.

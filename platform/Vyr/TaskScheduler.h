@@ -15,9 +15,9 @@ namespace Vyr {
 
 class Task;
 
-/// Runs tasks when they are due, on the thread of the event loop that drives it: in order of due
-/// time, those due at the same time in the order in which they were scheduled. The event loop
-/// asks `nextDue` how long it may sleep and then calls `runDueTasks`; a simulation calls
+/// Runs tasks when they are due, on the thread of the event loop that drives it. They run in order
+/// of due time; those due at the same time run in the order in which they were scheduled. The event
+/// loop asks `nextDue` how long it may sleep and then calls `runDueTasks`; a simulation calls
 /// `runUntil`.
 class PLATFORM_API TaskScheduler final : public Mox::PtrInterface {
   public:
@@ -25,16 +25,16 @@ class PLATFORM_API TaskScheduler final : public Mox::PtrInterface {
 
     [[nodiscard]] Time now() const { return clock_->now(); }
 
-    /// When the next run is due; nothing while no task is scheduled.
+    /// When the next run is due; nothing if no task is scheduled.
     [[nodiscard]] std::optional<Time> nextDue() const;
 
-    /// Runs what is due now. A run that is scheduled meanwhile waits for the next call, even if
-    /// it is due at once, so that a task that yields lets the event loop go round. Returns the
-    /// number of runs.
+    /// Runs what is due now. A run that is scheduled meanwhile waits for the next call, even if it
+    /// is due at once, so that a task that yields lets the event loop continue. Returns the number
+    /// of runs.
     std::size_t runDueTasks();
 
-    /// Moves `clock`, which must be the one this scheduler goes by, on to `time` and runs
-    /// everything that falls due on the way, each at its due time. Returns the number of runs.
+    /// Moves `clock`, which must be the clock of this scheduler, to `time`, and runs every task
+    /// that becomes due, each at its due time. Returns the number of runs.
     std::size_t runUntil(VirtualClock &clock, Time time);
 
     /// How long a task may run before it should yield; 10 ms by default.
@@ -44,7 +44,7 @@ class PLATFORM_API TaskScheduler final : public Mox::PtrInterface {
   private:
     friend class Task;
 
-    /// The place of a pending run in the order of running.
+    /// The position of a pending run in the order of runs.
     struct Turn {
         Time due;
         std::uint64_t number; // counts the schedulings
@@ -61,14 +61,15 @@ class PLATFORM_API TaskScheduler final : public Mox::PtrInterface {
     std::map<Turn, Task *> pending_; // a task leaves when it is destroyed
 };
 
-/// Where the process's scheduler is found.
+/// Gives access to the process's scheduler.
 class PLATFORM_API TaskSchedulerRoot {
   public:
     /// The process's scheduler; the first call makes one on the steady clock.
     static Mox::Ptr<TaskScheduler> findOrCreateScheduler();
 
-    /// Makes `scheduler` the process's, to be called before anything asks for it: a simulation
-    /// installs one on its own clock. Null forgets the one before; tasks made with it keep it.
+    /// Installs `scheduler` as the process's. Call it before anything requests the scheduler; a
+    /// simulation installs one on its own clock. Null removes the present one; tasks made with it
+    /// keep it.
     static void schedulerIs(Mox::Ptr<TaskScheduler> const &scheduler);
 };
 

@@ -14,18 +14,18 @@
 
 namespace Mox {
 
-/// The storage under Collection and Set: records in the order of their insertion, side by side,
-/// and beside them, from the ninth record on, a hashed index of places.
+/// The storage of Collection and Set: contiguous records in order of insertion and, from the ninth
+/// record on, a hashed index of their places.
 ///
-/// A record has a `key` and can be moved. A removed record leaves a dead place behind, so that
-/// removal is O(1) and disturbs no walk; when more places are dead than alive the table closes
-/// up and moves its walkers along. All operations are amortized O(1); a lookup allocates nothing,
-/// and a table of steady size nothing at all.
+/// A record has a `key` and can be moved. A removed record leaves a dead place, so that removal is
+/// O(1) and disturbs no walk. When more places are dead than alive, the table removes the dead ones
+/// and adjusts its walkers. All operations are amortized O(1). A lookup allocates nothing, and
+/// neither does a table of steady size.
 template <class Record>
 class DenseTable {
     struct Place {
         Record record;
-        std::uint32_t hash; // with kLive set; 0 where the record was taken out
+        std::uint32_t hash; // with kLive set; 0 where the record was removed
     };
 
   public:
@@ -40,18 +40,18 @@ class DenseTable {
             walker->next_ = walker->end_ = nullptr;
         }
         walkers_ = nullptr;
-        // A record's destructor may look into the table: it finds it empty already.
+        // A record's destructor may look into the table, and then finds it empty.
         std::vector<Place> released(std::move(places_));
         index_.reset();
         live_ = 0;
-        for (Place &place : released) { // in order, which a vector's own end leaves open
+        for (Place &place : released) { // in order, unlike a vector's destructor
             [[maybe_unused]] Record const last(std::move(place.record));
         }
     }
 
     [[nodiscard]] std::size_t size() const noexcept { return live_; }
 
-    /// The record of `key`, or null. Valid until the table changes; its key must stay as it is.
+    /// The record of `key`, or null. Valid until the table changes; its key must not change.
     [[nodiscard]] Record const *find(Key const &key) const noexcept {
         std::size_t const place = placeOf(key, hashOf(key));
         return place == kNone ? nullptr : &places_[place].record;
@@ -80,8 +80,7 @@ class DenseTable {
         return places_.back().record;
     }
 
-    /// Takes the record of `key`, if there is one, out of the table and hands it over. `key` may
-    /// be the record's own.
+    /// Removes and returns the record of `key`, if there is one. `key` may be the record's own.
     std::optional<Record> take(Key const &key) {
         std::uint32_t const hash = hashOf(key);
         std::size_t const place = placeOf(key, hash);
@@ -102,7 +101,7 @@ class DenseTable {
         return taken;
     }
 
-    /// Moves all records to the empty table `taken`; walks under way find nothing left to visit.
+    /// Moves all records to the empty table `taken`; current walks have nothing left to visit.
     void takeAll(DenseTable &taken) noexcept {
         std::swap(places_, taken.places_);
         std::swap(index_, taken.index_);
@@ -113,9 +112,8 @@ class DenseTable {
         }
     }
 
-    /// One walk over the records. It visits every record that is in the table from its beginning
-    /// to its end exactly once, in the order of insertion, whatever else happens to the table
-    /// meanwhile; records appended on the way are visited too.
+    /// One walk over the records, in order of insertion. It visits each record that stays in the
+    /// table exactly once, whatever else changes. It also visits records appended during the walk.
     class Walker {
       public:
         explicit Walker(DenseTable const &table) noexcept
@@ -157,7 +155,7 @@ class DenseTable {
         friend class DenseTable;
 
         void enter(DenseTable const &table) noexcept {
-            // g++ 12 does not see that the destructor takes the address out again.
+            // g++ 12 does not see that the destructor removes the address again.
 #if defined(__GNUC__) && !defined(__clang__)
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdangling-pointer"
@@ -168,10 +166,10 @@ class DenseTable {
 #endif
         }
 
-        Place const *next_; // to look at; the table keeps both right when places move
+        Place const *next_; // the table updates both when places move
         Place const *end_;
         std::size_t position_ = 0; // of next_, while places move
-        DenseTable const *table_;  // null once the table is gone
+        DenseTable const *table_;  // null once the table is destroyed
         Walker *nextWalker_;
     };
 
@@ -180,14 +178,14 @@ class DenseTable {
     static constexpr std::size_t kSmall = 8; // up to here a scan is as fast as an index
     static constexpr std::size_t kNone = ~std::size_t{0};
 
-    /// Small records get room for a few at once: that takes no more than the allocator hands out.
+    /// Room for several small records at once: the allocator rounds small requests up anyway.
     static constexpr std::size_t kFirstRoom = sizeof(Place) >= 24 ? 1 : 56 / sizeof(Place);
 
-    // A place in the index is one number: the position in `places_` (plus 2) in its low bits and
-    // as much of the hash as there is room for above, which spares most looks at a wrong record.
-    // The topmost bit is of the hash and kLive, so that places without a record match no hash.
-    // Lookups take kStride places at once, which costs less than a branch for each; the first
-    // places are repeated behind the last for them.
+    // An index entry is one number: the position in `places_` plus 2 in its low bits, and above
+    // them as many bits of the hash as fit, which avoid most comparisons with a wrong record. The
+    // top bit is kLive of the hash, so that entries without a record match no hash. A lookup
+    // compares kStride entries at once, which costs less than a branch for each; for this the first
+    // entries are repeated after the last.
     static constexpr std::uint32_t kEmpty = 0;
     static constexpr std::uint32_t kDeleted = 1;
     static constexpr std::uint32_t kFirstPosition = 2;
@@ -259,7 +257,7 @@ class DenseTable {
         places_.push_back(Place{std::move(record), hash});
     }
 
-    /// Before and after places move or go.
+    /// Save and restore the walkers' positions when places move.
     void walkersLeave() noexcept {
         for (Walker *walker = walkers_; walker != nullptr; walker = walker->nextWalker_) {
             walker->position_ = static_cast<std::size_t>(walker->next_ - places_.data());
@@ -272,7 +270,8 @@ class DenseTable {
         }
     }
 
-    /// The last record has gone, and with it go the dead places and what a large table took.
+    /// After the last record was removed: removes the dead places, and frees the memory of a large
+    /// table.
     void clearPlaces() noexcept {
         places_.clear();
         if (index_ != nullptr) {
@@ -285,7 +284,7 @@ class DenseTable {
         }
     }
 
-    /// Closes up the dead places and sizes the index for half as many records again.
+    /// Removes the dead places and sizes the index for at least half as many records again.
     void rebuild() {
         std::uint32_t const indexSize =
             live_ < kSmall ? 0 : static_cast<std::uint32_t>(std::bit_ceil(live_ * 3));

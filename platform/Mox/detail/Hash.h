@@ -8,16 +8,17 @@
 
 namespace Mox {
 
-/// The hash of a collection key: std::hash of the key, spread over 32 bits. std::hash leaves
-/// integers and pointers as they are, which would crowd a table that probes neighbouring places.
+/// The hash of a collection key: std::hash of the key, spread over 32 bits. std::hash returns
+/// integers and pointers unchanged, which would form clusters in a table that probes neighbouring
+/// places.
 template <class Key>
 std::uint32_t hashOf(Key const &key) noexcept {
     std::uint64_t const spread = std::uint64_t{std::hash<Key>()(key)} * 0x9E3779B97F4A7C15U;
     return static_cast<std::uint32_t>(spread >> 32U);
 }
 
-/// The hash of a name: two words of it at a time, the last ones overlapping, are multiplied to
-/// twice their width and folded. Names are looked up often; std::hash takes twice as long.
+/// The hash of a name: multiplies two words at a time to double width and folds the product; the
+/// last words may overlap. Names are looked up often, and std::hash takes twice as long.
 inline std::uint32_t hashOf(std::string const &name) noexcept {
     constexpr std::uint64_t kOdd = 0x9E3779B97F4A7C15U;
     auto const folded = [](std::uint64_t a, std::uint64_t b) {

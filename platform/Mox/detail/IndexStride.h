@@ -8,7 +8,7 @@
 
 namespace Mox {
 
-/// Neighbouring places of a table's index, looked at together.
+/// Compares neighbouring entries of a table's index at once.
 struct IndexStride {
     static constexpr std::uint32_t kWidth = 4;
 

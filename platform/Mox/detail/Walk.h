@@ -5,9 +5,8 @@ namespace Mox {
 /// The end of every walk over a collection.
 struct WalkEnd {};
 
-/// One walk over a Collection or a Set, as the range-for statement makes it: `Walker` is the
-/// walk over the storage, `View` what the loop is given for a record. See DenseTable::Walker for
-/// what a walk survives.
+/// A range-for walk over a Collection or a Set. `Walker` walks over the storage, `View` makes what
+/// the loop gets for a record. See DenseTable::Walker for what a walk survives.
 template <class Walker, class View>
 class Walk {
   public:

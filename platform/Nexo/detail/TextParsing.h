@@ -8,12 +8,12 @@
 #include <string_view>
 #include <system_error>
 
-/// How the value types of this folder read text; private to their sources. Reading is strict: a
-/// text either is wholly of the expected form or is refused, so that a slip in a configuration
-/// shows where it was made and not later as a wrong address.
+/// Text parsing for the value types of this folder; private to their sources. Parsing is strict: a
+/// text that is not entirely of the expected form is refused, so that a typing error in a
+/// configuration is reported at once and not found later as a wrong address.
 namespace Nexo::detail {
 
-/// The whole of `text` as an unsigned number of that base; nothing if there is anything else in it.
+/// All of `text` as an unsigned number of that base; nothing if it is not one.
 inline std::optional<std::uint32_t> parseUnsigned(std::string_view text, int base) {
     std::uint32_t value = 0;
     char const *const end = text.data() + text.size();
@@ -35,15 +35,15 @@ inline std::optional<std::uint32_t> parseDecimal(std::string_view text, std::uin
     return value && *value >= min && *value <= max ? value : std::nullopt;
 }
 
-/// Yields the fields of a text one by one. A text with n separators has n + 1 fields, of which
-/// any may be empty. The text must outlive the walk.
+/// Yields the fields of a text one by one. A text with n separators has n + 1 fields; any may be
+/// empty. The text must outlive this object.
 class Fields {
   public:
     Fields(std::string_view text, char separator) : rest_(text), separator_(separator) {}
 
     bool done() const { return done_; }
 
-    /// The next field; an empty one when there is none left.
+    /// The next field; empty if none is left.
     std::string_view next() {
         auto const length = rest_.find(separator_);
         auto const field = rest_.substr(0, length);
