@@ -1,6 +1,12 @@
+#include "Bridging/Config.h"
+#include "Bridging/Topology.h"
+#include "Ip/NatFlowType.h"
+#include "Ip/NatPortSets.h"
 #include "Ip/NatStatus.h"
 
 #include <gtest/gtest.h>
+
+#include <sstream>
 
 namespace {
 
@@ -13,6 +19,16 @@ void hear(void * /*context*/, Pelo::Change const &change) {
     auto const *const name = change.keyOf(NatFlowMatchStatus::actionAttribute);
     heard += name != nullptr ? *name : change.isOf(NatFlowMatchStatus::flowAttribute) ? "f" : "i";
     EXPECT_TRUE(!held || held->references() > 1) << "released before published";
+}
+
+/// The names of the first eight numbers; a number without one is printed as it is.
+template <class Enum>
+std::string names() {
+    std::ostringstream out;
+    for (int number = 0; number < 8; ++number) {
+        out << static_cast<Enum>(number) << ' ';
+    }
+    return out.str();
 }
 
 TEST(Attributes, PublishOnChangeOnlyAndBeforeRelease) {
@@ -35,6 +51,30 @@ TEST(Attributes, PublishOnChangeOnlyAndBeforeRelease) {
     match->actionDelAll();
     EXPECT_EQ(heard, "abfifiiab");
     held = nullptr;
+
+    auto const portSet = Mox::make<Ip::Nat::NatFlowPortSet>(std::uint16_t{10});
+    std::string intfs;
+    Pelo::Subscriber toPortSet{[](void *to, Pelo::Change const &change) {
+                                   auto const *const intf =
+                                       change.keyOf(Ip::Nat::NatFlowPortSet::intfAttribute);
+                                   *static_cast<std::string *>(to) += intf->shortName() + " ";
+                               },
+                               &intfs};
+    portSet->notifier().subscriberAdd(toPortSet);
+    for (char const *const intf : {"Et1", "Et2", "Et3", "Et3"}) {
+        portSet->intfIs(Nexo::IntfId(intf));
+    }
+    portSet->intfDel(Nexo::IntfId("Et1"));
+    portSet->intfDelAll();
+    EXPECT_EQ(intfs, "Et1 Et2 Et3 Et1 Et2 Et3 ");
+}
+
+TEST(Enumerators, HaveTheNumbersThatOtherSoftwareKnows) {
+    EXPECT_EQ(names<Ip::Nat::NatFlowType>(),
+              "natFlowTypeUnicast natFlowTypeMulticast natFlowTypeNone 3 4 5 6 7 ");
+    EXPECT_EQ(names<Bridging::SwitchportMode>(), "access trunk dot1qTunnel 3 4 5 routed 7 ");
+    EXPECT_EQ(names<Bridging::Topology::PortState>(),
+              "disabled blocking learning forwarding 4 5 6 7 ");
 }
 
 } // namespace

@@ -1,7 +1,4 @@
-#include "Pelo/Publisher.h"
 #include "tests/support/NatSwitch.h"
-
-#include <functional>
 
 using testing::Contains;
 using testing::EndsWith;
@@ -46,21 +43,14 @@ TEST(Backlog, WhatHandlersAddWaitsAndNothingTakesTheTurnOfAnActionThatGoes) {
     auto const queue = [&](char const *name) {
         sw.sm().actionSmUpdateBacklogIs(&sw.actionSm("m", name));
     };
-    std::function<void()> onA = [&] {
-        queue("a"); // itself: dequeued all the same
-        queue("b"); // is still to come
+    auto const hwMatch = sw.hw->natFlow("p")->match("m");
+    OnChange const passA(*hwMatch->action("a"), [&] { // a pass records port sets anew
+        queue("a");                                   // itself: dequeued all the same
+        queue("b");                                   // is still to come
         queue("c");
         sw.removeAction("m", "d");
-    };
-    std::function<void()> onB = [&] { queue("a"); }; // was handled before
-    // A pass records port sets anew.
-    auto const call = [](void *work, Pelo::Change const &) {
-        (*static_cast<std::function<void()> *>(work))();
-    };
-    Pelo::Subscriber passA{call, &onA}, passB{call, &onB};
-    auto const hwMatch = sw.hw->natFlow("p")->match("m");
-    hwMatch->action("a")->notifier().subscriberAdd(passA);
-    hwMatch->action("b")->notifier().subscriberAdd(passB);
+    });
+    OnChange const passB(*hwMatch->action("b"), [&] { queue("a"); }); // was handled before
     for (char const *name : {"a", "d", "b"}) {
         queue(name);
     }
@@ -88,6 +78,7 @@ TEST(Backlog, OnlyARunOfItsOwnTaskHandlesAnything) {
     EXPECT_EQ(sw.queued(), "w ");
     sw.sm().actionSmUpdateBacklogTaskDel();
     sw.sm().actionSmUpdateBacklogDelAll();
+    EXPECT_EQ(sw.queued(), "");
     sw.sm().notifyActionSmVlan(7); // queues, and has nothing to schedule
     EXPECT_EQ(sw.queued(), "w ");
     EXPECT_FALSE(sw.scheduler->nextDue());
@@ -133,7 +124,9 @@ TEST(ActionIndex, EntriesOutsideItAreLeftAloneByWithdrawalsAndByThemAlone) {
     sw.sm().actionVlanIs(1, outside); // filled first, then joined
     sw.sm().delActionSm(a);
     EXPECT_FALSE(sw.sm().actionVlan(1));
+    auto const outsideToo = umoNatflowActionSmMacFactory(macOf(kMac));
     outside->actionSmIs(a);
+    outsideToo->actionSmIs(a);
     sw.removeAction("w", "a");
-    EXPECT_TRUE(outside->actionSm().empty());
+    EXPECT_TRUE(outside->actionSm().empty() && outsideToo->actionSm().empty());
 }

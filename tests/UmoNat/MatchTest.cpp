@@ -1,3 +1,4 @@
+#include "Mox/LogEvent.h"
 #include "tests/support/NatSwitch.h"
 
 #include <stdexcept>
@@ -72,17 +73,55 @@ TEST(Retry, KeepsAMatchWhoseNumberChangesInItAndIsRefused) {
     EXPECT_DEATH(sw.matchSm("m").createNatFlowGroups(3), "groups == 2");
 }
 
-TEST(Tree, StaleStatusIsWipedPortSetsIncludedBeforeAnyPolicyIsSeen) {
+TEST(Tree, StaleStatusIsWipedDownToThePortSetsBeforeAnyPolicyIsSeen) {
     NatSwitch sw;
-    auto const portSets = Ip::Nat::natFlowVlanPortSetsFactory();
-    portSets->ucastPortSetIs(10);
-    portSets->mcastPortSetIs(10);
-    sw.hw->natFlowIs("p")->matchIs("old")->actionIs("a")->vlanPortSetsIs(portSets);
+    struct {
+        Mox::Ptr<Ip::Nat::HwNatFlowPolicyStatus> policy;
+        Mox::Ptr<Ip::Nat::HwNatFlowMatchStatus> match;
+        Mox::Ptr<Ip::Nat::NatFlowVlanPortSets> portSets;
+    } held[8]; // what is in no tree any more is empty, too
+    for (int i = 0; auto &[policy, match, portSets] : held) {
+        policy = sw.hw->natFlowIs(i / 4 == 0 ? "p" : "q");
+        match = policy->matchIs(i / 2 % 2 == 0 ? "m" : "n");
+        portSets = Ip::Nat::natFlowVlanPortSetsFactory();
+        portSets->ucastPortSetIs(10);
+        portSets->mcastPortSetIs(10);
+        match->actionIs(i++ % 2 == 0 ? "a" : "b")->vlanPortSetsIs(portSets);
+    }
     sw.match("new", kMulticast);
     sw.start();
-    EXPECT_TRUE(portSets->ucastPortSet().empty() && portSets->mcastPortSet().empty());
-    EXPECT_TRUE(sw.hw->natFlow("p")->match("new") && !sw.hw->natFlow("p")->match("old"));
+    for (auto const &[policy, match, portSets] : held) {
+        EXPECT_TRUE(policy->match().empty() && match->action().empty() &&
+                    portSets->ucastPortSet().empty() && portSets->mcastPortSet().empty());
+    }
+    EXPECT_TRUE(sw.hw->natFlow().size() == 1 && sw.hw->natFlow("p")->match().size() == 1);
     EXPECT_EQ(sw.takeCalls(), "");
+}
+
+TEST(Tree, GoesFromTheLeavesUpAndAtTheEndAsAWhole) {
+    RunningSwitch sw;
+    sw.vlan(10, {"Ethernet1"});
+    sw.match("m", kMulticast).flowIs({{Nexo::IpAddr(1), 16, 1}, {Nexo::IpAddr(2), 24, 2}});
+    for (char const *const name : {"a", "b"}) {
+        sw.action("m", name, kMulticast, "10.9.9.9:5000", {{"Vlan10", kMac}});
+    }
+    auto const policy = sw.hw->natFlow("p");
+    auto const match = policy->match("m");
+    auto const action = match->action("a"); // whoever holds it sees nothing in it any more
+    auto const tell = [&](char const *what) { return [&, what] { sw.calls.push_back(what); }; };
+    OnChange const ofTree(*sw.hw, tell("tree")), ofPolicy(*policy, tell("policy")),
+        ofMatch(*match, tell("match"));
+    EXPECT_EQ(action->srcLen() + action->dstLen(), 40U);
+    sw.takeCalls();
+    sw.nat->natFlowDel("p");
+    EXPECT_EQ(sw.takeCalls(), "delete Vlan 1/1|delete Src 1/1|delete Dst 1/1|match|"
+                              "delete Vlan 1/2|delete Src 1/2|delete Dst 1/2|match|"
+                              "delete m, group 1|match|match|policy|tree|");
+    EXPECT_TRUE(action->srcNat() == Nexo::IpAndPort() && action->srcFlow() == action->srcNat() &&
+                action->dstNat() == action->srcNat() && action->dstFlow() == action->srcNat() &&
+                !action->vlanPortSets());
+    EXPECT_EQ(action->srcLen() + action->dstLen(), 0U);
+    sw.hw->natFlowIs("somebody else's");
 }
 
 TEST(Tree, AStartThatFailsLeavesNothingBehind) {
@@ -97,4 +136,78 @@ TEST(Tree, AStartThatFailsLeavesNothingBehind) {
     sw.nat->natFlowIs("q"); // nobody listens any more
     EXPECT_TRUE(sw.hw->natFlow().empty());
     EXPECT_EQ(sw.ipStatus->references(), 1U);
+}
+
+TEST(Root, NeedsItsTreeAndItsHelperButNoPoliciesAndGivesAMachineOneSetOfInputs) {
+    NatSwitch sw;
+    auto const hw = std::exchange(sw.hw, nullptr);
+    EXPECT_DEATH(sw.start(), "hwStatus\\(\\)");
+    sw.hw = hw;
+    sw.helper = nullptr;
+    EXPECT_DEATH(sw.start(), "helper\\(\\)");
+    sw.helper = sw.chip;
+    sw.match("m", kMulticast);
+    auto const nat = std::exchange(sw.nat, nullptr);
+    sw.start();
+    sw.root->handleNatFlowPolicy("p");
+    EXPECT_TRUE(sw.root->policySm().empty());
+    EXPECT_DEATH(sw.root->policySmIs({}), "policyStatus\\(\\), .*UmoNatFlowMcastSm.cpp");
+    EXPECT_DEATH(UmoNatFlowPolicySmIs({}), "policyStatus\\(\\), .*UmoNatFlowPolicySm.cpp");
+    UmoNatFlowPolicySm::Inputs inputs{nat->natFlow("p"), sw.hw, sw.root->topologySm().ptr(),
+                                      sw.chip,           {},    sw.root.ptr()};
+    sw.root->policySmIs(inputs);
+    sw.root->policySmIs(inputs); // the one that is there
+    inputs.helper = nullptr;
+    EXPECT_THROW(sw.root->policySmIs(inputs), Mox::MutatorReinstantiatingException);
+    Vyr::Task const &retry = *sw.root->unprogrammedGroupTask(),
+                    &backlog = *sw.sm().actionSmUpdateBacklogTask();
+    EXPECT_EQ(retry.nameString() + " " + backlog.nameString(),
+              "unprogrammedGroupTask actionSmUpdateBacklogTask");
+    EXPECT_EQ(retry.priority() * 10 + backlog.priority(), 44U);
+}
+
+TEST(Root, RunsWithoutHardwareByAHelperThatRefusesEveryGroup) {
+    NatSwitch sw;
+    sw.helper = Mox::make<UmoHelper::UmoNatFlowMcastHelper>("none");
+    sw.start();
+    for (char const *const destination : {kMulticast, NatSwitch::kNone}) {
+        sw.match(destination, destination);
+        sw.action(destination, "a");
+    }
+    EXPECT_EQ(sw.root->unprogrammedGroup().size(), 2U);
+    EXPECT_EQ(sw.helper->nameString(), "none");
+    EXPECT_EQ(sw.helper->updateNatFlowVlanPortSet(1, 2, nullptr), 0U);
+    EXPECT_FALSE(sw.helper->updateNatFlowSrcTranslation(1, 2, 10, {}, {}, 0) ||
+                 sw.helper->updateNatFlowDstTranslation(1, 2, 10, {}, {}, 0, {}));
+}
+
+TEST(LogEvents, AreInTheCatalogueWithTheirTextsUntilTheyGo) {
+    {
+        Mox::LogHandle const passing({});
+        EXPECT_EQ(Mox::logHandles().back(), &passing);
+    }
+    std::ostringstream catalogue;
+    for (Mox::LogHandle const *const handle : Mox::logHandles()) {
+        Mox::LogEvent const &e = handle->event();
+        catalogue << '\n'
+                  << e.name << ' ' << e.severity << ' ' << e.minimumInterval.count() << ' '
+                  << e.factor << ' ' << e.firstLimit << ' ' << e.secondLimit << '\n'
+                  << e.message << '\n'
+                  << e.explanation << '\n'
+                  << e.recommendedAction;
+    }
+    EXPECT_EQ(catalogue.str(), R"(
+NAT_HW_RESOURCE_NORMAL 6 0 1 0 0
+All NAT rules are programmed in hardware
+The switch was able to program all the NAT rules in the NAT table
+No action is required.
+NAT_HW_RESOURCE_FULL 3 0 1 0 0
+Hardware resources are insufficient to program all NAT rules
+The switch is unable to program all NAT rules due to insufficient hardware resources.
+Reconfigure your NAT rules to reduce the size and/or complexity of the NAT rules.
+NAT_RULE_IF_MAX 3 0 1 0 0
+The active number of interfaces associated with the NAT rule: '%s', has exceeded the maximum. )"
+                               R"(Cannot add VLAN %d. Interface count: %d, Maximum interfaces: %d.
+The maximum number of active interfaces associated with the NAT rule has been reached.
+Remove the NAT rule from any interface not currently in use.)");
 }

@@ -1,6 +1,7 @@
 #include "UmoNat/UmoNatFlowMcastTopologySmMapping.h"
 #include "tests/support/NatSwitch.h"
 
+#include <array>
 #include <stdexcept>
 
 using testing::EndsWith;
@@ -11,30 +12,39 @@ using namespace TestSupport;
 static VlanId const vlan10(10);
 
 TEST(Topology, ChangesGoUnheardWhileItIsInactiveAndAfterItsEnd) {
+    std::pair<std::uint16_t, std::array<char const *, 2>> const vlans[] = {
+        {10, {"Ethernet1", "Ethernet2"}}, {20, {"Ethernet3", "Ethernet4"}}};
     for (bool const gone : {false, true}) {
         RunningSwitch sw;
         TraceRecorder trace("UmoNatFlowMcastTopologySm/0-9");
-        auto const changeAll = [&](char const *mac) {
-            sw.portState(10, et1, PortState::blocking);
-            sw.switchport("Ethernet1", SwitchportMode::access, 1);
-            sw.ip(IntfId("Vlan10"), false);
-            sw.vlanStatusDir->vlanStatus(vlan10)->vlanPortStatusDel(et2);
-            sw.learn(10, mac, "Ethernet1");
-            (*sw.topology->vidToTopoMap(vlan10))->topoPortConfigDel(et2);
-            sw.l3Table->intfL3IndexDel(IntfId("Vlan10"));
-            sw.vlan(10, {"Ethernet1", "Ethernet2"}); // all back, in another topology of that name
+        auto const changeAll = [&](std::uint16_t mac) {
+            for (auto const &[vlan, ports] : vlans) {
+                IntfId const first(ports[0]), second(ports[1]), svi("Vlan" + std::to_string(vlan));
+                sw.portState(vlan, first, PortState::blocking);
+                sw.switchport(ports[0], SwitchportMode::access, 1);
+                sw.ip(svi, false);
+                sw.vlanStatusDir->vlanStatus(VlanId(vlan))->vlanPortStatusDel(second);
+                sw.learn(vlan, Nexo::EthAddr(mac).stringValue().c_str(), ports[0]);
+                (*sw.topology->vidToTopoMap(VlanId(vlan)))->topoPortConfigDel(second);
+                sw.l3Table->intfL3IndexDel(svi);
+                sw.vlan(vlan, {ports[0], ports[1]}); // all back, in another topology of that name
+            }
         };
-        sw.vlan(10, {"Ethernet1", "Ethernet2"});
-        changeAll("00:00:00:00:00:0a");
+        for (auto const &[vlan, ports] : vlans) {
+            sw.vlan(vlan, {ports[0], ports[1]});
+        }
+        changeAll(10);
         EXPECT_NE(storyOf(trace.messages), "");
         gone ? sw.stop() : sw.sm().hasNotificationActiveIs(false);
         trace.messages.clear();
-        changeAll("00:00:00:00:00:0b");
-        sw.vlanStatusDir->vlanStatusDel(vlan10);
-        sw.bridgingConfig->switchIntfConfigDel(et1);
-        sw.bridgingStatus->fdbStatusDel(Bridging::Fid(10));
-        sw.topology->vidToTopoMapDel(vlan10);
-        sw.ipStatus->ipIntfStatusDel(IntfId("Vlan10"));
+        changeAll(11);
+        for (auto const &[vlan, ports] : vlans) {
+            sw.vlanStatusDir->vlanStatusDel(VlanId(vlan));
+            sw.bridgingConfig->switchIntfConfigDel(IntfId(ports[0]));
+            sw.bridgingStatus->fdbStatusDel(Bridging::Fid(vlan));
+            sw.topology->vidToTopoMapDel(VlanId(vlan));
+            sw.ipStatus->ipIntfStatusDel(IntfId("Vlan" + std::to_string(vlan)));
+        }
         sw.ipStatus->ipIntfStatusIs(IntfId("Loopback0"));
         EXPECT_EQ(storyOf(trace.messages), "");
     }
@@ -43,10 +53,15 @@ TEST(Topology, ChangesGoUnheardWhileItIsInactiveAndAfterItsEnd) {
 TEST(Topology, AReactorThatEndsByItselfTellsItsVlans) {
     RunningSwitch sw;
     sw.vlan(10, {});
-    TraceRecorder trace("UmoNatFlowMcastTopologySm/3,UmoNatFlowMcastTopologySm/5");
+    sw.vlanStatusDir->vlanStatusIs(vlan10);
+    sw.topology->vidToTopoMapIs(VlanId(4094), *sw.topology->vidToTopoMap(vlan10));
+    TraceRecorder trace("UmoNatFlowMcastTopologySm/3,UmoNatFlowMcastTopologySm/5,"
+                        "UmoNatFlowMcastTopologySm/6");
     sw.sm().topoConfigDel("10");
+    EXPECT_FALSE(sw.sm().validVlan(10));
     EXPECT_EQ(storyOf(trace.messages),
-              "handleTopologyDel, topology: 10|Updated vlan 10|> Vlan 10|");
+              "handleTopologyDel, topology: 10|Updated vlan 10|> Vlan 10|Updated vlan 4094|"
+              "> Vlan 4094|McastTopology::validVlan, vlan: 10|No moxTopo config for vlan 10|");
     EXPECT_DEATH(sw.sm().handleVidToTopoMap(vlan10), "Assertion failed: ttc");
 }
 
