@@ -112,16 +112,16 @@ TEST(Tree, GoesFromTheLeavesUpAndAtTheEndAsAWhole) {
     OnChange const ofTree(*sw.hw, tell("tree")), ofPolicy(*policy, tell("policy")),
         ofMatch(*match, tell("match"));
     EXPECT_EQ(action->srcLen() + action->dstLen(), 40U);
+    sw.hw->natFlowIs("of somebody else");
     sw.takeCalls();
-    sw.nat->natFlowDel("p");
+    sw.stop();
     EXPECT_EQ(sw.takeCalls(), "delete Vlan 1/1|delete Src 1/1|delete Dst 1/1|match|"
                               "delete Vlan 1/2|delete Src 1/2|delete Dst 1/2|match|"
-                              "delete m, group 1|match|match|policy|tree|");
+                              "delete m, group 1|match|match|policy|tree|tree|");
     EXPECT_TRUE(action->srcNat() == Nexo::IpAndPort() && action->srcFlow() == action->srcNat() &&
                 action->dstNat() == action->srcNat() && action->dstFlow() == action->srcNat() &&
                 !action->vlanPortSets());
     EXPECT_EQ(action->srcLen() + action->dstLen(), 0U);
-    sw.hw->natFlowIs("somebody else's");
 }
 
 TEST(Tree, AStartThatFailsLeavesNothingBehind) {
@@ -164,6 +164,9 @@ TEST(Root, NeedsItsTreeAndItsHelperButNoPoliciesAndGivesAMachineOneSetOfInputs) 
     EXPECT_EQ(retry.nameString() + " " + backlog.nameString(),
               "unprogrammedGroupTask actionSmUpdateBacklogTask");
     EXPECT_EQ(retry.priority() * 10 + backlog.priority(), 44U);
+    EXPECT_EQ(sw.root->unprogrammedGroupTaskDelay(), Mox::Seconds(10));
+    EXPECT_EQ(sw.sm().actionSmUpdateBacklogTaskInterval(), Mox::Seconds(0.1));
+    EXPECT_EQ(sw.sm().actionSmUpdateBacklogTaskLimit(), 100U);
 }
 
 TEST(Root, RunsWithoutHardwareByAHelperThatRefusesEveryGroup) {
