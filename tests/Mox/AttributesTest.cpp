@@ -11,13 +11,18 @@
 namespace {
 
 using Ip::Nat::NatFlowMatchStatus;
+using Ip::Nat::NatFlowPortSet;
 
 std::string heard;
 Mox::Ptr<Ip::Nat::NatFlowActionStatus const> held;
 
 void hear(void * /*context*/, Pelo::Change const &change) {
     auto const *const name = change.keyOf(NatFlowMatchStatus::actionAttribute);
-    heard += name != nullptr ? *name : change.isOf(NatFlowMatchStatus::flowAttribute) ? "f" : "i";
+    auto const *const port = change.keyOf(NatFlowPortSet::intfAttribute);
+    heard += port != nullptr                                  ? port->shortName()
+             : name != nullptr                                ? *name
+             : change.isOf(NatFlowMatchStatus::flowAttribute) ? "f"
+                                                              : "?";
     EXPECT_TRUE(!held || held->references() > 1) << "released before published";
 }
 
@@ -49,24 +54,19 @@ TEST(Attributes, PublishOnChangeOnlyAndBeforeRelease) {
         action->intfDel(Nexo::IntfId("Et2"));
     }
     match->actionDelAll();
-    EXPECT_EQ(heard, "abfifiiab");
+    EXPECT_EQ(heard, "abfEt1fEt1Et1ab");
     held = nullptr;
 
-    auto const portSet = Mox::make<Ip::Nat::NatFlowPortSet>(std::uint16_t{10});
-    std::string intfs;
-    Pelo::Subscriber toPortSet{[](void *to, Pelo::Change const &change) {
-                                   auto const *const intf =
-                                       change.keyOf(Ip::Nat::NatFlowPortSet::intfAttribute);
-                                   *static_cast<std::string *>(to) += intf->shortName() + " ";
-                               },
-                               &intfs};
+    heard = "";
+    auto const portSet = Mox::make<NatFlowPortSet>(std::uint16_t{10});
+    Pelo::Subscriber toPortSet{&hear, nullptr};
     portSet->notifier().subscriberAdd(toPortSet);
     for (char const *const intf : {"Et1", "Et2", "Et3", "Et3"}) {
         portSet->intfIs(Nexo::IntfId(intf));
     }
     portSet->intfDel(Nexo::IntfId("Et1"));
     portSet->intfDelAll();
-    EXPECT_EQ(intfs, "Et1 Et2 Et3 Et1 Et2 Et3 ");
+    EXPECT_EQ(heard, "Et1Et2Et3Et1Et2Et3");
 }
 
 TEST(Enumerators, HaveTheNumbersThatOtherSoftwareKnows) {

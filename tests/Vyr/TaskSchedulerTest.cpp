@@ -93,12 +93,8 @@ TEST(TaskSchedulerRoot, MakesOneOnTheSteadyClockUnlessOneIsThere) {
     TaskSchedulerRoot::schedulerIs(nullptr);
     auto const made = TaskSchedulerRoot::findOrCreateScheduler();
     EXPECT_EQ(TaskSchedulerRoot::findOrCreateScheduler(), made);
-    Time const before = std::chrono::steady_clock::now().time_since_epoch();
-    Time const now = made->now();
+    Time const before = std::chrono::steady_clock::now().time_since_epoch(), now = made->now();
     EXPECT_TRUE(before <= now && now <= std::chrono::steady_clock::now().time_since_epoch());
-    EXPECT_EQ(made->runDueTasks(), 0U);
-    TaskSchedulerRoot::schedulerIs(nullptr);
-    EXPECT_NE(TaskSchedulerRoot::findOrCreateScheduler(), made);
     TaskSchedulerRoot::schedulerIs(nullptr);
 }
 
