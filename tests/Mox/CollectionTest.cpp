@@ -27,6 +27,7 @@ TEST(Collection, WalksWithinWalksShowEachElementOnceInOrderWhateverBecomesOfTheC
         {[&] { remove("abcdefghijklm"); }, "nopqrst"},
         {[&] { insert("ABCDEFGHIJKLMNOPQRSTUVWXYZ"); }, "ijklmnopqrstABCDEFGHIJKLMNOPQRSTUVWXYZ"},
         {[&] { tested->clear(), insert("xy"); }, "xy"},
+        {[&] { remove("tsrqponmlkjihgfedcba"), insert("xy"); }, "xy"},
         {[&] { tested.reset(); }, ""},
     };
     for (auto const &[act, behind] : cases) {

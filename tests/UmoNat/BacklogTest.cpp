@@ -117,6 +117,7 @@ TEST(ActionIndex, EntriesOutsideItAreLeftAloneByWithdrawalsAndByThemAlone) {
     RunningSwitch sw;
     auto *const a = sw.watcher("a");
     auto const outside = umoNatflowActionSmVlanFactory(1);
+    auto const outsideToo = umoNatflowActionSmMacFactory(macOf(kMac));
     outside->actionSmIs(a);
     sw.sm().addActionSmVlan(1, a); // another entry under the key
     sw.sm().delActionSm(a);
@@ -124,9 +125,18 @@ TEST(ActionIndex, EntriesOutsideItAreLeftAloneByWithdrawalsAndByThemAlone) {
     sw.sm().actionVlanIs(1, outside); // filled first, then joined
     sw.sm().delActionSm(a);
     EXPECT_FALSE(sw.sm().actionVlan(1));
-    auto const outsideToo = umoNatflowActionSmMacFactory(macOf(kMac));
     outside->actionSmIs(a);
     outsideToo->actionSmIs(a);
     sw.removeAction("w", "a");
     EXPECT_TRUE(outside->actionSm().empty() && outsideToo->actionSm().empty());
+    for (char const *const name : {"b", "c"}) {
+        outside->actionSmIs(sw.watcher(name));
+    }
+    int heard = 0;
+    OnChange const changes(*outside, [&] { ++heard; });
+    outside->actionSmDelAll();
+    EXPECT_EQ(heard, 2);
+    sw.sm().actionVlanIs(1, outside);
+    sw.sm().delActionSm(sw.watcher("c")); // has forgotten it
+    EXPECT_TRUE(sw.sm().actionVlan(1));
 }
