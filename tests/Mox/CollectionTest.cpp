@@ -57,6 +57,7 @@ TEST(Collection, DestructorOfAnElementThatLooksFindsItGoneAndLookingAllocatesNot
             auto const *const found = seen.find(key);
             EXPECT_EQ(Bench::allocations(), before);
             EXPECT_TRUE(found == nullptr || !*found) << "found itself";
+            EXPECT_TRUE(key == 0 || seen.empty()) << "those that are to go with it count";
             EXPECT_EQ(key, (*count)++) << "out of order";
         };
         children->insert(key, {&gone, look});

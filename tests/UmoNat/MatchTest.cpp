@@ -98,30 +98,38 @@ TEST(Tree, StaleStatusIsWipedDownToThePortSetsBeforeAnyPolicyIsSeen) {
     EXPECT_EQ(sw.takeCalls(), "");
 }
 
-TEST(Tree, GoesFromTheLeavesUpAndAtTheEndAsAWhole) {
+TEST(Tree, GoesFromTheLeavesUpAndWhoeverHoldsARecordSeesNothingInItAnyMore) {
     RunningSwitch sw;
     sw.vlan(10, {"Ethernet1"});
-    sw.match("m", kMulticast).flowIs({{Nexo::IpAddr(1), 16, 1}, {Nexo::IpAddr(2), 24, 2}});
-    for (char const *const name : {"a", "b"}) {
-        sw.action("m", name, kMulticast, "10.9.9.9:5000", {{"Vlan10", kMac}});
-    }
+    sw.match("m", NatSwitch::kNone).flowIs({{Nexo::IpAddr(1), 16, 1}, {{}, 24, 2}});
+    sw.action("m", "a", NatSwitch::kNone, "10.9.9.9:5000", {{"Vlan10", kMac}});
+    sw.action("m", "b", kMulticast, "10.9.9.9:5000", {{"Vlan10", kMac}});
     auto const policy = sw.hw->natFlow("p");
     auto const match = policy->match("m");
-    auto const action = match->action("a"); // whoever holds it sees nothing in it any more
+    std::pair<Mox::Ptr<Ip::Nat::HwNatFlowActionStatus>, Mox::Ptr<Ip::Nat::NatFlowVlanPortSets>>
+        held[] = {{match->action("a"), {}}, {match->action("b"), {}}};
+    for (auto &[action, portSets] : held) {
+        portSets = action->vlanPortSets();
+        EXPECT_EQ(action->srcLen() + action->dstLen(), 40U);
+    }
     auto const tell = [&](char const *what) { return [&, what] { sw.calls.push_back(what); }; };
     OnChange const ofTree(*sw.hw, tell("tree")), ofPolicy(*policy, tell("policy")),
         ofMatch(*match, tell("match"));
-    EXPECT_EQ(action->srcLen() + action->dstLen(), 40U);
     sw.hw->natFlowIs("of somebody else");
     sw.takeCalls();
     sw.stop();
-    EXPECT_EQ(sw.takeCalls(), "delete Vlan 1/1|delete Src 1/1|delete Dst 1/1|match|"
-                              "delete Vlan 1/2|delete Src 1/2|delete Dst 1/2|match|"
-                              "delete m, group 1|match|match|policy|tree|tree|");
-    EXPECT_TRUE(action->srcNat() == Nexo::IpAndPort() && action->srcFlow() == action->srcNat() &&
-                action->dstNat() == action->srcNat() && action->dstFlow() == action->srcNat() &&
-                !action->vlanPortSets());
-    EXPECT_EQ(action->srcLen() + action->dstLen(), 0U);
+    EXPECT_EQ(sw.takeCalls(),
+              "delete Vlan 1/1|delete Src 1/1|delete Dst 1/1|delete Vlan 2/2|delete Src 2/2|match|"
+              "delete Vlan 1/3|delete Src 1/3|delete Dst 1/3|"
+              "delete Vlan 2/4|delete Src 2/4|delete Dst 2/4|match|"
+              "delete m, group 1|delete m, group 2|match|match|policy|tree|tree|");
+    Nexo::IpAndPort const none;
+    for (auto const &[action, portSets] : held) {
+        EXPECT_TRUE(action->srcNat() == none && action->srcFlow() == none &&
+                    action->dstNat() == none && action->dstFlow() == none &&
+                    action->srcLen() + action->dstLen() == 0 && !action->vlanPortSets() &&
+                    portSets->ucastPortSet().empty() && portSets->mcastPortSet().empty());
+    }
 }
 
 TEST(Tree, AStartThatFailsLeavesNothingBehind) {

@@ -1,7 +1,6 @@
 #include "UmoNat/UmoNatFlowMcastTopologySmMapping.h"
 #include "tests/support/NatSwitch.h"
 
-#include <array>
 #include <stdexcept>
 
 using testing::EndsWith;
@@ -12,39 +11,39 @@ using namespace TestSupport;
 static VlanId const vlan10(10);
 
 TEST(Topology, ChangesGoUnheardWhileItIsInactiveAndAfterItsEnd) {
-    std::pair<std::uint16_t, std::array<char const *, 2>> const vlans[] = {
-        {10, {"Ethernet1", "Ethernet2"}}, {20, {"Ethernet3", "Ethernet4"}}};
+    auto const inEach = [](auto const &work) {
+        work(VlanId(10), IntfId("Vlan10"), "Ethernet1", "Ethernet2");
+        work(VlanId(20), IntfId("Vlan20"), "Ethernet3", "Ethernet4");
+    };
     for (bool const gone : {false, true}) {
         RunningSwitch sw;
         TraceRecorder trace("UmoNatFlowMcastTopologySm/0-9");
-        auto const changeAll = [&](std::uint16_t mac) {
-            for (auto const &[vlan, ports] : vlans) {
-                IntfId const first(ports[0]), second(ports[1]), svi("Vlan" + std::to_string(vlan));
-                sw.portState(vlan, first, PortState::blocking);
-                sw.switchport(ports[0], SwitchportMode::access, 1);
+        auto const changeAll = [&](char const *mac) {
+            inEach([&](VlanId vlan, IntfId svi, char const *one, char const *two) {
+                sw.portState(vlan.value(), IntfId(one), PortState::blocking);
+                sw.switchport(one, SwitchportMode::access, 1);
                 sw.ip(svi, false);
-                sw.vlanStatusDir->vlanStatus(VlanId(vlan))->vlanPortStatusDel(second);
-                sw.learn(vlan, Nexo::EthAddr(mac).stringValue().c_str(), ports[0]);
-                (*sw.topology->vidToTopoMap(VlanId(vlan)))->topoPortConfigDel(second);
+                sw.vlanStatusDir->vlanStatus(vlan)->vlanPortStatusDel(IntfId(two));
+                sw.learn(vlan.value(), mac, one);
+                (*sw.topology->vidToTopoMap(vlan))->topoPortConfigDel(IntfId(two));
                 sw.l3Table->intfL3IndexDel(svi);
-                sw.vlan(vlan, {ports[0], ports[1]}); // all back, in another topology of that name
-            }
+                sw.vlan(vlan.value(), {one, two}); // all back, in another topology of that name
+            });
         };
-        for (auto const &[vlan, ports] : vlans) {
-            sw.vlan(vlan, {ports[0], ports[1]});
-        }
-        changeAll(10);
+        sw.vlan(10, {"Ethernet1", "Ethernet2"});
+        sw.vlan(20, {"Ethernet3", "Ethernet4"});
+        changeAll("00:00:00:00:00:0a");
         EXPECT_NE(storyOf(trace.messages), "");
         gone ? sw.stop() : sw.sm().hasNotificationActiveIs(false);
         trace.messages.clear();
-        changeAll(11);
-        for (auto const &[vlan, ports] : vlans) {
-            sw.vlanStatusDir->vlanStatusDel(VlanId(vlan));
-            sw.bridgingConfig->switchIntfConfigDel(IntfId(ports[0]));
-            sw.bridgingStatus->fdbStatusDel(Bridging::Fid(vlan));
-            sw.topology->vidToTopoMapDel(VlanId(vlan));
-            sw.ipStatus->ipIntfStatusDel(IntfId("Vlan" + std::to_string(vlan)));
-        }
+        changeAll("00:00:00:00:00:0b");
+        inEach([&](VlanId vlan, IntfId svi, char const *one, char const * /*two*/) {
+            sw.vlanStatusDir->vlanStatusDel(vlan);
+            sw.bridgingConfig->switchIntfConfigDel(IntfId(one));
+            sw.bridgingStatus->fdbStatusDel(Bridging::Fid(vlan.value()));
+            sw.topology->vidToTopoMapDel(vlan);
+            sw.ipStatus->ipIntfStatusDel(svi);
+        });
         sw.ipStatus->ipIntfStatusIs(IntfId("Loopback0"));
         EXPECT_EQ(storyOf(trace.messages), "");
     }
