@@ -51,8 +51,7 @@ TEST(Topology, ChangesGoUnheardWhileItIsInactiveAndAfterItsEnd) {
 
 TEST(Topology, AReactorThatEndsByItselfTellsItsVlans) {
     RunningSwitch sw;
-    sw.vlan(10, {});
-    sw.vlanStatusDir->vlanStatusIs(vlan10);
+    sw.vlan(10, {"Ethernet1"});
     sw.topology->vidToTopoMapIs(VlanId(4094), *sw.topology->vidToTopoMap(vlan10));
     TraceRecorder trace("UmoNatFlowMcastTopologySm/3,UmoNatFlowMcastTopologySm/5,"
                         "UmoNatFlowMcastTopologySm/6");
@@ -60,7 +59,9 @@ TEST(Topology, AReactorThatEndsByItselfTellsItsVlans) {
     EXPECT_FALSE(sw.sm().validVlan(10));
     EXPECT_EQ(storyOf(trace.messages),
               "handleTopologyDel, topology: 10|Updated vlan 10|> Vlan 10|Updated vlan 4094|"
-              "> Vlan 4094|McastTopology::validVlan, vlan: 10|No moxTopo config for vlan 10|");
+              "> Vlan 4094|handleTopologyIntfDel, intf: Ethernet1|" // no VLAN is told twice
+              "handleTopoPort, state changed for intf Ethernet1|> Intf Ethernet1|"
+              "McastTopology::validVlan, vlan: 10|No moxTopo config for vlan 10|");
     EXPECT_DEATH(sw.sm().handleVidToTopoMap(vlan10), "Assertion failed: ttc");
 }
 
