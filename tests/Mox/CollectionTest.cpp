@@ -68,4 +68,17 @@ TEST(Collection, DestructorOfAnElementThatLooksFindsItGoneAndLookingAllocatesNot
     EXPECT_EQ(gone, 30);
 }
 
+TEST(Collection, FindsANameOfAnyLengthWhateverLiesBehindItInMemory) {
+    auto const name = [](std::size_t length, char behind) {
+        std::string text = std::string(length, 'n') + std::string(16, behind);
+        text.resize(length);
+        return text;
+    };
+    Collection<std::string, int> names;
+    for (std::size_t length = 0; length < 40; ++length) {
+        names.insert(name(length, 'a'), 0);
+        EXPECT_TRUE(names.find(name(length, 'b'))) << length;
+    }
+}
+
 } // namespace

@@ -95,6 +95,7 @@ TEST(Topology, NumbersThatAreNoVlansAreARangeErrorAlsoWithoutInputs) {
     }
     RunningSwitch running;
     EXPECT_DEATH(running.l3Table->intfL3IndexIs(et1, UmoL3Intf::L3Id(5000)), kRange);
+    running.sm().handleL3Intf(et1); // is not there, and was not
     running.sm().intfL3IndexIs(et1, 0);
     EXPECT_DEATH(running.sm().handleL3Intf(et1), "Assertion failed: vlan,");
 }
