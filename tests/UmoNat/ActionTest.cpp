@@ -22,6 +22,8 @@ TEST(Action, LooksForAChangeOfTopologyNeitherAtTheNumberOfGroupsNorAtTheFlowType
     auto &status = sw.action("m", "a", "239.9.9.9:1");
     auto &machine = sw.actionSm("m", "a");
     auto const matchSmStatus = sw.matchSm("m").matchSmStatus();
+    EXPECT_TRUE(machine.initialized() && sw.matchSm("m").initialized() &&
+                (*sw.root->policySm().find("p"))->initialized() && sw.root->initialized());
     OnChange const heard(*matchSmStatus, [&] {
         sw.calls.push_back("wants " + std::to_string(matchSmStatus->groupNum()));
     });
