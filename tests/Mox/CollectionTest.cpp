@@ -27,6 +27,7 @@ TEST(Collection, WalksWithinWalksShowEachElementOnceInOrderWhateverBecomesOfTheC
         {[&] { remove("abcdefghijklm"); }, "nopqrst"},
         {[&] { insert("ABCDEFGHIJKLMNOPQRSTUVWXYZ"); }, "ijklmnopqrstABCDEFGHIJKLMNOPQRSTUVWXYZ"},
         {[&] { tested->clear(), insert("xy"); }, "xy"},
+        {[&] { remove("tsrqponmlkjihgfedcba"), insert("xy"); }, "xy"},
         {[&] { tested.reset(); }, ""},
     };
     for (auto const &[act, behind] : cases) {
@@ -56,6 +57,7 @@ TEST(Collection, DestructorOfAnElementThatLooksFindsItGoneAndLookingAllocatesNot
             auto const *const found = seen.find(key);
             EXPECT_EQ(Bench::allocations(), before);
             EXPECT_TRUE(found == nullptr || !*found) << "found itself";
+            EXPECT_TRUE(key == 0 || seen.empty()) << "those that are to go with it count";
             EXPECT_EQ(key, (*count)++) << "out of order";
         };
         children->insert(key, {&gone, look});
@@ -64,6 +66,19 @@ TEST(Collection, DestructorOfAnElementThatLooksFindsItGoneAndLookingAllocatesNot
     EXPECT_EQ(gone, 1);
     children.reset();
     EXPECT_EQ(gone, 30);
+}
+
+TEST(Collection, FindsANameOfAnyLengthWhateverLiesBehindItInMemory) {
+    auto const name = [](std::size_t length, char behind) {
+        std::string text = std::string(length, 'n') + std::string(16, behind);
+        text.resize(length);
+        return text;
+    };
+    Collection<std::string, int> names;
+    for (std::size_t length = 0; length < 40; ++length) {
+        names.insert(name(length, 'a'), 0);
+        EXPECT_TRUE(names.find(name(length, 'b'))) << length;
+    }
 }
 
 } // namespace

@@ -43,6 +43,11 @@ TEST(Ptr, CountsEveryCopyAndNoMoveAlsoBetweenThreads) {
     one.join();
     two.join();
     EXPECT_EQ(reader->references(), 4U); // the lambda's is one
+    auto unshared = make<Base>();
+    bool ended = false;
+    unshared->atEnd = [&](Base const & /*dying*/) { ended = true; };
+    unshared = nullptr;
+    EXPECT_TRUE(ended);
     PtrInterface::threadSafeIs(false);
 }
 
@@ -51,13 +56,22 @@ TEST(Census, CountsWhatWasMadeWhileItWasOnUntilItIsGone) {
     Census::activeIs(true);
     auto const two = make<Derived>();
     auto three = make<Derived>();
+    auto other = make<Base>();
     Census::activeIs(false);
     auto const four = make<Derived>();
     one = nullptr;
-    ASSERT_EQ(Census::live().size(), 1U);
-    EXPECT_EQ(Census::live()[0].live, 2U);
+    auto const live = [] {
+        std::string text;
+        for (Census::Entry const &entry : Census::live()) {
+            EXPECT_EQ(entry.size, sizeof(Base));
+            text += entry.name.substr(entry.name.rfind(':') + 1) + std::to_string(entry.live) + " ";
+        }
+        return text;
+    };
+    EXPECT_EQ(live(), "Base1 Derived2 "); // by their names
     three = nullptr;
-    EXPECT_EQ(Census::live()[0].live, 1U);
+    other = nullptr;
+    EXPECT_EQ(live(), "Derived1 ");
 }
 
 TEST(AssertDeathTest, StopsWithTheTextAndThePlace) {

@@ -20,7 +20,7 @@ struct Machine : Reactor {
 
     void handleInitialized() override { step("up; "); }
     void doCleanup() override {
-        Reactor::hasNotificationActiveIs(true); // too late: it hears nothing any more
+        child ? void() : Reactor::hasNotificationActiveIs(true); // too late: it is deaf already
         step("ends; ");
     }
     void hasNotificationActiveIs(bool active) override {
@@ -51,7 +51,10 @@ struct Machine : Reactor {
 TEST(Reactor, FollowsOneInputAndEndsInOrderAlsoInItsOwnReaction) {
     std::string log;
     auto const input = make<Input>("a");
+    Census::activeIs(true);
     Ptr<Machine> machine = reactorIs<Machine>(input, log);
+    Census::activeIs(false);
+    EXPECT_EQ(Census::live().size(), 1U);
     machine->hasNotificationActiveIs(false);
     input->versionIs(101);
     machine->hasNotificationActiveIs(true);

@@ -1,7 +1,4 @@
-#include "Pelo/Publisher.h"
 #include "tests/support/NatSwitch.h"
-
-#include <functional>
 
 using testing::Contains;
 using testing::EndsWith;
@@ -46,21 +43,14 @@ TEST(Backlog, WhatHandlersAddWaitsAndNothingTakesTheTurnOfAnActionThatGoes) {
     auto const queue = [&](char const *name) {
         sw.sm().actionSmUpdateBacklogIs(&sw.actionSm("m", name));
     };
-    std::function<void()> onA = [&] {
-        queue("a"); // itself: dequeued all the same
-        queue("b"); // is still to come
+    auto const hwMatch = sw.hw->natFlow("p")->match("m");
+    OnChange const passA(*hwMatch->action("a"), [&] { // a pass records port sets anew
+        queue("a");                                   // itself: dequeued all the same
+        queue("b");                                   // is still to come
         queue("c");
         sw.removeAction("m", "d");
-    };
-    std::function<void()> onB = [&] { queue("a"); }; // was handled before
-    // A pass records port sets anew.
-    auto const call = [](void *work, Pelo::Change const &) {
-        (*static_cast<std::function<void()> *>(work))();
-    };
-    Pelo::Subscriber passA{call, &onA}, passB{call, &onB};
-    auto const hwMatch = sw.hw->natFlow("p")->match("m");
-    hwMatch->action("a")->notifier().subscriberAdd(passA);
-    hwMatch->action("b")->notifier().subscriberAdd(passB);
+    });
+    OnChange const passB(*hwMatch->action("b"), [&] { queue("a"); }); // was handled before
     for (char const *name : {"a", "d", "b"}) {
         queue(name);
     }
@@ -88,6 +78,7 @@ TEST(Backlog, OnlyARunOfItsOwnTaskHandlesAnything) {
     EXPECT_EQ(sw.queued(), "w ");
     sw.sm().actionSmUpdateBacklogTaskDel();
     sw.sm().actionSmUpdateBacklogDelAll();
+    EXPECT_EQ(sw.queued(), "");
     sw.sm().notifyActionSmVlan(7); // queues, and has nothing to schedule
     EXPECT_EQ(sw.queued(), "w ");
     EXPECT_FALSE(sw.scheduler->nextDue());
@@ -126,6 +117,7 @@ TEST(ActionIndex, EntriesOutsideItAreLeftAloneByWithdrawalsAndByThemAlone) {
     RunningSwitch sw;
     auto *const a = sw.watcher("a");
     auto const outside = umoNatflowActionSmVlanFactory(1);
+    auto const outsideToo = umoNatflowActionSmMacFactory(macOf(kMac));
     outside->actionSmIs(a);
     sw.sm().addActionSmVlan(1, a); // another entry under the key
     sw.sm().delActionSm(a);
@@ -134,6 +126,17 @@ TEST(ActionIndex, EntriesOutsideItAreLeftAloneByWithdrawalsAndByThemAlone) {
     sw.sm().delActionSm(a);
     EXPECT_FALSE(sw.sm().actionVlan(1));
     outside->actionSmIs(a);
+    outsideToo->actionSmIs(a);
     sw.removeAction("w", "a");
-    EXPECT_TRUE(outside->actionSm().empty());
+    EXPECT_TRUE(outside->actionSm().empty() && outsideToo->actionSm().empty());
+    for (char const *const name : {"b", "c"}) {
+        outside->actionSmIs(sw.watcher(name));
+    }
+    int heard = 0;
+    OnChange const changes(*outside, [&] { ++heard; });
+    outside->actionSmDelAll();
+    EXPECT_EQ(heard, 2);
+    sw.sm().actionVlanIs(1, outside);
+    sw.sm().delActionSm(sw.watcher("c")); // has forgotten it
+    EXPECT_TRUE(sw.sm().actionVlan(1));
 }

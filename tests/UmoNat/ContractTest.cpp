@@ -55,16 +55,6 @@ TEST(Action, WithoutAHardwareRecordSaysSoAndIsNoActionWithoutAVersion) {
     action.hwActionStatusIs(record);
 }
 
-TEST(Topology, APortOfATopologyThatEndsStillNotifiesItsVlans) {
-    RunningSwitch sw;
-    sw.vlan(10, {"Ethernet1", "Ethernet2"});
-    sw.topology->vidToTopoMapIs(VlanId(20), sw.topology->vidToTopoMap(VlanId(10)));
-    sw.portState(10, et2, PortState::blocking);
-    TraceRecorder trace("UmoNatFlowMcastTopologySm/5");
-    sw.sm().topoConfigDel("10");
-    EXPECT_EQ(storyOf(trace.messages), "> Vlan 10|> Vlan 20|> Vlan 10|> Vlan 20|> Intf Ethernet1|");
-}
-
 TEST(FastTrace, RecordsThatAnActionHearsOfAnotherNumberOfGroups) {
     RunningSwitch sw;
     sw.match("m", NatSwitch::kNone);

@@ -1,3 +1,4 @@
+#include "Mox/LogEvent.h"
 #include "tests/support/NatSwitch.h"
 
 #include <stdexcept>
@@ -72,17 +73,63 @@ TEST(Retry, KeepsAMatchWhoseNumberChangesInItAndIsRefused) {
     EXPECT_DEATH(sw.matchSm("m").createNatFlowGroups(3), "groups == 2");
 }
 
-TEST(Tree, StaleStatusIsWipedPortSetsIncludedBeforeAnyPolicyIsSeen) {
+TEST(Tree, StaleStatusIsWipedDownToThePortSetsBeforeAnyPolicyIsSeen) {
     NatSwitch sw;
-    auto const portSets = Ip::Nat::natFlowVlanPortSetsFactory();
-    portSets->ucastPortSetIs(10);
-    portSets->mcastPortSetIs(10);
-    sw.hw->natFlowIs("p")->matchIs("old")->actionIs("a")->vlanPortSetsIs(portSets);
+    struct {
+        Mox::Ptr<Ip::Nat::HwNatFlowPolicyStatus> policy;
+        Mox::Ptr<Ip::Nat::HwNatFlowMatchStatus> match;
+        Mox::Ptr<Ip::Nat::NatFlowVlanPortSets> portSets;
+    } held[8]; // what is in no tree any more is empty, too
+    for (int i = 0; auto &[policy, match, portSets] : held) {
+        policy = sw.hw->natFlowIs(i / 4 == 0 ? "p" : "q");
+        match = policy->matchIs(i / 2 % 2 == 0 ? "m" : "n");
+        portSets = Ip::Nat::natFlowVlanPortSetsFactory();
+        portSets->ucastPortSetIs(10);
+        portSets->mcastPortSetIs(10);
+        match->actionIs(i++ % 2 == 0 ? "a" : "b")->vlanPortSetsIs(portSets);
+    }
     sw.match("new", kMulticast);
     sw.start();
-    EXPECT_TRUE(portSets->ucastPortSet().empty() && portSets->mcastPortSet().empty());
-    EXPECT_TRUE(sw.hw->natFlow("p")->match("new") && !sw.hw->natFlow("p")->match("old"));
+    for (auto const &[policy, match, portSets] : held) {
+        EXPECT_TRUE(policy->match().empty() && match->action().empty() &&
+                    portSets->ucastPortSet().empty() && portSets->mcastPortSet().empty());
+    }
+    EXPECT_TRUE(sw.hw->natFlow().size() == 1 && sw.hw->natFlow("p")->match().size() == 1);
     EXPECT_EQ(sw.takeCalls(), "");
+}
+
+TEST(Tree, GoesFromTheLeavesUpAndWhoeverHoldsARecordSeesNothingInItAnyMore) {
+    RunningSwitch sw;
+    sw.vlan(10, {"Ethernet1"});
+    sw.match("m", NatSwitch::kNone).flowIs({{Nexo::IpAddr(1), 16, 1}, {{}, 24, 2}});
+    sw.action("m", "a", NatSwitch::kNone, "10.9.9.9:5000", {{"Vlan10", kMac}});
+    sw.action("m", "b", kMulticast, "10.9.9.9:5000", {{"Vlan10", kMac}});
+    auto const policy = sw.hw->natFlow("p");
+    auto const match = policy->match("m");
+    std::pair<Mox::Ptr<Ip::Nat::HwNatFlowActionStatus>, Mox::Ptr<Ip::Nat::NatFlowVlanPortSets>>
+        held[] = {{match->action("a"), {}}, {match->action("b"), {}}};
+    for (auto &[action, portSets] : held) {
+        portSets = action->vlanPortSets();
+        EXPECT_EQ(action->srcLen() + action->dstLen(), 40U);
+    }
+    auto const tell = [&](char const *what) { return [&, what] { sw.calls.push_back(what); }; };
+    OnChange const ofTree(*sw.hw, tell("tree")), ofPolicy(*policy, tell("policy")),
+        ofMatch(*match, tell("match"));
+    sw.hw->natFlowIs("of somebody else");
+    sw.takeCalls();
+    sw.stop();
+    EXPECT_EQ(sw.takeCalls(),
+              "delete Vlan 1/1|delete Src 1/1|delete Dst 1/1|delete Vlan 2/2|delete Src 2/2|match|"
+              "delete Vlan 1/3|delete Src 1/3|delete Dst 1/3|"
+              "delete Vlan 2/4|delete Src 2/4|delete Dst 2/4|match|"
+              "delete m, group 1|delete m, group 2|match|match|policy|tree|tree|");
+    Nexo::IpAndPort const none;
+    for (auto const &[action, portSets] : held) {
+        EXPECT_TRUE(action->srcNat() == none && action->srcFlow() == none &&
+                    action->dstNat() == none && action->dstFlow() == none &&
+                    action->srcLen() + action->dstLen() == 0 && !action->vlanPortSets() &&
+                    portSets->ucastPortSet().empty() && portSets->mcastPortSet().empty());
+    }
 }
 
 TEST(Tree, AStartThatFailsLeavesNothingBehind) {
@@ -97,4 +144,62 @@ TEST(Tree, AStartThatFailsLeavesNothingBehind) {
     sw.nat->natFlowIs("q"); // nobody listens any more
     EXPECT_TRUE(sw.hw->natFlow().empty());
     EXPECT_EQ(sw.ipStatus->references(), 1U);
+}
+
+TEST(Root, NeedsItsTreeAndItsHelperButNoPoliciesAndGivesAMachineOneSetOfInputs) {
+    NatSwitch sw;
+    auto const hw = std::exchange(sw.hw, nullptr);
+    EXPECT_DEATH(sw.start(), "hwStatus\\(\\)");
+    sw.hw = hw;
+    sw.helper = nullptr;
+    EXPECT_DEATH(sw.start(), "helper\\(\\)");
+    sw.helper = sw.chip;
+    sw.match("m", kMulticast);
+    auto const nat = std::exchange(sw.nat, nullptr);
+    sw.start();
+    sw.root->handleNatFlowPolicy("p");
+    EXPECT_TRUE(sw.root->policySm().empty());
+    EXPECT_DEATH(sw.root->policySmIs({}), "policyStatus\\(\\), .*UmoNatFlowMcastSm.cpp");
+    EXPECT_DEATH(UmoNatFlowPolicySmIs({}), "policyStatus\\(\\), .*UmoNatFlowPolicySm.cpp");
+    UmoNatFlowPolicySm::Inputs inputs{nat->natFlow("p"), sw.hw, sw.root->topologySm().ptr(),
+                                      sw.chip,           {},    sw.root.ptr()};
+    sw.root->policySmIs(inputs);
+    sw.root->policySmIs(inputs); // the one that is there
+    inputs.helper = nullptr;
+    EXPECT_THROW(sw.root->policySmIs(inputs), Mox::MutatorReinstantiatingException);
+    Vyr::Task const &retry = *sw.root->unprogrammedGroupTask(),
+                    &backlog = *sw.sm().actionSmUpdateBacklogTask();
+    EXPECT_EQ(retry.nameString() + " " + backlog.nameString(),
+              "unprogrammedGroupTask actionSmUpdateBacklogTask");
+    EXPECT_EQ(retry.priority() * 10 + backlog.priority(), 44U);
+    EXPECT_EQ(sw.root->unprogrammedGroupTaskDelay(), Mox::Seconds(10));
+    EXPECT_EQ(sw.sm().actionSmUpdateBacklogTaskInterval(), Mox::Seconds(0.1));
+    EXPECT_EQ(sw.sm().actionSmUpdateBacklogTaskLimit(), 100U);
+}
+
+TEST(Root, RunsWithoutHardwareByAHelperThatRefusesEveryGroup) {
+    NatSwitch sw;
+    sw.helper = Mox::make<UmoHelper::UmoNatFlowMcastHelper>("none");
+    sw.start();
+    for (char const *const destination : {kMulticast, NatSwitch::kNone}) {
+        sw.match(destination, destination);
+        sw.action(destination, "a");
+    }
+    EXPECT_EQ(sw.root->unprogrammedGroup().size(), 2U);
+    EXPECT_EQ(sw.helper->nameString(), "none");
+    EXPECT_EQ(sw.helper->updateNatFlowVlanPortSet(1, 2, nullptr), 0U);
+    EXPECT_FALSE(sw.helper->updateNatFlowSrcTranslation(1, 2, 10, {}, {}, 0) ||
+                 sw.helper->updateNatFlowDstTranslation(1, 2, 10, {}, {}, 0, {}));
+}
+
+TEST(LogEvents, AreInTheCatalogueUntilTheyGoAndAreNotLimited) {
+    for (Mox::LogHandle const *const handle : Mox::logHandles()) {
+        Mox::LogEvent const &event = handle->event();
+        EXPECT_EQ(event.minimumInterval, Mox::Seconds(0));
+        EXPECT_EQ(event.factor + event.firstLimit + event.secondLimit, 1.0);
+    }
+    auto passing = std::make_unique<Mox::LogHandle>(Mox::LogEvent());
+    EXPECT_EQ(Mox::logHandles().back(), passing.get());
+    passing.reset();
+    EXPECT_EQ(Mox::logHandles().size(), 3U);
 }

@@ -64,14 +64,18 @@ TEST(Show, PrintsHeaderAndRowsToTheByte) {
     Show::port(ucast, "");
     ucast->portSetIdIs(1);
     ucast->portSetId2Is(2);
+    Show::port(a->vlanPortSets()->ucastPortSetIs(11), "Ethernet2");
     Show::port(a->vlanPortSets()->mcastPortSetIs(20), "Ethernet1");
+    Show::port(a->vlanPortSets()->mcastPortSetIs(21), "Ethernet2");
     auto const unicast = show.action("%s%n-a-name-wider-than-its-column", "m", "u");
     unicast->flowTypeIs(Ip::Nat::natFlowTypeUnicast);
     Show::port(unicast->vlanPortSets()->ucastPortSetIs(4094), "Ethernet10/11/12");
     auto const multicast = show.action("q", "m", "mc");
     multicast->flowTypeIs(Ip::Nat::natFlowTypeMulticast);
     Show::port(multicast->vlanPortSets()->mcastPortSetIs(1), "Vlan10");
-    EXPECT_EQ(show.of("showNatFlowActionHw").rfind(kHeader), 0U) << "at the beginning, and once";
+    for (char const *const command : {"showNatFlowActionHw", "showNatFlowActionHw p"}) {
+        EXPECT_EQ(show.of(command).rfind(kHeader), 0U) << "at the beginning, and once";
+    }
     EXPECT_THAT(
         show.rows("showNatFlowActionHw"),
         ElementsAre(
@@ -82,7 +86,11 @@ TEST(Show, PrintsHeaderAndRowsToTheByte) {
             "p                  m                  a                  10.9.9.9       "
             "239.2.2.2       5000  6000  AC UC 1     2     10            00:00:00:00:00:0a",
             "p                  m                  a                  10.9.9.9       "
+            "239.2.2.2       5000  6000  AC UC 0     0     11   Et2      00:00:00:00:00:0a",
+            "p                  m                  a                  10.9.9.9       "
             "239.2.2.2       5000  6000  AC MC 0     0     20   Et1      00:00:00:00:00:0a",
+            "p                  m                  a                  10.9.9.9       "
+            "239.2.2.2       5000  6000  AC MC 0     0     21   Et2      00:00:00:00:00:0a",
             "q                  m                  mc                 -              "
             "-               0     0     MC MC 0     0     1    Vl10     00:00:00:00:00:0a"));
 }

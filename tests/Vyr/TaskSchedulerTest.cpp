@@ -77,6 +77,27 @@ TEST_F(TaskSchedulerTest, LateRunsGoByDueTimeThenTurnUnlessOneBeforeStopsOrDestr
     EXPECT_EQ(scheduler->nextDue(), std::nullopt);
 }
 
+TEST_F(TaskSchedulerTest, RunsAllThatFallsDueOnTheWayEachAtItsTime) {
+    for (char const name : {'a', 'b', 'c'}) {
+        add(name, [this] {
+            EXPECT_EQ(clock->now(), Time(1s) * runs.size());
+        }).scheduleTaskDelay(1s * (name - 'a' + 1));
+    }
+    EXPECT_EQ(scheduler->runUntil(*clock, 2500ms), 2U);
+    EXPECT_EQ(clock->now(), Time(2500ms));
+    EXPECT_EQ(scheduler->runUntil(*clock, 3s), 1U);
+    EXPECT_EQ(runs, "abc");
+}
+
+TEST(TaskSchedulerRoot, MakesOneOnTheSteadyClockUnlessOneIsThere) {
+    TaskSchedulerRoot::schedulerIs(nullptr);
+    auto const made = TaskSchedulerRoot::findOrCreateScheduler();
+    EXPECT_EQ(TaskSchedulerRoot::findOrCreateScheduler(), made);
+    Time const before = std::chrono::steady_clock::now().time_since_epoch(), now = made->now();
+    EXPECT_TRUE(before <= now && now <= std::chrono::steady_clock::now().time_since_epoch());
+    TaskSchedulerRoot::schedulerIs(nullptr);
+}
+
 TEST(TimeOf, RoundsAndBoundsWhatADoubleCanSay) {
     EXPECT_EQ(timeOf(Mox::Seconds(0.000065)), Time(65us)); // no double reaches it
     EXPECT_EQ(timeOf(Mox::Seconds(-HUGE_VAL)) + timeOf(Mox::Seconds(std::nan(""))), Time(0));

@@ -326,7 +326,7 @@ TEST(Session, AClientNeitherWaitsNorTakesInForEver) {
 }
 
 TEST(Session, WhateverIsAppliedTheSwitchAnswersMeanwhileAndIsAsItWasIfItIsTooMuch) {
-    std::string bomb = "a: &a [x, x]\n", events = "events: [", values = events;
+    std::string bomb = "a: &a [x, x]\n", events = "events: [";
     for (char name = 'a'; name < 'z'; ++name) {
         std::string const next(1, static_cast<char>(name + 1)), alias = std::string("*") + name;
         bomb += next + ": &" + next + " [" + alias + " , " + alias + " ]\n";
@@ -334,20 +334,11 @@ TEST(Session, WhateverIsAppliedTheSwitchAnswersMeanwhileAndIsAsItWasIfItIsTooMuc
     for (int i = 0; i < 6400; ++i) {
         events += "{},";
     }
-    for (int i = 0; i < 4'000'000; ++i) {
-        values += "a,";
-    }
-    struct Case {
-        std::string text;
-        char const *timeout, *said;
-    } const cases[] = {
+    std::tuple<std::string, char const *, char const *> const cases[] = {
         {bomb, "1",
          ":20:[0-9]+: found more than 4000000 values, aliases expanded, expected fewer\n"
          "% apply: nothing was applied\n=> 1$"},
         {events + "]", "1", "^applied 6400 events\n=> 0$"},
-        {values + "]", "1",
-         ":1:[0-9]+: found more than 4000000 values, aliases expanded, expected fewer\n"
-         "% apply: nothing was applied\n=> 1$"},
         // Here the agent itself has much to read, and answers between that and the parsing.
         {manyMacs(1, 250'001), "20",
          ": found more than 250000 changes, expected fewer\n"

@@ -10,6 +10,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <regex>
 #include <sstream>
 
@@ -52,6 +53,16 @@ inline std::string storyOf(std::vector<std::string> &lines) {
     return story;
 }
 
+/// Does its work on every change of an entity.
+struct OnChange {
+    OnChange(Mox::Entity const &entity, std::function<void()> itsWork) : work(std::move(itsWork)) {
+        entity.notifier().subscriberAdd(subscriber);
+    }
+    std::function<void()> work;
+    Pelo::Subscriber subscriber{
+        [](void *self, Pelo::Change const &) { static_cast<OnChange *>(self)->work(); }, this};
+};
+
 /// A whole switch for tests: everything that the library follows, a strict chip in software, a
 /// virtual clock, and the root. Its end takes the root down and fails the test if the chip saw
 /// the contract broken, if groups are left in it, or if a task is left scheduled.
@@ -76,7 +87,7 @@ struct NatSwitch {
     /// Creates the root through the exported factory.
     void start() {
         root = umoNatFlowMcastSmFactory(nat, hw, bridgingConfig, bridgingStatus, vlanStatusDir,
-                                        topology, l3Table, ipStatus, chip);
+                                        topology, l3Table, ipStatus, helper);
     }
     void stop() { root = nullptr; }
     /// Lets virtual time pass; due tasks run.
@@ -191,6 +202,7 @@ struct NatSwitch {
 
     std::vector<std::string> calls;
     Mox::Ptr<UmoAgent::SoftSwitch> chip;
+    Mox::Ptr<UmoHelper::UmoNatFlowMcastHelper> helper = chip;
     Mox::Ptr<UmoNatFlowMcastSm> root;
 
     /// Groups that are allowed to be left in the chip: halves of pairs that failed.

@@ -63,10 +63,21 @@ TEST_F(ConsoleTest, ShowsWhatTheSwitchHoldsAndDid) {
                 ContainsRegex("\n  UmoNatFlowActionSm::handleInitialized {26}[0-9]+\n.*"
                               "\n  createNatFlowGroup {45}1\n"));
     EXPECT_THAT(answer("showSkimtrace 1"), HasSubstr(" UmoNatFlow"));
-    EXPECT_THAT(answer("showLogEvents"),
-                ContainsRegex("^NAT_HW_RESOURCE_NORMAL, severity 6\n  message: .*"
-                              "\nNAT_HW_RESOURCE_FULL, severity 3\n  message: .*"
-                              "\nNAT_RULE_IF_MAX, severity 3\n  message: "));
+    EXPECT_EQ(answer("showLogEvents"),
+              R"(NAT_HW_RESOURCE_NORMAL, severity 6
+  message: All NAT rules are programmed in hardware
+  explanation: The switch was able to program all the NAT rules in the NAT table
+  recommended action: No action is required.
+NAT_HW_RESOURCE_FULL, severity 3
+  message: Hardware resources are insufficient to program all NAT rules
+  explanation: The switch is unable to program all NAT rules due to insufficient hardware resources.
+  recommended action: Reconfigure your NAT rules to reduce the size and/or complexity of the NAT rules.
+NAT_RULE_IF_MAX, severity 3
+  message: The active number of interfaces associated with the NAT rule: '%s', has exceeded the maximum. )"
+              R"(Cannot add VLAN %d. Interface count: %d, Maximum interfaces: %d.
+  explanation: The maximum number of active interfaces associated with the NAT rule has been reached.
+  recommended action: Remove the NAT rule from any interface not currently in use.
+)");
 }
 
 TEST_F(ConsoleTest, AppliesAllEventsOfAFileOrNone) {
