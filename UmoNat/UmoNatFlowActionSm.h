@@ -62,7 +62,7 @@ class UMONAT_API UmoNatFlowActionSm : public Mox::Reactor {
         hwActionStatus_ = status;
     }
 
-    /// The entries of the action index that list this machine. The index maintains them.
+    /// The entries of the action index that list this machine. The entries maintain them.
     [[nodiscard]] UmoNatflowActionSmEntries &indexEntries() noexcept { return indexEntries_; }
 
     void handleInitialized() override;

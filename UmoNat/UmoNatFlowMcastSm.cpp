@@ -1,7 +1,7 @@
 #include "UmoNat/UmoNatFlowMcastSm.h"
 
 #include "Base/Assert.h"
-#include "Mox/Entered.h"
+#include "Mox/Enter.h"
 #include "Mox/LogEvent.h"
 #include "UmoNat/UmoNatFlowMatchSm.h"
 

@@ -48,6 +48,7 @@ class UMONAT_API UmoNatFlowMcastTopologySm : public Mox::Reactor {
         Mox::Ptr<Ip::Status const> ipStatus;
     };
 
+    // Nested reactors and parts, private to the library.
     template <class Followed, class Owner = UmoNatFlowMcastTopologySm>
     class NestedSm;
     template <class Input, auto kAttribute, auto kIs, auto kDel>
@@ -103,10 +104,6 @@ class UMONAT_API UmoNatFlowMcastTopologySm : public Mox::Reactor {
     /// Moves recirculation to the first valid VLAN of an interface other than `oldIntf`, or to 0.
     void setNewNatFlowRecircVlan(Nexo::IntfId oldIntf);
 
-    /// The VLAN through which copies recirculate; 0: none.
-    [[nodiscard]] std::uint16_t natFlowRecircVlan() const noexcept;
-    void natFlowRecircVlanIs(std::uint16_t vlan);
-
     // Building port sets. Both functions register the action before any check, so that a refused
     // action is notified when the state improves.
 
@@ -124,6 +121,8 @@ class UMONAT_API UmoNatFlowMcastTopologySm : public Mox::Reactor {
 
     // The index of the actions by what their port sets depend on. Adding and withdrawing notify no
     // action.
+
+    [[nodiscard]] UmoNatflowActionSmIndex const &actionIndex() const noexcept { return *index_; }
 
     void addActionSmIntf(Nexo::IntfId intf, UmoNatFlowActionSm *actionSm) {
         index_->addActionSmIntf(intf, actionSm);
@@ -143,34 +142,57 @@ class UMONAT_API UmoNatFlowMcastTopologySm : public Mox::Reactor {
     /// Removes an action machine that is being destroyed from the index and from the backlog.
     void actionSmGone(UmoNatFlowActionSm *actionSm);
 
-    [[nodiscard]] auto actionIntf() const noexcept { return index().actionIntf(); }
-    [[nodiscard]] auto actionIntf(Nexo::IntfId intf) const { return index().actionIntf(intf); }
-    auto actionIntfIs(Nexo::IntfId intf) { return index_->actionIntfIs(intf); }
+    [[nodiscard]] Mox::ConstChildren<Nexo::IntfId, UmoNatflowActionSmIntf>
+    actionIntf() const noexcept {
+        return actionIndex().actionIntf();
+    }
+    [[nodiscard]] Mox::Ptr<UmoNatflowActionSmIntf const> actionIntf(Nexo::IntfId intf) const {
+        return actionIndex().actionIntf(intf);
+    }
+    Mox::Ptr<UmoNatflowActionSmIntf> actionIntfIs(Nexo::IntfId intf) {
+        return index_->actionIntfIs(intf);
+    }
     void actionIntfIs(Nexo::IntfId intf, Mox::Ptr<UmoNatflowActionSmIntf> const &entry) {
         index_->actionIntfIs(intf, entry);
     }
     void actionIntfDel(Nexo::IntfId intf) { index_->actionIntfDel(intf); }
     void actionIntfDelAll() { index_->actionIntfDelAll(); }
 
-    [[nodiscard]] auto actionVlan() const noexcept { return index().actionVlan(); }
-    [[nodiscard]] auto actionVlan(std::uint16_t vlan) const { return index().actionVlan(vlan); }
-    auto actionVlanIs(std::uint16_t vlan) { return index_->actionVlanIs(vlan); }
+    [[nodiscard]] Mox::ConstChildren<std::uint16_t, UmoNatflowActionSmVlan>
+    actionVlan() const noexcept {
+        return actionIndex().actionVlan();
+    }
+    [[nodiscard]] Mox::Ptr<UmoNatflowActionSmVlan const> actionVlan(std::uint16_t vlan) const {
+        return actionIndex().actionVlan(vlan);
+    }
+    Mox::Ptr<UmoNatflowActionSmVlan> actionVlanIs(std::uint16_t vlan) {
+        return index_->actionVlanIs(vlan);
+    }
     void actionVlanIs(std::uint16_t vlan, Mox::Ptr<UmoNatflowActionSmVlan> const &entry) {
         index_->actionVlanIs(vlan, entry);
     }
     void actionVlanDel(std::uint16_t vlan) { index_->actionVlanDel(vlan); }
     void actionVlanDelAll() { index_->actionVlanDelAll(); }
 
-    [[nodiscard]] auto actionMac() const noexcept { return index().actionMac(); }
-    [[nodiscard]] auto actionMac(Nexo::EthAddr const &mac) const { return index().actionMac(mac); }
-    auto actionMacIs(Nexo::EthAddr const &mac) { return index_->actionMacIs(mac); }
+    [[nodiscard]] Mox::ConstChildren<Nexo::EthAddr, UmoNatflowActionSmMac>
+    actionMac() const noexcept {
+        return actionIndex().actionMac();
+    }
+    [[nodiscard]] Mox::Ptr<UmoNatflowActionSmMac const> actionMac(Nexo::EthAddr const &mac) const {
+        return actionIndex().actionMac(mac);
+    }
+    Mox::Ptr<UmoNatflowActionSmMac> actionMacIs(Nexo::EthAddr const &mac) {
+        return index_->actionMacIs(mac);
+    }
     void actionMacIs(Nexo::EthAddr const &mac, Mox::Ptr<UmoNatflowActionSmMac> const &entry) {
         index_->actionMacIs(mac, entry);
     }
     void actionMacDel(Nexo::EthAddr const &mac) { index_->actionMacDel(mac); }
     void actionMacDelAll() { index_->actionMacDelAll(); }
 
-    [[nodiscard]] auto const &actionRecirc() const noexcept { return index().actionRecirc(); }
+    [[nodiscard]] Mox::Set<UmoNatFlowActionSm *> const &actionRecirc() const noexcept {
+        return actionIndex().actionRecirc();
+    }
     void actionRecircIs(UmoNatFlowActionSm *actionSm) { index_->actionRecircIs(actionSm); }
     void actionRecircDel(UmoNatFlowActionSm *actionSm) { index_->actionRecircDel(actionSm); }
     void actionRecircDelAll() { index_->actionRecircDelAll(); }
@@ -211,7 +233,8 @@ class UMONAT_API UmoNatFlowMcastTopologySm : public Mox::Reactor {
     void handleFdbStatus(Bridging::Fid fid);
 
     // The nested reactors, one for each entity followed. ...Is inserts one, or returns the existing
-    // one; ...Del removes one. Each class documents what creation and removal notify.
+    // one; ...Del removes one. Each class documents what creation and removal notify. The classes
+    // are private to the library (UmoNat/topology): agents neither make nor look into them.
 
     [[nodiscard]] auto const &switchIntfConfig() const noexcept {
         return switchIntfConfig_.machines();
@@ -253,8 +276,6 @@ class UMONAT_API UmoNatFlowMcastTopologySm : public Mox::Reactor {
     void umoL3IntfTableDispatch(Pelo::ChangeOf<UmoL3Intf::Table> const &change);
     void actionSmUpdateBacklogTaskDispatch(Pelo::ChangeOf<Vyr::Task> const &change);
 
-    [[nodiscard]] UmoNatflowActionSmIndex const &index() const noexcept { return *index_; }
-
     void loadInputs();
     void initializeL3Intf();
     void createBacklogTask();
@@ -295,6 +316,7 @@ class UMONAT_API UmoNatFlowMcastTopologySm : public Mox::Reactor {
     Mox::ReactorCollection<Pelo::String, MoxTopoConfig> moxTopoConfig_;
     Mox::ReactorCollection<Bridging::Fid, NestedSm_FdbStatus> fdbStatus_;
     MOX_VALUES(Nexo::IntfId, std::uint16_t, intfL3Index) // the VLAN of each L3 interface
+    MOX_ATTRIBUTE(std::uint16_t, natFlowRecircVlan)      // for copies that recirculate; 0: none
     Mox::Ptr<Recirculation> const recirculation_;
     Mox::ReactorCollection<Nexo::IntfId, NestedSm_IpIntfStatus> ipIntfStatus_;
     Mox::Ptr<UmoNatflowActionSmIndex> const index_;

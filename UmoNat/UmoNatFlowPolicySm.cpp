@@ -1,7 +1,7 @@
 #include "UmoNat/UmoNatFlowPolicySm.h"
 
 #include "Base/Assert.h"
-#include "Mox/Entered.h"
+#include "Mox/Enter.h"
 #include "UmoNat/UmoNatFlowMcastSm.h"
 
 namespace {

@@ -121,18 +121,24 @@ class UMONAT_API UmoNatflowActionSmIndex final : public Mox::Entity {
     void clear();
 
   private:
-    template <class Entries, class Key, class Publish>
-    Mox::Ptr<typename Entries::Value::Object> entryIs(Entries &entries, Key const &key,
-                                                      Publish const &publish);
+    using Entries = std::vector<Mox::Ptr<UmoNatflowActionSmEntry>>;
+
+    template <class Index, class Key, class Publish>
+    Mox::Ptr<typename Index::Value::Object> entryIs(Index &index, Key const &key,
+                                                    Publish const &publish);
+    template <class Entry, class Key>
+    Mox::Ptr<Entry> spareEntry(Key const &key);
     [[nodiscard]] bool indexed(UmoNatflowActionSmEntry &entry) const noexcept;
-    template <class Entries, class Publish>
-    void removeEmptied(Entries &entries, char const *removed, Publish const &publish);
+    template <class Index, class Publish>
+    void removeEmptied(Index &index, Entries const &emptied, char const *removed,
+                       Publish const &publish);
     void withdraw(UmoNatFlowActionSm *actionSm, bool traced);
 
-    /// The entries that the last withdrawal emptied. An evaluation withdraws its action and then
-    /// mostly registers it under the same keys, so these entries are reused.
-    std::vector<Mox::Ptr<UmoNatflowActionSmEntry>> emptied_;
-    std::size_t nextEmptied_ = 0;
+    /// The entries that the last withdrawal emptied and that nobody else knows. An evaluation
+    /// withdraws its action and then mostly registers it under the same keys, in the same order:
+    /// these entries are reused, from nextSpare_ on.
+    Entries spare_;
+    std::size_t nextSpare_ = 0;
 };
 
 /// Make an entry with that key and no machines.

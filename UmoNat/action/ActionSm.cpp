@@ -55,7 +55,7 @@ void UmoNatFlowActionSm::assertProgrammable() const {
 }
 
 void UmoNatFlowActionSm::handleInitialized() {
-    enter<"handleInitialized">(*this, 1);
+    enterActionSm<"handleInitialized">(*this, 1);
     initialized_ = true;
     hwActionStatus_ = inputs_.hwMatchStatus->actionIs(action());
     handleNatFlowAction(false);
@@ -89,8 +89,8 @@ NatFlowGroupUses UmoNatFlowActionSm::groupUses() const noexcept {
 }
 
 void UmoNatFlowActionSm::handleNatFlowAction(bool skipChecks) {
-    enter<"handleNatFlowAction", " version %u">(*this, 2, ", version: ", version(),
-                                                ", skipChecks: ", skipChecks);
+    enterActionSm<"handleNatFlowAction", " version %u">(*this, 2, ", version: ", version(),
+                                                        ", skipChecks: ", skipChecks);
     if (!complete()) {
         trace.at(2, "Version not initialized yet, skip update");
         return;
@@ -133,7 +133,7 @@ void UmoNatFlowActionSm::flowTypeIs(Ip::Nat::NatFlowType type) {
 }
 
 void UmoNatFlowActionSm::handleNatFlow() {
-    enter<"handleNatFlow">(*this, 2);
+    enterActionSm<"handleNatFlow">(*this, 2);
     if (!programmable()) {
         return;
     }
@@ -147,7 +147,7 @@ void UmoNatFlowActionSm::handleNatFlow() {
 }
 
 void UmoNatFlowActionSm::handleGroupNum(std::uint32_t num) {
-    enter<"handleGroupNum", " num %u">(*this, 2, ", num: ", num);
+    enterActionSm<"handleGroupNum", " num %u">(*this, 2, ", num: ", num);
     if (programmable()) {
         resetHwGroups();
     }
@@ -181,7 +181,7 @@ void UmoNatFlowActionSm::resetHwGroup(std::uint32_t group, bool unicast, bool po
 }
 
 void UmoNatFlowActionSm::doCleanup() {
-    enter<"doCleanup", " version %u">(*this, 2, ", version: ", version());
+    enterActionSm<"doCleanup", " version %u">(*this, 2, ", version: ", version());
     if (programmable()) {
         inputs_.topologySm->delActionSm(this);
         if (inputs_.matchSmStatus->groupNum() != 0) {

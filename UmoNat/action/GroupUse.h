@@ -24,9 +24,6 @@ struct NatFlowGroupUse {
     bool portSetId2;
 
     /// The port sets of the kind that this group carries.
-    [[nodiscard]] auto portSets(Ip::Nat::NatFlowVlanPortSets const &vps) const noexcept {
-        return unicast ? vps.ucastPortSet() : vps.mcastPortSet();
-    }
     [[nodiscard]] auto const &portSets(Ip::Nat::NatFlowVlanPortSets &vps) const noexcept {
         return unicast ? vps.ucastPortSet() : vps.mcastPortSet();
     }

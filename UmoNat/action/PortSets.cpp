@@ -46,7 +46,7 @@ void UmoNatFlowActionSm::updateSwPortSet(Mox::Ptr<Ip::Nat::NatFlowVlanPortSets> 
     if (egress.empty()) {
         addRecirculation(*vps);
     }
-    for (auto const &[intf, nextHop] : egress) {
+    for (auto const &[intf, nextHop] : egress) { // in order of insertion: the first MAC stays
         trace.at(2, "Intf: ", intf, ", vlan: ", nextHop.vlan, ", mac: ", nextHop.mac);
         if (Nexo::VlanIntfId::isVlanIntfId(intf)) {
             addSvi(Nexo::VlanIntfId::vlanId(intf), nextHop.mac, *vps);

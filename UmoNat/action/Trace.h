@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Mox/Entered.h"
+#include "Mox/Enter.h"
 #include "UmoNat/UmoNatFlowActionSm.h"
 
 #include <iosfwd>
@@ -25,7 +25,7 @@ std::ostream &operator<<(std::ostream &out, ActionSmEntry const &entry);
 /// Traces the entry of `machine` into `Handler`: its names, then `pieces`. `More` is the format in
 /// which the fast trace prints what it records of `pieces`.
 template <Mox::Text Handler, Mox::Text More = "", class... Pieces>
-void enter(UmoNatFlowActionSm const &machine, int level, Pieces const &...pieces) {
+void enterActionSm(UmoNatFlowActionSm const &machine, int level, Pieces const &...pieces) {
     Mox::enter<Mox::Text("UmoNatFlowActionSm::") + Handler + " policy %s match %s action %s" +
                More>(actionSmTrace, level, ActionSmEntry{Handler.chars, machine}, pieces...);
 }

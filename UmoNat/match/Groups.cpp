@@ -17,7 +17,7 @@ std::uint32_t UmoNatFlowMatchSm::getGroupNum() const {
 }
 
 bool UmoNatFlowMatchSm::createNatFlowGroups(std::uint32_t groups) {
-    enter<"createNatFlowGroups", " groups %u">(*this, 2, ", groups: ", groups);
+    enterMatchSm<"createNatFlowGroups", " groups %u">(*this, 2, ", groups: ", groups);
     if (!initialized_ || groups == 0) {
         return false;
     }
@@ -71,7 +71,7 @@ bool UmoNatFlowMatchSm::recordGroups(std::uint32_t unicast, std::uint32_t multic
 
 void UmoNatFlowMatchSm::deleteNatFlowGroups() {
     auto const &match = inputs_.matchStatus->name();
-    enter<"deleteNatFlowGroups">(*this, 2);
+    enterMatchSm<"deleteNatFlowGroups">(*this, 2);
     if (!initialized_) {
         return;
     }

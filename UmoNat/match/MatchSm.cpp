@@ -19,7 +19,7 @@ UmoNatFlowMatchSm::~UmoNatFlowMatchSm() = default;
 void UmoNatFlowMatchSm::handleInitialized() {
     Base::assertThat(bool(inputs_.matchStatus), "matchStatus()");
     auto const &match = inputs_.matchStatus->name();
-    enter<"handleInitialized">(*this, 1);
+    enterMatchSm<"handleInitialized">(*this, 1);
     Base::assertThat(bool(inputs_.hwPolicyStatus), "hwPolicyStatus()");
     hwMatchStatus_ = inputs_.hwPolicyStatus->matchIs(match);
     Base::assertThat(bool(hwMatchStatus_), "hwMatchStatus()");
@@ -57,7 +57,7 @@ void UmoNatFlowMatchSm::matchSmStatusDispatch(
 }
 
 bool UmoNatFlowMatchSm::handleGroupNumUpdate() {
-    enter<"handleGroupNumUpdate">(*this, 2, ", flow: ", inputs_.matchStatus->flow());
+    enterMatchSm<"handleGroupNumUpdate">(*this, 2, ", flow: ", inputs_.matchStatus->flow());
     if (!initialized_) {
         return true;
     }
@@ -90,7 +90,7 @@ bool UmoNatFlowMatchSm::handleGroupNumUpdate() {
 }
 
 void UmoNatFlowMatchSm::handleNatFlow() {
-    enter<"handleNatFlow">(*this, 2, ", flow: ", inputs_.matchStatus->flow());
+    enterMatchSm<"handleNatFlow">(*this, 2, ", flow: ", inputs_.matchStatus->flow());
     if (!initialized_ || handleGroupNumUpdate()) {
         return;
     }
@@ -100,7 +100,7 @@ void UmoNatFlowMatchSm::handleNatFlow() {
 }
 
 void UmoNatFlowMatchSm::handleNatFlowAction(Pelo::String const &name) {
-    enter<"handleNatFlowAction", " action %s">(*this, 2, ", action: ", name);
+    enterMatchSm<"handleNatFlowAction", " action %s">(*this, 2, ", action: ", name);
     if (!initialized_) {
         return;
     }
@@ -123,7 +123,7 @@ void UmoNatFlowMatchSm::handleNatFlowAction(Pelo::String const &name) {
 }
 
 void UmoNatFlowMatchSm::doCleanup() {
-    enter<"doCleanup">(*this, 1);
+    enterMatchSm<"doCleanup">(*this, 1);
     if (initialized_) {
         actionSmDelAll();
         deleteNatFlowGroups();

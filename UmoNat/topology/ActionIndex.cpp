@@ -2,7 +2,11 @@
 #include "UmoNat/UmoNatflowActionSmIndex.h"
 #include "UmoNat/topology/Trace.h"
 
+#include <algorithm>
 #include <ostream>
+#include <type_traits>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -22,27 +26,34 @@ std::ostream &operator<<(std::ostream &out, Names const &names) {
 
 UmoNatflowActionSmIndex::~UmoNatflowActionSmIndex() = default;
 
-/// The entry of the key: the existing one, else the next emptied one of that key, else a new one.
-/// An action mostly registers in the same order, so emptied entries of other keys are skipped.
-template <class Entries, class Key, class Publish>
-Mox::Ptr<typename Entries::Value::Object>
-UmoNatflowActionSmIndex::entryIs(Entries &entries, Key const &key, Publish const &publish) {
-    using Entry = typename Entries::Value::Object;
-    if (entries.find(key) == nullptr) {
-        while (nextEmptied_ < emptied_.size()) {
-            Mox::Ptr<UmoNatflowActionSmEntry> const spare = std::move(emptied_[nextEmptied_++]);
-            bool const known = spare->references() > 1 || spare->notifier().everSubscribed();
-            if (known || spare->kind() != Entry::kKind) {
-                continue;
-            }
-            Mox::Ptr<Entry> const entry(static_cast<Entry *>(spare.ptr()));
-            if (entry->key() == key) {
-                Mox::AttributeWork::childAdd(entries, key, entry, publish);
-                return entry;
-            }
+/// The spare entry of that key, or null. Only the next few are compared, so that the cost does not
+/// grow with their number.
+template <class Entry, class Key>
+Mox::Ptr<Entry> UmoNatflowActionSmIndex::spareEntry(Key const &key) {
+    constexpr std::size_t kCompared = 4;
+    std::size_t const end = std::min(spare_.size(), nextSpare_ + kCompared);
+    for (std::size_t i = nextSpare_; i < end; ++i) {
+        if (spare_[i]->kind() == Entry::kKind &&
+            static_cast<Entry const &>(*spare_[i]).key() == key) {
+            nextSpare_ = i + 1;
+            Mox::Ptr<UmoNatflowActionSmEntry> const taken = std::move(spare_[i]);
+            return Mox::Ptr<Entry>(static_cast<Entry *>(taken.ptr()));
         }
     }
-    return Mox::AttributeWork::childIs(entries, key, publish);
+    return nullptr;
+}
+
+/// The entry of the key: the existing one, else a spare one, else a new one.
+template <class Index, class Key, class Publish>
+Mox::Ptr<typename Index::Value::Object>
+UmoNatflowActionSmIndex::entryIs(Index &index, Key const &key, Publish const &publish) {
+    if (index.find(key) == nullptr) {
+        if (auto const spare = spareEntry<typename Index::Value::Object>(key)) {
+            Mox::AttributeWork::childAdd(index, key, spare, publish);
+            return spare;
+        }
+    }
+    return Mox::AttributeWork::childIs(index, key, publish);
 }
 
 void UmoNatflowActionSmIndex::addActionSmIntf(Nexo::IntfId intf, UmoNatFlowActionSm *actionSm) {
@@ -93,41 +104,52 @@ bool UmoNatflowActionSmIndex::indexed(UmoNatflowActionSmEntry &entry) const noex
     return false;
 }
 
-/// Removes the emptied entries of one kind, each with the trace `removed` unless it is null.
-template <class Entries, class Publish>
-void UmoNatflowActionSmIndex::removeEmptied(Entries &entries, char const *removed,
-                                            Publish const &publish) {
-    using Entry = typename Entries::Value::Object;
-    for (std::size_t i = 0; i < emptied_.size(); ++i) { // what is published may change the list
-        Mox::Ptr<UmoNatflowActionSmEntry> const entry = emptied_[i];
-        if (entry->kind() == Entry::kKind) {
-            auto const &key = static_cast<Entry const &>(*entry).key();
-            if (removed != nullptr) {
-                trace.at(4, removed, key);
-            }
-            Mox::AttributeWork::elementDel(entries, key, publish);
+/// Removes the entries of one kind that are still empty and in the index, each with the trace
+/// `removed` unless it is null. A subscriber may have changed any of them meanwhile.
+template <class Index, class Publish>
+void UmoNatflowActionSmIndex::removeEmptied(Index &index, Entries const &emptied,
+                                            char const *removed, Publish const &publish) {
+    using Entry = typename Index::Value::Object;
+    for (Mox::Ptr<UmoNatflowActionSmEntry> const &entry : emptied) {
+        if (entry->kind() != Entry::kKind || !entry->actionSm().empty() || !indexed(*entry)) {
+            continue;
         }
+        auto const &key = static_cast<Entry const &>(*entry).key();
+        if (removed != nullptr) {
+            trace.at(4, removed, key);
+        }
+        Mox::AttributeWork::elementDel(index, key, publish);
     }
 }
 
 void UmoNatflowActionSmIndex::withdraw(UmoNatFlowActionSm *actionSm, bool traced) {
-    emptied_.clear();
-    nextEmptied_ = 0;
-    for (UmoNatflowActionSmEntry *const entry : actionSm->indexEntries()) {
-        if (indexed(*entry)) {
-            entry->actionSmDel(actionSm);
-            if (entry->actionSm().empty()) {
-                emptied_.emplace_back(entry);
-            }
+    Entries emptied = std::exchange(spare_, {}); // for its room
+    emptied.clear();
+    for (UmoNatflowActionSmEntry *const candidate : actionSm->indexEntries()) {
+        if (!indexed(*candidate)) {
+            continue;
+        }
+        Mox::Ptr<UmoNatflowActionSmEntry> const entry(candidate);
+        entry->actionSmDel(actionSm);
+        if (entry->actionSm().empty()) {
+            emptied.push_back(entry);
         }
     }
-    actionRecircDel(actionSm);
-    if (!emptied_.empty()) {
+    if (!emptied.empty()) {
         auto const removed = [traced](char const *text) { return traced ? text : nullptr; };
-        removeEmptied(actionIntf_, removed("Removed actionIntf for intf "), actionIntfPublish());
-        removeEmptied(actionVlan_, removed("Removed actionVlan for vlan "), actionVlanPublish());
-        removeEmptied(actionMac_, removed("Removed actionMac for mac "), actionMacPublish());
+        removeEmptied(actionIntf_, emptied, removed("Removed actionIntf for intf "),
+                      actionIntfPublish());
+        removeEmptied(actionVlan_, emptied, removed("Removed actionVlan for vlan "),
+                      actionVlanPublish());
+        removeEmptied(actionMac_, emptied, removed("Removed actionMac for mac "),
+                      actionMacPublish());
+        std::erase_if(emptied, [](Mox::Ptr<UmoNatflowActionSmEntry> const &entry) {
+            return entry->references() > 1 || entry->notifier().everSubscribed();
+        });
     }
+    actionRecircDel(actionSm);
+    spare_ = std::move(emptied);
+    nextSpare_ = 0;
 }
 
 void UmoNatflowActionSmIndex::clear() {
@@ -135,5 +157,5 @@ void UmoNatflowActionSmIndex::clear() {
     actionMacDelAll();
     actionVlanDelAll();
     actionIntfDelAll();
-    emptied_.clear();
+    spare_.clear();
 }

@@ -50,7 +50,7 @@ void UmoNatFlowMcastTopologySm::Backlog::process() {
 }
 
 bool UmoNatFlowMcastTopologySm::Backlog::running() const noexcept {
-    auto const &task = actionSmUpdateBacklogTask();
+    auto const task = actionSmUpdateBacklogTask();
     return task && task->taskCurrentlyRunning();
 }
 

@@ -10,7 +10,7 @@ class UmoNatFlowMcastTopologySm::Backlog final : public Mox::Entity {
     MOX_ATTRIBUTE_FROM(Mox::Seconds, actionSmUpdateBacklogTaskInterval, Mox::Seconds(0.1))
     /// Actions evaluated per run; 0 means no limit.
     MOX_ATTRIBUTE_FROM(std::uint32_t, actionSmUpdateBacklogTaskLimit, 100U)
-    MOX_ATTRIBUTE(Mox::Ptr<Vyr::TimerTask>, actionSmUpdateBacklogTask)
+    MOX_REFERENCE(Vyr::TimerTask, actionSmUpdateBacklogTask)
 
   public:
     using ActionSms = Mox::Set<UmoNatFlowActionSm *>;

@@ -1,6 +1,6 @@
 #include "UmoNat/topology/Bridging.h"
 
-#include "Mox/Entered.h"
+#include "Mox/Enter.h"
 #include "UmoNat/topology/Trace.h"
 
 namespace {

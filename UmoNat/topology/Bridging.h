@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Mox/Entered.h"
+#include "Mox/Enter.h"
 #include "UmoNat/topology/NestedSm.h"
 
 /// The reactors to bridging state. They notify by interface, VLAN or MAC, and do not check whether

@@ -1,5 +1,5 @@
 #include "Base/Assert.h"
-#include "Mox/Entered.h"
+#include "Mox/Enter.h"
 #include "UmoNat/topology/IpState.h"
 #include "UmoNat/topology/Recirculation.h"
 #include "UmoNat/topology/Trace.h"

@@ -54,7 +54,8 @@ bool UmoNatFlowMcastTopologySm::addHostPort(std::uint16_t vlan, Nexo::IntfId int
     return true;
 }
 
-/// Sets the port set's MAC without comparing it, unlike addHostPort.
+/// Sets the port set's MAC without comparing it, unlike addHostPort: all flooded ports get the same
+/// copies, but a known host must not redirect the copies of another.
 bool UmoNatFlowMcastTopologySm::floodSviPorts(std::uint16_t vlan, Nexo::EthAddr const &mac,
                                               Ip::Nat::NatFlowVlanPortSets &vps,
                                               bool unicast) const {

@@ -9,7 +9,7 @@ void UmoNatFlowMcastTopologySm::Recirculation::choose() {
 }
 
 void UmoNatFlowMcastTopologySm::Recirculation::offer(char const *function, std::uint16_t vlan) {
-    if (natFlowRecircVlan() == 0) {
+    if (topologySm_.natFlowRecircVlan() == 0) {
         take(function, vlan);
     }
 }
@@ -32,6 +32,6 @@ UmoNatFlowMcastTopologySm::Recirculation::firstValidVlan(Nexo::IntfId exceptIntf
 
 void UmoNatFlowMcastTopologySm::Recirculation::take(char const *function, std::uint16_t vlan) {
     topologySmTrace.at(5, function, ", set natFlowRecircVlan to ", vlan);
-    natFlowRecircVlanIs(vlan);
+    topologySm_.natFlowRecircVlanIs(vlan);
     topologySm_.notifyActionSmRecirc();
 }

@@ -1,13 +1,10 @@
 #pragma once
 
-#include "Mox/Attributes.h"
 #include "UmoNat/UmoNatFlowMcastTopologySm.h"
 
-/// Chooses the VLAN through which copies recirculate. It is kept while its interface stays up and
-/// in the L3 table, because each change reprograms all recirculating actions.
-class UmoNatFlowMcastTopologySm::Recirculation final : public Mox::Entity {
-    MOX_ATTRIBUTE(std::uint16_t, natFlowRecircVlan) // 0: none
-
+/// Chooses the VLAN through which copies recirculate, for its owner. It is kept while its interface
+/// stays up and in the L3 table, because each change reprograms all recirculating actions.
+class UmoNatFlowMcastTopologySm::Recirculation final : public Mox::PtrInterface {
   public:
     explicit Recirculation(UmoNatFlowMcastTopologySm &topologySm) : topologySm_(topologySm) {}
 

@@ -1,6 +1,6 @@
 #include "UmoNat/UmoNatFlowMcastTopologySm.h"
 
-#include "Mox/Entered.h"
+#include "Mox/Enter.h"
 #include "Skimtrace/Skimtrace.h"
 #include "UmoNat/topology/Backlog.h"
 #include "UmoNat/topology/Bridging.h"
@@ -142,14 +142,6 @@ void UmoNatFlowMcastTopologySm::actionSmUpdateBacklogTaskDispatch(
 void UmoNatFlowMcastTopologySm::actionSmGone(UmoNatFlowActionSm *actionSm) {
     index_->actionSmGone(actionSm);
     actionSmUpdateBacklogDel(actionSm);
-}
-
-std::uint16_t UmoNatFlowMcastTopologySm::natFlowRecircVlan() const noexcept {
-    return recirculation_->natFlowRecircVlan();
-}
-
-void UmoNatFlowMcastTopologySm::natFlowRecircVlanIs(std::uint16_t vlan) {
-    recirculation_->natFlowRecircVlanIs(vlan);
 }
 
 void UmoNatFlowMcastTopologySm::setNewNatFlowRecircVlan(Nexo::IntfId oldIntf) {

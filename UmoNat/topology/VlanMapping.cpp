@@ -1,7 +1,7 @@
 #include "UmoNat/topology/PortStates.h"
 
 #include "Base/Assert.h"
-#include "Mox/Entered.h"
+#include "Mox/Enter.h"
 #include "UmoNat/topology/Trace.h"
 
 namespace {

@@ -7,6 +7,8 @@
 #include "Mox/Ptr.h"
 #include "Mox/Set.h"
 
+#include <type_traits>
+
 /// The macros that declare the attributes of an entity. Each line declares one attribute and its
 /// accessors. They are macros because the accessors' names are derived from the attribute's. The
 /// functions of Mox::AttributeWork do the work.
@@ -25,7 +27,7 @@
 /// | MOX_CHILDREN(Key, Child, x)     | x(): the collection; x(key): the child or null;         |
 /// |                                 | xIs(key): insert or get; xIs(key, child): insert a      |
 /// |                                 | filled child; xDel(key); xDelAll()                      |
-/// | MOX_REFERENCES(Key, Child, x)   | the same for children that others own, under any key:   |
+/// | MOX_REFERENCES(Key, Child, x)   | the same for entities made elsewhere, under any key:    |
 /// |                                 | only xIs(key, child) inserts, and it may replace        |
 /// | MOX_VALUES(Key, Value, x)       | the same, but xIs(key, value) stores a value, and x(key)|
 /// |                                 | points to it or is null                                 |
@@ -36,7 +38,9 @@
 /// Lines with children also declare children(attribute) and child(attribute, key), for generic
 /// code: they return what x() and x(key) of a const entity return.
 ///
-/// A const entity returns its children as const. Code that changes an entity must hold a reference
+/// A const entity returns its children as const: x() is then a ConstChildren, whose find() returns
+/// a plain pointer to the child. State machines are no inputs, and their own accessors return what
+/// they hold as it is. Code that changes an entity must hold a reference
 /// to it: a subscriber may drop the last other one.
 ///
 /// Each line but MOX_KEY also declares `xAttribute`, which identifies the attribute to subscribers.
@@ -45,6 +49,12 @@
 
 /// The functions that the collection lines call. `publish` gets the key of what changed.
 namespace Mox::AttributeWork {
+
+/// Whether copies of a `Type` in a const entity would let its reader write.
+template <class Type>
+inline constexpr bool kWritablePtr = false;
+template <class Object>
+inline constexpr bool kWritablePtr<Ptr<Object>> = !std::is_const_v<Object>;
 
 /// REQUIRES: no child of that key; the key is the child's own.
 template <class Key, class Child, class Publish>
@@ -132,10 +142,11 @@ void elementDelAll(Set<Key> &set, Publish publish) {
     using x##Keyed = Pelo::KeyedAttribute<KeyType, Pelo::attributeId(#x)>;                         \
     MOX_PUBLISHES(x##Keyed, x)
 
-#define MOX_ATTRIBUTE(Type, x) MOX_ATTRIBUTE_FROM(Type, x, Type())
+#define MOX_ATTRIBUTE(Type, x) MOX_ATTRIBUTE_FROM(Type, x, {})
 
 #define MOX_ATTRIBUTE_FROM(Type, x, initial)                                                       \
     MOX_PUBLISHES_SCALAR(x)                                                                        \
+    static_assert(!Mox::AttributeWork::kWritablePtr<Type>, "use MOX_REFERENCE");                   \
     [[nodiscard]] Type const &x() const noexcept {                                                 \
         return x##_;                                                                               \
     }                                                                                              \
@@ -225,6 +236,7 @@ void elementDelAll(Set<Key> &set, Publish publish) {
 #define MOX_REFERENCES(Key, Child, x)                                                              \
     MOX_ANY_CHILDREN(Key, Child, x)                                                                \
     void x##Is(Key const &key, Mox::Ptr<Child> const &child) {                                     \
+        Base::assertThat(bool(child), #x " child");                                                \
         if (x##_.assign(key, child)) {                                                             \
             publishChange(x##Attribute, key);                                                      \
         }                                                                                          \
@@ -234,6 +246,7 @@ void elementDelAll(Set<Key> &set, Publish publish) {
 
 #define MOX_VALUES(Key, Value, x)                                                                  \
     MOX_ANY_COLLECTION(Key, x)                                                                     \
+    static_assert(!Mox::AttributeWork::kWritablePtr<Value>, "use MOX_REFERENCES");                 \
     [[nodiscard]] auto const &x() const noexcept {                                                 \
         return x##_;                                                                               \
     }                                                                                              \

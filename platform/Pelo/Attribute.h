@@ -67,7 +67,8 @@ class Change {
 };
 
 /// A change of an entity of the class `Entity`. It accepts only attributes of that class, so a key
-/// is never read as one of another type.
+/// is never read as one of another type. A class that inherits attributes declares none of its own:
+/// its list would hide the inherited one.
 template <class Entity>
 class ChangeOf {
   public:

@@ -82,8 +82,8 @@ PLATFORM_API extern Ring ring;
 ///     entered.record({policy_});
 class PLATFORM_API Point {
   public:
-    /// `format` must be a string literal. The dump replaces in it each "%s" with the next name, and
-    /// each "%u" with the number. Its first word names the place.
+    /// `format` must live as long as the point, as a string literal does. The dump replaces in it
+    /// each "%s" with the next name, and each "%u" with the number. Its first word names the place.
     constexpr explicit Point(char const *format) noexcept : format_(format) {}
 
     /// Records one entry. Inline: a call would double the cost.

@@ -140,3 +140,36 @@ TEST(ActionIndex, EntriesOutsideItAreLeftAloneByWithdrawalsAndByThemAlone) {
     sw.sm().delActionSm(sw.watcher("c")); // has forgotten it
     EXPECT_TRUE(sw.sm().actionVlan(1));
 }
+
+TEST(ActionIndex, AWithdrawalCopesWithWhatItsSubscribersChangeMeanwhile) {
+    RunningSwitch sw;
+    auto *const a = sw.watcher("a");
+    auto *const b = sw.watcher("b");
+    auto &sm = sw.sm();
+    struct {
+        std::function<void()> change; // as VLAN 10 loses its action
+        std::string left;             // the VLANs in the index afterwards
+    } const cases[] = {{[&] { sm.actionVlanDel(10); }, "30 "},
+                       {[&] { sm.actionVlanDel(20); }, "30 "},
+                       {[&] { sm.addActionSmVlan(10, b); }, "10 30 "},
+                       {[&] { sm.delActionSm(b); }, ""}};
+    for (auto const &[change, left] : cases) {
+        sm.addActionSmVlan(10, a);
+        sm.addActionSmVlan(20, a);
+        sm.addActionSmVlan(30, b);
+        std::function<void()> once = change;
+        OnChange const heard(*sm.actionVlan(10), [&] {
+            if (auto const act = std::exchange(once, nullptr)) {
+                act();
+            }
+        });
+        sm.delActionSm(a);
+        std::string found;
+        for (auto const &[vlan, entry] : sm.actionVlan()) {
+            found += std::to_string(vlan) + " ";
+        }
+        EXPECT_EQ(found, left);
+        sm.delActionSm(b);
+        EXPECT_TRUE(sm.actionVlan().empty());
+    }
+}

@@ -16,7 +16,8 @@ using Ip::Nat::Status;
 using Topologies = Bridging::Topology::Config;
 
 [[maybe_unused]] void read(NatFlowPolicyStatus const &policy, Topologies const &topologies,
-                           HwNatFlowActionStatus const &action, Pelo::ChangeOf<Status> const &change,
+                           HwNatFlowActionStatus const &action,
+                           Pelo::ChangeOf<Status> const &change,
                            Mox::Subscription<Status> &subscription) {
     for (auto const &[name, match] : policy.match()) {
         static_cast<void>(match->flow());
@@ -30,22 +31,30 @@ using Topologies = Bridging::Topology::Config;
     for (auto const &[name, match] : policy.match()) {
         match->flowIs({});
     }
-#elif CASE == 2 // found: discards qualifiers|not marked const
+#elif CASE == 2  // found: discards qualifiers|not marked const
     policy.match().find("m")->flowIs({});
-#elif CASE == 3 // asked for: discards qualifiers|not marked const
+#elif CASE == 3  // asked for: discards qualifiers|not marked const
     policy.match("m")->flowIs({});
-#elif CASE == 4 // mapped: discards qualifiers|not marked const
+#elif CASE == 4  // mapped: discards qualifiers|not marked const
     topologies.vidToTopoMap().find(VlanId(10))->topoPortConfigDelAll();
-#elif CASE == 5 // mapped, asked for: discards qualifiers|not marked const
+#elif CASE == 5  // mapped, asked for: discards qualifiers|not marked const
     topologies.vidToTopoMap(VlanId(10))->topoPortConfigDelAll();
-#elif CASE == 6 // referred to: discards qualifiers|not marked const
+#elif CASE == 6  // referred to: discards qualifiers|not marked const
     action.vlanPortSets()->ucastPortSetDelAll();
-#elif CASE == 7 // another class's attribute: no matching (member )?function
+#elif CASE == 7  // another class's attribute: no matching (member )?function
     change.keyOf(NatFlowPolicyStatus::matchAttribute);
-#elif CASE == 8 // another key type: cannot convert|cannot initialize
+#elif CASE == 8  // another key type: cannot convert|cannot initialize
     int const *const key = change.keyOf(Status::natFlowAttribute);
-#elif CASE == 9 // another class's entity: cannot convert|could not convert|no viable conversion
+#elif CASE == 9  // another class's entity: cannot convert|could not convert|no viable conversion
     subscription.follow(Mox::Ptr<NatFlowPolicyStatus>());
+#elif CASE == 11 // an attribute through which a reader could write: use MOX_REFERENCE
+    class Leak : public Mox::Entity {
+        MOX_ATTRIBUTE(Mox::Ptr<Status>, status)
+    };
+#elif CASE == 12 // values through which a reader could write: use MOX_REFERENCES
+    class Leaks : public Mox::Entity {
+        MOX_VALUES(int, Mox::Ptr<Status>, status)
+    };
 #elif CASE == 10 // two attributes with one hash: cannot be overloaded|cannot be redeclared
     class Twins : public Mox::Entity {
         MOX_ATTRIBUTE(int, costarring)

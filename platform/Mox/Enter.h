@@ -78,16 +78,19 @@ class EntryRecord {
     std::uint32_t number_ = 0;
 };
 
+/// The place in the fast trace of the handler that `Format` names.
+template <Text Format>
+inline constinit Skimtrace::Point entryPoint(Format.chars);
+
 /// Traces the entry of a handler: writes `pieces` to `trace` if `level` is on, and records their
 /// names and their last number in the fast trace. `Format` is the record's text, as for
 /// Skimtrace::Point; its first word is the handler's full name.
 template <Text Format, class... Pieces>
 void enter(TraceHandle const &trace, int level, Pieces const &...pieces) noexcept {
     trace.at(level, pieces...);
-    static constinit Skimtrace::Point entered(Format.chars);
     EntryRecord record;
     (record.take(pieces), ...);
-    entered.record(record.names(), record.number());
+    entryPoint<Format>.record(record.names(), record.number());
 }
 
 } // namespace Mox
