@@ -48,7 +48,7 @@ template <class Index, class Key, class Publish>
 Mox::Ptr<typename Index::Value::Object>
 UmoNatflowActionSmIndex::entryIs(Index &index, Key const &key, Publish const &publish) {
     if (index.find(key) == nullptr) {
-        if (auto const spare = spareEntry<typename Index::Value::Object>(key)) {
+        if (auto spare = spareEntry<typename Index::Value::Object>(key)) {
             Mox::AttributeWork::childAdd(index, key, spare, publish);
             return spare;
         }
