@@ -1,5 +1,4 @@
 #include "Skimtrace/Skimtrace.h"
-#include "UmoNat/show/Sorter.h"
 #include "UmoNat/topology/Bridging.h"
 #include "UmoNat/topology/IpState.h"
 #include "UmoNat/topology/PortStates.h"
@@ -65,15 +64,4 @@ TEST(FastTrace, RecordsThatAnActionHearsOfAnotherNumberOfGroups) {
     Skimtrace::dump(dumped, 20);
     EXPECT_THAT(dumped.str(),
                 HasSubstr(" UmoNatFlowActionSm::handleGroupNum policy p match m action a num 2\n"));
-}
-
-TEST(Sorter, ACopyHasEntriesOfItsOwn) {
-    NatFlowMcastCliSorter names;
-    names.entryIdIs("a", true);
-    NatFlowMcastCliSorter const copy(names);
-    NatFlowMcastCliSorter assigned;
-    assigned = names;
-    names["a"]->valueIs(false);
-    EXPECT_TRUE(copy["a"]->value() && assigned["a"]->value());
-    EXPECT_TRUE(copy.isEq(assigned) && !copy.isEq(names));
 }
