@@ -1,4 +1,3 @@
-#include "Skimtrace/Skimtrace.h"
 #include "UmoNat/topology/Bridging.h"
 #include "UmoNat/topology/IpState.h"
 #include "UmoNat/topology/PortStates.h"
@@ -52,16 +51,4 @@ TEST(Action, WithoutAHardwareRecordSaysSoAndIsNoActionWithoutAVersion) {
     EXPECT_DEATH(action.resetHwGroup(1, true, false), "Assertion failed: hwActionStatus\\(\\)");
     EXPECT_DEATH(action.updateHwTranslationSrc(1, true, false), "failed: hwActionStatus\\(\\)");
     action.hwActionStatusIs(record);
-}
-
-TEST(FastTrace, RecordsThatAnActionHearsOfAnotherNumberOfGroups) {
-    RunningSwitch sw;
-    sw.match("m", NatSwitch::kNone);
-    auto &status = sw.action("m", "a", "239.9.9.9:1");
-    status.dstIs({});
-    status.versionIs(2);
-    std::ostringstream dumped;
-    Skimtrace::dump(dumped, 20);
-    EXPECT_THAT(dumped.str(),
-                HasSubstr(" UmoNatFlowActionSm::handleGroupNum policy p match m action a num 2\n"));
 }

@@ -24,17 +24,6 @@ struct SoftSwitchTest : testing::Test {
 
 } // namespace
 
-TEST_F(SoftSwitchTest, RefusesWhatItIsToldToAndWhatFindsNoRoom) {
-    chip->refuseGroups(1);
-    EXPECT_EQ(chip->createNatFlowGroup("p", "m", false), 0U);
-    EXPECT_EQ(chip->createNatFlowGroup("p", "m", false), 1U);
-    EXPECT_EQ(program(1, 0, 10), 1U);
-    EXPECT_EQ(program(1, 0, 20), 2U);
-    EXPECT_EQ(program(1, 0, 30), 0U);
-    EXPECT_EQ(chip->refusals(), 2U);
-    EXPECT_TRUE(errors.empty());
-}
-
 TEST_F(SoftSwitchTest, EachBreakOfTheContractIsCountedReportedAndWithoutEffect) {
     chip->createNatFlowGroup("p", "m", false);
     chip->createNatFlowGroup("p", "n", false);

@@ -10,18 +10,20 @@ using UmoAgent::ScenarioFaults;
 
 namespace {
 
-/// The faults of events that are carried out on an empty switch, a minute after its start.
-ScenarioFaults faultsOfEvents(std::string const &text) {
-    UmoAgent::SwitchState const nothing;
-    auto const read = UmoAgent::readEvents("f", text, {nothing, std::chrono::minutes(1)});
+template <class Read>
+ScenarioFaults faultsIn(Read const &read) {
     auto const *const faults = std::get_if<ScenarioFaults>(&read);
     return faults != nullptr ? *faults : ScenarioFaults{};
 }
 
 ScenarioFaults faultsOf(std::string const &text) {
-    auto const read = UmoAgent::readScenario("f", text);
-    auto const *const faults = std::get_if<ScenarioFaults>(&read);
-    return faults != nullptr ? *faults : ScenarioFaults{};
+    return faultsIn(UmoAgent::readScenario("f", text));
+}
+
+/// Events that are carried out on an empty switch, a minute after its start.
+ScenarioFaults faultsOfEvents(std::string const &text) {
+    UmoAgent::SwitchState const nothing;
+    return faultsIn(UmoAgent::readEvents("f", text, {nothing, std::chrono::minutes(1)}));
 }
 
 std::string repeated(int count, std::string const &text) {
