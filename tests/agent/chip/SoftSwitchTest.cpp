@@ -44,8 +44,11 @@ TEST(SoftSwitch, EachBreakOfTheContractIsCountedReportedAndWithoutEffect) {
         call();
         EXPECT_THAT(errors, ElementsAre(testing::HasSubstr(error)));
     }
+    program(1, 0, 20);
+    program(1, 0, 30); // finds no room, which is no break
+    EXPECT_EQ(chip->refusals(), 1U);
     EXPECT_EQ(chip->contractErrors(), cases.size());
     EXPECT_EQ(chip->groupsInUse(), 1U);
-    EXPECT_EQ(chip->groups().at(1).portSets.size(), 1U);
+    EXPECT_EQ(chip->groups().at(1).portSets.size(), 2U);
     EXPECT_EQ(chip->groups().at(1).portSets.at(1).source->prefixLength, 24U);
 }
