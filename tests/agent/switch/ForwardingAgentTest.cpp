@@ -85,10 +85,13 @@ TEST_F(ForwardingAgentTest, OfAListWithAFaultNothingHappensHoweverRightTheRestIs
     std::vector<std::pair<Changes, std::string>> const cases{
         {{gone<Chip>({})}, "a size"},
         {{gone<BridgeMac>({})}, "a MAC address"},
+        {{gone<Interface>(IntfId("Et8"))}, absent(Interface())},
         {{gone<Vlan>(one), gone<Vlan>(one)}, absent(Vlan())},
         {{gone<Vlan>(one), set<Vlan>(one), gone<VlanMember>({one, et1})}, absent(VlanMember())},
         {{gone<Topology>("t"), gone<VlanTopology>(one)}, absent(VlanTopology())},
+        {{gone<IpInterface>(et3)}, absent(IpInterface())},
         {{gone<Policy>("p"), set<Policy>("p"), gone<Match>({"p", "m"})}, absent(Match())},
+        {{gone<Action>({"p", "m", "x"})}, absent(Action())},
         {{gone<Vlan>(one), set<VlanMember>({one, et2})}, absent(Vlan())},
         {{set<LearnedMac>({two, mac1}, et1)}, absent(Fdb())},
         {{set<Match>({"x", "m"})}, absent(Policy())},
