@@ -20,19 +20,18 @@ template <class Wanted, class Elements>
 bool haveNames(Elements const &elements, Wanted const &wanted,
                std::set<std::string> const &leftOver = {}) {
     std::size_t names = 0;
-    for (auto const &[name, element] : wanted) {
+    bool all = true;
+    auto const need = [&](std::string const &name) {
         ++names;
-        if (elements.find(name) == nullptr) {
-            return false;
-        }
+        all = all && elements.find(name) != nullptr;
+    };
+    for (auto const &[name, element] : wanted) {
+        need(name);
     }
     for (std::string const &name : leftOver) {
-        names += wanted.find(name) == nullptr ? 1 : 0;
-        if (elements.find(name) == nullptr) {
-            return false;
-        }
+        wanted.find(name) == nullptr ? need(name) : void();
     }
-    return elements.size() == names;
+    return all && elements.size() == names;
 }
 
 /// Machines exist exactly for what is wanted; the tree may also have what is left over.
@@ -44,11 +43,11 @@ void requireNames(Where const &where, char const *what, Wanted const &wanted,
     require(haveNames(tree, wanted, leftOver), where, ": the tree has other ", what);
 }
 
+} // namespace
+
 std::string nameOf(std::string const &policy, std::string const &match) {
     return "policy " + policy + ", match " + match;
 }
-
-} // namespace
 
 void Checker::called(std::string const &call) {
     if (call.rfind("createNatFlowGroup", 0) != 0) {

@@ -98,6 +98,9 @@ class Checker {
     std::map<std::string, Watch> watches_;
 };
 
+/// A match, as messages name it.
+std::string nameOf(std::string const &policy, std::string const &match);
+
 std::set<Nexo::IntfId> interfacesOf(Ip::Nat::NatFlowPortSet const &portSet);
 
 /// Checks that the chip holds exactly what the tree records, and the groups of `halves`.

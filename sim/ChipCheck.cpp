@@ -12,29 +12,6 @@ namespace {
 
 using Identity = std::pair<std::uint32_t, std::uint32_t>; // group, port set
 
-// Where a fault was found. Formatted only if there is one.
-
-struct MatchPlace {
-    std::string const &policy;
-    std::string const &match;
-};
-std::ostream &operator<<(std::ostream &out, MatchPlace const &place) {
-    return out << "policy " << place.policy << ", match " << place.match;
-}
-
-struct PortSetPlace {
-    MatchPlace match;
-    std::string const &action;
-    std::uint16_t vlan;
-    bool unicast;
-    Identity identity;
-};
-std::ostream &operator<<(std::ostream &out, PortSetPlace const &place) {
-    return out << place.match << ", action " << place.action << ", VLAN " << place.vlan
-               << (place.unicast ? ", unicast" : ", multicast") << " port set "
-               << place.identity.second << " in group " << place.identity.first;
-}
-
 /// The group that holds the port sets of a kind under their first or second identifier; 0 if none
 /// does. A single group holds those of the action's own kind. Of two groups both hold them, or,
 /// without a destination, the first holds the unicast and the second the multicast ones.
@@ -48,20 +25,20 @@ std::uint32_t groupOf(HwNatFlowMatchStatus const &match, Ip::Nat::NatFlowType ty
     return unicast != (type == Ip::Nat::natFlowTypeUnicast) ? 0 : second ? other : group;
 }
 
-/// Checks that the chip's port set is what the tree records.
-void checkPortSet(PortSetPlace const &where, HwNatFlowActionStatus const &action, bool unicast,
+/// Checks that the chip's port set is what the tree records; `check` says where a fault is.
+template <class Check>
+void checkPortSet(Check const &check, HwNatFlowActionStatus const &action, bool unicast,
                   NatFlowPortSet const &portSet, SoftSwitch::PortSet const &programmed) {
     std::set<Nexo::IntfId> const interfaces(programmed.interfaces.begin(),
                                             programmed.interfaces.end());
-    require(programmed.vlan == portSet.vlan() && interfaces == interfacesOf(portSet) &&
-                interfaces.size() == programmed.interfaces.size(),
-            where, ": the chip's port set has other interfaces than the tree's");
+    check(programmed.vlan == portSet.vlan() && interfaces == interfacesOf(portSet) &&
+              interfaces.size() == programmed.interfaces.size(),
+          "the chip has other interfaces than the tree");
     std::optional<SoftSwitch::Translation> source;
     if (!action.srcNat().addr().isZero()) {
         source = {action.srcNat(), action.srcFlow(), action.srcLen(), {}};
     }
-    require(programmed.source == source, where,
-            ": the chip's source translation is not the tree's");
+    check(programmed.source == source, "the chip's source translation is not the tree's");
     bool const recorded = !action.dstNat().addr().isZero();
     std::optional<SoftSwitch::Translation> destination;
     if (unicast || recorded) {
@@ -70,12 +47,12 @@ void checkPortSet(PortSetPlace const &where, HwNatFlowActionStatus const &action
     // No destination to match and none to translate to: the first pass sees no difference.
     bool const optional = !recorded && action.dstFlow() == Nexo::IpAndPort() &&
                           action.dstLen() == 0 && !programmed.destination;
-    require(optional || programmed.destination == destination, where,
-            ": the chip's destination translation is not the tree's");
+    check(optional || programmed.destination == destination,
+          "the chip's destination translation is not the tree's");
 }
 
 /// Checks the port sets of an action, and adds them to `claimed`.
-void checkAction(std::string const &policy, SoftSwitch const &chip,
+void checkAction(std::string const &where, SoftSwitch const &chip,
                  HwNatFlowMatchStatus const &match, HwNatFlowActionStatus const &action,
                  std::set<Identity> &claimed) {
     for (int const kind : {0, 1, 2, 3}) {
@@ -85,15 +62,18 @@ void checkAction(std::string const &policy, SoftSwitch const &chip,
         auto const &vps = *action.vlanPortSets();
         for (auto const &[vlan, portSet] : unicast ? vps.ucastPortSet() : vps.mcastPortSet()) {
             std::uint32_t const id = second ? portSet->portSetId2() : portSet->portSetId();
-            PortSetPlace const here{
-                {policy, match.name()}, action.name(), vlan, unicast, {group, id}};
-            require((id == 0) == (group == 0), here, ": one without the other");
+            auto const check = [&, vlan = vlan](bool holds, char const *what) {
+                require(holds, where, ", action ", action.name(), ", VLAN ", vlan,
+                        unicast ? ", unicast" : ", multicast", " port set ", id, " in group ",
+                        group, ": ", what);
+            };
+            check((id == 0) == (group == 0), "one without the other");
             if (id != 0) {
                 auto const &portSets = chip.groups().at(group).portSets;
                 auto const programmed = portSets.find(id);
-                require(programmed != portSets.end(), here, ": not in the chip");
-                require(claimed.insert({group, id}).second, here, ": recorded twice");
-                checkPortSet(here, action, unicast, *portSet, programmed->second);
+                check(programmed != portSets.end(), "not in the chip");
+                check(claimed.insert({group, id}).second, "recorded twice");
+                checkPortSet(check, action, unicast, *portSet, programmed->second);
             }
         }
     }
@@ -102,7 +82,7 @@ void checkAction(std::string const &policy, SoftSwitch const &chip,
 /// Checks the groups of a match and their contents, and removes them from `others`.
 void checkGroups(std::string const &policy, HwNatFlowMatchStatus const &match,
                  SoftSwitch const &chip, std::set<std::uint32_t> &others) {
-    MatchPlace const where{policy, match.name()};
+    std::string const where = nameOf(policy, match.name());
     std::set<std::uint32_t> const ids{match.groupIdUc(), match.groupIdMc()};
     require(ids.size() == 1 || ids.count(0) == 0, where, ": half a pair of groups in the tree");
     std::size_t portSets = 0;
@@ -121,7 +101,7 @@ void checkGroups(std::string const &policy, HwNatFlowMatchStatus const &match,
     std::set<Identity> claimed;
     for (auto const &[name, action] : match.action()) {
         if (action->vlanPortSets()) {
-            checkAction(policy, chip, match, *action, claimed);
+            checkAction(where, chip, match, *action, claimed);
         }
     }
     require(claimed.size() == portSets, where, ": port sets in the chip that no action has");

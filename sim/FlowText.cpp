@@ -35,9 +35,8 @@ class FlowParser {
         return there;
     }
 
-    std::size_t open(Document::Kind kind) {
-        Document::Value value{kind, 1, static_cast<std::int32_t>(at_ + 1)};
-        document_.values.push_back(value);
+    std::size_t open(Document::Kind kind, std::size_t at) {
+        document_.values.push_back({kind, 1, static_cast<std::int32_t>(at + 1)});
         return document_.values.size() - 1;
     }
     bool close(std::size_t index) {
@@ -46,17 +45,14 @@ class FlowParser {
     }
 
     bool value() {
-        if (!skipBlanks()) {
-            return false;
-        }
-        return text_[at_] == '{'   ? items(Document::Kind::map, '}')
-               : text_[at_] == '[' ? items(Document::Kind::sequence, ']')
-                                   : word();
+        return skip('{')   ? items(Document::Kind::map, '}')
+               : skip('[') ? items(Document::Kind::sequence, ']')
+                           : word();
     }
 
+    /// Behind the opening bracket.
     bool items(Document::Kind kind, char end) {
-        std::size_t const index = open(kind);
-        ++at_;
+        std::size_t const index = open(kind, at_ - 1);
         std::uint32_t count = 0;
         while (!skip(end)) {
             bool const isMap = kind == Document::Kind::map;
@@ -79,7 +75,7 @@ class FlowParser {
         if (end == std::string_view::npos || (!quoted && end == begin)) {
             return false;
         }
-        std::size_t const index = open(Document::Kind::scalar);
+        std::size_t const index = open(Document::Kind::scalar, at_);
         at_ = end + (quoted ? 1 : 0);
         while (!quoted && text_[end - 1] == ' ') {
             --end;

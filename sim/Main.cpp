@@ -10,7 +10,6 @@
 #include <string>
 
 #include <sys/wait.h>
-#include <unistd.h>
 
 /// umo-soak: runs simulated switches through long random streams of events, each determined by its
 /// seed, and checks invariants after every event.
@@ -62,17 +61,18 @@ void report(std::uint64_t seed, CommandLine const &line, Sim::Result const &resu
 /// Simulates seeds, several at a time, until all are done or one fails.
 Totals soak(CommandLine const &line) {
     Totals totals{};
-    bool const progress = isatty(STDERR_FILENO) != 0;
     std::map<pid_t, std::pair<std::uint64_t, Sim::Child>> running;
-    std::uint64_t started = 0; // number of seeds
-    std::uint64_t const all = line.last - line.first + 1;
-    while (!running.empty() || (started < all && totals.faults == 0)) {
-        if (started < all && totals.faults == 0 && running.size() < line.jobs) {
-            Sim::Task task = line.each;
-            task.seed = line.first + started++;
+    Sim::Task task = line.each;
+    task.seed = line.first;
+    for (;;) {
+        bool const more = task.seed <= line.last && totals.faults == 0;
+        if (more && running.size() < line.jobs) {
             Sim::Child const child = Sim::start(task);
-            running.emplace(child.process, std::pair(task.seed, child));
+            running.emplace(child.process, std::pair(task.seed++, child));
             continue;
+        }
+        if (running.empty()) {
+            return totals;
         }
         int status = 0;
         auto const ended = running.find(wait(&status));
@@ -83,17 +83,11 @@ Totals soak(CommandLine const &line) {
         totals.events += result.script.events.size();
         totals.calls += result.calls;
         totals.hash += result.hash * (2 * seed + 1); // independent of the order in which they end
-        if (progress) {
-            std::cerr << '\r' << totals.seeds << " of " << all << " seeds, " << totals.events
-                      << " events" << std::flush;
-        }
         if (!result.fault.empty()) {
             totals.faults += 1;
             report(seed, line, result);
         }
     }
-    std::cerr << (progress ? "\n" : "");
-    return totals;
 }
 
 } // namespace

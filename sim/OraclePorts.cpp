@@ -1,4 +1,5 @@
 #include "Nexo/VlanIntfId.h"
+#include "agent/base/Find.h"
 #include "sim/Oracle.h"
 
 #include <algorithm>
@@ -8,20 +9,15 @@ namespace Sim {
 using Ip::Nat::NatFlowType;
 using Nexo::EthAddr;
 using Nexo::IntfId;
+using UmoAgent::findIn;
 
 namespace {
 
 constexpr EthAddr kGroupMac(0x01005e000000U);
 
-template <class Map, class Key>
-auto const *found(Map const &map, Key const &key) {
-    auto const at = map.find(key);
-    return at == map.end() ? nullptr : &at->second;
-}
-
 /// The VLAN that `intf` would carry for a request for `vlan`, or 0.
 std::uint16_t vlanOnInterface(PlainSwitch const &model, std::uint16_t vlan, IntfId intf) {
-    auto const *const settings = found(model.interfaces, intf);
+    auto const *const settings = findIn(model.interfaces, intf);
     std::uint16_t const native = settings == nullptr ? 0 : settings->nativeVlan.value();
     if (native == 0 || native == 4095) {
         return 0;
@@ -44,7 +40,7 @@ IntfId l3InterfaceOf(PlainSwitch const &model, std::uint16_t vlan) {
 /// Whether `intf` is a forwarding member of the usable VLAN `vlan`.
 bool portUsable(PlainSwitch const &model, std::uint16_t vlan, IntfId intf) {
     auto const &ports = model.topologies.at(model.topologyOfVlan.at(vlan));
-    auto const *const state = found(ports, intf);
+    auto const *const state = findIn(ports, intf);
     return model.interfaces.count(intf) != 0 && model.vlans.at(vlan).count(intf) != 0 &&
            state != nullptr && *state == Bridging::Topology::PortState::forwarding;
 }
@@ -61,9 +57,9 @@ bool addSvi(PlainSwitch const &model, std::uint16_t vlan, EthAddr mac, bool unic
         return false;
     }
     std::set<IntfId> members = model.vlans.at(vlan);
-    auto const *const hosts = unicast ? found(model.learnedMacs, vlan) : nullptr;
-    if (auto const *const known = hosts != nullptr ? found(*hosts, mac) : nullptr) {
-        auto const *const taken = found(sets, std::pair(unicast, vlan));
+    auto const *const hosts = unicast ? findIn(model.learnedMacs, vlan) : nullptr;
+    if (auto const *const known = hosts != nullptr ? findIn(*hosts, mac) : nullptr) {
+        auto const *const taken = findIn(sets, std::pair(unicast, vlan));
         if (taken != nullptr && !taken->dmac.isZero() && taken->dmac != mac) {
             return false;
         }
@@ -106,21 +102,21 @@ void addPort(PlainSwitch const &model, NatFlowType type, IntfId intf,
 bool losesL3Silently(PlainSwitch const &before, PlainSwitch const &after, std::uint16_t vlan) {
     IntfId const intf = l3InterfaceOf(before, vlan);
     bool const ipGoes = before.ipInterfaces.count(intf) != 0 && after.ipInterfaces.count(intf) == 0;
-    auto const *const id = found(after.l3Interfaces, intf);
+    auto const *const id = findIn(after.l3Interfaces, intf);
     return id != nullptr && (ipGoes || *id != vlan);
 }
 
 template <class Map, class Key>
 bool differ(Map const &before, Map const &after, Key const &key) {
-    auto const *const was = found(before, key);
-    auto const *const is = found(after, key);
+    auto const *const was = findIn(before, key);
+    auto const *const is = findIn(after, key);
     return was == nullptr || is == nullptr ? was != is : !(*was == *is);
 }
 
 } // namespace
 
 bool interfaceUp(PlainSwitch const &model, IntfId intf) {
-    auto const *const ip = found(model.ipInterfaces, intf);
+    auto const *const ip = findIn(model.ipInterfaces, intf);
     return ip != nullptr && ip->routing && ip->address != Nexo::IpAddrWithMask();
 }
 

@@ -39,11 +39,7 @@ void RecircOracle::starts(PlainSwitch const &initial) {
 /// removed; IP interfaces are removed, silently; bridging changes; IP interfaces are added and
 /// changed, one setting at a time; L3 interfaces are added and changed.
 void RecircOracle::changes(PlainSwitch const &before, PlainSwitch const &after) {
-    PlainSwitch now; // the changes so far, as far as they matter here
-    now.vlans = before.vlans;
-    now.topologyOfVlan = before.topologyOfVlan;
-    now.ipInterfaces = before.ipInterfaces;
-    now.l3Interfaces = before.l3Interfaces;
+    PlainSwitch now = before; // the changes so far, as far as they matter here
     std::erase_if(now.l3Interfaces, [&](auto const &l3) {
         auto const kept = after.l3Interfaces.find(l3.first);
         return kept == after.l3Interfaces.end() || kept->second != l3.second;

@@ -11,9 +11,29 @@ namespace Table = UmoAgent::Table;
 
 namespace {
 
+/// VLANs are plain numbers.
+std::uint16_t plain(Bridging::VlanId vlan) {
+    return vlan.value();
+}
+template <class Part>
+Part const &plain(Part const &part) {
+    return part;
+}
+
 template <class Map, class Key, class Value>
 void put(Map &map, Key const &key, std::optional<Value> const &value) {
-    value ? (void)map.insert_or_assign(key, *value) : (void)map.erase(key);
+    value ? (void)map.insert_or_assign(plain(key), plain(*value)) : (void)map.erase(plain(key));
+}
+
+template <class Map, class T>
+void put(Map &map, Change<T> const &change) {
+    put(map, change.key, change.value);
+}
+
+/// For a row that holds others.
+template <class Map, class T>
+void hold(Map &map, Change<T> const &change) {
+    change.value ? (void)map.try_emplace(plain(change.key)) : (void)map.erase(plain(change.key));
 }
 
 /// Interfaces that the action had keep their place; new ones follow.
@@ -31,58 +51,39 @@ void sortAsBefore(Egress &egress, Egress const &before) {
 struct Make {
     PlainSwitch &now;
 
-    void operator()(Change<Table::Chip> const & /*change*/) const {} // not an input
-    void operator()(Change<Table::BridgeMac> const &change) const { now.bridgeMac = *change.value; }
-    void operator()(Change<Table::Interface> const &change) const {
-        put(now.interfaces, change.key, change.value);
-    }
-    void operator()(Change<Table::Vlan> const &change) const {
-        change.value ? (void)now.vlans[change.key.value()]
-                     : (void)now.vlans.erase(change.key.value());
-    }
-    void operator()(Change<Table::VlanMember> const &change) const {
+    void operator()(Change<Table::Chip> const & /*change*/) {} // not an input
+    void operator()(Change<Table::BridgeMac> const &change) { now.bridgeMac = *change.value; }
+    void operator()(Change<Table::Interface> const &change) { put(now.interfaces, change); }
+    void operator()(Change<Table::Vlan> const &change) { hold(now.vlans, change); }
+    void operator()(Change<Table::VlanMember> const &change) {
         auto &members = now.vlans.at(change.key.in.value());
         change.value ? (void)members.insert(change.key.row) : (void)members.erase(change.key.row);
     }
-    void operator()(Change<Table::Topology> const &change) const {
-        if (change.value) {
-            now.topologies.try_emplace(change.key);
-            return;
-        }
-        now.topologies.erase(change.key);
+    void operator()(Change<Table::Topology> const &change) {
+        hold(now.topologies, change);
         std::erase_if(now.topologyOfVlan,
-                      [&](auto const &vlan) { return vlan.second == change.key; });
+                      [&](auto const &vlan) { return !change.value && vlan.second == change.key; });
     }
-    void operator()(Change<Table::TopologyPort> const &change) const {
+    void operator()(Change<Table::TopologyPort> const &change) {
         put(now.topologies.at(change.key.in), change.key.row, change.value);
     }
-    void operator()(Change<Table::VlanTopology> const &change) const {
-        put(now.topologyOfVlan, change.key.value(), change.value);
-    }
-    void operator()(Change<Table::Fdb> const &change) const {
-        change.value ? (void)now.learnedMacs[change.key.value()]
-                     : (void)now.learnedMacs.erase(change.key.value());
-    }
-    void operator()(Change<Table::LearnedMac> const &change) const {
+    void operator()(Change<Table::VlanTopology> const &change) { put(now.topologyOfVlan, change); }
+    void operator()(Change<Table::Fdb> const &change) { hold(now.learnedMacs, change); }
+    void operator()(Change<Table::LearnedMac> const &change) {
         put(now.learnedMacs.at(change.key.in.value()), change.key.row, change.value);
     }
-    void operator()(Change<Table::IpInterface> const &change) const {
-        put(now.ipInterfaces, change.key, change.value);
-    }
-    void operator()(Change<Table::L3Interface> const &change) const {
-        change.value ? (void)now.l3Interfaces.insert_or_assign(change.key, change.value->value())
-                     : (void)now.l3Interfaces.erase(change.key);
-    }
-    void operator()(Change<Table::Policy> const &change) const {
+    void operator()(Change<Table::IpInterface> const &change) { put(now.ipInterfaces, change); }
+    void operator()(Change<Table::L3Interface> const &change) { put(now.l3Interfaces, change); }
+    void operator()(Change<Table::Policy> const &change) {
         known(now.policies, change.key, change.value.has_value());
     }
-    void operator()(Change<Table::Match> const &change) const {
+    void operator()(Change<Table::Match> const &change) {
         auto &matches = now.policies.find(change.key.policy)->matches;
         if (auto *const match = known(matches, change.key.match, change.value.has_value())) {
             match->flow = *change.value;
         }
     }
-    void operator()(Change<Table::Action> const &change) const {
+    void operator()(Change<Table::Action> const &change) {
         auto &match = *now.policies.find(change.key.policy)->matches.find(change.key.match);
         if (auto *const action =
                 known(match.actions, change.key.action, change.value.has_value())) {

@@ -12,15 +12,6 @@
 
 namespace Sim {
 
-namespace {
-
-void requireNothingScheduled() {
-    require(!Vyr::TaskSchedulerRoot::findOrCreateScheduler()->nextDue(),
-            "nothing is left to do, but a task is scheduled");
-}
-
-} // namespace
-
 Figures run(std::string const &initial, NextStep const &next) {
     Figures figures;
     auto const hash = [&](std::string_view text) {
@@ -48,6 +39,10 @@ Figures run(std::string const &initial, NextStep const &next) {
         }
         UmoAgent::carryOut(agent, step.event, printed);
         checker.changed(step.event.changes);
+    };
+    auto const requireNothingScheduled = [] {
+        require(!Vyr::TaskSchedulerRoot::findOrCreateScheduler()->nextDue(),
+                "nothing is left to do, but a task is scheduled");
     };
 
     UmoAgent::Changes const changes = readInitial(initial);

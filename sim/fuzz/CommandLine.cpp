@@ -22,13 +22,11 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const *bytes, std::size_t siz
          at += piece) {
         pieced.add(text.substr(at, piece));
     }
-    if (whole.state() != pieced.state()) {
+    bool const isWhole = whole.state() == UmoAgent::LineReader::State::whole;
+    if (whole.state() != pieced.state() || (isWhole && whole.line() != pieced.line())) {
         std::abort();
     }
-    if (whole.state() == UmoAgent::LineReader::State::whole) {
-        if (whole.line() != pieced.line()) {
-            std::abort();
-        }
+    if (isWhole) {
         UmoAgent::AnswerFile const answer;
         bool answered = false;
         console.answer(answer.socket(), whole.line(), [&](bool) { answered = true; });

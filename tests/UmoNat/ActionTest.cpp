@@ -1,3 +1,4 @@
+#include "Skimtrace/Skimtrace.h"
 #include "tests/support/NatSwitch.h"
 
 using namespace TestSupport;
@@ -33,6 +34,10 @@ TEST(Action, LooksForAChangeOfTopologyNeitherAtTheNumberOfGroupsNorAtTheFlowType
     EXPECT_EQ(sw.takeCalls(), "");
     TraceRecorder traces("UmoNatFlowActionSm/2");
     status.versionIs(2);
+    std::ostringstream dumped;
+    Skimtrace::dump(dumped, 20);
+    EXPECT_THAT(dumped.str(), testing::HasSubstr(" UmoNatFlowActionSm::handleGroupNum policy p "
+                                                 "match m action a num 2\n"));
     EXPECT_THAT(traces.messages,
                 testing::Contains(testing::EndsWith("Change in the group number, old: 1, new: 2")));
     EXPECT_EQ(sw.takeCalls(), "delete m, group 3|wants 2|create m, unicast true -> 4|"

@@ -84,35 +84,6 @@ TEST(Backlog, OnlyARunOfItsOwnTaskHandlesAnything) {
     EXPECT_FALSE(sw.scheduler->nextDue());
 }
 
-TEST(ActionIndex, AnEntryGoesWithItsLastActionAndWithdrawingTellsWhich) {
-    RunningSwitch sw;
-    auto &sm = sw.sm();
-    auto *const a = sw.watcher("a"), *const b = sw.watcher("b");
-    TraceRecorder trace("UmoNatFlowMcastTopologySm/4");
-    sm.addActionSmMac(macOf(kMac), a);
-    sm.addActionSmVlan(10, a);
-    sm.addActionSmIntf(et1, a);
-    sm.addActionSmRecirc(a);
-    sm.addActionSmVlan(10, b);
-    sm.notifyActionSmRecirc();
-    sm.delActionSm(a);
-    EXPECT_EQ(sw.queued(), "a "); // withdrawn, and still to be evaluated; adding queued none
-    sm.delActionSm(b);
-    EXPECT_EQ(storyOf(trace.messages),
-              "addActionSmMac p.w.a, mac: 00:00:00:00:00:01|addActionSmVlan p.w.a, vlan: 10|"
-              "addActionSmIntf p.w.a, intf: Ethernet1|addActionSmRecirc p.w.a|"
-              "addActionSmVlan p.w.b, vlan: 10|delActionSm p.w.a|"
-              "Removed actionIntf for intf Ethernet1|Removed actionMac for mac 00:00:00:00:00:01|"
-              "delActionSm p.w.b|Removed actionVlan for vlan 10|");
-    EXPECT_TRUE(sm.actionRecirc().empty());
-    sm.addActionSmVlan(10, a); // at version 0, and queued
-    storyOf(trace.messages);
-    sw.removeAction("w", "a");
-    EXPECT_FALSE(sm.actionVlan(10));
-    EXPECT_EQ(sw.queued() + storyOf(trace.messages), ""); // silently
-    sw.runFor(0.1);
-}
-
 TEST(ActionIndex, EntriesOutsideItAreLeftAloneByWithdrawalsAndByThemAlone) {
     RunningSwitch sw;
     auto *const a = sw.watcher("a");

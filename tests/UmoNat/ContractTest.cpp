@@ -1,5 +1,3 @@
-#include "Skimtrace/Skimtrace.h"
-#include "UmoNat/show/Sorter.h"
 #include "UmoNat/topology/Bridging.h"
 #include "UmoNat/topology/IpState.h"
 #include "UmoNat/topology/PortStates.h"
@@ -53,27 +51,4 @@ TEST(Action, WithoutAHardwareRecordSaysSoAndIsNoActionWithoutAVersion) {
     EXPECT_DEATH(action.resetHwGroup(1, true, false), "Assertion failed: hwActionStatus\\(\\)");
     EXPECT_DEATH(action.updateHwTranslationSrc(1, true, false), "failed: hwActionStatus\\(\\)");
     action.hwActionStatusIs(record);
-}
-
-TEST(FastTrace, RecordsThatAnActionHearsOfAnotherNumberOfGroups) {
-    RunningSwitch sw;
-    sw.match("m", NatSwitch::kNone);
-    auto &status = sw.action("m", "a", "239.9.9.9:1");
-    status.dstIs({});
-    status.versionIs(2);
-    std::ostringstream dumped;
-    Skimtrace::dump(dumped, 20);
-    EXPECT_THAT(dumped.str(),
-                HasSubstr(" UmoNatFlowActionSm::handleGroupNum policy p match m action a num 2\n"));
-}
-
-TEST(Sorter, ACopyHasEntriesOfItsOwn) {
-    NatFlowMcastCliSorter names;
-    names.entryIdIs("a", true);
-    NatFlowMcastCliSorter const copy(names);
-    NatFlowMcastCliSorter assigned;
-    assigned = names;
-    names["a"]->valueIs(false);
-    EXPECT_TRUE(copy["a"]->value() && assigned["a"]->value());
-    EXPECT_TRUE(copy.isEq(assigned) && !copy.isEq(names));
 }

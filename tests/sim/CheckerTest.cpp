@@ -16,9 +16,7 @@ namespace {
 constexpr char const *kExample = "examples/live-switch.yaml";
 
 std::string exampleText() {
-    std::stringstream text;
-    text << std::ifstream(kExample).rdbuf();
-    return text.str();
+    return (std::ostringstream() << std::ifstream(kExample).rdbuf()).str();
 }
 
 TEST(CheckerTest, TheChipIsExactlyWhatTheTreeSays) {

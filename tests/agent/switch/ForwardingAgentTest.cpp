@@ -8,12 +8,10 @@
 
 using namespace UmoAgent;
 using Bridging::VlanId;
-using Bridging::Topology::PortState;
 using Nexo::EthAddr;
 using Nexo::IntfId;
 using testing::AllOf;
 using testing::Contains;
-using testing::ElementsAre;
 using testing::Field;
 
 namespace {
@@ -36,7 +34,7 @@ policies:
 
 IntfId const et1("Et1"), et2("Et2"), et3("Et3"), et4("Et4"), et9("Et9"), vlan1("Vlan1");
 VlanId const one(1), two(2), nine(9);
-EthAddr const mac1(1), mac2(2), mac9(9);
+EthAddr const mac1(1), mac9(9);
 
 template <class T>
 AnyChange set(typename T::Key key, typename T::Value value = {}) {
@@ -72,12 +70,6 @@ struct ForwardingAgentTest : testing::Test {
         auto const faults = agent.apply(list);
         EXPECT_TRUE(faults.empty()) << faults.front().change << faults.front().expected;
     }
-    /// A policy, match and action, held so that no new one gets the same address.
-    [[nodiscard]] auto entities(char const *match, char const *action) const {
-        auto const policy = agent.state().natStatus()->natFlow("p");
-        auto const itsMatch = policy->match(match);
-        return std::make_tuple(policy, itsMatch, itsMatch->action(action));
-    }
 
     EventLoop loop;
     ForwardingAgent agent{loop, [](std::string const &line) { ADD_FAILURE() << line; }};
@@ -100,7 +92,7 @@ TEST_F(ForwardingAgentTest, OfAListWithAFaultNothingHappensHoweverRightTheRestIs
         {{gone<IpInterface>(et3)}, absent(IpInterface())},
         {{gone<Policy>("p"), set<Policy>("p"), gone<Match>({"p", "m"})}, absent(Match())},
         {{gone<Action>({"p", "m", "x"})}, absent(Action())},
-        {{gone<Vlan>(one), set<VlanMember>({one, et1})}, absent(Vlan())},
+        {{gone<Vlan>(one), set<VlanMember>({one, et2})}, absent(Vlan())},
         {{set<LearnedMac>({two, mac1}, et1)}, absent(Fdb())},
         {{set<Match>({"x", "m"})}, absent(Policy())},
         {{gone<Match>({"p", "m"}), gone<Action>({"p", "m", "a"})}, absent(Match())},
@@ -139,59 +131,6 @@ TEST_F(ForwardingAgentTest, OfAListWithAFaultNothingHappensHoweverRightTheRestIs
         EXPECT_NE(*state.find<BridgeMac>({}), mac9);
         EXPECT_EQ(state.find<Chip>({})->groups, ChipCapacity{}.groups);
     }
-}
-
-TEST_F(ForwardingAgentTest, WhatHoldsRowsAndComesBackHasOnlyThoseOfTheList) {
-    using namespace Table;
-    expectApplied({gone<Vlan>(one), set<Vlan>(one), set<VlanMember>({one, et1}), gone<Vlan>(one),
-                   set<Vlan>(one), set<VlanMember>({one, et2}), gone<Topology>("t"),
-                   set<Topology>("t"), set<TopologyPort>({"t", et2}, PortState::blocking),
-                   set<VlanTopology>(two, "t"), gone<Fdb>(one), set<Fdb>(one),
-                   set<LearnedMac>({one, mac9}, et1), set<L3Interface>(et3, VlanId(1004)),
-                   set<L3Interface>(et4, VlanId(1003))});
-    SwitchState const &state = agent.state();
-    EXPECT_EQ(state.l3InterfaceOf(VlanId(1003)), et4); // the two exchanged their ids
-    EXPECT_EQ(state.find<L3Interface>(et3), VlanId(1004));
-    EXPECT_FALSE(state.find<VlanMember>({one, et1}));
-    EXPECT_TRUE(state.find<VlanMember>({one, et2}));
-    EXPECT_FALSE(state.find<TopologyPort>({"t", et1}));
-    EXPECT_EQ(state.find<TopologyPort>({"t", et2}), PortState::blocking);
-    EXPECT_THAT(state.vlansOfTopology("t"), ElementsAre(two));
-    EXPECT_FALSE(state.find<LearnedMac>({one, mac1}) || state.find<LearnedMac>({one, mac2}));
-    EXPECT_EQ(state.find<LearnedMac>({one, mac9}), et1);
-    expectApplied({gone<Topology>("t"), set<Topology>("t"), gone<Fdb>(one), set<Fdb>(one)});
-    EXPECT_THAT(state.vlansOfTopology("t"), ElementsAre());
-    EXPECT_TRUE(state.find<Topology>("t") && state.find<Fdb>(one));
-    EXPECT_FALSE(state.find<LearnedMac>({one, mac9}) || state.find<TopologyPort>({"t", et2}));
-}
-
-TEST_F(ForwardingAgentTest, PoliciesMatchesAndActionsThatComeBackAreOthersWithOtherGroups) {
-    using namespace Table;
-    auto const groups = [this] { return agent.chip().groups(); };
-    auto const [policy, match, action] = entities("m", "a");
-    auto const value = *agent.state().find<Action>({"p", "m", "a"});
-    ASSERT_EQ(groups().count(1), 1U);
-
-    expectApplied({gone<Action>({"p", "m", "a"}), set<Action>({"p", "m", "a"}, value)});
-    auto const [policy2, match2, action2] = entities("m", "a");
-    EXPECT_TRUE(policy2 == policy && match2 == match && action2 != action);
-    EXPECT_EQ(agent.state().find<Action>({"p", "m", "a"})->egress, value.egress);
-
-    expectApplied({gone<Match>({"p", "m"}), set<Match>({"p", "m"}, flowTo(kMulticast)),
-                   set<Action>({"p", "m", "a"}, value)});
-    auto const [policy3, match3, action3] = entities("m", "a");
-    EXPECT_TRUE(policy3 == policy && match3 != match && action3 != action2);
-    EXPECT_THAT(agent.state().actionsOfMatch({"p", "m"}), ElementsAre("a"));
-    std::uint32_t const last = groups().rbegin()->first;
-    EXPECT_EQ(groups().at(last).match, "m");
-
-    expectApplied({gone<Policy>("p"), set<Policy>("p"), set<Match>({"p", "m"}, flowTo(kMulticast)),
-                   set<Action>({"p", "m", "a"}, value)});
-    auto const [policy4, match4, action4] = entities("m", "a");
-    EXPECT_TRUE(policy4 != policy && match4 != match3 && action4 != action3);
-    EXPECT_FALSE(agent.state().find<Match>({"p", "u"}));
-    ASSERT_EQ(groups().size(), 1U);
-    EXPECT_GT(groups().begin()->first, last);
 }
 
 TEST_F(ForwardingAgentTest, AnActionThatOnceNeededMacsNeedsThemUntilItGoes) {
