@@ -60,6 +60,10 @@ TEST(Backlog, WhatHandlersAddWaitsAndNothingTakesTheTurnOfAnActionThatGoes) {
     EXPECT_EQ(storyOf(trace.messages),
               "processActionSmUpdateBacklog|Entries reviewed: 2, left: 2|");
     EXPECT_EQ(sw.queued(), "c a ");
+    sw.runFor(0.1); // takes those that joined
+    EXPECT_EQ(storyOf(trace.messages),
+              "processActionSmUpdateBacklog|Entries reviewed: 2, left: 2|");
+    EXPECT_EQ(sw.queued(), "b c ");
 }
 
 TEST(Backlog, OnlyARunOfItsOwnTaskHandlesAnything) {
@@ -100,13 +104,14 @@ TEST(ActionIndex, EntriesOutsideItAreLeftAloneByWithdrawalsAndByThemAlone) {
     outsideToo->actionSmIs(a);
     sw.removeAction("w", "a");
     EXPECT_TRUE(outside->actionSm().empty() && outsideToo->actionSm().empty());
-    for (char const *const name : {"b", "c"}) {
-        outside->actionSmIs(sw.watcher(name));
-    }
     int heard = 0;
     OnChange const changes(*outside, [&] { ++heard; });
-    outside->actionSmDelAll();
+    for (char const *const name : {"b", "c", "c"}) {
+        outside->actionSmIs(sw.watcher(name));
+    }
     EXPECT_EQ(heard, 2);
+    outside->actionSmDelAll();
+    EXPECT_EQ(heard, 4);
     sw.sm().actionVlanIs(1, outside);
     sw.sm().delActionSm(sw.watcher("c")); // has forgotten it
     EXPECT_TRUE(sw.sm().actionVlan(1));

@@ -18,14 +18,18 @@ TEST(Owners, GetTheMachineThatIsThereAndInsertOneThatIsNot) {
     EXPECT_EQ(sw.root->policySmIs(policySm.inputs()).ptr(), &policySm);
     EXPECT_EQ(policySm.matchSmIs("m", matchSm.inputs()).ptr(), &matchSm);
     auto const inputs = sw.actionSm("m", "a").inputs();
+    matchSm.actionSmDel("a");
     for (int i = 0; i < 2; ++i) {
         auto const action = matchSm.actionSmIs("a", inputs);
         EXPECT_EQ(action.ptr(), &sw.actionSm("m", "a"));
-        i == 0 ? matchSm.actionSmDel("a") : void();
     }
+    auto none = inputs;
+    none.actionStatus = nullptr; // which counts as incomplete
+    EXPECT_EQ(matchSm.actionSmIs("none", none)->action(), "");
     auto const machineOf = [](auto const &machines, auto const &is) {
-        auto const machine = machines.begin().operator*().value;
-        EXPECT_EQ(is(machine->inputs().followed), machine);
+        for (auto const &[key, machine] : machines) {
+            EXPECT_EQ(is(machine->inputs().followed), machine);
+        }
     };
     auto &sm = sw.sm();
     machineOf(sm.switchIntfConfig(), [&](auto const &of) { return sm.switchIntfConfigIs(of); });
