@@ -149,3 +149,28 @@ TEST(ActionIndex, AWithdrawalCopesWithWhatItsSubscribersChangeMeanwhile) {
         EXPECT_TRUE(sm.actionVlan().empty());
     }
 }
+
+TEST(ActionIndex, IsReachedThroughTheMachineByKeyAndAsAWhole) {
+    RunningSwitch sw;
+    auto &sm = sw.sm();
+    auto const mac = macOf(kMac);
+    auto *const a = sw.watcher("a");
+    for (int i = 0; i < 2; ++i) {
+        auto const intf = umoNatflowActionSmIntfFactory(et1);
+        auto const ofMac = umoNatflowActionSmMacFactory(mac);
+        sm.actionIntfIs(et1, intf), sm.actionMacIs(mac, ofMac);
+        sm.actionVlanIs(10), sm.actionRecircIs(a);
+        EXPECT_TRUE(sm.actionIntf(et1) == intf && sm.actionIntfIs(et1) == intf);
+        EXPECT_TRUE(sm.actionMac(mac) == ofMac && sm.actionMacIs(mac) == ofMac);
+        EXPECT_TRUE(sm.actionVlan(10) == sm.actionVlanIs(10) && sm.actionRecirc().contains(a));
+        if (i == 0) {
+            sm.actionIntfDel(et1), sm.actionMacDel(mac), sm.actionVlanDel(10),
+                sm.actionRecircDel(a);
+        } else {
+            sm.actionIntfDelAll(), sm.actionMacDelAll(), sm.actionVlanDelAll();
+            sm.actionRecircDelAll();
+        }
+        EXPECT_FALSE(sm.actionIntf(et1) || sm.actionMac(mac) || sm.actionVlan(10));
+        EXPECT_TRUE(sm.actionRecirc().empty());
+    }
+}

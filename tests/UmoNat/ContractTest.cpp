@@ -40,6 +40,11 @@ TEST(Owners, GetTheMachineThatIsThereAndInsertOneThatIsNot) {
     auto const topology = *sm.moxTopoConfig().find("10");
     machineOf(topology->moxTopoPortConfig(),
               [&](auto const &of) { return topology->topoPortConfigIs(of); });
+    sm.switchIntfConfigDelAll(), sm.vlanStatusDelAll(), sm.fdbStatusDelAll();
+    sm.ipIntfStatusDelAll(), sm.topoConfigDelAll();
+    EXPECT_EQ(sm.switchIntfConfig().size() + sm.vlanStatus().size() + sm.fdbStatus().size() +
+                  sm.ipIntfStatus().size() + sm.moxTopoConfig().size(),
+              0U);
 }
 
 TEST(Action, WithoutAHardwareRecordSaysSoAndIsNoActionWithoutAVersion) {
@@ -48,10 +53,14 @@ TEST(Action, WithoutAHardwareRecordSaysSoAndIsNoActionWithoutAVersion) {
     sw.action("m", "a");
     auto &action = sw.actionSm("m", "a");
     auto const record = action.hwActionStatus();
+    sw.takeCalls();
     action.hwActionStatusIs(nullptr);
     TraceRecorder traces("UmoNatFlowActionSm/2");
     action.handleNatFlowAction(true);
     EXPECT_THAT(storyOf(traces.messages), HasSubstr("|No hardware status, skip update|"));
+    action.handleNatFlow(), action.handleGroupNum(2), action.resetHwGroups();
+    action.updateHwTranslation(), action.updateHwPortSet(nullptr);
+    EXPECT_EQ(sw.takeCalls(), "");
     EXPECT_DEATH(action.resetHwGroup(1, true, false), "Assertion failed: hwActionStatus\\(\\)");
     EXPECT_DEATH(action.updateHwTranslationSrc(1, true, false), "failed: hwActionStatus\\(\\)");
     action.hwActionStatusIs(record);
