@@ -52,7 +52,7 @@ Figures run(std::string const &initial, NextStep const &next) {
         carryOut(*step);
     }
     UmoAgent::printTree(printed, *state.hwStatus());
-    UmoAgent::printChip(printed, agent.chip());
+    UmoAgent::printChip(printed, agent);
     UmoAgent::printGroups(printed, agent.root(), *state.hwStatus());
     hash(printed.str());
     if (figures.hash % 2 == 0) {

@@ -73,7 +73,6 @@ bool UmoNatFlowMcastTopologySm::validPort(std::uint16_t vlan, Nexo::IntfId intf)
 
 std::uint16_t UmoNatFlowMcastTopologySm::validSwitchIntf(std::uint16_t vlan, Nexo::IntfId intf,
                                                          bool rejectRouted) const {
-    using Bridging::SwitchportMode;
     trace.at(6, "UmoNatFlowMcastTopologySm::", "validSwitchIntf", ", vlan: ", vlan,
              ", intf: ", intf);
     auto const *const config = switchIntfConfigOf(intf);
@@ -87,12 +86,11 @@ std::uint16_t UmoNatFlowMcastTopologySm::validSwitchIntf(std::uint16_t vlan, Nex
         trace.at(6, "Invalid vlan");
         return 0;
     }
-    if (rejectRouted && mode == SwitchportMode::routed) {
+    if (rejectRouted && mode == Bridging::SwitchportMode::routed) {
         trace.at(6, "Intf in routed mode");
         return 0;
     }
-    if (mode != SwitchportMode::access && mode != SwitchportMode::routed) {
-        // The interface carries several VLANs. validPort checks whether this is one of them.
+    if (Bridging::carriesSeveralVlans(mode)) { // validPort checks whether this is one of them
         return vlan != 0 ? vlan : nativeVlan.value();
     }
     if (vlan != 0 && vlan != nativeVlan.value()) {

@@ -133,7 +133,7 @@ std::uint32_t SoftSwitch::createNatFlowGroup(Pelo::String const &policy, Pelo::S
         ++refusals_;
         return call.returning(std::uint32_t{0});
     }
-    groups_.emplace(++lastGroupId_, Group{policy, match, unicast, {}});
+    groups_.emplace(++lastGroupId_, Group{policy, match, unicast, {}, {}});
     return call.returning(lastGroupId_);
 }
 
@@ -181,6 +181,7 @@ SoftSwitch::updateNatFlowVlanPortSet(std::uint32_t groupId, std::uint32_t portSe
         }
         programmed.source = old->source;
         programmed.destination = old->destination;
+        programmed.traffic = old->traffic;
         *old = std::move(programmed);
         return call.returning(portSetId);
     }

@@ -5,6 +5,8 @@
 #include "Nexo/IpAndPort.h"
 #include "Pelo/String.h"
 #include "UmoNat/UmoNatFlowMcastHelper.h"
+#include "agent/base/Find.h"
+#include "agent/chip/Traffic.h"
 
 #include <array>
 #include <cstddef>
@@ -64,12 +66,14 @@ class SoftSwitch final : public UmoHelper::UmoNatFlowMcastHelper {
         Nexo::EthAddr dmac{};
         std::optional<Translation> source;
         std::optional<Translation> destination;
+        Traffic traffic{}; // copies that it has made
     };
     struct Group {
         Pelo::String policy; // the owner
         Pelo::String match;
         bool unicast = false;
         std::map<std::uint32_t, PortSet> portSets; // by identifier
+        Traffic traffic{};                         // packets that came to it
     };
 
     /// Receives the texts of calls or of contract errors, one line each, without a newline.
@@ -93,6 +97,8 @@ class SoftSwitch final : public UmoHelper::UmoNatFlowMcastHelper {
     void refuseGroups(std::uint32_t count) { refuseGroups_ = count; }
 
     [[nodiscard]] std::map<std::uint32_t, Group> const &groups() const { return groups_; }
+    /// For the forwarding of packets, which counts them there. Null if there is no such group.
+    [[nodiscard]] Group *group(std::uint32_t id) { return findIn(groups_, id); }
     [[nodiscard]] std::size_t groupsInUse() const { return groups_.size(); }
     [[nodiscard]] std::uint64_t contractErrors() const { return contractErrors_; }
     [[nodiscard]] std::uint64_t refusals() const { return refusals_; }

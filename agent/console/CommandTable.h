@@ -14,9 +14,10 @@ struct CommandText {
 
 /// All commands of the console, by name. The agent answers them; `umo-cli help` lists them without
 /// an agent.
-inline constexpr std::array<CommandText, 11> kCommands{{
+inline constexpr std::array<CommandText, 12> kCommands{{
     {"apply", "FILE.yaml: carries out the events of a file at once, all of them or none"},
     {"help", "lists the commands"},
+    {"packets", "the copies of packets that were sent, by interface, VLAN and addresses"},
     {"showBacklog", "the actions that are queued for evaluation"},
     {"showChip", "the tables of the switch chip, and their contents"},
     {"showCounters", "how often each handler and each operation of the chip was called"},

@@ -12,10 +12,11 @@ namespace UmoAgent {
 
 /// What an event can print.
 enum class Printout : std::uint8_t {
-    tree,   // the hardware status tree
-    chip,   // the contents of the switch chip
-    groups, // matches with the groups they want and hold
-    table,  // the answer to showNatFlowActionHw
+    tree,    // the hardware status tree
+    chip,    // the contents of the switch chip
+    groups,  // matches with the groups they want and hold
+    table,   // the answer to showNatFlowActionHw
+    packets, // the copies that were sent
 };
 
 struct Event {

@@ -89,7 +89,7 @@ void ScenarioDocument::event(YamlNode node) {
         time(value);
     };
     auto const print = [&](YamlNode value) {
-        nodes_.list(value, "a list of tree, table, chip or groups", [&](YamlNode item) {
+        nodes_.list(value, "a list of tree, table, chip, groups or packets", [&](YamlNode item) {
             if (auto const printout = values_.printout(item)) {
                 event.print.push_back(*printout);
             }

@@ -208,7 +208,8 @@ std::optional<Printout> ScenarioValues::printout(YamlNode node) {
                 Words<Printout>{{"tree", Printout::tree},
                                 {"chip", Printout::chip},
                                 {"groups", Printout::groups},
-                                {"table", Printout::table}});
+                                {"table", Printout::table},
+                                {"packets", Printout::packets}});
 }
 
 std::optional<Nexo::EthAddr> ScenarioValues::stationMac(YamlNode node) {

@@ -25,13 +25,16 @@ void print(ForwardingAgent const &agent, Printout printout, std::ostream &out) {
         printTree(out, *hwStatus);
         break;
     case Printout::chip:
-        printChip(out, agent.chip());
+        printChip(out, agent);
         break;
     case Printout::groups:
         printGroups(out, agent.root(), *hwStatus);
         break;
     case Printout::table:
         printTable(out, hwStatus);
+        break;
+    case Printout::packets:
+        printPackets(out, agent);
         break;
     }
 }

@@ -74,7 +74,8 @@ void printChipTables(std::ostream &out, SoftSwitch const &chip) {
     printTableRow(out, "destination translations", destinations, std::nullopt);
 }
 
-void printChip(std::ostream &out, SoftSwitch const &chip) {
+void printChip(std::ostream &out, ForwardingAgent const &agent) {
+    SoftSwitch const &chip = agent.chip();
     out << "chip: " << chip.groupsInUse() << " of " << chip.capacity().groups << " groups in use";
     printCount(out, chip.refusals(), "refusal");
     printCount(out, chip.contractErrors(), "contract error");
@@ -86,6 +87,7 @@ void printChip(std::ostream &out, SoftSwitch const &chip) {
             printPortSet(out, portSetId, portSet);
         }
     }
+    printTraffic(out, agent);
 }
 
 } // namespace UmoAgent

@@ -2,6 +2,7 @@
 
 #include "Ip/NatHwStatus.h"
 #include "agent/chip/SoftSwitch.h"
+#include "agent/switch/ForwardingAgent.h"
 
 #include <cstddef>
 #include <iosfwd>
@@ -22,8 +23,15 @@ void printTree(std::ostream &out, Ip::Nat::HwNatFlowStatus const &status);
 void printTable(std::ostream &out, Mox::Ptr<Ip::Nat::HwNatFlowStatus> const &status,
                 std::string const &arguments = "");
 
-/// The switch chip: a line about its use, then its groups with their contents.
-void printChip(std::ostream &out, SoftSwitch const &chip);
+/// The switch chip: a line about its use, then its groups with their contents, and the traffic.
+void printChip(std::ostream &out, ForwardingAgent const &agent);
+
+/// What packets came in and what became of them, by flow, group, port set and reason to drop;
+/// nothing if none came. What is counted at a group or flow goes with it.
+void printTraffic(std::ostream &out, ForwardingAgent const &agent);
+
+/// A table of the copies that were sent, a line for each interface, VLAN and addresses.
+void printPackets(std::ostream &out, ForwardingAgent const &agent);
 
 /// The chip's tables: entries in use and, where there is one, the capacity.
 void printChipTables(std::ostream &out, SoftSwitch const &chip);

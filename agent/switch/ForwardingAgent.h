@@ -4,6 +4,7 @@
 #include "UmoNat/UmoNatFlowMcastSm.h"
 #include "agent/base/EventLoop.h"
 #include "agent/chip/SoftSwitch.h"
+#include "agent/packet/Forwarder.h"
 #include "agent/switch/Changes.h"
 #include "agent/switch/Draft.h"
 #include "agent/switch/SwitchState.h"
@@ -13,7 +14,7 @@
 namespace UmoAgent {
 
 /// A switch's forwarding agent: the mounted state, the root of the NAT state machines that follow
-/// it, and the software switch chip.
+/// it, and the software switch chip with its forwarding of packets.
 class ForwardingAgent {
   public:
     /// `loop` runs the tasks of the state machines, and outlives the agent. `errors` receives
@@ -38,6 +39,8 @@ class ForwardingAgent {
     [[nodiscard]] EventLoop const &loop() const { return loop_; }
     [[nodiscard]] SoftSwitch &chip() { return *chip_; }
     [[nodiscard]] SoftSwitch const &chip() const { return *chip_; }
+    [[nodiscard]] Forwarder &forwarder() { return forwarder_; }
+    [[nodiscard]] Forwarder const &forwarder() const { return forwarder_; }
     [[nodiscard]] SwitchState const &state() const { return state_; }
     [[nodiscard]] UmoNatFlowMcastSm const &root() const { return *root_; }
 
@@ -45,6 +48,7 @@ class ForwardingAgent {
     EventLoop const &loop_;
     Mox::Ptr<SoftSwitch> chip_;
     SwitchState state_;
+    Forwarder forwarder_{*chip_, state_.hwStatus(), state_.bridgingConfig()};
     Mox::Ptr<UmoNatFlowMcastSm> root_;
 };
 

@@ -11,14 +11,18 @@
 
 namespace Bridging {
 
-/// How an interface takes part in bridging. In any mode but access and routed, an interface carries
-/// several VLANs.
+/// How an interface takes part in bridging.
 enum class SwitchportMode : std::uint8_t {
     access = 0,
     trunk = 1,
     dot1qTunnel = 2,
     routed = 6,
 };
+
+/// Whether an interface in that mode carries other VLANs than its native one.
+constexpr bool carriesSeveralVlans(SwitchportMode mode) noexcept {
+    return mode != SwitchportMode::access && mode != SwitchportMode::routed;
+}
 
 PLATFORM_API std::ostream &operator<<(std::ostream &out, SwitchportMode mode);
 

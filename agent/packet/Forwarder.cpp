@@ -1,0 +1,133 @@
+#include "agent/packet/Forwarder.h"
+
+#include "agent/packet/VlanRule.h"
+
+#include <optional>
+#include <utility>
+#include <variant>
+
+namespace UmoAgent {
+
+namespace {
+
+/// The group MAC address of an IPv4 multicast address.
+Nexo::EthAddr groupMac(Nexo::IpAddr address) {
+    return Nexo::EthAddr(0x01005e000000U | (address.value() & 0x7fffffU));
+}
+
+Nexo::EthAddr destinationMac(Packet const &copy, SoftSwitch::PortSet const &portSet) {
+    auto const destination = copy.address(Side::destination);
+    if (destination.isMulticast()) {
+        return groupMac(destination);
+    }
+    // A next hop's new MAC address is programmed with the translation only.
+    return portSet.destination ? portSet.destination->dmac : portSet.dmac;
+}
+
+bool translate(Packet &copy, SoftSwitch::PortSet const &portSet) {
+    return (!portSet.source || copy.translate(Side::source, portSet.source->nat)) &&
+           (!portSet.destination || copy.translate(Side::destination, portSet.destination->nat));
+}
+
+Nexo::IpAndPort endOf(Packet const &packet, Side side) {
+    return {packet.address(side), packet.port(side)};
+}
+
+} // namespace
+
+Forwarder::Forwarder(SoftSwitch &chip, Mox::Ptr<Ip::Nat::HwNatFlowStatus const> const &tree,
+                     Mox::Ptr<Bridging::Config const> bridging)
+    : chip_(chip), classifier_(tree), bridging_(std::move(bridging)) {}
+
+void Forwarder::receive(Nexo::IntfId intf, FrameView frame) {
+    counters_.received(frame.size());
+    auto const settings = bridging_->switchIntfConfig(intf);
+    if (!settings) {
+        counters_.dropped(DropReason::noInterface, frame.size());
+        return;
+    }
+    auto const parsed = Packet::parse(frame);
+    if (auto const *const reason = std::get_if<DropReason>(&parsed)) {
+        counters_.dropped(*reason, frame.size());
+        return;
+    }
+    auto const &packet = std::get<Packet>(parsed);
+    if (!accepts(settings->switchportModeAndNativeVlan(), packet.tag())) {
+        counters_.dropped(DropReason::wrongVlan, frame.size());
+        return;
+    }
+    classify(packet, frame.size(), Pass::first);
+}
+
+void Forwarder::classify(Packet const &packet, std::size_t bytes, Pass pass) {
+    Rule *const rule = classifier_.find(packet);
+    if (rule == nullptr) {
+        counters_.dropped(DropReason::noMatch, bytes);
+        return;
+    }
+    if (packet.isFragment() && rule->needsPorts()) {
+        counters_.dropped(DropReason::fragment, bytes);
+        return;
+    }
+    rule->traffic.add(bytes);
+    auto const &match = rule->match();
+    bool const multicast = packet.address(Side::destination).isMulticast();
+    SoftSwitch::Group *const group = chip_.group(multicast ? match.groupIdMc() : match.groupIdUc());
+    if (group == nullptr) {
+        counters_.dropped(DropReason::noGroup, bytes);
+        return;
+    }
+    group->traffic.add(bytes);
+    if (packet.ttl() <= 1) {
+        counters_.dropped(DropReason::expired, bytes);
+        return;
+    }
+    for (auto &[id, portSet] : group->portSets) {
+        replicate(packet, portSet, bytes, pass);
+    }
+}
+
+/// Makes the copies of one port set.
+void Forwarder::replicate(Packet const &packet, SoftSwitch::PortSet &portSet, std::size_t bytes,
+                          Pass pass) {
+    Packet copy = packet;
+    copy.decrementTtl();
+    if (!translate(copy, portSet)) {
+        counters_.dropped(DropReason::fragment, bytes);
+        return;
+    }
+    for (Nexo::IntfId const intf : portSet.interfaces) {
+        if (!intf.empty()) {
+            send(copy, portSet, intf, bytes);
+        } else if (pass == Pass::first) {
+            portSet.traffic.add(bytes);
+            classify(copy, bytes, Pass::recirculated);
+        } else {
+            counters_.dropped(DropReason::recirculatedTwice, bytes);
+        }
+    }
+}
+
+void Forwarder::send(Packet const &copy, SoftSwitch::PortSet &portSet, Nexo::IntfId intf,
+                     std::size_t bytes) {
+    auto const settings = bridging_->switchIntfConfig(intf);
+    if (!settings) {
+        counters_.dropped(DropReason::noInterface, bytes);
+        return;
+    }
+    std::optional<VlanTag> tag;
+    if (leavesTagged(settings->switchportModeAndNativeVlan(), portSet.vlan)) {
+        tag = copy.tag().value_or(VlanTag{}); // its priority
+        tag->vlan = portSet.vlan;
+    }
+    FrameBytes const frame =
+        copy.frame(destinationMac(copy, portSet), bridging_->bridgeMacAddr(), tag);
+    portSet.traffic.add(frame.size());
+    counters_.sent({intf, portSet.vlan, endOf(copy, Side::source), endOf(copy, Side::destination)},
+                   frame.size());
+    if (transmit_) {
+        transmit_(intf, frame);
+    }
+}
+
+} // namespace UmoAgent

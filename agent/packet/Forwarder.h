@@ -1,0 +1,59 @@
+#pragma once
+
+#include "Bridging/Config.h"
+#include "Ip/NatHwStatus.h"
+#include "Mox/Ptr.h"
+#include "Nexo/IntfId.h"
+#include "agent/chip/SoftSwitch.h"
+#include "agent/packet/Classifier.h"
+#include "agent/packet/Packet.h"
+#include "agent/packet/PacketCounters.h"
+
+#include <cstddef>
+#include <functional>
+
+namespace UmoAgent {
+
+/// The chip's forwarding of frames. A packet that a flow selects is copied as the port sets of the
+/// match's group say; every other packet is dropped and counted, since the chip does not bridge.
+///
+/// It reads what the library has programmed: the groups in the chip, and in the status tree the
+/// flows and their group ids. Of the switch's settings it reads the interfaces' modes and native
+/// VLANs, and the bridge's MAC address.
+class Forwarder {
+  public:
+    /// Receives each copy, in the order in which they leave. The frame is valid during the call.
+    /// It must not change the switch.
+    using Transmit = std::function<void(Nexo::IntfId intf, FrameView frame)>;
+
+    /// `chip` outlives the forwarder.
+    Forwarder(SoftSwitch &chip, Mox::Ptr<Ip::Nat::HwNatFlowStatus const> const &tree,
+              Mox::Ptr<Bridging::Config const> bridging);
+
+    void transmitIs(Transmit transmit) { transmit_ = std::move(transmit); }
+
+    /// Forwards a frame that comes in at `intf`.
+    void receive(Nexo::IntfId intf, FrameView frame);
+
+    [[nodiscard]] PacketCounters const &counters() const { return counters_; }
+    /// The flows that packets have been compared with, with what they selected.
+    [[nodiscard]] std::vector<Rule> const &rules() const { return classifier_.rules(); }
+
+  private:
+    /// How often a packet has been classified before.
+    enum class Pass : std::uint8_t { first, recirculated };
+
+    void classify(Packet const &packet, std::size_t bytes, Pass pass);
+    void replicate(Packet const &packet, SoftSwitch::PortSet &portSet, std::size_t bytes,
+                   Pass pass);
+    void send(Packet const &copy, SoftSwitch::PortSet &portSet, Nexo::IntfId intf,
+              std::size_t bytes);
+
+    SoftSwitch &chip_;
+    Classifier classifier_;
+    Mox::Ptr<Bridging::Config const> bridging_;
+    Transmit transmit_;
+    PacketCounters counters_;
+};
+
+} // namespace UmoAgent
