@@ -133,7 +133,7 @@ ExitStatus Player::play(Scenario scenario) {
     agent_.shutDown();
     out_ << stamp(loop_.now()) << ' ' << (signal != nullptr ? signal : "end of the scenario")
          << ", NAT is shut down\n";
-    printChip(out_, agent_);
+    printChip(out_, agent_.chip());
     out_.flush();
     if (waits) {
         patienceIs(kLastPatience); // a signal may just have ended the wait

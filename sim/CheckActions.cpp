@@ -1,6 +1,8 @@
+#include "agent/base/Find.h"
 #include "sim/Broken.h"
 #include "sim/Checker.h"
 
+#include <algorithm>
 #include <sstream>
 
 namespace Sim {
@@ -55,6 +57,7 @@ void requireTranslation(std::string const &where, Nexo::IpAndPort const &nat,
 void Checker::checkActions(PlainSwitch const &before) {
     std::map<std::string, Watch> watches;
     for (Action const &action : actions_) {
+        noteTranslations(action);
         auto const at = watches_.find(action.name);
         Watch const *const was = at == watches_.end() ? nullptr : &at->second;
         auto const type = expectedFlowType(action.match, action.state);
@@ -63,13 +66,14 @@ void Checker::checkActions(PlainSwitch const &before) {
                   type,
                   expectedPorts(inputs_, type, action.state, recirc_.vlan()),
                   action.holding,
-                  false};
+                  false,
+                  topology().actionSmUpdateBacklog().contains(action.machine)};
         if (was == nullptr || was->born != now.born || was->version != now.version ||
             was->type != type) {
             if (action.holding || action.hw.vlanPortSets()) {
                 requirePorts(action.name, action.hw, now.ports);
             }
-        } else if (action.holding && !topology().actionSmUpdateBacklog().contains(action.machine)) {
+        } else if (action.holding && !now.queued) {
             bool const differs = !(was->ports == now.ports);
             bool const silent = differs && changesSilently(before, inputs_, action.state);
             require(!differs || silent || !was->holding, action.name,
@@ -81,10 +85,43 @@ void Checker::checkActions(PlainSwitch const &before) {
     watches_ = std::move(watches);
 }
 
+void Checker::noteTranslations(Action const &action) {
+    Translations const now{action.state.born, action.state.source, action.state.destination, false};
+    auto const [at, fresh] = translations_.try_emplace(action.name, now);
+    Translations &was = at->second;
+    if (fresh || was.born != now.born) {
+        was = now;
+        return;
+    }
+    auto const portDiffers = [](Nexo::IpAndPort const &before, Nexo::IpAndPort const &after) {
+        return before.addr() == after.addr() && before.port() != after.port();
+    };
+    bool const differs =
+        portDiffers(was.source, now.source) || portDiffers(was.destination, now.destination);
+    was = {now.born, now.source, now.destination, was.portDiffers || differs};
+}
+
+bool Checker::upToDate(std::vector<MatchName> const &matches) const {
+    auto const isUpToDate = [&](MatchName const &name) {
+        std::string const where = nameOf(name.first, name.second);
+        auto const *const leftOver = UmoAgent::findIn(leftOver_, where);
+        auto const &actions = inputs_.policies.find(name.first)->matches.find(name.second)->actions;
+        return (leftOver == nullptr || leftOver->empty()) &&
+               std::all_of(actions.begin(), actions.end(), [&](auto const &action) {
+                   auto const key = where + ", action " + action.first;
+                   auto const *const watch = UmoAgent::findIn(watches_, key);
+                   return watch != nullptr && watch->holding && !watch->inDoubt && !watch->queued &&
+                          !translations_.at(key).portDiffers;
+               });
+    };
+    return std::all_of(matches.begin(), matches.end(), isUpToDate);
+}
+
 void Checker::checkSettled() {
     for (auto const &[name, state, match, machine, hw, holding] : actions_) {
         Watch &watch = watches_.at(name);
         watch.holding = holding;
+        watch.queued = false;
         if (!holding) {
             continue;
         }

@@ -45,6 +45,11 @@ class Checker {
     /// Checks it after time has passed.
     void timePassed();
 
+    /// Whether the copies of packets that hit these matches follow from the inputs alone: the
+    /// matches hold their groups, and their actions are up to date.
+    [[nodiscard]] bool upToDate(std::vector<MatchName> const &matches) const;
+    [[nodiscard]] std::uint16_t recircVlan() const { return recirc_.vlan(); }
+
     /// The current inputs.
     [[nodiscard]] PlainSwitch const &inputs() const { return inputs_; }
     [[nodiscard]] std::set<std::uint32_t> const &halves() const { return halves_; }
@@ -59,6 +64,13 @@ class Checker {
         Ip::Nat::HwNatFlowActionStatus const &hw;
         bool holding; // its match holds groups
     };
+    /// The translations of an action when it was last complete. If only a port differs from that,
+    /// it is not programmed.
+    struct Translations {
+        std::size_t born;
+        Nexo::IpAndPort source, destination;
+        bool portDiffers;
+    };
     /// What is known of a complete action since its last evaluation.
     struct Watch {
         std::size_t born;
@@ -67,6 +79,7 @@ class Checker {
         PortSets ports;
         bool holding;
         bool inDoubt;
+        bool queued;
     };
 
     [[nodiscard]] UmoNatFlowMcastTopologySm const &topology() const {
@@ -80,6 +93,7 @@ class Checker {
     void checkWaiting(bool policyEnded);
     void checkMachines() const;
     void checkActions(PlainSwitch const &before);
+    void noteTranslations(Action const &action);
     void checkSettled();
 
     UmoAgent::ForwardingAgent const &agent_;
@@ -96,6 +110,7 @@ class Checker {
     std::set<UmoNatFlowActionSm *> machines_; // that exist now
     std::vector<Action> actions_;             // that exist now
     std::map<std::string, Watch> watches_;
+    std::map<std::string, Translations> translations_;
 };
 
 /// A match, as messages name it.

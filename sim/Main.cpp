@@ -29,7 +29,7 @@ struct CommandLine {
 };
 
 struct Totals {
-    std::uint64_t seeds, events, calls, hash, faults;
+    std::uint64_t seeds, events, calls, packets, hash, faults;
 };
 
 /// `7`, or `1..200`.
@@ -82,6 +82,7 @@ Totals soak(CommandLine const &line) {
         totals.seeds += 1;
         totals.events += result.script.events.size();
         totals.calls += result.calls;
+        totals.packets += result.packets;
         totals.hash += result.hash * (2 * seed + 1); // independent of the order in which they end
         if (!result.fault.empty()) {
             totals.faults += 1;
@@ -116,7 +117,8 @@ int main(int argc, char **argv) {
     Totals const totals = soak(line);
     std::chrono::duration<double> const took = std::chrono::steady_clock::now() - start;
     std::cout << totals.seeds << " seeds, " << totals.events << " events, " << totals.calls
-              << " helper calls, hash " << std::hex << totals.hash << std::dec << ", "
-              << totals.faults << " faults, " << took.count() << " s" << std::endl;
+              << " helper calls, " << totals.packets << " packets compared, hash " << std::hex
+              << totals.hash << std::dec << ", " << totals.faults << " faults, " << took.count()
+              << " s" << std::endl;
     return totals.faults == 0 ? 0 : 1;
 }

@@ -4,6 +4,7 @@
 #include "Nexo/EthAddr.h"
 #include "Nexo/IntfId.h"
 #include "sim/Plain.h"
+#include "sim/PlainPacket.h"
 
 #include <cstdint>
 #include <map>
@@ -46,6 +47,20 @@ PortSets expectedPorts(PlainSwitch const &model, Ip::Nat::NatFlowType type,
 /// notify the action.
 bool changesSilently(PlainSwitch const &before, PlainSwitch const &after,
                      PlainAction const &action);
+
+/// Policy and match.
+using MatchName = std::pair<Pelo::String, Pelo::String>;
+
+/// What becomes of a packet.
+struct Delivery {
+    std::vector<PlainPacket> copies;
+    std::vector<MatchName> hits; // the matches that selected it, or a recirculated copy
+};
+
+/// The delivery of a packet that comes in, or of a recirculated copy, when everything is
+/// programmed.
+Delivery expectedDelivery(PlainSwitch const &model, std::uint16_t recircVlan,
+                          PlainPacket const &packet, bool recirculated = false);
 
 /// The recirculation VLAN. It depends on history, so this follows a switch from the start.
 class RecircOracle {

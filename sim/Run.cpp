@@ -5,6 +5,7 @@
 #include "agent/show/Printers.h"
 #include "sim/Broken.h"
 #include "sim/Checker.h"
+#include "sim/Packets.h"
 
 #include <chrono>
 #include <sstream>
@@ -31,14 +32,19 @@ Figures run(std::string const &initial, NextStep const &next) {
         hash(call);
         checker.called(call);
     });
+    Packets packets(agent, checker, figures.hash, [&](UmoAgent::FrameView frame) {
+        hash({reinterpret_cast<char const *>(frame.data()), frame.size()});
+    });
     auto const carryOut = [&](Step const &step) {
         hash(step.text);
         if (step.event.at > loop.now()) {
             loop.runUntil(step.event.at);
             checker.timePassed();
+            packets.sendOne();
         }
         UmoAgent::carryOut(agent, step.event, printed);
         checker.changed(step.event.changes);
+        packets.sendOne();
     };
     auto const requireNothingScheduled = [] {
         require(!Vyr::TaskSchedulerRoot::findOrCreateScheduler()->nextDue(),
@@ -51,8 +57,9 @@ Figures run(std::string const &initial, NextStep const &next) {
     while (auto const step = next(state, checker.inputs())) {
         carryOut(*step);
     }
+    figures.packets = packets.compared();
     UmoAgent::printTree(printed, *state.hwStatus());
-    UmoAgent::printChip(printed, agent);
+    UmoAgent::printChip(printed, agent.chip());
     UmoAgent::printGroups(printed, agent.root(), *state.hwStatus());
     hash(printed.str());
     if (figures.hash % 2 == 0) {

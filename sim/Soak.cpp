@@ -27,7 +27,7 @@ constexpr unsigned kSecondsForAnEvent = 60;
 }
 
 /// Writes a record, which survives the process. Its kind is the initial state (i), an event (e), or
-/// the end of the log: a fault (f), a rejected text (r), or the number of calls and the hash (d).
+/// the end of the log: a fault (f), a rejected text (r), or calls, packets and hash (d).
 void record(int log, char kind, std::string const &text) {
     std::string const bytes = std::string(1, kind) + text + '\0';
     if (write(log, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) {
@@ -64,7 +64,9 @@ void simulateHere(Task const &task, int log) {
         for (auto const &entry : Mox::Census::live()) {
             require(false, entry.live, " objects of class ", entry.name, " are alive at the end");
         }
-        record(log, 'd', std::to_string(figures.calls) + ' ' + std::to_string(figures.hash));
+        record(log, 'd',
+               std::to_string(figures.calls) + ' ' + std::to_string(figures.packets) + ' ' +
+                   std::to_string(figures.hash));
     } catch (Broken const &broken) {
         record(log, 'f', broken.what());
     } catch (Rejected const &text) {
@@ -103,7 +105,7 @@ Result resultOf(Child const &child, int status) {
         } else if (kind == 'e') {
             result.script.events.push_back(text);
         } else if (kind == 'd') {
-            std::istringstream(text) >> result.calls >> result.hash;
+            std::istringstream(text) >> result.calls >> result.packets >> result.hash;
             ended = true;
         } else {
             result.fault = text;

@@ -80,7 +80,8 @@ void Console::addShowCommands() {
     add("showBacklog", plain([this](std::ostream &out) { printBacklog(out, agent_.root()); }));
     add("showChip", plain([this](std::ostream &out) {
             printChipTables(out, agent_.chip());
-            printChip(out, agent_);
+            printChip(out, agent_.chip());
+            printTraffic(out, agent_);
         }));
     add("packets", plain([this](std::ostream &out) { printPackets(out, agent_); }));
     add("showCounters", plain([this](std::ostream &out) { printCounters(out, agent_.chip()); }));

@@ -1,6 +1,7 @@
 #include "agent/scenario/ScenarioValues.h"
 
 #include "Nexo/VlanIntfId.h"
+#include "agent/base/Numbers.h"
 #include "agent/scenario/Limits.h"
 
 #include <algorithm>
@@ -64,55 +65,6 @@ std::optional<std::string> shortText(ScenarioNodes &nodes, YamlNode node,
     return text ? std::optional(std::string(*text)) : std::nullopt;
 }
 
-std::optional<std::uint64_t> digits(std::string_view text) {
-    std::uint64_t value = 0;
-    char const *const end = text.data() + text.size();
-    auto const [stop, error] = std::from_chars(text.data(), end, value);
-    bool const leadingZero = text.size() > 1 && text.front() == '0';
-    return error == std::errc{} && stop == end && !leadingZero ? std::optional(value)
-                                                               : std::nullopt;
-}
-
-struct TimeUnit {
-    std::string_view name;
-    std::uint64_t milliseconds;
-};
-constexpr std::array<TimeUnit, 4> kTimeUnits{
-    {{"h", 3'600'000}, {"m", 60'000}, {"s", 1'000}, {"ms", 1}}};
-constexpr std::uint64_t kMaxTime = 365ULL * 24 * 3'600'000; // leaves room in nanoseconds
-
-/// Takes a number and its unit from the front of `text`. Units must get smaller: `unit` is the
-/// first that is still allowed, and moves past the one found.
-std::optional<std::uint64_t> timePart(std::string_view &text, std::size_t &unit) {
-    std::size_t const number = std::min(text.find_first_not_of("0123456789"), text.size());
-    auto const count = digits(text.substr(0, number));
-    text.remove_prefix(number);
-    std::string_view const name = text.substr(0, text.find_first_of("0123456789"));
-    text.remove_prefix(name.size());
-    while (unit < kTimeUnits.size() && kTimeUnits.at(unit).name != name) {
-        ++unit;
-    }
-    if (!count || *count > kMaxTime || unit == kTimeUnits.size()) {
-        return std::nullopt;
-    }
-    return *count * kTimeUnits.at(unit++).milliseconds;
-}
-
-std::optional<Vyr::Time> timeOfText(std::string_view text) {
-    bool const plain = text.find_first_not_of("0123456789") == std::string_view::npos;
-    std::string const withUnit = std::string(text) + (plain ? "s" : "");
-    std::string_view rest = withUnit;
-    std::uint64_t total = 0;
-    for (std::size_t unit = 0; !rest.empty();) {
-        auto const part = timePart(rest, unit);
-        if (!part || *part > kMaxTime - total) {
-            return std::nullopt;
-        }
-        total += *part;
-    }
-    return std::chrono::milliseconds(total);
-}
-
 } // namespace
 
 std::optional<std::uint64_t> ScenarioValues::numberBetween(YamlNode node, std::uint64_t min,
@@ -124,7 +76,7 @@ std::optional<std::uint64_t> ScenarioValues::numberBetween(YamlNode node, std::u
     if (!text) {
         return std::nullopt;
     }
-    auto const value = digits(*text);
+    auto const value = wholeNumber(*text);
     if (!value || *value < min || *value > max) {
         nodes_.unexpected(node, expected);
         return std::nullopt;
@@ -156,7 +108,7 @@ std::optional<Vyr::Time> ScenarioValues::time(YamlNode node) {
     if (!text) {
         return std::nullopt;
     }
-    auto const value = text->empty() ? std::nullopt : timeOfText(*text);
+    auto const value = readTime(*text);
     if (!value) {
         nodes_.unexpected(node, std::string(kExpected) + ", at most a year");
     }

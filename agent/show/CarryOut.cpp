@@ -25,7 +25,8 @@ void print(ForwardingAgent const &agent, Printout printout, std::ostream &out) {
         printTree(out, *hwStatus);
         break;
     case Printout::chip:
-        printChip(out, agent);
+        printChip(out, agent.chip());
+        printTraffic(out, agent);
         break;
     case Printout::groups:
         printGroups(out, agent.root(), *hwStatus);

@@ -74,8 +74,7 @@ void printChipTables(std::ostream &out, SoftSwitch const &chip) {
     printTableRow(out, "destination translations", destinations, std::nullopt);
 }
 
-void printChip(std::ostream &out, ForwardingAgent const &agent) {
-    SoftSwitch const &chip = agent.chip();
+void printChip(std::ostream &out, SoftSwitch const &chip) {
     out << "chip: " << chip.groupsInUse() << " of " << chip.capacity().groups << " groups in use";
     printCount(out, chip.refusals(), "refusal");
     printCount(out, chip.contractErrors(), "contract error");
@@ -87,7 +86,6 @@ void printChip(std::ostream &out, ForwardingAgent const &agent) {
             printPortSet(out, portSetId, portSet);
         }
     }
-    printTraffic(out, agent);
 }
 
 } // namespace UmoAgent

@@ -23,8 +23,8 @@ void printTree(std::ostream &out, Ip::Nat::HwNatFlowStatus const &status);
 void printTable(std::ostream &out, Mox::Ptr<Ip::Nat::HwNatFlowStatus> const &status,
                 std::string const &arguments = "");
 
-/// The switch chip: a line about its use, then its groups with their contents, and the traffic.
-void printChip(std::ostream &out, ForwardingAgent const &agent);
+/// The switch chip: a line about its use, then its groups with their contents.
+void printChip(std::ostream &out, SoftSwitch const &chip);
 
 /// What packets came in and what became of them, by flow, group, port set and reason to drop;
 /// nothing if none came. What is counted at a group or flow goes with it.
