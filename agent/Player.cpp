@@ -25,20 +25,6 @@ namespace {
 /// How long to wait at the end for a reader that takes nothing.
 constexpr std::chrono::milliseconds kLastPatience{3000};
 
-/// Plays the events at their times, until the end of the scenario or until the loop is stopped.
-void playEvents(Scenario const &scenario, EventLoop &loop, ForwardingAgent &agent,
-                std::ostream &out) {
-    for (Event const &event : scenario.events) {
-        loop.runUntil(event.at);
-        if (loop.stopped()) {
-            return;
-        }
-        carryOut(agent, event, out);
-        out.flush();
-    }
-    loop.runUntil(std::max(scenario.end.value_or(Vyr::Time{}), loop.now()));
-}
-
 class Player {
   public:
     /// Throws SocketError, or std::system_error if the system refuses.
@@ -50,6 +36,9 @@ class Player {
     ExitStatus play(Scenario scenario);
 
   private:
+    void playEvents(Scenario const &scenario);
+    void playFrames(std::optional<Vyr::Time> until);
+    void printTotals();
     void onWallTime();
     void patienceIs(OutputQueue::Patience patience) const;
 
@@ -60,6 +49,7 @@ class Player {
     TerminationSignals signals_{loop_}; // before there is a socket file to remove
     std::optional<Console> console_;
     std::optional<CommandServer> server_;
+    std::optional<Captures> captures_;
 };
 
 Player::Player(PlayOptions const &options, std::ostream &out, std::ostream &errors)
@@ -77,6 +67,12 @@ Player::Player(PlayOptions const &options, std::ostream &out, std::ostream &erro
             [this](std::uint32_t socket, std::string const &line, CommandServer::Done const &done) {
                 console_->answer(socket, line, done);
             });
+    }
+    if (!options.captures.in.empty()) {
+        captures_.emplace(options.captures, loop_, agent_.forwarder(),
+                          [this, &errors](std::string const &line) {
+                              errors << stamp(loop_.now()) << ' ' << printable(line) << std::endl;
+                          });
     }
     for (OutputQueue *const queue : queues_) {
         queue->attach(loop_, signals_.descriptor());
@@ -110,6 +106,43 @@ void Player::patienceIs(OutputQueue::Patience patience) const {
     }
 }
 
+/// Plays the events and the captures, until the end of the scenario or until the loop is stopped.
+void Player::playEvents(Scenario const &scenario) {
+    for (Event const &event : scenario.events) {
+        playFrames(event.at);
+        loop_.runUntil(event.at);
+        if (loop_.stopped()) {
+            return;
+        }
+        carryOut(agent_, event, out_);
+        out_.flush();
+    }
+    if (scenario.end) {
+        playFrames(*scenario.end + Vyr::Time(1)); // also those that arrive at the end
+        loop_.runUntil(std::max(*scenario.end, loop_.now()));
+    } else {
+        playFrames(std::nullopt);
+        loop_.runUntil(loop_.now());
+    }
+}
+
+/// Plays the frames that arrive before `until`, or all.
+void Player::playFrames(std::optional<Vyr::Time> until) {
+    if (captures_) {
+        captures_->playBefore(until);
+    }
+}
+
+/// What the captures led to, as long as it is in the chip.
+void Player::printTotals() {
+    if (captures_) {
+        out_ << stamp(loop_.now()) << " what became of the packets"
+             << (captures_->more() ? ", whose captures go on after the end" : "") << '\n';
+        printTraffic(out_, agent_);
+        printPackets(out_, agent_);
+    }
+}
+
 ExitStatus Player::play(Scenario scenario) {
     agent_.start(scenario.initial);
     scenario.initial = {}; // it is mounted, and may be large
@@ -117,7 +150,7 @@ ExitStatus Player::play(Scenario scenario) {
         out_ << stamp(loop_.now()) << " commands are answered at " << printable(server_->path())
              << std::endl;
     }
-    playEvents(scenario, loop_, agent_, out_);
+    playEvents(scenario);
     if (server_ && !loop_.stopped()) {
         console_->playingIs(false);
         onWallTime();
@@ -130,6 +163,7 @@ ExitStatus Player::play(Scenario scenario) {
     if (!waits) {
         patienceIs(kLastPatience); // nobody needs the switch any more
     }
+    printTotals();
     agent_.shutDown();
     out_ << stamp(loop_.now()) << ' ' << (signal != nullptr ? signal : "end of the scenario")
          << ", NAT is shut down\n";
@@ -141,7 +175,8 @@ ExitStatus Player::play(Scenario scenario) {
     for (OutputQueue *const queue : queues_) {
         queue->finish();
     }
-    return agent_.clean() ? ExitStatus::good : ExitStatus::faulty;
+    bool const complete = !captures_ || captures_->finish();
+    return agent_.clean() && complete ? ExitStatus::good : ExitStatus::faulty;
 }
 
 } // namespace
@@ -151,7 +186,7 @@ ExitStatus play(Scenario scenario, PlayOptions const &options, std::ostream &out
     std::optional<Player> player;
     try {
         player.emplace(options, out, errors);
-    } catch (std::runtime_error const &error) { // no socket, or another system error
+    } catch (std::runtime_error const &error) { // no socket, no capture, or a system error
         errors << "umo-agent: " << printable(error.what()) << std::endl;
         return ExitStatus::refused;
     }

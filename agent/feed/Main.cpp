@@ -5,6 +5,7 @@
 #include "agent/base/Descriptor.h"
 #include "agent/base/Text.h"
 #include "agent/capture/CaptureWriter.h"
+#include "agent/packet/GroupMac.h"
 
 #include <CLI/CLI.hpp>
 #include <tins/dot1q.h>
@@ -154,16 +155,11 @@ void declare(CLI::App &app, Options &options) {
         ->capture_default_str();
 }
 
-/// The low 23 bits of the group are the low bits of its MAC.
-Nexo::EthAddr groupMac(Nexo::IpAddr group) {
-    return Nexo::EthAddr(0x01005e000000 | (group.value() & 0x7fffffU));
-}
-
 Nexo::EthAddr destinationMac(Options const &options) {
     Nexo::IpAddr const destination = options.destination.value.addr();
     constexpr Nexo::EthAddr kRouter(0x020000000002);
-    return options.destinationMac.value_or(destination.isMulticast() ? groupMac(destination)
-                                                                     : kRouter);
+    return options.destinationMac.value_or(
+        destination.isMulticast() ? UmoAgent::groupMac(destination) : kRouter);
 }
 
 /// The packet without its payload.

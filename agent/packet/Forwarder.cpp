@@ -1,5 +1,6 @@
 #include "agent/packet/Forwarder.h"
 
+#include "agent/packet/GroupMac.h"
 #include "agent/packet/VlanRule.h"
 
 #include <optional>
@@ -9,11 +10,6 @@
 namespace UmoAgent {
 
 namespace {
-
-/// The group MAC address of an IPv4 multicast address.
-Nexo::EthAddr groupMac(Nexo::IpAddr address) {
-    return Nexo::EthAddr(0x01005e000000U | (address.value() & 0x7fffffU));
-}
 
 Nexo::EthAddr destinationMac(Packet const &copy, SoftSwitch::PortSet const &portSet) {
     auto const destination = copy.address(Side::destination);

@@ -16,7 +16,7 @@ struct FuzzedAgent {
     }
 
     static constexpr char const *kState = R"(
-interfaces: {Ethernet1: {}, Ethernet2: {mode: trunk}}
+interfaces: {Ethernet1: {}, Ethernet2: {mode: trunk}, Ethernet3: {mode: routed}}
 vlans: {10: [Ethernet1, Ethernet2]}
 topologies: {t: {vlans: [10], ports: {Ethernet2: forwarding}}}
 learned-macs: {10: {"02:00:00:00:00:0a": Ethernet2}}

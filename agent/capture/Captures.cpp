@@ -1,0 +1,65 @@
+#include "agent/capture/Captures.h"
+
+#include <utility>
+
+namespace UmoAgent {
+
+namespace {
+
+std::vector<std::string> filesOf(std::vector<CaptureFeed::Source> const &sources) {
+    std::vector<std::string> files;
+    for (CaptureFeed::Source const &source : sources) {
+        files.push_back(source.file);
+    }
+    return files;
+}
+
+} // namespace
+
+Captures::Captures(CaptureOptions const &options, EventLoop &loop, Forwarder &forwarder,
+                   Report report)
+    : loop_(loop),
+      forwarder_(forwarder),
+      report_(std::move(report)),
+      feed_(options.in, options.start) {
+    if (!options.out.empty()) {
+        directory_.emplace(options.out, filesOf(options.in));
+        forwarder_.transmitIs([this](Nexo::IntfId intf, FrameView frame) {
+            directory_->write(intf, loop_.now(), frame);
+        });
+    }
+    reportErrors();
+}
+
+Captures::~Captures() {
+    forwarder_.transmitIs(nullptr);
+}
+
+void Captures::playBefore(std::optional<Vyr::Time> until) {
+    for (auto at = feed_.nextAt(); at && (!until || *at < *until); at = feed_.nextAt()) {
+        loop_.runUntil(*at);
+        if (loop_.stopped()) {
+            return;
+        }
+        auto const arrival = feed_.take();
+        forwarder_.receive(arrival.interface, arrival.bytes);
+        reportErrors();
+    }
+}
+
+bool Captures::finish() {
+    if (std::string const loss = directory_ ? directory_->finish() : ""; !loss.empty()) {
+        report_(loss);
+        complete_ = false;
+    }
+    return complete_;
+}
+
+void Captures::reportErrors() {
+    for (std::string const &error : feed_.takeErrors()) {
+        report_(error);
+        complete_ = false;
+    }
+}
+
+} // namespace UmoAgent

@@ -1,0 +1,56 @@
+#pragma once
+
+#include "Vyr/Clock.h"
+#include "agent/base/EventLoop.h"
+#include "agent/capture/CaptureDirectory.h"
+#include "agent/capture/CaptureFeed.h"
+#include "agent/packet/Forwarder.h"
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace UmoAgent {
+
+struct CaptureOptions {
+    std::vector<CaptureFeed::Source> in;
+    Vyr::Time start{}; // when the first frame of each arrives
+    std::string out{}; // folder for what the interfaces send; empty: none
+};
+
+/// The captures of a run: their frames go through the switch at their times, and the copies that
+/// leave are captured.
+class Captures {
+  public:
+    /// Receives what cannot be read or written, one line each.
+    using Report = std::function<void(std::string const &line)>;
+
+    /// `loop` and `forwarder` outlive it. Throws CaptureError if a capture cannot be opened, or
+    /// the folder not be written; then no file has changed.
+    Captures(CaptureOptions const &options, EventLoop &loop, Forwarder &forwarder, Report report);
+    ~Captures();
+    Captures(Captures const &) = delete;
+    Captures &operator=(Captures const &) = delete;
+
+    /// Lets the frames arrive whose time is before `until`, or all; stops when the loop is stopped.
+    void playBefore(std::optional<Vyr::Time> until);
+
+    /// Whether frames are left.
+    [[nodiscard]] bool more() const { return feed_.nextAt().has_value(); }
+
+    /// Closes the files. Returns whether all was read that was played, and all copies written.
+    bool finish();
+
+  private:
+    void reportErrors();
+
+    EventLoop &loop_;
+    Forwarder &forwarder_;
+    Report report_;
+    CaptureFeed feed_;
+    std::optional<CaptureDirectory> directory_;
+    bool complete_ = true;
+};
+
+} // namespace UmoAgent
