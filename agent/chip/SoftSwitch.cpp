@@ -133,7 +133,7 @@ std::uint32_t SoftSwitch::createNatFlowGroup(Pelo::String const &policy, Pelo::S
         ++refusals_;
         return call.returning(std::uint32_t{0});
     }
-    groups_.emplace(++lastGroupId_, Group{policy, match, unicast, {}, {}});
+    groups_.emplace(++lastGroupId_, Group{policy, match, unicast, {}});
     return call.returning(lastGroupId_);
 }
 
@@ -149,6 +149,12 @@ void SoftSwitch::deleteNatFlowGroup(Pelo::String const &policy, Pelo::String con
     if (group->policy != policy || group->match != match) {
         fail(call, "the group is of " + owner(group->policy, group->match));
         return;
+    }
+    if (!traffic_.empty()) {
+        for (auto const &[id, portSet] : group->portSets) {
+            traffic_.portSetDel(id);
+        }
+        traffic_.groupDel(groupId);
     }
     groups_.erase(groupId);
 }
@@ -181,7 +187,6 @@ SoftSwitch::updateNatFlowVlanPortSet(std::uint32_t groupId, std::uint32_t portSe
         }
         programmed.source = old->source;
         programmed.destination = old->destination;
-        programmed.traffic = old->traffic;
         *old = std::move(programmed);
         return call.returning(portSetId);
     }
@@ -205,6 +210,9 @@ void SoftSwitch::deleteNatFlowVlanPortSet(std::uint32_t groupId, std::uint32_t p
     });
     if (portSetOf(call, groupId, portSetId) != nullptr) {
         groups_.at(groupId).portSets.erase(portSetId);
+        if (!traffic_.empty()) {
+            traffic_.portSetDel(portSetId);
+        }
         justDeleted_ = {groupId, portSetId};
     }
 }

@@ -5,8 +5,7 @@
 #include "Nexo/IpAndPort.h"
 #include "Pelo/String.h"
 #include "UmoNat/UmoNatFlowMcastHelper.h"
-#include "agent/base/Find.h"
-#include "agent/chip/Traffic.h"
+#include "agent/chip/ChipTraffic.h"
 
 #include <array>
 #include <cstddef>
@@ -66,14 +65,12 @@ class SoftSwitch final : public UmoHelper::UmoNatFlowMcastHelper {
         Nexo::EthAddr dmac{};
         std::optional<Translation> source;
         std::optional<Translation> destination;
-        Traffic traffic{}; // copies that it has made
     };
     struct Group {
         Pelo::String policy; // the owner
         Pelo::String match;
         bool unicast = false;
         std::map<std::uint32_t, PortSet> portSets; // by identifier
-        Traffic traffic{};                         // packets that came to it
     };
 
     /// Receives the texts of calls or of contract errors, one line each, without a newline.
@@ -97,8 +94,9 @@ class SoftSwitch final : public UmoHelper::UmoNatFlowMcastHelper {
     void refuseGroups(std::uint32_t count) { refuseGroups_ = count; }
 
     [[nodiscard]] std::map<std::uint32_t, Group> const &groups() const { return groups_; }
-    /// For the forwarding of packets, which counts them there. Null if there is no such group.
-    [[nodiscard]] Group *group(std::uint32_t id) { return findIn(groups_, id); }
+    /// Counted by the forwarding of packets.
+    [[nodiscard]] ChipTraffic &traffic() { return traffic_; }
+    [[nodiscard]] ChipTraffic const &traffic() const { return traffic_; }
     [[nodiscard]] std::size_t groupsInUse() const { return groups_.size(); }
     [[nodiscard]] std::uint64_t contractErrors() const { return contractErrors_; }
     [[nodiscard]] std::uint64_t refusals() const { return refusals_; }
@@ -142,6 +140,7 @@ class SoftSwitch final : public UmoHelper::UmoNatFlowMcastHelper {
     LineSink callLog_;
     LineSink fullGroupLog_;
     std::map<std::uint32_t, Group> groups_;
+    ChipTraffic traffic_;
     std::uint32_t lastGroupId_ = 0;
     std::uint32_t lastPortSetId_ = 0;
     Identity justDeleted_{}; // whose translations may still be deleted

@@ -1,5 +1,6 @@
 #include "agent/packet/Forwarder.h"
 
+#include "agent/base/Find.h"
 #include "agent/packet/GroupMac.h"
 #include "agent/packet/VlanRule.h"
 
@@ -68,24 +69,25 @@ void Forwarder::classify(Packet const &packet, std::size_t bytes, Pass pass) {
     rule->traffic.add(bytes);
     auto const &match = rule->match();
     bool const multicast = packet.address(Side::destination).isMulticast();
-    SoftSwitch::Group *const group = chip_.group(multicast ? match.groupIdMc() : match.groupIdUc());
+    std::uint32_t const groupId = multicast ? match.groupIdMc() : match.groupIdUc();
+    auto const *const group = findIn(chip_.groups(), groupId);
     if (group == nullptr) {
         counters_.dropped(DropReason::noGroup, bytes);
         return;
     }
-    group->traffic.add(bytes);
+    chip_.traffic().addToGroup(groupId, bytes);
     if (packet.ttl() <= 1) {
         counters_.dropped(DropReason::expired, bytes);
         return;
     }
-    for (auto &[id, portSet] : group->portSets) {
-        replicate(packet, portSet, bytes, pass);
+    for (auto const &[id, portSet] : group->portSets) {
+        replicate(packet, id, portSet, bytes, pass);
     }
 }
 
 /// Makes the copies of one port set.
-void Forwarder::replicate(Packet const &packet, SoftSwitch::PortSet &portSet, std::size_t bytes,
-                          Pass pass) {
+void Forwarder::replicate(Packet const &packet, std::uint32_t portSetId,
+                          SoftSwitch::PortSet const &portSet, std::size_t bytes, Pass pass) {
     Packet copy = packet;
     copy.decrementTtl();
     if (!translate(copy, portSet)) {
@@ -94,9 +96,11 @@ void Forwarder::replicate(Packet const &packet, SoftSwitch::PortSet &portSet, st
     }
     for (Nexo::IntfId const intf : portSet.interfaces) {
         if (!intf.empty()) {
-            send(copy, portSet, intf, bytes);
+            if (auto const sent = send(copy, portSet, intf, bytes)) {
+                chip_.traffic().addToPortSet(portSetId, *sent);
+            }
         } else if (pass == Pass::first) {
-            portSet.traffic.add(bytes);
+            chip_.traffic().addToPortSet(portSetId, bytes);
             classify(copy, bytes, Pass::recirculated);
         } else {
             counters_.dropped(DropReason::recirculatedTwice, bytes);
@@ -104,12 +108,12 @@ void Forwarder::replicate(Packet const &packet, SoftSwitch::PortSet &portSet, st
     }
 }
 
-void Forwarder::send(Packet const &copy, SoftSwitch::PortSet &portSet, Nexo::IntfId intf,
-                     std::size_t bytes) {
+std::optional<std::size_t> Forwarder::send(Packet const &copy, SoftSwitch::PortSet const &portSet,
+                                           Nexo::IntfId intf, std::size_t bytes) {
     auto const settings = bridging_->switchIntfConfig(intf);
     if (!settings) {
         counters_.dropped(DropReason::noInterface, bytes);
-        return;
+        return std::nullopt;
     }
     std::optional<VlanTag> tag;
     if (leavesTagged(settings->switchportModeAndNativeVlan(), portSet.vlan)) {
@@ -118,12 +122,12 @@ void Forwarder::send(Packet const &copy, SoftSwitch::PortSet &portSet, Nexo::Int
     }
     FrameBytes const frame =
         copy.frame(destinationMac(copy, portSet), bridging_->bridgeMacAddr(), tag);
-    portSet.traffic.add(frame.size());
     counters_.sent({intf, portSet.vlan, endOf(copy, Side::source), endOf(copy, Side::destination)},
                    frame.size());
     if (transmit_) {
         transmit_(intf, frame);
     }
+    return frame.size();
 }
 
 } // namespace UmoAgent

@@ -10,7 +10,11 @@
 #include "agent/packet/PacketCounters.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
+#include <optional>
+#include <utility>
+#include <vector>
 
 namespace UmoAgent {
 
@@ -44,10 +48,11 @@ class Forwarder {
     enum class Pass : std::uint8_t { first, recirculated };
 
     void classify(Packet const &packet, std::size_t bytes, Pass pass);
-    void replicate(Packet const &packet, SoftSwitch::PortSet &portSet, std::size_t bytes,
-                   Pass pass);
-    void send(Packet const &copy, SoftSwitch::PortSet &portSet, Nexo::IntfId intf,
-              std::size_t bytes);
+    void replicate(Packet const &packet, std::uint32_t portSetId,
+                   SoftSwitch::PortSet const &portSet, std::size_t bytes, Pass pass);
+    /// Returns the length of the frame, or none if the copy was dropped.
+    std::optional<std::size_t> send(Packet const &copy, SoftSwitch::PortSet const &portSet,
+                                    Nexo::IntfId intf, std::size_t bytes);
 
     SoftSwitch &chip_;
     Classifier classifier_;

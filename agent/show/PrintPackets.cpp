@@ -36,9 +36,10 @@ void printTraffic(std::ostream &out, ForwardingAgent const &agent) {
             rule.traffic);
     }
     for (auto const &[id, group] : agent.chip().groups()) {
-        add(table, "group " + std::to_string(id), group.traffic);
+        add(table, "group " + std::to_string(id), agent.chip().traffic().ofGroup(id));
         for (auto const &[portSetId, portSet] : group.portSets) {
-            add(table, "  copies of port set " + std::to_string(portSetId), portSet.traffic);
+            add(table, "  copies of port set " + std::to_string(portSetId),
+                agent.chip().traffic().ofPortSet(portSetId));
         }
     }
     add(table, "copies sent", counters.sent());

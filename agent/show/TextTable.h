@@ -2,6 +2,8 @@
 
 #include <iosfwd>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 namespace UmoAgent {
@@ -11,7 +13,7 @@ class TextTable {
   public:
     enum class Align : bool { left, right };
     struct Column {
-        std::string title;
+        std::string_view title; // outlives the table
         Align align = Align::left;
     };
 
