@@ -61,7 +61,7 @@ std::map<std::string, std::vector<std::string_view>> const kPatterns{
      {"{(75% source: <source>, )destination: <group>, egress: {<bareHop>, (50% <bareHop>, )}}"}},
     {"source", {"'10.9.9.1:5000'", "'10.9.9.1:5001'", "10.9.9.2"}},
     {"destination", {"'239.2.2.2:6000'", "'10.8.0.1:7000'", "'10.8.0.1:7001'"}},
-    {"group", {"'239.2.2.2:6000'", "239.2.2.3"}},
+    {"group", {"'239.2.2.2:6000'", "239.130.2.3"}},
     {"hops", {"{<hop>, (65% <hop>, )(35% <hop>, )}"}},
     {"hop", {"Vlan<vlan>: {mac: <mac>}", "<port>: {(60% vlan: <vlan>, )mac: <mac>}"}},
     {"bareHop", {"Vlan<vlan>: {}", "<port>: {(60% vlan: <vlan>)}"}},

@@ -7,6 +7,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 
 using testing::ContainsRegex;
@@ -241,6 +242,40 @@ TEST(Session, AScenarioIsReadFromWhatHasAnEndAndMayOnlyBeChecked) {
         std::string const came = Process(program + arguments).end();
         EXPECT_TRUE(came == said || testing::Value(came, testing::MatchesRegex(said))) << came;
     }
+}
+
+TEST(Session, PacketsGoThroughTheSwitchAndItTellsWhatItCannotReadOrWrite) {
+    std::string const folder = socketPath + ".packets/", feed = folder + "feed.pcap";
+    std::filesystem::create_directory(folder);
+    auto const run = [](std::string const &command) { return Process(command).end(); };
+    auto const agent = [&](std::string const &options) {
+        return run("'" UMO_AGENT "' " + options + " examples/live-switch.yaml");
+    };
+    EXPECT_EQ(run("'" UMO_FEED "' --source 10.1.7.7:9 --destination 239.1.7.1:5000 " + feed),
+              "=> 0");
+    EXPECT_EQ(run("'" UMO_FEED "' --ttl 0 " + feed).substr(0, 5), "--ttl");
+    std::string const good = agent("--pcap-at 1m --pcap-in Et1=" + feed + " --pcap-out " + folder);
+    EXPECT_THAT(good, ContainsRegex("^\\[   64.950 s\\] what became of the packets\n(.*\n)*"
+                                    "received +100 .*\n(.*\n)*copies sent +300 (.*\n)*"
+                                    "Ethernet4  .* 10.0.20.7:6000 +100\n(.*\n)*=> 0$"));
+    std::filesystem::resize_file(feed, 1000);
+    EXPECT_THAT(agent("--pcap-in Et1=" + feed + " --pcap-in Et2=" + feed),
+                ContainsRegex("feed.pcap: frame 7 cannot be read(.*\n)*received +12 (.*\n)*=> 1$"));
+    std::filesystem::remove(folder + "Ethernet4.pcap");
+    std::filesystem::create_symlink("/dev/full", folder + "Ethernet4.pcap");
+    EXPECT_THAT(agent("--pcap-in Et1=" + feed + " --pcap-out " + folder),
+                ContainsRegex("Ethernet4.pcap: cannot be written: No space left on device\n=> 1$"));
+    std::pair<char const *, char const *> const refused[] = {
+        {"--pcap-in Et1", "--pcap-in: INTERFACE=FILE is expected, not Et1\n"},
+        {"--pcap-in Vlan10=feed", "--pcap-in: no port receives frames as Vlan10=feed\n"},
+        {"--pcap-in Eth=feed", "--pcap-in: malformed interface name \"Eth\""},
+        {"--pcap-in Et1=no --pcap-at 1d", "--pcap-at: a time such as"},
+        {"--pcap-out no", "--pcap-out requires --pcap-in"},
+        {"--pcap-in Et1=no", "umo-agent: no: cannot be read: No such file or directory\n"}};
+    for (auto const &[options, said] : refused) {
+        EXPECT_THAT(agent(options), testing::AllOf(HasSubstr(said), EndsWith("=> 2")));
+    }
+    std::filesystem::remove_all(folder);
 }
 
 TEST(Session, AClientNeitherWaitsNorTakesInForEverAndTakesNoHalfOfAnAnswer) {
