@@ -17,13 +17,14 @@ enum class DropReason : std::uint8_t {
     badHeader,         // malformed IPv4 header, or its checksum is wrong
     noMatch,           // no flow selects the packet
     noGroup,           // the match has no group for the packet
+    noPortSet,         // the group has no port set
     expired,           // TTL 1 or 0
     fragment,          // its flow or a translation needs ports that fragments do not have
     recirculatedTwice, // a recirculated copy would recirculate again
 };
-inline constexpr std::size_t kDropReasons = 11;
+inline constexpr std::size_t kDropReasons = 12;
 
-/// In the order in which they are checked.
+/// In the order of their values.
 inline constexpr auto kAllDropReasons = [] {
     std::array<DropReason, kDropReasons> reasons{};
     for (std::size_t i = 0; i < reasons.size(); ++i) {
@@ -43,6 +44,7 @@ constexpr std::string_view textOf(DropReason reason) {
         "bad IPv4 header or checksum",
         "no match",
         "match without groups",
+        "group without copies",
         "TTL 1 or 0",
         "fragment without the ports it needs",
         "recirculated twice",

@@ -80,6 +80,10 @@ void Forwarder::classify(Packet const &packet, std::size_t bytes, Pass pass) {
         counters_.dropped(DropReason::expired, bytes);
         return;
     }
+    if (group->portSets.empty()) {
+        counters_.dropped(DropReason::noPortSet, bytes);
+        return;
+    }
     for (auto const &[id, portSet] : group->portSets) {
         replicate(packet, id, portSet, bytes, pass);
     }

@@ -8,8 +8,10 @@
 
 namespace UmoAgent {
 
-/// Whether the interface accepts a frame with this tag, or an untagged one. Access and routed
-/// interfaces carry only their native VLAN, if any; others carry every VLAN that a tag names.
+/// Whether the interface accepts a frame with this tag, or an untagged one. A routed interface
+/// accepts untagged frames, an access interface those of its native VLAN, if any, with or without a
+/// tag; other interfaces accept every VLAN that a tag names, and untagged frames if there is a
+/// native VLAN.
 bool accepts(Bridging::SwitchportModeAndNativeVlan const &settings,
              std::optional<VlanTag> const &tag);
 

@@ -2,8 +2,13 @@
 #include "agent/show/Printers.h"
 #include "agent/show/TextTable.h"
 
+#include <algorithm>
+#include <cstring>
+#include <map>
 #include <ostream>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace UmoAgent {
 
@@ -18,6 +23,19 @@ void add(TextTable &table, std::string what, Traffic const &traffic) {
 /// `239.1.1.1:5000`; without a port if it is 0.
 std::string addressText(Nexo::IpAndPort const &address) {
     return address.port() == 0 ? address.addr().stringValue() : address.stringValue();
+}
+
+/// By the interface's name, numbers in it by value; streams of an interface in their order.
+auto byInterface(std::map<Stream, Traffic> const &streams) {
+    std::vector<std::pair<Stream const, Traffic> const *> sorted;
+    for (auto const &stream : streams) {
+        sorted.push_back(&stream);
+    }
+    std::stable_sort(sorted.begin(), sorted.end(), [](auto const *a, auto const *b) {
+        return strverscmp(a->first.intf.stringValue().c_str(),
+                          b->first.intf.stringValue().c_str()) < 0;
+    });
+    return sorted;
 }
 
 } // namespace
@@ -59,10 +77,10 @@ void printPackets(std::ostream &out, ForwardingAgent const &agent) {
     }
     TextTable table(
         {{"interface"}, {"VLAN", kRight}, {"source"}, {"destination"}, {"copies", kRight}});
-    for (auto const &[stream, traffic] : counters.streams()) {
-        table.add({stream.intf.stringValue(), std::to_string(stream.vlan),
-                   addressText(stream.source), addressText(stream.destination),
-                   std::to_string(traffic.packets)});
+    for (auto const *const stream : byInterface(counters.streams())) {
+        auto const &[intf, vlan, source, destination] = stream->first;
+        table.add({intf.stringValue(), std::to_string(vlan), addressText(source),
+                   addressText(destination), std::to_string(stream->second.packets)});
     }
     if (auto const &others = counters.otherStreams(); others.packets != 0) {
         table.add({"others", "-", "-", "-", std::to_string(others.packets)});

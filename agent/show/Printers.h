@@ -30,7 +30,8 @@ void printChip(std::ostream &out, SoftSwitch const &chip);
 /// nothing if none came. What is counted at a group or flow goes with it.
 void printTraffic(std::ostream &out, ForwardingAgent const &agent);
 
-/// A table of the copies that were sent, a line for each interface, VLAN and addresses.
+/// A table of the copies that were sent, a line for each interface, VLAN and addresses, by the names
+/// of the interfaces.
 void printPackets(std::ostream &out, ForwardingAgent const &agent);
 
 /// The chip's tables: entries in use and, where there is one, the capacity.

@@ -55,6 +55,7 @@ std::string const flows = R"(
     actions: {a: {source: 10.9.9.9, destination: "10.7.7.7:7"}}},
   hit: {flow: {destination: 10.7.7.7, destination-port: 7},
     actions: {a: {destination: 239.8.8.8, egress: {Et4: {vlan: 20}}}}},
+  group: {flow: {destination: 239.1.1.4}, actions: {a: {source: 10.9.9.9}}}
   miss: {flow: {destination: 239.1.1.7}, actions: {a: {destination: 10.7.7.7}}},
   twice: {flow: {destination: 10.1.1.3}, actions: {a: {destination: 10.1.1.4}}},
   then: {flow: {destination: 10.1.1.4}, actions: {a: {destination: "10.7.7.7:7"}}}
@@ -242,6 +243,7 @@ TEST_F(Forwarding, CopiesWithoutEgressAreClassifiedOnceMore) {
               Lines{copy("Et4", packet("239.8.8.8:7", "10.9.9.9:1", 62), Tag{20, 6})});
     std::pair<Tins::IP, DropReason> const drops[] = {
         {packet("239.1.1.7:2"), DropReason::noMatch},
+        {packet("239.1.1.4:2"), DropReason::noPortSet}, // multicast, which does not recirculate
         {packet("10.1.1.3:2"), DropReason::recirculatedTwice},
         {packet("239.1.1.6:2", kFrom, 2), DropReason::expired}};
     for (auto const &[in, reason] : drops) {
