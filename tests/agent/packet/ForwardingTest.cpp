@@ -55,7 +55,7 @@ std::string const flows = R"(
     actions: {a: {source: 10.9.9.9, destination: "10.7.7.7:7"}}},
   hit: {flow: {destination: 10.7.7.7, destination-port: 7},
     actions: {a: {destination: 239.8.8.8, egress: {Et4: {vlan: 20}}}}},
-  group: {flow: {destination: 239.1.1.4}, actions: {a: {source: 10.9.9.9}}}
+  group: {flow: {destination: 239.1.1.4}, actions: {a: {source: 10.9.9.9}}},
   miss: {flow: {destination: 239.1.1.7}, actions: {a: {destination: 10.7.7.7}}},
   twice: {flow: {destination: 10.1.1.3}, actions: {a: {destination: 10.1.1.4}}},
   then: {flow: {destination: 10.1.1.4}, actions: {a: {destination: "10.7.7.7:7"}}}
