@@ -44,8 +44,8 @@ constexpr char const *kFooter =
     "  0  the scenario was played, or the agent ended by a signal; the chip is empty\n"
     "  1  a call broke the chip's contract, groups were left in the chip, a capture is damaged\n"
     "     or cannot be written, or standard output cannot be written or was not read\n"
-    "  2  bad command line, scenario unreadable or with errors, no such capture, no socket:\n"
-    "     nothing was played\n"
+    "  2  bad command line, scenario unreadable or with errors, no such capture, no folder for\n"
+    "     captures, no socket: nothing was played\n"
     "  134, in a shell: SIGABRT. The library stopped the process, and said why: \"psId\" if a\n"
     "     group of the chip has no room for a port set\n";
 
@@ -93,9 +93,10 @@ void declareCaptures(CLI::App &app, UmoAgent::CaptureOptions &captures) {
         ->check([](std::string const &path) { return path.empty() ? "a path is expected" : ""; });
     app.add_option_function<std::string>(
            kPcapAt, [&captures](std::string const &text) { captures.start = startOf(text); },
-           "When the first frame of each capture arrives; without it at 0s")
+           "When the first frame of each capture arrives, such as 5s; without it at 0s")
         ->type_name("TIME")
         ->needs(in);
+    in->excludes("--check");
 }
 
 struct CommandLine {

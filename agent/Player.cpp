@@ -110,19 +110,19 @@ void Player::patienceIs(OutputQueue::Patience patience) const {
 void Player::playEvents(Scenario const &scenario) {
     for (Event const &event : scenario.events) {
         playFrames(event.at);
-        loop_.runUntil(event.at);
+        if (!loop_.stopped()) {
+            loop_.runUntil(event.at);
+        }
         if (loop_.stopped()) {
             return;
         }
         carryOut(agent_, event, out_);
         out_.flush();
     }
-    if (scenario.end) {
-        playFrames(*scenario.end + Vyr::Time(1)); // also those that arrive at the end
-        loop_.runUntil(std::max(*scenario.end, loop_.now()));
-    } else {
-        playFrames(std::nullopt);
-        loop_.runUntil(loop_.now());
+    playFrames(scenario.end ? std::optional(*scenario.end + Vyr::Time(1)) // also those at the end
+                            : std::nullopt);
+    if (!loop_.stopped()) {
+        loop_.runUntil(std::max(scenario.end.value_or(Vyr::Time{}), loop_.now()));
     }
 }
 
@@ -138,8 +138,8 @@ void Player::printTotals() {
     if (captures_) {
         out_ << stamp(loop_.now()) << " what became of the packets"
              << (captures_->more() ? ", whose captures go on after the end" : "") << '\n';
-        printTraffic(out_, agent_);
-        printPackets(out_, agent_);
+        printTraffic(out_, agent_, Counted::something);
+        printPackets(out_, agent_, Counted::something);
     }
 }
 
@@ -151,6 +151,7 @@ ExitStatus Player::play(Scenario scenario) {
              << std::endl;
     }
     playEvents(scenario);
+    bool const complete = !captures_ || captures_->finish();
     if (server_ && !loop_.stopped()) {
         console_->playingIs(false);
         onWallTime();
@@ -175,7 +176,6 @@ ExitStatus Player::play(Scenario scenario) {
     for (OutputQueue *const queue : queues_) {
         queue->finish();
     }
-    bool const complete = !captures_ || captures_->finish();
     return agent_.clean() && complete ? ExitStatus::good : ExitStatus::faulty;
 }
 

@@ -24,9 +24,9 @@ std::string shown(std::vector<Packets::Copy> const &copies) {
 
 } // namespace
 
-Packets::Packets(UmoAgent::ForwardingAgent &agent, Checker const &checker, std::uint64_t seed,
+Packets::Packets(UmoAgent::ForwardingAgent &agent, Checker const &checker,
                  std::function<void(UmoAgent::FrameView frame)> copied)
-    : agent_(agent), checker_(checker), random_(seed) {
+    : agent_(agent), checker_(checker) {
     agent_.forwarder().transmitIs(
         [this, copied = std::move(copied)](Nexo::IntfId intf, UmoAgent::FrameView frame) {
             copied(frame);
@@ -34,8 +34,9 @@ Packets::Packets(UmoAgent::ForwardingAgent &agent, Checker const &checker, std::
         });
 }
 
-void Packets::sendOne() {
-    PlainPacket const packet = randomPacket(random_, checker_.inputs());
+void Packets::sendOne(std::uint64_t seed) {
+    Random random(seed);
+    PlainPacket const packet = randomPacket(random, checker_.inputs());
     auto const frame = frameOf(packet);
     copies_.clear();
     agent_.forwarder().receive(packet.intf, frame);
@@ -49,7 +50,7 @@ void Packets::sendOne() {
     }
     std::sort(expected.begin(), expected.end());
     std::sort(copies_.begin(), copies_.end());
-    require(copies_ == expected, "a packet", shown({{packet.intf, frame}}), " has the copies",
+    require(copies_ == expected, "the packet", shown({{packet.intf, frame}}), " has the copies",
             shown(copies_), " and not", shown(expected));
     compared_ += expected.empty() ? 0 : 1;
 }

@@ -18,10 +18,11 @@ class Packets {
     using Copy = std::pair<Nexo::IntfId, UmoAgent::FrameBytes>;
 
     /// The agent and the checker outlive it. `copied` receives the bytes of each copy.
-    Packets(UmoAgent::ForwardingAgent &agent, Checker const &checker, std::uint64_t seed,
+    Packets(UmoAgent::ForwardingAgent &agent, Checker const &checker,
             std::function<void(UmoAgent::FrameView frame)> copied);
 
-    void sendOne();
+    /// `seed` and the inputs determine the packet.
+    void sendOne(std::uint64_t seed);
 
     /// Packets with copies that were compared.
     [[nodiscard]] std::uint64_t compared() const { return compared_; }
@@ -29,7 +30,6 @@ class Packets {
   private:
     UmoAgent::ForwardingAgent &agent_;
     Checker const &checker_;
-    Random random_;
     std::vector<Copy> copies_;
     std::uint64_t compared_ = 0;
 };

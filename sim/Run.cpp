@@ -13,13 +13,20 @@
 
 namespace Sim {
 
+namespace {
+
+std::uint64_t hashed(std::uint64_t hash, std::string_view text) {
+    for (char const c : text) {
+        hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001b3U;
+    }
+    return hash;
+}
+
+} // namespace
+
 Figures run(std::string const &initial, NextStep const &next) {
     Figures figures;
-    auto const hash = [&](std::string_view text) {
-        for (char const c : text) {
-            figures.hash = (figures.hash ^ static_cast<unsigned char>(c)) * 0x100000001b3U;
-        }
-    };
+    auto const hash = [&](std::string_view text) { figures.hash = hashed(figures.hash, text); };
     hash(initial);
     UmoAgent::EventLoop loop;
     std::ostringstream printed;
@@ -32,19 +39,20 @@ Figures run(std::string const &initial, NextStep const &next) {
         hash(call);
         checker.called(call);
     });
-    Packets packets(agent, checker, figures.hash, [&](UmoAgent::FrameView frame) {
+    Packets packets(agent, checker, [&](UmoAgent::FrameView frame) {
         hash({reinterpret_cast<char const *>(frame.data()), frame.size()});
     });
     auto const carryOut = [&](Step const &step) {
         hash(step.text);
+        std::uint64_t const seed = hashed(1, step.text); // whatever the steps before
         if (step.event.at > loop.now()) {
             loop.runUntil(step.event.at);
             checker.timePassed();
-            packets.sendOne();
+            packets.sendOne(seed);
         }
         UmoAgent::carryOut(agent, step.event, printed);
         checker.changed(step.event.changes);
-        packets.sendOne();
+        packets.sendOne(seed + 1);
     };
     auto const requireNothingScheduled = [] {
         require(!Vyr::TaskSchedulerRoot::findOrCreateScheduler()->nextDue(),

@@ -20,10 +20,9 @@ struct Figures {
 using NextStep = std::function<std::optional<Step>(UmoAgent::SwitchState const &mounted,
                                                    PlainSwitch const &now)>;
 
-/// Runs an agent through a scenario in virtual time, and checks it and sends a packet after every
-/// step. At the end
-/// either all policies are removed first, or everything at once. Throws Broken for a broken
-/// invariant, and Rejected for an invalid initial state.
+/// Runs an agent through a scenario in virtual time. After every step it checks the agent and sends
+/// a packet. At the end either all policies are removed first, or everything at once. Throws Broken
+/// for a broken invariant, and Rejected for an invalid initial state.
 Figures run(std::string const &initial, NextStep const &next);
 
 } // namespace Sim

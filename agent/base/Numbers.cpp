@@ -12,11 +12,15 @@ namespace {
 
 struct TimeUnit {
     std::string_view name;
-    std::uint64_t milliseconds;
+    std::uint64_t nanoseconds;
 };
-constexpr std::array<TimeUnit, 4> kTimeUnits{
-    {{"h", 3'600'000}, {"m", 60'000}, {"s", 1'000}, {"ms", 1}}};
-constexpr std::uint64_t kMaxTime = 365ULL * 24 * 3'600'000; // leaves room in nanoseconds
+constexpr std::array<TimeUnit, 6> kTimeUnits{{{"h", 3'600'000'000'000},
+                                              {"m", 60'000'000'000},
+                                              {"s", 1'000'000'000},
+                                              {"ms", 1'000'000},
+                                              {"us", 1'000},
+                                              {"ns", 1}}};
+constexpr std::uint64_t kMaxTime = 365ULL * 24 * 3'600'000'000'000;
 
 /// Takes a number and its unit from the front of `text`. Units must get smaller: `unit` is the
 /// first that is still allowed, and moves past the one found.
@@ -32,7 +36,7 @@ std::optional<std::uint64_t> timePart(std::string_view &text, std::size_t &unit)
     if (!count || *count > kMaxTime || unit == kTimeUnits.size()) {
         return std::nullopt;
     }
-    return *count * kTimeUnits.at(unit++).milliseconds;
+    return *count * kTimeUnits.at(unit++).nanoseconds;
 }
 
 } // namespace
@@ -58,7 +62,7 @@ std::optional<Vyr::Time> readTime(std::string_view text) {
         }
         total += *part;
     }
-    return std::chrono::milliseconds(total);
+    return Vyr::Time(total);
 }
 
 } // namespace UmoAgent

@@ -2,6 +2,7 @@
 
 #include "Base/Assert.h"
 
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -56,10 +57,20 @@ void refuseInputs(std::vector<fs::path> const &files, std::vector<std::string> c
     }
 }
 
+/// As many open files as the system lets us have: each interface that sends has one.
+void allowManyFiles() {
+    rlimit files{};
+    if (getrlimit(RLIMIT_NOFILE, &files) == 0) {
+        files.rlim_cur = files.rlim_max;
+        setrlimit(RLIMIT_NOFILE, &files);
+    }
+}
+
 } // namespace
 
 CaptureDirectory::CaptureDirectory(fs::path directory, std::vector<std::string> const &inputs)
     : directory_(std::move(directory)) {
+    allowManyFiles();
     try {
         fs::create_directories(directory_);
         auto const files = namedByInterfaces(directory_);
@@ -82,27 +93,29 @@ CaptureDirectory::CaptureDirectory(fs::path directory, std::vector<std::string> 
 void CaptureDirectory::write(Nexo::IntfId interface, Vyr::Time at,
                              std::span<std::uint8_t const> frame) {
     Base::assertThat(!interface.empty(), "the interface has a name");
+    if (failed_.count(interface) != 0) {
+        return;
+    }
     auto writer = writers_.find(interface);
     if (writer == writers_.end()) {
         std::string file = (directory_ / fileNameOf(interface)).string();
         writer = writers_.try_emplace(interface, std::move(file)).first;
     }
     writer->second.write(at, frame);
-}
-
-void CaptureDirectory::flush() {
-    for (auto &entry : writers_) {
-        entry.second.flush();
+    if (std::string const &loss = writer->second.loss(); !loss.empty()) {
+        errors_.push_back(loss);
+        failed_.insert(interface);
+        writers_.erase(writer);
     }
 }
 
-std::string CaptureDirectory::finish() {
-    std::string loss;
+void CaptureDirectory::finish() {
     for (auto &entry : writers_) {
-        std::string const own = entry.second.finish();
-        loss = loss.empty() ? own : loss;
+        if (std::string loss = entry.second.finish(); !loss.empty()) {
+            errors_.push_back(std::move(loss));
+        }
     }
-    return loss;
+    writers_.clear();
 }
 
 } // namespace UmoAgent

@@ -16,7 +16,7 @@
 
 namespace UmoAgent {
 
-/// The frames that arrive at the interfaces of a switch, from one capture per interface, merged in
+/// The frames that arrive at the interfaces of a switch, each capture at its interface, merged in
 /// the order of time. Frames of the same time come in the order in which their captures were given.
 /// Each capture is read one frame ahead.
 class CaptureFeed {
@@ -31,8 +31,8 @@ class CaptureFeed {
         std::span<std::uint8_t const> bytes; // valid until the next call of `take`
     };
 
-    /// The first frame of each capture arrives at `start`, which is from 0 to 100 years of 365
-    /// days. Throws CaptureError if one of the captures cannot be opened.
+    /// The first frame of each capture arrives at `start`, which is from 0 to 1 year. Throws
+    /// CaptureError if one of the captures cannot be opened.
     CaptureFeed(std::vector<Source> const &sources, Vyr::Time start);
 
     /// When the next frame arrives; none after the last one.

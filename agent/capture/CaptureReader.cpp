@@ -26,21 +26,22 @@ std::string reasonOf(int error) {
     return "cannot be read: " + std::generic_category().message(error);
 }
 
-/// libpcap would open standard input for the name `-`, and does not say that a file is a directory.
+/// libpcap would open standard input for the name `-`. What is no regular file could make the
+/// switch wait.
 File openFile(std::string const &name) {
-    File file(std::fopen(name.c_str(), "rbe"));
     struct stat kind {};
-    if (!file || fstat(fileno(file.get()), &kind) != 0) {
+    if (stat(name.c_str(), &kind) != 0) {
         throw CaptureError(name, reasonOf(errno));
     }
-    if (S_ISDIR(kind.st_mode)) {
-        throw CaptureError(name, "cannot be read: it is a directory");
+    if (!S_ISREG(kind.st_mode)) {
+        throw CaptureError(name, "cannot be read: it is no regular file");
     }
-    if (S_ISBLK(kind.st_mode) || S_ISCHR(kind.st_mode)) {
-        throw CaptureError(name, "cannot be read: it is a device");
-    }
-    if (S_ISREG(kind.st_mode) && kind.st_size == 0) {
+    if (kind.st_size == 0) {
         throw CaptureError(name, "it is no capture: it is empty");
+    }
+    File file(std::fopen(name.c_str(), "rbe"));
+    if (!file) {
+        throw CaptureError(name, reasonOf(errno));
     }
     return file;
 }

@@ -14,8 +14,8 @@ struct pcap;
 
 namespace UmoAgent {
 
-/// Reads the Ethernet frames of one capture, pcap or pcapng, from its file or from a pipe. One
-/// frame is in memory at a time, so a capture may be of any length.
+/// Reads the Ethernet frames of one capture, pcap or pcapng. One frame is in memory at a time, so a
+/// capture may be of any length.
 class CaptureReader {
   public:
     struct Frame {
@@ -27,8 +27,8 @@ class CaptureReader {
         std::span<std::uint8_t const> bytes;
     };
 
-    /// Opens `file`, and waits for the writer of a pipe. Throws CaptureError if the file cannot be
-    /// read, is a directory or a device, is no capture, or is one of another link type.
+    /// Throws CaptureError if `file` cannot be read, is no regular file, is no capture, or is one
+    /// of another link type.
     explicit CaptureReader(std::string file);
 
     /// The next frame; none at the end. Throws CaptureError, which gives the number of the frame

@@ -2,9 +2,9 @@
 
 #include <pcap/pcap.h>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
@@ -16,14 +16,16 @@ namespace UmoAgent {
 
 namespace {
 
+constexpr int kMostBytes = 262'144; // what libpcap reads at most
+
 struct ClosePcap {
     void operator()(pcap *capture) const { pcap_close(capture); }
 };
 
 /// What libpcap puts into the file's header.
 std::unique_ptr<pcap, ClosePcap> kindOfCapture() {
-    std::unique_ptr<pcap, ClosePcap> kind(pcap_open_dead_with_tstamp_precision(
-        DLT_EN10MB, static_cast<int>(CaptureWriter::kMostBytes), PCAP_TSTAMP_PRECISION_NANO));
+    std::unique_ptr<pcap, ClosePcap> kind(
+        pcap_open_dead_with_tstamp_precision(DLT_EN10MB, kMostBytes, PCAP_TSTAMP_PRECISION_NANO));
     if (!kind) {
         throw std::bad_alloc();
     }
@@ -38,6 +40,11 @@ void CaptureWriter::Close::operator()(pcap_dumper *dump) const {
 
 CaptureWriter::CaptureWriter(std::string file) : file_(std::move(file)) {
     auto const kind = kindOfCapture();
+    struct stat present {};
+    if (stat(file_.c_str(), &present) == 0 && S_ISFIFO(present.st_mode)) {
+        failsFor("it is a pipe, which could make the switch wait");
+        return;
+    }
     // libpcap would write to standard output for the name `-`.
     if (std::FILE *const opened = std::fopen(file_.c_str(), "wbe"); opened != nullptr) {
         dump_.reset(pcap_dump_fopen(kind.get(), opened)); // closes the file if it fails
@@ -55,8 +62,7 @@ void CaptureWriter::write(Vyr::Time at, std::span<std::uint8_t const> frame) {
     pcap_pkthdr header{};
     header.ts.tv_sec = seconds.count();
     header.ts.tv_usec = (at - seconds).count(); // nanoseconds, as the file's header says
-    header.caplen = static_cast<bpf_u_int32>(std::min(frame.size(), kMostBytes));
-    header.len = static_cast<bpf_u_int32>(frame.size());
+    header.caplen = header.len = static_cast<bpf_u_int32>(frame.size());
     errno = 0;
     pcap_dump(reinterpret_cast<std::uint8_t *>(dump_.get()), &header, frame.data());
     if (std::ferror(pcap_dump_file(dump_.get())) != 0) {
@@ -64,14 +70,10 @@ void CaptureWriter::write(Vyr::Time at, std::span<std::uint8_t const> frame) {
     }
 }
 
-void CaptureWriter::flush() {
+std::string CaptureWriter::finish() {
     if (dump_ && pcap_dump_flush(dump_.get()) != 0) {
         fails(errno);
     }
-}
-
-std::string CaptureWriter::finish() {
-    flush();
     if (dump_) {
         // Some file systems report a failed write when a descriptor of the file is closed, and
         // libpcap does not pass that on.
@@ -85,7 +87,11 @@ std::string CaptureWriter::finish() {
 }
 
 void CaptureWriter::fails(int error) {
-    loss_ = file_ + ": cannot be written: " + std::generic_category().message(error);
+    failsFor(std::generic_category().message(error));
+}
+
+void CaptureWriter::failsFor(std::string const &reason) {
+    loss_ = file_ + ": cannot be written: " + reason;
     dump_.reset();
 }
 

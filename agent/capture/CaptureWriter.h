@@ -16,17 +16,12 @@ namespace UmoAgent {
 /// throw: after the first one nothing more is written, and `loss` and `finish` give it.
 class CaptureWriter {
   public:
-    /// The most bytes of a frame that are kept; the rest is cut off.
-    static constexpr std::size_t kMostBytes = 262'144;
-
-    /// Makes `file`, or empties it if it exists.
+    /// Makes `file`, or empties it if it exists; it may be a device, but not a pipe.
     explicit CaptureWriter(std::string file);
 
-    /// Adds a frame. `at` is from 0 to 100 years; its time stamp is that much after 1970-01-01.
+    /// Adds a frame of at most 262,144 bytes. `at` is from 0 to 130 years; its time stamp is that
+    /// much after 1970-01-01.
     void write(Vyr::Time at, std::span<std::uint8_t const> frame);
-
-    /// Hands to the system what is still in memory, so that others can read it.
-    void flush();
 
     /// Flushes and closes the file; writing to it after that does nothing. Returns `loss()`.
     std::string finish();
@@ -40,6 +35,7 @@ class CaptureWriter {
     };
 
     void fails(int error);
+    void failsFor(std::string const &reason);
 
     std::string file_;
     std::unique_ptr<pcap_dumper, Close> dump_; // none when finished or failed

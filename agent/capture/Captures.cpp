@@ -1,5 +1,6 @@
 #include "agent/capture/Captures.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace UmoAgent {
@@ -48,17 +49,21 @@ void Captures::playBefore(std::optional<Vyr::Time> until) {
 }
 
 bool Captures::finish() {
-    if (std::string const loss = directory_ ? directory_->finish() : ""; !loss.empty()) {
-        report_(loss);
-        complete_ = false;
+    if (directory_) {
+        directory_->finish();
     }
+    reportErrors();
     return complete_;
 }
 
 void Captures::reportErrors() {
-    for (std::string const &error : feed_.takeErrors()) {
-        report_(error);
-        complete_ = false;
+    auto const report = [&](std::vector<std::string> const &errors) {
+        std::for_each(errors.begin(), errors.end(), report_);
+        complete_ = complete_ && errors.empty();
+    };
+    report(feed_.takeErrors());
+    if (directory_) {
+        report(directory_->takeErrors());
     }
 }
 

@@ -39,7 +39,8 @@ class Captures {
     /// Whether frames are left.
     [[nodiscard]] bool more() const { return feed_.nextAt().has_value(); }
 
-    /// Closes the files. Returns whether all was read that was played, and all copies written.
+    /// Closes the files; no copy may leave after it. Returns whether everything that was played
+    /// could be read, and every copy written.
     bool finish();
 
   private:

@@ -3,6 +3,7 @@
 #include "Vyr/Clock.h"
 #include "agent/base/CommandLine.h"
 #include "agent/base/Descriptor.h"
+#include "agent/base/Numbers.h"
 #include "agent/base/Text.h"
 #include "agent/capture/CaptureWriter.h"
 #include "agent/packet/GroupMac.h"
@@ -14,7 +15,6 @@
 #include <tins/rawpdu.h>
 #include <tins/udp.h>
 
-#include <charconv>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -64,27 +64,14 @@ struct Interval {
     Vyr::Time value;
 
     static Interval parse(std::string_view text) {
-        constexpr std::pair<std::string_view, Vyr::Time> kUnits[] = {
-            {"", std::chrono::milliseconds(1)},   {"ns", std::chrono::nanoseconds(1)},
-            {"us", std::chrono::microseconds(1)}, {"ms", std::chrono::milliseconds(1)},
-            {"s", std::chrono::seconds(1)},
-        };
         constexpr Vyr::Time kMost = std::chrono::minutes(1);
-        std::int64_t number = 0;
-        char const *const end = text.data() + text.size();
-        auto const [rest, error] = std::from_chars(text.data(), end, number);
-        for (auto const &[name, unit] : kUnits) {
-            if (error == std::errc() && std::string_view(rest, end) == name && number >= 0 &&
-                number <= kMost / unit) {
-                return {number * unit};
-            }
+        auto const time = UmoAgent::readTime(text);
+        if (!time || *time > kMost) {
+            throw std::invalid_argument(
+                "\"" + std::string(text) +
+                "\": expected a time such as 50ms, 20us or 1s, at most 60s");
         }
-        throw std::invalid_argument(
-            "\"" + std::string(text) +
-            "\": expected a whole number with ns, us, ms or s, at most 60s");
-    }
-    [[nodiscard]] std::string stringValue() const {
-        return std::to_string(value / std::chrono::milliseconds(1)) + "ms";
+        return {*time};
     }
 };
 
@@ -146,9 +133,9 @@ void declare(CLI::App &app, Options &options) {
         ->check(CLI::Range(1, 10'000'000))
         ->capture_default_str();
     addParsed<Interval>(app, "--interval", options.interval,
-                        "Time between two packets, in ns, us, ms or s; ms without a unit")
+                        "Time between two packets, such as 20us or 1s")
         ->type_name("TIME")
-        ->default_str(options.interval.stringValue());
+        ->default_str("50ms");
     app.add_option("--size", options.size, "Bytes of UDP payload; 8972 fill a jumbo frame")
         ->type_name("BYTES")
         ->check(CLI::Range(4, 8972))

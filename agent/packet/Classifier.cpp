@@ -1,7 +1,7 @@
 #include "agent/packet/Classifier.h"
 
 #include <algorithm>
-#include <unordered_map>
+#include <cstddef>
 
 namespace UmoAgent {
 
@@ -36,6 +36,11 @@ bool Rule::selects(Packet const &packet) const {
     return destination_.selects(packet, Side::destination) && source_.selects(packet, Side::source);
 }
 
+std::optional<std::uint32_t> Rule::onlyDestination() const {
+    return destination_.length() == kAddressBits ? std::optional(destination_.prefix())
+                                                 : std::nullopt;
+}
+
 Rule::Rank Rule::rank() const {
     return {-destination_.length(), -source_.length(), -ports(), policy_, match_->name()};
 }
@@ -57,9 +62,25 @@ Rule *Classifier::find(Packet const &packet) {
     if (!current_) {
         readTree();
     }
-    auto const rule = std::find_if(rules_.begin(), rules_.end(),
+    if (auto const known = ofDestination_.find(packet.address(Side::destination).value());
+        known != ofDestination_.end()) {
+        for (std::size_t const number : known->second) {
+            if (rules_[number].selects(packet)) {
+                return &rules_[number];
+            }
+        }
+    }
+    auto const others = rules_.begin() + static_cast<std::ptrdiff_t>(otherRules_);
+    auto const rule = std::find_if(others, rules_.end(),
                                    [&](Rule const &tried) { return tried.selects(packet); });
     return rule == rules_.end() ? nullptr : &*rule;
+}
+
+std::vector<Rule> const &Classifier::rules() {
+    if (!current_) {
+        readTree();
+    }
+    return rules_;
 }
 
 void Classifier::readTree() {
@@ -80,6 +101,13 @@ void Classifier::readTree() {
     }
     std::sort(rules.begin(), rules.end());
     rules_ = std::move(rules);
+    ofDestination_.clear();
+    otherRules_ = 0;
+    for (Rule const &rule : rules_) {
+        if (auto const destination = rule.onlyDestination()) {
+            ofDestination_[*destination].push_back(otherRules_++);
+        }
+    }
     current_ = true;
 }
 

@@ -7,9 +7,12 @@
 #include "agent/chip/Traffic.h"
 #include "agent/packet/Packet.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <list>
+#include <optional>
 #include <tuple>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -28,6 +31,8 @@ class Rule {
     /// Whether the flow selects the packet. A fragment is taken to have the ports.
     [[nodiscard]] bool selects(Packet const &packet) const;
     [[nodiscard]] bool needsPorts() const { return ports() != 0; }
+    /// The only destination address that the flow selects, if it is one.
+    [[nodiscard]] std::optional<std::uint32_t> onlyDestination() const;
 
     /// Whether this rule is tried before the other.
     [[nodiscard]] bool operator<(Rule const &other) const { return rank() < other.rank(); }
@@ -38,6 +43,7 @@ class Rule {
         explicit End(Ip::Nat::NatFlowEnd const &end);
 
         [[nodiscard]] int length() const { return length_; }
+        [[nodiscard]] std::uint32_t prefix() const { return prefix_; }
         [[nodiscard]] bool needsPort() const { return port_ != 0; }
         [[nodiscard]] bool selects(Packet const &packet, Side side) const;
 
@@ -64,8 +70,8 @@ class Rule {
 /// longest source prefix, then that with the most ports, then the first by the names of policy and
 /// match.
 ///
-/// It reads the tree at the first packet, and again when policies, matches or flows have changed.
-/// Until the first packet it does not follow the tree.
+/// It reads the tree when it is first asked, and again when policies, matches or flows have
+/// changed. Until then it does not follow the tree.
 class Classifier {
   public:
     explicit Classifier(Mox::Ptr<Ip::Nat::HwNatFlowStatus const> tree) : tree_(std::move(tree)) {}
@@ -75,8 +81,9 @@ class Classifier {
     /// The rule of the packet, or null. Valid until the next call.
     Rule *find(Packet const &packet);
 
-    /// All rules as of the last packet, in the order in which they are tried.
-    [[nodiscard]] std::vector<Rule> const &rules() const { return rules_; }
+    /// The rules of all matches in the tree, in the order in which they are tried. Valid until the
+    /// next call.
+    [[nodiscard]] std::vector<Rule> const &rules();
 
   private:
     /// Notes a change of one attribute of an entity of the tree.
@@ -97,7 +104,10 @@ class Classifier {
     Mox::Ptr<Ip::Nat::HwNatFlowStatus const> tree_;
     std::list<Watch> watches_;
     std::vector<Rule> rules_;
-    bool current_ = false; // the rules are those of the tree
+    // Most flows name one destination: their rules are found by it, and the others come after them.
+    std::unordered_map<std::uint32_t, std::vector<std::size_t>> ofDestination_;
+    std::size_t otherRules_ = 0; // the first of them
+    bool current_ = false;       // the rules are those of the tree
 };
 
 } // namespace UmoAgent

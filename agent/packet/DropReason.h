@@ -9,11 +9,11 @@ namespace UmoAgent {
 
 /// Why the chip forwards no copy of a packet, or leaves out one of its copies.
 enum class DropReason : std::uint8_t {
-    noInterface,       // of ingress or egress: the switch has no such interface
-    wrongVlan,         // the ingress interface does not carry the frame's VLAN
-    truncated,         // the frame ends before its packet does
-    notIp,             // neither IPv4 nor IPv6, or below more than one VLAN tag
-    ipv6,              //
+    noInterface, // of ingress or egress: the switch has no such interface
+    wrongVlan,   // the ingress interface does not carry the frame's VLAN
+    truncated,   // the frame ends before its packet does
+    notIp,       // neither IPv4 nor IPv6, or below more than one VLAN tag
+    ipv6,
     badHeader,         // malformed IPv4 header, or its checksum is wrong
     noMatch,           // no flow selects the packet
     noGroup,           // the match has no group for the packet
@@ -33,7 +33,7 @@ inline constexpr auto kAllDropReasons = [] {
     return reasons;
 }();
 
-/// For people, such as "TTL expired".
+/// For people, such as "no match".
 constexpr std::string_view textOf(DropReason reason) {
     constexpr std::array<std::string_view, kDropReasons> kTexts{
         "interface not in the scenario",

@@ -62,11 +62,11 @@ void Forwarder::classify(Packet const &packet, std::size_t bytes, Pass pass) {
         counters_.dropped(DropReason::noMatch, bytes);
         return;
     }
+    rule->traffic.add(bytes);
     if (packet.isFragment() && rule->needsPorts()) {
         counters_.dropped(DropReason::fragment, bytes);
         return;
     }
-    rule->traffic.add(bytes);
     auto const &match = rule->match();
     bool const multicast = packet.address(Side::destination).isMulticast();
     std::uint32_t const groupId = multicast ? match.groupIdMc() : match.groupIdUc();

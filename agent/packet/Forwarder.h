@@ -40,8 +40,8 @@ class Forwarder {
     void receive(Nexo::IntfId intf, FrameView frame);
 
     [[nodiscard]] PacketCounters const &counters() const { return counters_; }
-    /// The flows that packets have been compared with, with what they selected.
-    [[nodiscard]] std::vector<Rule> const &rules() const { return classifier_.rules(); }
+    /// The flows of all matches, with what they selected. Valid until the next call.
+    [[nodiscard]] std::vector<Rule> const &rules() { return classifier_.rules(); }
 
   private:
     /// How often a packet has been classified before.

@@ -95,11 +95,17 @@ std::variant<Packet, DropReason> Packet::parse(FrameView frame) {
     if (type != kTypeIp) {
         return type == kTypeIpv6 ? DropReason::ipv6 : DropReason::notIp;
     }
-    if (frame.size() < kIpHeader || frame.size() < headerLength(frame)) {
+    if (frame.size() < kIpHeader) {
         return DropReason::truncated;
     }
     std::size_t const length = headerLength(frame);
-    if (frame[0] >> 4 != 4 || length < kIpHeader || !ipChecksumHolds(frame.first(length))) {
+    if (frame[0] >> 4 != 4 || length < kIpHeader) {
+        return DropReason::badHeader;
+    }
+    if (frame.size() < length) {
+        return DropReason::truncated;
+    }
+    if (!ipChecksumHolds(frame.first(length))) {
         return DropReason::badHeader;
     }
     Tins::IP const header = plainHeader(frame);

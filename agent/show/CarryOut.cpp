@@ -18,7 +18,7 @@ std::string noteText(std::string_view note) {
     return printable(note.substr(0, note.find_last_not_of('\n') + 1));
 }
 
-void print(ForwardingAgent const &agent, Printout printout, std::ostream &out) {
+void print(ForwardingAgent &agent, Printout printout, std::ostream &out) {
     auto const &hwStatus = agent.state().hwStatus();
     switch (printout) {
     case Printout::tree:

@@ -3,6 +3,8 @@
 #include "agent/show/TextTable.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <map>
 #include <ostream>
@@ -15,10 +17,6 @@ namespace UmoAgent {
 namespace {
 
 constexpr auto kRight = TextTable::Align::right;
-
-void add(TextTable &table, std::string what, Traffic const &traffic) {
-    table.add({std::move(what), std::to_string(traffic.packets), std::to_string(traffic.bytes)});
-}
 
 /// `239.1.1.1:5000`; without a port if it is 0.
 std::string addressText(Nexo::IpAndPort const &address) {
@@ -40,36 +38,46 @@ auto byInterface(std::map<Stream, Traffic> const &streams) {
 
 } // namespace
 
-void printTraffic(std::ostream &out, ForwardingAgent const &agent) {
+void printTraffic(std::ostream &out, ForwardingAgent &agent, Counted counted) {
     PacketCounters const &counters = agent.forwarder().counters();
     if (counters.received() == Traffic{}) {
         return;
     }
     TextTable table({{"traffic"}, {"packets", kRight}, {"bytes", kRight}});
-    add(table, "received", counters.received());
+    auto const add = [&](std::string what, Traffic const &traffic) {
+        table.add(
+            {std::move(what), std::to_string(traffic.packets), std::to_string(traffic.bytes)});
+    };
+    auto const addCounted = [&](std::string what, Traffic const &traffic) {
+        if (counted == Counted::everything || traffic.packets != 0) {
+            add(std::move(what), traffic);
+        }
+    };
+    add("received", counters.received());
     for (Rule const &rule : agent.forwarder().rules()) {
-        add(table,
-            "flow of policy " + printable(rule.policy()) + ", match " +
-                printable(rule.match().name()),
-            rule.traffic);
+        addCounted("flow of policy " + printable(rule.policy()) + ", match " +
+                       printable(rule.match().name()),
+                   rule.traffic);
     }
+    ChipTraffic const &traffic = agent.chip().traffic();
     for (auto const &[id, group] : agent.chip().groups()) {
-        add(table, "group " + std::to_string(id), agent.chip().traffic().ofGroup(id));
+        addCounted("group " + std::to_string(id), traffic.ofGroup(id));
         for (auto const &[portSetId, portSet] : group.portSets) {
-            add(table, "  copies of port set " + std::to_string(portSetId),
-                agent.chip().traffic().ofPortSet(portSetId));
+            addCounted("  copies of port set " + std::to_string(portSetId),
+                       traffic.ofPortSet(portSetId));
         }
     }
-    add(table, "copies sent", counters.sent());
+    add("copies sent", counters.sent());
     for (DropReason const reason : kAllDropReasons) {
         if (counters.dropped(reason).packets != 0) {
-            add(table, "dropped, " + std::string(textOf(reason)), counters.dropped(reason));
+            add("dropped, " + std::string(textOf(reason)), counters.dropped(reason));
         }
     }
     table.print(out);
 }
 
-void printPackets(std::ostream &out, ForwardingAgent const &agent) {
+void printPackets(std::ostream &out, ForwardingAgent const &agent, Counted counted) {
+    constexpr std::size_t kRowsOfASummary = 50;
     PacketCounters const &counters = agent.forwarder().counters();
     if (counters.sent() == Traffic{}) {
         out << "packets: " << counters.received().packets << " received, no copies sent\n";
@@ -77,13 +85,19 @@ void printPackets(std::ostream &out, ForwardingAgent const &agent) {
     }
     TextTable table(
         {{"interface"}, {"VLAN", kRight}, {"source"}, {"destination"}, {"copies", kRight}});
+    std::uint64_t others = counters.otherStreams().packets;
+    std::size_t rows = 0;
     for (auto const *const stream : byInterface(counters.streams())) {
+        if (counted == Counted::something && ++rows > kRowsOfASummary) {
+            others += stream->second.packets;
+            continue;
+        }
         auto const &[intf, vlan, source, destination] = stream->first;
         table.add({intf.stringValue(), std::to_string(vlan), addressText(source),
                    addressText(destination), std::to_string(stream->second.packets)});
     }
-    if (auto const &others = counters.otherStreams(); others.packets != 0) {
-        table.add({"others", "-", "-", "-", std::to_string(others.packets)});
+    if (others != 0) {
+        table.add({"others", "-", "-", "-", std::to_string(others)});
     }
     table.print(out);
 }

@@ -5,6 +5,7 @@
 #include "agent/switch/ForwardingAgent.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <iosfwd>
 #include <string>
 
@@ -26,13 +27,20 @@ void printTable(std::ostream &out, Mox::Ptr<Ip::Nat::HwNatFlowStatus> const &sta
 /// The switch chip: a line about its use, then its groups with their contents.
 void printChip(std::ostream &out, SoftSwitch const &chip);
 
-/// What packets came in and what became of them, by flow, group, port set and reason to drop;
-/// nothing if none came. What is counted at a group or flow goes with it.
-void printTraffic(std::ostream &out, ForwardingAgent const &agent);
+/// Which counters of packets to show.
+enum class Counted : std::uint8_t {
+    everything, // all rows
+    something, // a summary: rows without a packet are left out, and those after the first 50 summed
+};
 
-/// A table of the copies that were sent, a line for each interface, VLAN and addresses, by the names
-/// of the interfaces.
-void printPackets(std::ostream &out, ForwardingAgent const &agent);
+/// What packets came in and what became of them, by flow, group, port set and reason to drop;
+/// nothing if none came. What is counted at a flow, group or port set goes with it.
+void printTraffic(std::ostream &out, ForwardingAgent &agent, Counted counted = Counted::everything);
+
+/// A table of the copies that were sent, a line for each interface, VLAN and addresses, by the
+/// names of the interfaces.
+void printPackets(std::ostream &out, ForwardingAgent const &agent,
+                  Counted counted = Counted::everything);
 
 /// The chip's tables: entries in use and, where there is one, the capacity.
 void printChipTables(std::ostream &out, SoftSwitch const &chip);

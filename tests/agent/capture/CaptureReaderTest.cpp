@@ -3,6 +3,7 @@
 #include "tests/support/CaptureFiles.h"
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 using namespace UmoAgent;
 using namespace TestSupport;
@@ -62,8 +63,11 @@ TEST_F(CaptureReaderTest, WhatIsNoEthernetCaptureIsRefused) {
                 ElementsAre(cooked + ": its link type is LINUX_SLL, expected is Ethernet"));
     EXPECT_THAT(read(missing),
                 ElementsAre(missing + ": cannot be read: No such file or directory"));
-    EXPECT_THAT(read(directory), ElementsAre(directory + ": cannot be read: it is a directory"));
-    EXPECT_THAT(read("/dev/zero"), ElementsAre("/dev/zero: cannot be read: it is a device"));
+    std::string const pipe = directory + "pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    for (std::string const &other : {directory, pipe, std::string("/dev/zero")}) {
+        EXPECT_THAT(read(other), ElementsAre(other + ": cannot be read: it is no regular file"));
+    }
     EXPECT_THAT(read("-"), ElementsAre("-: cannot be read: No such file or directory"));
 }
 
