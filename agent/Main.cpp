@@ -1,10 +1,9 @@
 #include "Mox/Trace.h"
-#include "Nexo/VlanIntfId.h"
+#include "agent/CaptureCommandLine.h"
 #include "agent/Player.h"
 #include "agent/base/CommandLine.h"
 #include "agent/base/Descriptor.h"
 #include "agent/base/FileText.h"
-#include "agent/base/Numbers.h"
 #include "agent/base/OutputQueue.h"
 #include "agent/base/Text.h"
 #include "agent/base/TraceOutput.h"
@@ -15,18 +14,14 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <csignal>
 #include <cstddef>
 #include <iostream>
-#include <iterator>
 #include <optional>
 #include <stdexcept>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <variant>
-#include <vector>
 
 /// umo-agent: plays a scenario of a switch with multicast NAT on a software switch chip.
 namespace {
@@ -48,56 +43,6 @@ constexpr char const *kFooter =
     "     captures, no socket: nothing was played\n"
     "  134, in a shell: SIGABRT. The library stopped the process, and said why: \"psId\" if a\n"
     "     group of the chip has no room for a port set\n";
-
-constexpr char const *kPcapIn = "--pcap-in";
-constexpr char const *kPcapAt = "--pcap-at";
-
-/// Reads `INTERFACE=FILE`.
-UmoAgent::CaptureFeed::Source captureOf(std::string const &text) {
-    auto const equals = text.find('=');
-    if (equals == std::string::npos || equals + 1 == text.size()) {
-        throw CLI::ValidationError(kPcapIn, "INTERFACE=FILE is expected, not " + text);
-    }
-    try {
-        Nexo::IntfId const intf(std::string_view(text).substr(0, equals));
-        if (intf.empty() || Nexo::VlanIntfId::isVlanIntfId(intf)) {
-            throw CLI::ValidationError(kPcapIn, "no port receives frames as " + text);
-        }
-        return {intf, text.substr(equals + 1)};
-    } catch (std::invalid_argument const &error) {
-        throw CLI::ValidationError(kPcapIn, error.what());
-    }
-}
-
-Vyr::Time startOf(std::string const &text) {
-    auto const time = UmoAgent::readTime(text);
-    if (!time) {
-        throw CLI::ValidationError(kPcapAt, "a time such as 5s or 1m30s is expected, not " + text);
-    }
-    return *time;
-}
-
-void declareCaptures(CLI::App &app, UmoAgent::CaptureOptions &captures) {
-    auto *const in = app.add_option_function<std::vector<std::string>>(
-        kPcapIn,
-        [&captures](std::vector<std::string> const &texts) {
-            std::transform(texts.begin(), texts.end(), std::back_inserter(captures.in), captureOf);
-        },
-        "Frames that the interface receives, a pcap or pcapng file;\nmay be given several times");
-    in->type_name("INTERFACE=FILE")->allow_extra_args(false);
-    app.add_option("--pcap-out", captures.out,
-                   "Write what each interface sends to DIR/INTERFACE.pcap. Such files of an\n"
-                   "earlier run are removed first")
-        ->type_name("DIR")
-        ->needs(in)
-        ->check([](std::string const &path) { return path.empty() ? "a path is expected" : ""; });
-    app.add_option_function<std::string>(
-           kPcapAt, [&captures](std::string const &text) { captures.start = startOf(text); },
-           "When the first frame of each capture arrives, such as 5s; without it at 0s")
-        ->type_name("TIME")
-        ->needs(in);
-    in->excludes("--check");
-}
 
 struct CommandLine {
     std::string scenario;
@@ -121,7 +66,7 @@ void declare(CLI::App &app, CommandLine &line) {
                    "scenario until SIGINT, SIGTERM or SIGHUP")
         ->type_name("PATH")
         ->check([](std::string const &path) { return path.empty() ? "a path is expected" : ""; });
-    declareCaptures(app, line.play.captures);
+    UmoAgent::declareCaptures(app, line.play.captures);
     app.add_option(
            "--trace", line.trace,
            "Trace messages to print on standard error, such as\nUmoNat*/1-3,UmoNatFlowMatchSm/9")
