@@ -9,6 +9,7 @@ namespace {
 
 std::vector<std::string> filesOf(std::vector<CaptureFeed::Source> const &sources) {
     std::vector<std::string> files;
+    files.reserve(sources.size());
     for (CaptureFeed::Source const &source : sources) {
         files.push_back(source.file);
     }

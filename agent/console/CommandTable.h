@@ -19,7 +19,7 @@ inline constexpr std::array<CommandText, 12> kCommands{{
     {"help", "lists the commands"},
     {"packets", "the copies of packets that were sent, by interface, VLAN and addresses"},
     {"showBacklog", "the actions that are queued for evaluation"},
-    {"showChip", "the tables of the switch chip, their contents, and the packets that came to them"},
+    {"showChip", "the tables of the switch chip, their contents, and packets that came to them"},
     {"showCounters", "how often each handler and each operation of the chip was called"},
     {"showLogEvents", "the catalogue of log events"},
     {"showNatFlowActionHw", "[POLICY]: the programmed actions, a line for each VLAN and interface"},

@@ -26,6 +26,7 @@ std::string addressText(Nexo::IpAndPort const &address) {
 /// By the interface's name, numbers in it by value; streams of an interface in their order.
 auto byInterface(std::map<Stream, Traffic> const &streams) {
     std::vector<std::pair<Stream const, Traffic> const *> sorted;
+    sorted.reserve(streams.size());
     for (auto const &stream : streams) {
         sorted.push_back(&stream);
     }

@@ -266,8 +266,9 @@ TEST(Session, PacketsGoThroughTheSwitchAndItTellsWhatItCannotReadOrWrite) {
                 ContainsRegex("feed.pcap: frame 7 cannot be read(.*\n)*received +12 (.*\n)*=> 1$"));
     std::filesystem::remove(folder + "Ethernet4.pcap");
     std::filesystem::create_symlink("/dev/full", folder + "Ethernet4.pcap");
-    EXPECT_THAT(agent("--pcap-in Et1=" + feed + " --pcap-out " + folder),
-                ContainsRegex("Ethernet4.pcap: cannot be written: No space left on device\n(.*\n)*=> 1$"));
+    EXPECT_THAT(
+        agent("--pcap-in Et1=" + feed + " --pcap-out " + folder),
+        ContainsRegex("Ethernet4.pcap: cannot be written: No space left on device\n(.*\n)*=> 1$"));
     std::pair<char const *, char const *> const refused[] = {
         {"--pcap-in Et1", "--pcap-in: INTERFACE=FILE is expected, not Et1\n"},
         {"--pcap-in Vlan10=feed", "--pcap-in: no port receives frames as Vlan10=feed\n"},

@@ -5,13 +5,13 @@
 #include "Vyr/Clock.h"
 #include "Vyr/TaskScheduler.h"
 #include "agent/chip/SoftSwitch.h"
+#include "tests/support/Story.h"
 #include "tests/support/TraceRecorder.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <regex>
 #include <sstream>
 
 namespace TestSupport {
@@ -28,30 +28,6 @@ inline auto const macOf = &Nexo::EthAddr::parse;
 
 /// What stops a start, or a process, when a number is taken for a VLAN's that is none.
 constexpr char kRange[] = "Bridging::VlanId::value < 1 or > 4094 not allowed";
-
-/// Takes the trace messages or helper calls, and tells them in few words, each with a "|":
-/// "UmoNatFlowMatchSm::doCleanup, policy: p, match: m" as "Match::doCleanup p.m",
-/// "notifyActionSmVlan, vlan: 10" as "> Vlan 10", "createNatFlowGroup(policy p, match m, unicast
-/// true) -> 1" as "create m, unicast true -> 1", and what is done with port set 2 of group 1 as
-/// "update Src 1/2", without addresses and the like.
-inline std::string storyOf(std::vector<std::string> &lines) {
-    static std::pair<std::regex, char const *> const words[] = {
-        {std::regex("^UmoNatFlow\\w+/\\d "), ""},
-        {std::regex("UmoNatFlow(\\w+)Sm::"), "$1::"},
-        {std::regex(", policy: (\\w+)"), " $1"},
-        {std::regex(", (?:match|action): "), "."},
-        {std::regex("notifyActionSm(\\w+)(?:, \\w+:)?"), "> $1"},
-        {std::regex("NatFlowGroup\\(policy p, match (.*)\\)"), " $1"},
-        {std::regex("NatFlow(Vlan|Src|Dst)\\w+\\(group (\\d+), port set (\\d+).*"), " $1 $2/$3"}};
-    std::string story;
-    for (std::string line : std::exchange(lines, {})) {
-        for (auto const &[from, to] : words) {
-            line = std::regex_replace(line, from, to);
-        }
-        story += line + "|";
-    }
-    return story;
-}
 
 /// Does its work on every change of an entity.
 struct OnChange {

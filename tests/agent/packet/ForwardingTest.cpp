@@ -4,7 +4,15 @@
 #include "agent/switch/ForwardingAgent.h"
 
 #include <gmock/gmock.h>
-#include <tins/tins.h>
+#include <tins/arp.h>
+#include <tins/dot1q.h>
+#include <tins/ethernetII.h>
+#include <tins/icmp.h>
+#include <tins/ip.h>
+#include <tins/ipv6.h>
+#include <tins/rawpdu.h>
+#include <tins/tcp.h>
+#include <tins/udp.h>
 
 #include <regex>
 #include <sstream>
