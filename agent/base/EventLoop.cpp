@@ -67,6 +67,10 @@ void EventLoop::run() {
     wallTime();
     while (!stopped_) {
         scheduler_->runDueTasks();
+        auto const due = scheduler_->nextDue();
+        if (idleWork_ && !(due && *due <= now())) {
+            idleWork_();
+        }
         serve(scheduler_->nextDue());
     }
 }

@@ -9,6 +9,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <utility>
 
 namespace UmoAgent {
 
@@ -44,6 +45,9 @@ class EventLoop {
     /// Runs in wall-clock time until the loop is stopped.
     void run();
 
+    /// Calls `work` during `run` each time that no task is due, before the loop sleeps.
+    void idleWorkIs(std::function<void()> work) { idleWork_ = std::move(work); }
+
     /// Runs only the tasks that are due. A handler with much work calls it now and then. What a
     /// task throws ends the process, as everywhere.
     void breathe() noexcept { scheduler_->runDueTasks(); }
@@ -75,6 +79,7 @@ class EventLoop {
     Mox::Ptr<Clock> clock_;
     Mox::Ptr<Vyr::TaskScheduler> scheduler_;
     std::map<int, Watch> watches_; // by descriptor
+    std::function<void()> idleWork_;
     bool stopped_ = false;
 };
 

@@ -94,6 +94,12 @@ void SoftSwitch::fail(Call const &call, std::string const &problem) {
     }
 }
 
+void SoftSwitch::changed(Group const &group) const {
+    if (changeSink_) {
+        changeSink_(group.policy, group.match);
+    }
+}
+
 SoftSwitch::Group *SoftSwitch::groupOf(Call const &call, std::uint32_t groupId) {
     auto const at = groups_.find(groupId);
     if (at != groups_.end()) {
@@ -133,7 +139,7 @@ std::uint32_t SoftSwitch::createNatFlowGroup(Pelo::String const &policy, Pelo::S
         ++refusals_;
         return call.returning(std::uint32_t{0});
     }
-    groups_.emplace(++lastGroupId_, Group{policy, match, unicast, {}});
+    changed(groups_.emplace(++lastGroupId_, Group{policy, match, unicast, {}}).first->second);
     return call.returning(lastGroupId_);
 }
 
@@ -156,7 +162,8 @@ void SoftSwitch::deleteNatFlowGroup(Pelo::String const &policy, Pelo::String con
         }
         traffic_.groupDel(groupId);
     }
-    groups_.erase(groupId);
+    auto const deleted = groups_.extract(groupId);
+    changed(deleted.mapped());
 }
 
 std::uint32_t
@@ -188,6 +195,7 @@ SoftSwitch::updateNatFlowVlanPortSet(std::uint32_t groupId, std::uint32_t portSe
         programmed.source = old->source;
         programmed.destination = old->destination;
         *old = std::move(programmed);
+        changed(*group);
         return call.returning(portSetId);
     }
     if (group->portSets.size() >= capacity_.portSetsPerGroup) {
@@ -201,6 +209,7 @@ SoftSwitch::updateNatFlowVlanPortSet(std::uint32_t groupId, std::uint32_t portSe
         return call.returning(std::uint32_t{0});
     }
     group->portSets.emplace(++lastPortSetId_, std::move(programmed));
+    changed(*group);
     return call.returning(lastPortSetId_);
 }
 
@@ -209,7 +218,9 @@ void SoftSwitch::deleteNatFlowVlanPortSet(std::uint32_t groupId, std::uint32_t p
         out << "group " << groupId << ", port set " << portSetId;
     });
     if (portSetOf(call, groupId, portSetId) != nullptr) {
-        groups_.at(groupId).portSets.erase(portSetId);
+        Group &group = groups_.at(groupId);
+        group.portSets.erase(portSetId);
+        changed(group);
         if (!traffic_.empty()) {
             traffic_.portSetDel(portSetId);
         }
@@ -273,6 +284,7 @@ bool SoftSwitch::updateTranslation(Call const &call, Identity identity, std::uin
         return false;
     }
     portSet->*which = translation;
+    changed(groups_.at(identity.first));
     return true;
 }
 
@@ -285,6 +297,7 @@ void SoftSwitch::deleteTranslation(Call const &call, Identity identity,
     justDeleted_ = {};
     if (PortSet *const portSet = portSetOf(call, identity.first, identity.second)) {
         (portSet->*which).reset();
+        changed(groups_.at(identity.first));
     }
 }
 

@@ -65,6 +65,12 @@ class SoftSwitch final : public UmoHelper::UmoNatFlowMcastHelper {
         Nexo::EthAddr dmac{};
         std::optional<Translation> source;
         std::optional<Translation> destination;
+
+        /// The destination MAC address of unicast copies. A next hop's new one is programmed with
+        /// the translation only.
+        [[nodiscard]] Nexo::EthAddr nextHopMac() const {
+            return destination ? destination->dmac : dmac;
+        }
     };
     struct Group {
         Pelo::String policy; // the owner
@@ -89,6 +95,13 @@ class SoftSwitch final : public UmoHelper::UmoNatFlowMcastHelper {
     /// Reports each port set that is refused because its group is full to `log`; an empty `log`
     /// ends that. The report comes before the refusal, which may stop the NAT library.
     void fullGroupLogIs(LineSink log) { fullGroupLog_ = std::move(log); }
+
+    /// Receives the names of a group's owner.
+    using OwnerSink = std::function<void(Pelo::String const &policy, Pelo::String const &match)>;
+
+    /// Tells `sink` of each group that was made or deleted, or in which anything was changed. It
+    /// must not call back.
+    void changeSinkIs(OwnerSink sink) { changeSink_ = std::move(sink); }
 
     /// Refuses the next `count` group creations, even if there is room.
     void refuseGroups(std::uint32_t count) { refuseGroups_ = count; }
@@ -127,6 +140,7 @@ class SoftSwitch final : public UmoHelper::UmoNatFlowMcastHelper {
     using Identity = std::pair<std::uint32_t, std::uint32_t>; // group, port set
 
     void fail(Call const &call, std::string const &problem);
+    void changed(Group const &group) const;
     Group *groupOf(Call const &call, std::uint32_t groupId);
     PortSet *portSetOf(Call const &call, std::uint32_t groupId, std::uint32_t portSetId);
     bool updateTranslation(Call const &call, Identity identity, std::uint16_t vlan,
@@ -139,6 +153,7 @@ class SoftSwitch final : public UmoHelper::UmoNatFlowMcastHelper {
     LineSink errors_;
     LineSink callLog_;
     LineSink fullGroupLog_;
+    OwnerSink changeSink_;
     std::map<std::uint32_t, Group> groups_;
     ChipTraffic traffic_;
     std::uint32_t lastGroupId_ = 0;

@@ -108,6 +108,7 @@ void Classifier::readTree() {
             ofDestination_[*destination].push_back(otherRules_++);
         }
     }
+    ++version_;
     current_ = true;
 }
 

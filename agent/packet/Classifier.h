@@ -37,13 +37,16 @@ class Rule {
     /// Whether this rule is tried before the other.
     [[nodiscard]] bool operator<(Rule const &other) const { return rank() < other.rank(); }
 
-  private:
+    /// What the flow says of one side of a packet.
     class End {
       public:
         explicit End(Ip::Nat::NatFlowEnd const &end);
 
+        /// In bits; 0 if the address may be any.
         [[nodiscard]] int length() const { return length_; }
         [[nodiscard]] std::uint32_t prefix() const { return prefix_; }
+        /// 0 if the port may be any.
+        [[nodiscard]] std::uint16_t port() const { return port_; }
         [[nodiscard]] bool needsPort() const { return port_ != 0; }
         [[nodiscard]] bool selects(Packet const &packet, Side side) const;
 
@@ -53,9 +56,15 @@ class Rule {
         std::uint32_t prefix_;
         std::uint16_t port_;
     };
+    [[nodiscard]] End const &end(Side side) const {
+        return side == Side::source ? source_ : destination_;
+    }
+    /// How many ports the flow names.
+    [[nodiscard]] int ports() const { return source_.needsPort() + destination_.needsPort(); }
+
+  private:
     using Rank = std::tuple<int, int, int, Pelo::String const &, Pelo::String const &>;
 
-    [[nodiscard]] int ports() const { return source_.needsPort() + destination_.needsPort(); }
     [[nodiscard]] Rank rank() const;
 
     Pelo::String policy_;
@@ -85,6 +94,10 @@ class Classifier {
     /// next call.
     [[nodiscard]] std::vector<Rule> const &rules();
 
+    /// How often the tree was read: the rules are the same as long as this is, after a call of
+    /// `rules`.
+    [[nodiscard]] std::uint64_t version() const { return version_; }
+
   private:
     /// Notes a change of one attribute of an entity of the tree.
     class Watch {
@@ -107,7 +120,8 @@ class Classifier {
     // Most flows name one destination: their rules are found by it, and the others come after them.
     std::unordered_map<std::uint32_t, std::vector<std::size_t>> ofDestination_;
     std::size_t otherRules_ = 0; // the first of them
-    bool current_ = false;       // the rules are those of the tree
+    std::uint64_t version_ = 0;
+    bool current_ = false; // the rules are those of the tree
 };
 
 } // namespace UmoAgent

@@ -17,8 +17,7 @@ Nexo::EthAddr destinationMac(Packet const &copy, SoftSwitch::PortSet const &port
     if (destination.isMulticast()) {
         return groupMac(destination);
     }
-    // A next hop's new MAC address is programmed with the translation only.
-    return portSet.destination ? portSet.destination->dmac : portSet.dmac;
+    return portSet.nextHopMac();
 }
 
 bool translate(Packet &copy, SoftSwitch::PortSet const &portSet) {

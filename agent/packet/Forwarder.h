@@ -42,6 +42,8 @@ class Forwarder {
     [[nodiscard]] PacketCounters const &counters() const { return counters_; }
     /// The flows of all matches, with what they selected. Valid until the next call.
     [[nodiscard]] std::vector<Rule> const &rules() { return classifier_.rules(); }
+    /// Changes when the rules did.
+    [[nodiscard]] std::uint64_t rulesVersion() const { return classifier_.version(); }
 
   private:
     /// How often a packet has been classified before.

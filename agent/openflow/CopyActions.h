@@ -1,0 +1,40 @@
+#pragma once
+
+#include "Nexo/EthAddr.h"
+#include "agent/chip/SoftSwitch.h"
+
+#include <cstdint>
+#include <string>
+
+namespace UmoAgent {
+
+/// Which packets a group serves.
+struct Served {
+    bool multicast = false; // those to a multicast address, else the others
+    bool fragments = false; // fragments, which lack the ports to translate
+
+    bool operator==(Served const &) const = default;
+};
+
+/// The way out of a bridge.
+struct Egress {
+    std::uint32_t port = 0; // its OpenFlow number
+    bool tagged = false;    // whether copies leave with a tag
+};
+
+/// Whether fragments can have the port set's copies.
+bool fitsFragments(SoftSwitch::PortSet const &portSet);
+
+/// The actions of a bucket that makes a port set's copy for one interface.
+std::string copyActions(SoftSwitch::PortSet const &portSet, Served served, Nexo::EthAddr bridgeMac,
+                        Egress egress);
+
+/// The actions of a bucket that sends a port set's copy through classification once more.
+std::string recirculationActions(SoftSwitch::PortSet const &portSet);
+
+/// Recirculated packets have 1 here, all others 0.
+inline constexpr char const *kRecirculatedRegister = "reg15";
+/// The first group of the packet's match, or 0 in a packet to recirculate.
+inline constexpr char const *kGroupRegister = "reg14";
+
+} // namespace UmoAgent

@@ -1,0 +1,286 @@
+#include "agent/openflow/SwitchProgrammer.h"
+
+#include "agent/openflow/SwitchText.h"
+
+#include <algorithm>
+#include <iterator>
+#include <set>
+#include <system_error>
+#include <utility>
+
+namespace UmoAgent {
+
+namespace {
+
+constexpr std::chrono::milliseconds kPatience{10'000};
+constexpr unsigned kFailuresUntilTrouble = 3;
+constexpr Vyr::Time kRetry = std::chrono::milliseconds(100);
+constexpr Vyr::Time kRetryInTrouble = std::chrono::seconds(10);
+
+void merge(OpenFlowRenderer::Touched &into, OpenFlowRenderer::Touched more) {
+    into.groups.merge(more.groups);
+    into.flows.merge(more.flows);
+}
+
+std::set<std::uint32_t> idsOf(OpenFlowTables const &tables) {
+    std::set<std::uint32_t> ids;
+    std::transform(tables.groups.begin(), tables.groups.end(), std::inserter(ids, ids.end()),
+                   [](auto const &group) { return group.first; });
+    return ids;
+}
+
+std::string inWords(OpenFlowTables const &tables) {
+    return std::to_string(tables.groups.size()) + " groups, " +
+           std::to_string(tables.flows.size()) + " flows";
+}
+
+} // namespace
+
+SwitchProgrammer::SwitchProgrammer(EventLoop &loop, OpenFlowRenderer &renderer, Options options,
+                                   Log log)
+    : loop_(loop),
+      renderer_(renderer),
+      options_(std::move(options)),
+      log_(std::move(log)),
+      retry_([this] { read(); }),
+      nextAudit_([this] { audit(nullptr); }) {
+    loop_.idleWorkIs([this] { send(); });
+}
+
+SwitchProgrammer::~SwitchProgrammer() {
+    loop_.idleWorkIs(nullptr);
+}
+
+void SwitchProgrammer::switchCame() {
+    switchThere_ = true;
+    failures_ = 0;
+    read();
+}
+
+void SwitchProgrammer::switchWent() {
+    switchThere_ = false;
+    known_ = false;
+    child_.reset();
+    retry_.stop();
+    answerAudits({false, {trouble()}});
+}
+
+void SwitchProgrammer::begin() {
+    begun_ = true;
+    if (options_.audit > Vyr::Time{}) {
+        nextAudit_.runIn(options_.audit);
+    }
+}
+
+void SwitchProgrammer::run(std::vector<std::string> arguments, std::string const &input,
+                           ChildProcess::Done done) {
+    std::vector<std::string> command{"ovs-ofctl", "-O", "OpenFlow15", "--no-names"};
+    // It also ends by itself, should the agent be killed.
+    command.push_back("--timeout=" + std::to_string(kPatience.count() / 1000));
+    std::move(arguments.begin(), arguments.end(), std::back_inserter(command));
+    try {
+        child_ = std::make_unique<ChildProcess>(
+            loop_, std::move(command), input, kPatience,
+            [this, done = std::move(done)](ChildProcess::Result const &result) {
+                auto const ended = std::move(child_);
+                done(result);
+            });
+    } catch (std::system_error const &error) {
+        failed(error.what());
+    }
+}
+
+/// Whatever is in progress no longer counts.
+void SwitchProgrammer::read() {
+    child_.reset();
+    known_ = false;
+    retry_.stop();
+    dump([this](OpenFlowTables const &there) {
+        if (!std::exchange(everRead_, true)) {
+            renderer_.lastResortIs(idsOf(there));
+        }
+        pending_ = differences(there, renderer_.tables());
+        there_ = there;
+        known_ = true;
+        send();
+    });
+}
+
+void SwitchProgrammer::dump(std::function<void(OpenFlowTables const &there)> done) {
+    run({"dump-groups", options_.target}, "",
+        [this, done = std::move(done)](ChildProcess::Result const &groups) {
+            if (!groups.good()) {
+                failed("its groups cannot be read: " + groups.problem);
+                return;
+            }
+            run({"--no-stats", "dump-flows", options_.target,
+                 std::string("cookie=") + kFlowCookie + "/-1"},
+                "", [this, done, text = groups.output](ChildProcess::Result const &flows) {
+                    if (!flows.good()) {
+                        failed("its flows cannot be read: " + flows.problem);
+                        return;
+                    }
+                    done(readTables(text, flows.output, options_.range));
+                });
+        });
+}
+
+void SwitchProgrammer::send() {
+    if (!begun_ || !known_ || child_ != nullptr) {
+        return;
+    }
+    renderer_.render();
+    merge(pending_, renderer_.takeTouched());
+    Bundle const bundle = bundleFor(there_, renderer_.tables(), pending_);
+    if (bundle.text.empty()) {
+        inStep();
+        return;
+    }
+    OpenFlowTables sending;
+    carryOver(sending, renderer_.tables(), pending_);
+    run({"bundle", options_.target, "-"}, bundle.text,
+        [this, sending = std::move(sending), keys = std::exchange(pending_, {}),
+         groups = bundle.groups, flows = bundle.flows](ChildProcess::Result const &result) {
+            if (!result.good()) {
+                ++counters_.refused;
+                counters_.refusal = result.problem;
+                failed("it refuses a bundle: " + result.problem);
+                return;
+            }
+            carryOver(there_, sending, keys);
+            counters_.groups += groups;
+            counters_.flows += flows;
+            if (++counters_.bundles == 1 || failures_ >= kFailuresUntilTrouble) {
+                log_("the switch is programmed: " + inWords(there_));
+            }
+            failures_ = 0;
+            send();
+        });
+}
+
+/// Nothing is left to be sent.
+void SwitchProgrammer::inStep() {
+    pending_ = {};
+    failures_ = 0;
+    if (std::exchange(audited_, false)) {
+        std::vector<std::string> lines = std::exchange(findings_, {});
+        lines.push_back(lines.empty() ? "the switch has what it should have: " + inWords(there_)
+                                      : "mended: the switch has " + inWords(there_));
+        answerAudits({true, std::move(lines)});
+    }
+    if (std::exchange(auditWanted_, false)) {
+        startAudit();
+    }
+}
+
+void SwitchProgrammer::audit(Audited audited) {
+    if (audited) {
+        audits_.push_back(std::move(audited));
+    }
+    if (std::string const reason = trouble(); !reason.empty()) {
+        answerAudits({false, {reason}});
+    }
+    auditWanted_ = true;
+    send();
+}
+
+void SwitchProgrammer::startAudit() {
+    if (options_.audit > Vyr::Time{}) {
+        nextAudit_.runIn(options_.audit);
+    }
+    dump([this](OpenFlowTables const &there) {
+        ++counters_.audits;
+        audited_ = true;
+        auto const wrong = differences(there_, there);
+        findings_ = findings(there, wrong);
+        counters_.mended += findings_.size();
+        for (std::string const &finding : findings_) {
+            log_("audit: " + finding);
+        }
+        there_ = there;
+        merge(pending_, wrong);
+        send();
+    });
+}
+
+/// What was wrong in the switch, in which there should have been what was sent last.
+std::vector<std::string>
+SwitchProgrammer::findings(OpenFlowTables const &there,
+                           OpenFlowRenderer::Touched const &wrong) const {
+    std::vector<std::string> lines;
+    lines.reserve(wrong.groups.size() + wrong.flows.size());
+    auto const add = [&lines](std::string const &what, bool found, bool expected) {
+        lines.push_back(what + (!found      ? " was missing"
+                                : !expected ? " was not the agent's"
+                                            : " was changed"));
+    };
+    for (std::uint32_t const id : wrong.groups) {
+        add("group " + std::to_string(id), there.groups.count(id) != 0,
+            there_.groups.count(id) != 0);
+    }
+    for (std::string const &match : wrong.flows) {
+        add("flow " + match, there.flows.count(match) != 0, there_.flows.count(match) != 0);
+    }
+    return lines;
+}
+
+void SwitchProgrammer::answerAudits(AuditAnswer const &answer) {
+    for (Audited const &audited : std::exchange(audits_, {})) {
+        audited(answer);
+    }
+}
+
+/// What the switch has is unknown now; looks again, soon or in a while.
+void SwitchProgrammer::failed(std::string const &problem) {
+    known_ = false;
+    if (++failures_ <= kFailuresUntilTrouble) {
+        log_("the switch is not programmed: " + problem);
+    }
+    if (failures_ == kFailuresUntilTrouble) {
+        log_("it is tried again every 10 s");
+    }
+    problem_ = problem;
+    retry_.runIn(failures_ < kFailuresUntilTrouble ? kRetry : kRetryInTrouble);
+    if (failures_ >= kFailuresUntilTrouble) {
+        answerAudits({false, {trouble()}});
+    }
+}
+
+std::string SwitchProgrammer::trouble() const {
+    if (!switchThere_) {
+        return "the switch is not there: ovs-vswitchd does not run, or has no such bridge";
+    }
+    return failures_ < kFailuresUntilTrouble ? "" : "the switch is not programmed: " + problem_;
+}
+
+bool SwitchProgrammer::removeAll() {
+    bool const began = std::exchange(begun_, false);
+    nextAudit_.stop();
+    while (child_ != nullptr) {
+        child_->wait(); // it may start another one
+    }
+    retry_.stop();
+    if (!began || !switchThere_) {
+        return !began;
+    }
+    // Also those of which it is not known whether the switch took them.
+    std::set<std::uint32_t> ids = idsOf(there_);
+    ids.merge(idsOf(renderer_.tables()));
+    std::string text = std::string("flow delete cookie=") + kFlowCookie + "/-1\n";
+    for (std::uint32_t const id : ids) {
+        text += "group delete group_id=" + std::to_string(id) + '\n';
+    }
+    bool removed = false;
+    run({"bundle", options_.target, "-"}, text, [&](ChildProcess::Result const &result) {
+        removed = result.good();
+        if (!removed) {
+            log_("the switch could not be cleared: " + result.problem);
+        }
+    });
+    if (child_ != nullptr) {
+        child_->wait();
+    }
+    return removed;
+}
+
+} // namespace UmoAgent

@@ -1,0 +1,113 @@
+#pragma once
+
+#include "Vyr/Clock.h"
+#include "agent/base/ChildProcess.h"
+#include "agent/base/EventLoop.h"
+#include "agent/base/Timer.h"
+#include "agent/openflow/GroupIds.h"
+#include "agent/openflow/OpenFlowRenderer.h"
+#include "agent/openflow/OpenFlowTables.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace UmoAgent {
+
+/// Keeps the agent's part of a switch's OpenFlow tables as the renderer has it. All changes since
+/// the last time are sent as one atomic bundle, and the next bundle waits for its end. The tools
+/// of Open vSwitch do the talking, as child processes, so the loop never waits.
+///
+/// Nothing that is in the switch is taken for granted: its tables are read when it comes, after a
+/// refused bundle, and for each audit; then it is sent what differs.
+class SwitchProgrammer {
+  public:
+    struct Options {
+        std::string target; // the bridge, as ovs-ofctl takes it: `unix:/run/openvswitch/br0.mgmt`
+        GroupRange range{};
+        Vyr::Time audit = std::chrono::seconds(10); // between two audits; 0: none
+    };
+    struct Counters {
+        std::uint64_t bundles = 0; // that the switch has taken
+        std::uint64_t groups = 0, flows = 0; // changed by them
+        std::uint64_t refused = 0;
+        std::string refusal; // the switch's words, the last time; empty: never
+        std::uint64_t audits = 0;
+        std::uint64_t mended = 0; // groups and flows that audits found to be wrong
+    };
+
+    /// Receives a line for the user.
+    using Log = std::function<void(std::string const &line)>;
+    struct AuditAnswer {
+        bool done = false; // else the only line is the reason
+        std::vector<std::string> lines;
+    };
+    /// Called once, when what the audit found has been mended.
+    using Audited = std::function<void(AuditAnswer const &answer)>;
+
+    /// `loop` and `renderer` outlive it. It takes the loop's idle work.
+    SwitchProgrammer(EventLoop &loop, OpenFlowRenderer &renderer, Options options, Log log);
+    ~SwitchProgrammer();
+    SwitchProgrammer(SwitchProgrammer const &) = delete;
+    SwitchProgrammer &operator=(SwitchProgrammer const &) = delete;
+
+    /// Sends nothing before this is called: what an earlier agent left in the switch is replaced
+    /// in one step, when the new state is complete.
+    void begin();
+    [[nodiscard]] bool begun() const { return begun_; }
+
+    /// The switch is there; it may be another one than before.
+    void switchCame();
+    void switchWent();
+
+    /// Compares the switch with what it should have, now or after what is in progress. `audited`
+    /// may be null.
+    void audit(Audited audited);
+
+    /// Takes everything of the agent out of the switch, and waits for that. Afterwards nothing
+    /// more is sent. Returns whether nothing of this agent is left there.
+    bool removeAll();
+
+    /// Why the switch is not programmed: it is away, or has failed three times in a row. Empty if
+    /// all is well.
+    [[nodiscard]] std::string trouble() const;
+
+    [[nodiscard]] Counters const &counters() const { return counters_; }
+
+  private:
+    void run(std::vector<std::string> arguments, std::string const &input, ChildProcess::Done done);
+    void read();
+    void dump(std::function<void(OpenFlowTables const &there)> done);
+    void send();
+    void inStep();
+    void startAudit();
+    void answerAudits(AuditAnswer const &answer);
+    void failed(std::string const &problem);
+    [[nodiscard]] std::vector<std::string> findings(OpenFlowTables const &there,
+                                                    OpenFlowRenderer::Touched const &wrong) const;
+
+    EventLoop &loop_;
+    OpenFlowRenderer &renderer_;
+    Options options_;
+    Log log_;
+    std::unique_ptr<ChildProcess> child_; // what is in progress
+    bool begun_ = false;
+    bool switchThere_ = false;
+    bool everRead_ = false;
+    bool known_ = false;                // what the switch has
+    OpenFlowTables there_;              // it has this, or had it last
+    OpenFlowRenderer::Touched pending_; // where that may differ from what it should have
+    unsigned failures_ = 0;             // in a row
+    std::string problem_;               // of the last one
+    Counters counters_;
+    bool auditWanted_ = false;
+    bool audited_ = false; // and what was found is being mended
+    std::vector<Audited> audits_;
+    std::vector<std::string> findings_;
+    Timer retry_;
+    Timer nextAudit_;
+};
+
+} // namespace UmoAgent
