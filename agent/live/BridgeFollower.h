@@ -1,0 +1,95 @@
+#pragma once
+
+#include "Nexo/IntfId.h"
+#include "Nexo/IpAddrWithMask.h"
+#include "agent/base/EventLoop.h"
+#include "agent/live/AddressWatch.h"
+#include "agent/live/BridgeState.h"
+#include "agent/live/ControlSocket.h"
+#include "agent/live/OvsDatabase.h"
+#include "agent/live/Timer.h"
+
+#include <functional>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace UmoAgent {
+
+/// Follows a bridge of a running Open vSwitch: its ports and VLANs in the database, the MAC
+/// addresses that it learns, and the kernel's addresses of its VLAN interfaces. Lost connections
+/// come back by themselves; what was read last stays until then.
+class BridgeFollower {
+  public:
+    using Addresses = std::map<Nexo::IntfId, Nexo::IpAddrWithMask>;
+
+    struct Options {
+        std::string bridge;
+        std::string ovsdb;          // the Unix socket of ovsdb-server
+        std::string runDirectory{}; // of ovs-vswitchd; empty: that of the database's socket
+        Addresses addresses{};      // of VLAN interfaces; they win over those of the kernel
+    };
+
+    /// All are called from the loop, never from a function of the follower. None may destroy it.
+    struct Callbacks {
+        /// Something differs from the state of the last call. First called when it is ready.
+        std::function<void(BridgeState const &state)> changed;
+        /// ovs-vswitchd runs and knows the bridge.
+        std::function<void()> switchCame;
+        /// It has ended, or the bridge was deleted.
+        std::function<void()> switchWent;
+        /// A line for the user: something that cannot be rendered, a loss, a recovery.
+        std::function<void(std::string const &line)> log;
+    };
+
+    /// `loop` must outlive this. Throws std::system_error if the kernel refuses a socket.
+    BridgeFollower(EventLoop &loop, Options options, Callbacks callbacks);
+
+    /// Whether everything was read once.
+    [[nodiscard]] bool ready() const { return ready_; }
+
+    /// The state of the last call of `changed`.
+    [[nodiscard]] BridgeState const &state() const { return state_; }
+
+    /// Whether `switchCame` was called last.
+    [[nodiscard]] bool switchThere() const { return there_; }
+
+    /// The addresses of a file that was read again.
+    void addressesIs(Addresses addresses);
+
+  private:
+    void readRows();
+    void bridgeIsMissing();
+    void log(std::string const &line);
+    void logLeftOut(std::vector<std::string> const &lines);
+    void askLearned();
+    void learned(bool good, std::string const &text);
+    void tellIfDifferent();
+    void thereIs(bool there);
+    void controlCame();
+    void controlWent(std::string const &reason);
+
+    Options options_;
+    std::string runDirectory_;
+    Callbacks callbacks_;
+    BridgeState read_;
+    std::optional<Ovs::Uuid> bridge_; // none while it is not in the database
+    BridgeState state_;
+    std::set<std::string> leftOut_; // logged lines that still hold
+    bool ready_ = false;
+    bool answered_ = false; // ovs-vswitchd did once
+    bool there_ = false;
+    bool asking_ = false;
+    bool askAgain_ = false;
+    bool missingLogged_ = false;
+    bool controlLossLogged_ = false;
+    Timer poll_;
+    Timer reread_; // after addressesIs
+    OvsDatabase database_;
+    ControlSocket control_;
+    AddressWatch kernel_;
+};
+
+} // namespace UmoAgent
