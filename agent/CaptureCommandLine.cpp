@@ -19,7 +19,7 @@ namespace {
 constexpr char const *kPcapIn = "--pcap-in";
 constexpr char const *kPcapAt = "--pcap-at";
 
-/// Reads `INTERFACE=FILE`.
+/// Reads `INTERFACE=FILE`. An interface whose name has a `=` cannot be given; a file can.
 CaptureFeed::Source captureOf(std::string const &text) {
     auto const equals = text.find('=');
     if (equals == std::string::npos || equals + 1 == text.size()) {
@@ -55,7 +55,7 @@ void declareCaptures(CLI::App &app, CaptureOptions &captures) {
         "Frames that the interface receives, a pcap or pcapng file;\nmay be given several times");
     in->type_name("INTERFACE=FILE")->allow_extra_args(false);
     app.add_option("--pcap-out", captures.out,
-                   "Write what each interface sends to DIR/INTERFACE.pcap. Such files of an\n"
+                   "Write what each interface sends to DIR/INTERFACE.pcap. Those of an\n"
                    "earlier run are removed first")
         ->type_name("DIR")
         ->needs(in)

@@ -13,9 +13,11 @@
 #include <chrono>
 #include <optional>
 #include <ostream>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <utility>
+#include <variant>
 #include <vector>
 
 namespace UmoAgent {
@@ -25,10 +27,29 @@ namespace {
 /// How long to wait at the end for a reader that takes nothing.
 constexpr std::chrono::milliseconds kLastPatience{3000};
 
+/// The interfaces that the switch has at some time of the scenario.
+std::set<Nexo::IntfId> portsOf(Scenario const &scenario) {
+    std::set<Nexo::IntfId> ports;
+    auto const add = [&](Changes const &changes) {
+        for (AnyChange const &change : changes) {
+            if (auto const *const port = std::get_if<Change<Table::Interface>>(&change)) {
+                ports.insert(port->key);
+            }
+        }
+    };
+    add(scenario.initial);
+    for (Event const &event : scenario.events) {
+        add(event.changes);
+    }
+    return ports;
+}
+
 class Player {
   public:
-    /// Throws SocketError, or std::system_error if the system refuses.
-    Player(PlayOptions const &options, std::ostream &out, std::ostream &errors);
+    /// Takes from the scenario only which captures to replace. Throws SocketError, or
+    /// std::system_error if the system refuses.
+    Player(Scenario const &scenario, PlayOptions const &options, std::ostream &out,
+           std::ostream &errors);
     ~Player();
     Player(Player const &) = delete;
     Player &operator=(Player const &) = delete;
@@ -52,7 +73,8 @@ class Player {
     std::optional<Captures> captures_;
 };
 
-Player::Player(PlayOptions const &options, std::ostream &out, std::ostream &errors)
+Player::Player(Scenario const &scenario, PlayOptions const &options, std::ostream &out,
+               std::ostream &errors)
     : out_(out), queues_(options.queues), agent_(loop_, [this, &errors](std::string const &line) {
           errors << stamp(loop_.now()) << " contract error: " << line << std::endl;
       }) {
@@ -69,7 +91,7 @@ Player::Player(PlayOptions const &options, std::ostream &out, std::ostream &erro
             });
     }
     if (!options.captures.in.empty()) {
-        captures_.emplace(options.captures, loop_, agent_.forwarder(),
+        captures_.emplace(options.captures, portsOf(scenario), loop_, agent_.forwarder(),
                           [this, &errors](std::string const &line) {
                               errors << stamp(loop_.now()) << ' ' << printable(line) << std::endl;
                           });
@@ -185,7 +207,7 @@ ExitStatus play(Scenario scenario, PlayOptions const &options, std::ostream &out
                 std::ostream &errors) {
     std::optional<Player> player;
     try {
-        player.emplace(options, out, errors);
+        player.emplace(scenario, options, out, errors);
     } catch (std::runtime_error const &error) { // no socket, no capture, or a system error
         errors << "umo-agent: " << printable(error.what()) << std::endl;
         return ExitStatus::refused;

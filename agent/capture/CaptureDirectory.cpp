@@ -23,22 +23,30 @@ std::string fileNameOf(Nexo::IntfId interface) {
     return name;
 }
 
-/// A short name is not one of ours: `Et1.pcap` may be the user's own.
-bool isNameOfInterface(fs::path const &fileName) {
+/// A name such as Ethernet1, which nobody else gives to a file. A short name is not one of ours:
+/// `Et1.pcap` may be the user's own.
+bool hasNameOfAKind(fs::path const &fileName) {
     std::string name = fileName.stem().string();
     std::replace(name.begin(), name.end(), '_', '/');
     try {
         Nexo::IntfId const interface(name);
-        return !interface.empty() && fileName == fileNameOf(interface);
+        return interface.shortName() != interface.stringValue() &&
+               fileName == fileNameOf(interface);
     } catch (std::invalid_argument const &) {
         return false;
     }
 }
 
-std::vector<fs::path> namedByInterfaces(fs::path const &directory) {
+std::vector<fs::path> namedByInterfaces(fs::path const &directory,
+                                        std::set<Nexo::IntfId> const &ports) {
+    std::set<std::string> names;
+    for (Nexo::IntfId const port : ports) {
+        names.insert(fileNameOf(port));
+    }
     std::vector<fs::path> found;
     for (fs::directory_entry const &entry : fs::directory_iterator(directory)) {
-        if (isNameOfInterface(entry.path().filename())) {
+        fs::path const name = entry.path().filename();
+        if (names.count(name.string()) != 0 || hasNameOfAKind(name)) {
             found.push_back(entry.path());
         }
     }
@@ -68,12 +76,13 @@ void allowManyFiles() {
 
 } // namespace
 
-CaptureDirectory::CaptureDirectory(fs::path directory, std::vector<std::string> const &inputs)
+CaptureDirectory::CaptureDirectory(fs::path directory, std::vector<std::string> const &inputs,
+                                   std::set<Nexo::IntfId> const &ports)
     : directory_(std::move(directory)) {
     allowManyFiles();
     try {
         fs::create_directories(directory_);
-        auto const files = namedByInterfaces(directory_);
+        auto const files = namedByInterfaces(directory_, ports);
         refuseInputs(files, inputs);
         if (access(directory_.c_str(), W_OK | X_OK) != 0) {
             throw fs::filesystem_error("", directory_,

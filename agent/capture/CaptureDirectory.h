@@ -17,18 +17,21 @@
 namespace UmoAgent {
 
 /// A folder that receives what the interfaces of a switch send: one capture per interface, made at
-/// its first frame and named by the long name, `Ethernet1.pcap`, or `Ethernet1_2.pcap` for
-/// Ethernet1/2. See CaptureWriter for the format.
+/// its first frame and named by the long name, `eth1.pcap`, or `Ethernet1_2.pcap` for Ethernet1/2;
+/// nothing else can have that name, because it would be a mistake as an interface's. See
+/// CaptureWriter for the format.
 class CaptureDirectory {
   public:
     /// Makes the folder, with its parents, if it does not exist. Removes the captures of an earlier
-    /// run, which are the regular files of such a name, so that an interface that sends nothing has
-    /// no file. Everything else stays; frames are written through a symbolic link of such a
-    /// name.
+    /// run, so that an interface that sends nothing has no file. These are the regular files that
+    /// are named by one of `ports`, the interfaces of the switch, or by any interface whose name
+    /// has a short form; any other `NAME.pcap` may be the user's. Everything else stays; frames are
+    /// written through a symbolic link of such a name.
     ///
     /// Throws CaptureError if the folder cannot be made or written, or if a file of such a name is
     /// one of `inputs`, the captures that are being read; then nothing has been removed.
-    CaptureDirectory(std::filesystem::path directory, std::vector<std::string> const &inputs);
+    CaptureDirectory(std::filesystem::path directory, std::vector<std::string> const &inputs,
+                     std::set<Nexo::IntfId> const &ports);
 
     /// Adds a frame that `interface` sends at `at`, from 0 to 130 years. Times never go back.
     /// REQUIRES: `interface` is not empty.

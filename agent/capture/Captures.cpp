@@ -18,14 +18,14 @@ std::vector<std::string> filesOf(std::vector<CaptureFeed::Source> const &sources
 
 } // namespace
 
-Captures::Captures(CaptureOptions const &options, EventLoop &loop, Forwarder &forwarder,
-                   Report report)
+Captures::Captures(CaptureOptions const &options, std::set<Nexo::IntfId> const &ports,
+                   EventLoop &loop, Forwarder &forwarder, Report report)
     : loop_(loop),
       forwarder_(forwarder),
       report_(std::move(report)),
       feed_(options.in, options.start) {
     if (!options.out.empty()) {
-        directory_.emplace(options.out, filesOf(options.in));
+        directory_.emplace(options.out, filesOf(options.in), ports);
         forwarder_.transmitIs([this](Nexo::IntfId intf, FrameView frame) {
             directory_->write(intf, loop_.now(), frame);
         });

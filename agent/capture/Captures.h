@@ -8,6 +8,7 @@
 
 #include <functional>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -26,9 +27,11 @@ class Captures {
     /// Receives what cannot be read or written, one line each.
     using Report = std::function<void(std::string const &line)>;
 
-    /// `loop` and `forwarder` outlive it. Throws CaptureError if a capture cannot be opened, or
-    /// the folder not be written; then no file has changed.
-    Captures(CaptureOptions const &options, EventLoop &loop, Forwarder &forwarder, Report report);
+    /// `ports` are all interfaces that may send. `loop` and `forwarder` outlive it. Throws
+    /// CaptureError if a capture cannot be opened, or the folder not be written; then no file has
+    /// changed.
+    Captures(CaptureOptions const &options, std::set<Nexo::IntfId> const &ports, EventLoop &loop,
+             Forwarder &forwarder, Report report);
     ~Captures();
     Captures(Captures const &) = delete;
     Captures &operator=(Captures const &) = delete;

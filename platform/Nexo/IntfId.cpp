@@ -23,6 +23,7 @@ struct Kind {
 };
 
 constexpr std::size_t kMaxNumbers = 3;
+constexpr std::size_t kMaxPlainLength = 15; // that of Linux
 
 constexpr std::array<Kind, 5> kKinds{{
     {"Ethernet", "Et", 1, 9999, kMaxNumbers, false},
@@ -32,8 +33,8 @@ constexpr std::array<Kind, 5> kKinds{{
     {"Management", "Ma", 0, 9999, 1, false},
 }};
 
-/// A parsed name. Its key is the same for the long and the short form, so one lookup of a number
-/// finds the interface by either, without building a string.
+/// A parsed name of a kind. Its key is the same for the long and the short form, so one lookup of a
+/// number finds the interface by either, without building a string.
 struct ParsedName {
     Kind const &kind;
     std::string_view numberText; // the rest of the name after the prefix
@@ -51,15 +52,14 @@ struct ParsedName {
     detail::throwMalformed("interface name", name, expected);
 }
 
-ParsedName parseName(std::string_view name) {
+/// Nothing if the name is not of a kind.
+std::optional<ParsedName> parseName(std::string_view name) {
     auto const prefix = name.substr(0, name.find_first_of("0123456789"));
     auto const kind = std::find_if(kKinds.begin(), kKinds.end(), [prefix](Kind const &k) {
         return prefix == k.longPrefix || prefix == k.shortPrefix;
     });
     if (kind == kKinds.end()) {
-        detail::throwMalformed("interface name", name,
-                               "Ethernet, Port-Channel, Vlan, Loopback or Management, or Et, Po, "
-                               "Vl, Lo or Ma, with upper and lower case as here, and a number");
+        return std::nullopt;
     }
 
     auto const numberText = name.substr(prefix.size());
@@ -75,8 +75,21 @@ ParsedName parseName(std::string_view name) {
     } while (!fields.done());
 
     auto const kindIndex = static_cast<std::uint64_t>(kind - kKinds.begin());
-    return {*kind, numberText, static_cast<std::uint16_t>(numbers[0]),
-            kindIndex << 48 | numbers[0] << 32 | numbers[1] << 16 | numbers[2]};
+    return ParsedName{*kind, numberText, static_cast<std::uint16_t>(numbers[0]),
+                      kindIndex << 48 | numbers[0] << 32 | numbers[1] << 16 | numbers[2]};
+}
+
+/// Throws unless a name that is not of a kind can be one. Without slashes and dots alone, a name is
+/// also the name of a file.
+void checkPlainName(std::string_view name) {
+    bool const allowed = std::all_of(name.begin(), name.end(),
+                                     [](char c) { return c > ' ' && c < '\x7f' && c != '/'; });
+    if (!allowed || name.size() > kMaxPlainLength || name == "." || name == "..") {
+        detail::throwMalformed("interface name", name,
+                               "1 to 15 visible ASCII characters without slashes, neither . nor "
+                               "..; or a number after Ethernet, Port-Channel, Vlan, Loopback or "
+                               "Management, or after Et, Po, Vl, Lo or Ma");
+    }
 }
 
 struct Record {
@@ -95,6 +108,14 @@ class InternTable {
         return table;
     }
 
+    std::uint32_t intern(std::string_view name) {
+        auto const parsed = parseName(name);
+        return parsed ? intern(*parsed) : internPlain(name);
+    }
+
+    Record const &record(std::uint32_t number) const { return records_[number]; }
+
+  private:
     std::uint32_t intern(ParsedName const &name) {
         if (auto const known = numbers_.find(name.key); known != numbers_.end()) {
             return known->second;
@@ -105,23 +126,35 @@ class InternTable {
         if (name.kind.isVlan) {
             record.vlan = name.firstNumber;
         }
-        auto const number = static_cast<std::uint32_t>(records_.size());
-        records_.push_back(std::move(record));
+        std::uint32_t const number = add(std::move(record));
         numbers_.emplace(name.key, number);
         return number;
     }
 
-    Record const &record(std::uint32_t number) const { return records_[number]; }
+    std::uint32_t internPlain(std::string_view name) {
+        if (auto const known = plainNumbers_.find(name); known != plainNumbers_.end()) {
+            return known->second;
+        }
+        checkPlainName(name);
+        std::uint32_t const number = add({std::string(name), std::string(name), std::nullopt});
+        plainNumbers_.emplace(record(number).longName, number);
+        return number;
+    }
 
-  private:
-    std::unordered_map<std::uint64_t, std::uint32_t> numbers_;
+    std::uint32_t add(Record record) {
+        records_.push_back(std::move(record));
+        return static_cast<std::uint32_t>(records_.size() - 1);
+    }
+
+    std::unordered_map<std::uint64_t, std::uint32_t> numbers_;         // by ParsedName::key
+    std::unordered_map<std::string_view, std::uint32_t> plainNumbers_; // views of records
     std::deque<Record> records_{Record{}}; // by number, the empty one first; never moved
 };
 
 } // namespace
 
 IntfId::IntfId(std::string_view name)
-    : number_(name.empty() ? 0 : InternTable::instance().intern(parseName(name))) {}
+    : number_(name.empty() ? 0 : InternTable::instance().intern(name)) {}
 
 std::string const &IntfId::stringValue() const {
     return InternTable::instance().record(number_).longName;

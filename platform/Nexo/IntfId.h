@@ -28,8 +28,10 @@ class PLATFORM_API IntfId {
     /// The empty identifier.
     constexpr IntfId() = default;
 
-    /// The identifier of the interface of that name; the empty name gives the empty identifier. The
-    /// long and the short form of a name are the same interface:
+    /// The identifier of the interface of that name; the empty name gives the empty identifier. A
+    /// name is any 1 to 15 visible ASCII characters except `/`, as Linux names its interfaces:
+    /// `eth1`, `veth-a`, `br0.10`; but not `.` or `..`. Interfaces of a switch may be longer, and
+    /// have a short form, which is the same interface:
     ///
     ///     Ethernet1, Ethernet1/2, Ethernet1/2/3   Et1, Et1/2, Et1/2/3   numbers 1-9999
     ///     Port-Channel5                           Po5                   1-9999
@@ -38,8 +40,10 @@ class PLATFORM_API IntfId {
     ///     Management1                             Ma1                   0-9999
     ///
     /// Upper and lower case are as shown, numbers have no leading zeros. Vlan0 and Vlan4095 are
-    /// accepted, although no traffic can use these VLANs. Throws std::invalid_argument, quoting
-    /// `name`, for anything else. Allocates only when the interface is named for the first time.
+    /// accepted, although no traffic can use these VLANs. Any name with one of these words before
+    /// its first digit must be one of these names, so that a mistake such as Ethernet01 or Vlan9999
+    /// does not name yet another interface. Throws std::invalid_argument, quoting `name`, for
+    /// anything else. Allocates only when the interface is named for the first time.
     explicit IntfId(std::string_view name);
 
     constexpr bool empty() const { return number_ == 0; }
@@ -50,7 +54,8 @@ class PLATFORM_API IntfId {
     /// The long name, `Ethernet1/2`; empty for the empty identifier. Valid as long as the process.
     std::string const &stringValue() const;
 
-    /// The short name, `Et1/2`; empty for the empty identifier. Valid as long as the process.
+    /// The short name, `Et1/2`, or the name itself if it has no short form; empty for the empty
+    /// identifier. Valid as long as the process.
     std::string const &shortName() const;
 
     friend constexpr auto operator<=>(IntfId const &, IntfId const &) = default;

@@ -272,7 +272,7 @@ TEST(Session, PacketsGoThroughTheSwitchAndItTellsWhatItCannotReadOrWrite) {
     std::pair<char const *, char const *> const refused[] = {
         {"--pcap-in Et1", "--pcap-in: INTERFACE=FILE is expected, not Et1\n"},
         {"--pcap-in Vlan10=feed", "--pcap-in: no port receives frames as Vlan10=feed\n"},
-        {"--pcap-in Eth=feed", "--pcap-in: malformed interface name \"Eth\""},
+        {"--pcap-in Et=feed", "--pcap-in: malformed interface name \"Et\""},
         {"--pcap-in Et1=no --pcap-at 1d", "--pcap-at: a time such as"},
         {"--pcap-out no", "--pcap-out requires --pcap-in"},
         {"--pcap-in Et1=no", "umo-agent: no: cannot be read: No such file or directory\n"}};

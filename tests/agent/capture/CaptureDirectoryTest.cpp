@@ -32,7 +32,7 @@ struct CaptureDirectoryTest : CaptureTest {
 
 TEST_F(CaptureDirectoryTest, EachInterfaceThatSendsHasACapture) {
     std::string const folder = directory + "new/folder/";
-    CaptureDirectory captures(folder, {});
+    CaptureDirectory captures(folder, {}, {});
     write(captures, "Et1/2", seconds(3), "one");
     write(captures, "Port-Channel4", seconds(4), std::string(262'144, 'x'));
     write(captures, "Ethernet1/2", seconds(3) + nanoseconds(1), "two");
@@ -46,17 +46,19 @@ TEST_F(CaptureDirectoryTest, EachInterfaceThatSendsHasACapture) {
 }
 
 TEST_F(CaptureDirectoryTest, OnlyCapturesOfAnEarlierRunAreRemoved) {
-    for (char const *const name : {"Ethernet1.pcap", "Ethernet1_2.pcap", "Vlan7.pcap"}) {
+    for (char const *const name :
+         {"Ethernet1.pcap", "Ethernet1_2.pcap", "Vlan7.pcap", ".eth_1.pcap"}) {
         EXPECT_FALSE(file(name, "earlier").empty());
     }
-    for (char const *const name :
-         {"Et1.pcap", "Ethernet0.pcap", "Ethernet1.pcapng", "feed.pcap", "Ethernet2", ".pcap"}) {
+    for (char const *const name : {"Et1.pcap", "Ethernet0.pcap", "Ethernet1.pcapng", "feed.pcap",
+                                   "Ethernet2", ".pcap", "eth_1.pcap"}) {
         EXPECT_FALSE(file(name, "the user's").empty());
     }
     std::filesystem::create_directory(directory + "Ethernet3.pcap");
-    CaptureDirectory captures(directory, {});
-    auto const kept = UnorderedElementsAre("Et1.pcap", "Ethernet0.pcap", "Ethernet1.pcapng",
-                                           "feed.pcap", "Ethernet2", ".pcap", "Ethernet3.pcap");
+    CaptureDirectory captures(directory, {}, {Nexo::IntfId(".eth_1"), Nexo::IntfId("Et3")});
+    auto const kept =
+        UnorderedElementsAre("Et1.pcap", "Ethernet0.pcap", "Ethernet1.pcapng", "feed.pcap",
+                             "Ethernet2", ".pcap", "Ethernet3.pcap", "eth_1.pcap");
     EXPECT_THAT(names(), kept);
     write(captures, "Ethernet3", seconds(0), "one");
     EXPECT_THAT(captures.takeErrors(),
@@ -69,7 +71,7 @@ TEST_F(CaptureDirectoryTest, AnInputIsNeverOverwritten) {
     std::string const link = directory + "Ethernet2.pcap";
     auto const refused = [&](std::string const &name) {
         try {
-            CaptureDirectory const captures(directory, {directory + "none", name});
+            CaptureDirectory const captures(directory, {directory + "none", name}, {});
         } catch (CaptureError const &error) {
             EXPECT_EQ(error.what(), link + ": it would be overwritten, and is the input " + name);
             return contentOf(input) == "the user's" && contentOf(earlier) == "earlier";
@@ -89,7 +91,7 @@ TEST_F(CaptureDirectoryTest, WhatCannotBeWrittenIsReported) {
     std::filesystem::create_symlink("/dev/full", full);
     ASSERT_EQ(mkfifo((directory + "Ethernet4.pcap").c_str(), 0600), 0);
     for (std::string const &frame : {std::string("one"), std::string(100'000, 'x')}) {
-        CaptureDirectory captures(directory, {});
+        CaptureDirectory captures(directory, {}, {});
         write(captures, "Ethernet2", seconds(0), "one");
         write(captures, "Ethernet1", seconds(0), frame);
         write(captures, "Ethernet1", seconds(1), "more");
@@ -103,7 +105,7 @@ TEST_F(CaptureDirectoryTest, WhatCannotBeWrittenIsReported) {
         EXPECT_THAT(read(directory + "Ethernet2.pcap"), ElementsAre("0 one", "1000000000 two"));
     }
     try {
-        CaptureDirectory const captures(used, {});
+        CaptureDirectory const captures(used, {}, {});
         FAIL() << "a file is no folder";
     } catch (CaptureError const &error) {
         EXPECT_EQ(std::string(error.what()), used + ": cannot be written: Not a directory");

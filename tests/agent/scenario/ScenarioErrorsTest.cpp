@@ -65,9 +65,9 @@ TEST(ScenarioErrors, WhatIsNoScenarioEndsTheReadingWhereItStands) {
 TEST(ScenarioErrors, OfVeryManyTheFirstAreReportedAndTheNumberOfAll) {
     std::string const vlans = "vlans: {1: [" + repeated(98, "Et\n,") + "Et\n]}\nend: x\n";
     EXPECT_THAT(faultsOf(vlans), testing::SizeIs(100));
-    ScenarioFaults const faults = faultsOf("interfaces: {Eth1: {},\nEth2: {}}\n" + vlans);
+    ScenarioFaults const faults = faultsOf("interfaces: {Et01: {},\nEt02: {}}\n" + vlans);
     ASSERT_EQ(faults.size(), 101U); // the first in the file, though they are read last
-    EXPECT_THAT(faults[0], StartsWith("f:1:14: malformed interface name \"Eth1\""));
+    EXPECT_THAT(faults[0], StartsWith("f:1:14: malformed interface name \"Et01\""));
     EXPECT_THAT(faults[99], StartsWith("f:100:2: malformed interface name \"Et\""));
     EXPECT_EQ(faults[100], "f: 102 mistakes in all, of which these are the first");
 }
