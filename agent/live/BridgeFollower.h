@@ -7,7 +7,7 @@
 #include "agent/live/BridgeState.h"
 #include "agent/live/ControlSocket.h"
 #include "agent/live/OvsDatabase.h"
-#include "agent/live/Timer.h"
+#include "agent/base/Timer.h"
 
 #include <functional>
 #include <map>

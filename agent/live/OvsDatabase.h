@@ -3,7 +3,7 @@
 #include "agent/base/EventLoop.h"
 #include "agent/live/JsonRpc.h"
 #include "agent/live/OvsRows.h"
-#include "agent/live/Timer.h"
+#include "agent/base/Timer.h"
 
 #include <nlohmann/json_fwd.hpp>
 
