@@ -1,5 +1,6 @@
 #include "Mox/Trace.h"
 #include "agent/CaptureCommandLine.h"
+#include "agent/LiveCommandLine.h"
 #include "agent/Player.h"
 #include "agent/base/CommandLine.h"
 #include "agent/base/Descriptor.h"
@@ -23,7 +24,8 @@
 #include <utility>
 #include <variant>
 
-/// umo-agent: plays a scenario of a switch with multicast NAT on a software switch chip.
+/// umo-agent: plays a scenario of a switch with multicast NAT on a software switch chip, or programs
+/// a bridge of Open vSwitch.
 namespace {
 
 using UmoAgent::ExitStatus;
@@ -33,28 +35,31 @@ constexpr char const *kFooter =
     "  umo-agent examples/stadium-video.yaml\n"
     "  umo-agent --show-calls --trace 'UmoNat*/1-3' examples/topology-changes.yaml\n"
     "  umo-agent --socket /tmp/umo.sock examples/live-switch.yaml   # then umo-cli\n"
+    "  umo-agent --bridge br0 --socket /run/umo.sock feeds.yaml       # a real switch\n"
     "  umo-agent --pcap-in Ethernet1=feed.pcap --pcap-out out/ examples/market-data-feed.yaml\n"
     "\n"
     "Exit status:\n"
     "  0  the scenario was played, or the agent ended by a signal; the chip is empty\n"
     "  1  a call broke the chip's contract, groups were left in the chip, a capture is damaged\n"
-    "     or cannot be written, or standard output cannot be written or was not read\n"
+    "     or cannot be written, standard output cannot be written or was not read, or the flows\n"
+    "     could not be taken out of the bridge\n"
     "  2  bad command line, scenario unreadable or with errors, no such capture, no folder for\n"
     "     captures, no socket: nothing was played\n"
     "  134, in a shell: SIGABRT. The library stopped the process, and said why: \"psId\" if a\n"
     "     group of the chip has no room for a port set\n";
 
 struct CommandLine {
-    std::string scenario;
+    std::string file;
     std::string trace;
     bool check = false;
     UmoAgent::PlayOptions play;
+    UmoAgent::LiveOptions live;
 };
 
 void declare(CLI::App &app, CommandLine &line) {
     app.footer(kFooter);
     app.set_version_flag("--version", "umo-agent " UMO_VERSION, "Print the version");
-    app.add_option("SCENARIO", line.scenario, "The YAML file to play; - for standard input")
+    app.add_option("FILE", line.file, "The YAML file to play, - for standard input; with --bridge the feeds")
         ->required();
     app.add_flag("--check", line.check,
                  "Only validate the scenario: report its errors, play nothing");
@@ -67,6 +72,7 @@ void declare(CLI::App &app, CommandLine &line) {
         ->type_name("PATH")
         ->check([](std::string const &path) { return path.empty() ? "a path is expected" : ""; });
     UmoAgent::declareCaptures(app, line.play.captures);
+    UmoAgent::declareLive(app, line.live);
     app.add_option(
            "--trace", line.trace,
            "Trace messages to print on standard error, such as\nUmoNat*/1-3,UmoNatFlowMatchSm/9")
@@ -74,8 +80,10 @@ void declare(CLI::App &app, CommandLine &line) {
         ->envname("UMO_TRACE");
 }
 
-/// Prints the errors of an invalid scenario.
-std::optional<UmoAgent::Scenario> scenarioOf(std::string const &file) {
+/// Reads the file by `read`, which is given its name and text. Prints the errors if there are any.
+template <class Read>
+auto contentOf(std::string const &file, Read const &read) {
+    using Content = std::variant_alternative_t<0, decltype(read(file, file))>;
     bool const standardInput = file == "-";
     std::string const name = standardInput ? "standard input" : file;
     auto text = standardInput ? UmoAgent::readText(STDIN_FILENO, UmoAgent::Limits::kBytes)
@@ -83,30 +91,63 @@ std::optional<UmoAgent::Scenario> scenarioOf(std::string const &file) {
     if (auto const *const unreadable = std::get_if<UmoAgent::Unreadable>(&text)) {
         std::cerr << UmoAgent::printable(name) << ": cannot be read: " << unreadable->reason
                   << '\n';
-        return std::nullopt;
+        return std::optional<Content>();
     }
-    auto read = UmoAgent::readScenario(name, std::get<std::string>(text));
-    if (auto const *const faults = std::get_if<UmoAgent::ScenarioFaults>(&read)) {
+    auto content = read(name, std::get<std::string>(text));
+    if (auto const *const faults = std::get_if<UmoAgent::ScenarioFaults>(&content)) {
         for (std::string const &fault : *faults) {
             std::cerr << UmoAgent::printable(fault) << '\n';
         }
-        return std::nullopt;
+        return std::optional<Content>();
     }
-    return std::move(std::get<UmoAgent::Scenario>(read));
+    return std::optional<Content>(std::move(std::get<Content>(content)));
 }
 
-ExitStatus play(UmoAgent::Scenario scenario, UmoAgent::PlayOptions options) {
+/// Runs `agent` with the output streams and their buffers.
+template <class Agent>
+ExitStatus withOutputs(Agent const &agent) {
     UmoAgent::OutputQueue outQueue(STDOUT_FILENO), errorQueue(STDERR_FILENO);
     std::ostream out(&outQueue), errors(&errorQueue);
     UmoAgent::TraceOutput const traces(errors);
-    options.queues = {&outQueue, &errorQueue};
-    ExitStatus const status = UmoAgent::play(std::move(scenario), options, out, errors);
+    ExitStatus const status =
+        agent(std::vector<UmoAgent::OutputQueue *>{&outQueue, &errorQueue}, out, errors);
     if (std::string const loss = outQueue.loss(); !loss.empty()) {
         errors << "umo-agent: standard output: " << loss << '\n';
         errorQueue.finish();
         return ExitStatus::faulty;
     }
     return status;
+}
+
+ExitStatus play(CommandLine const &line) {
+    auto scenario = contentOf(line.file, [](std::string const &name, std::string const &text) {
+        return UmoAgent::readScenario(name, text);
+    });
+    if (!scenario || line.check) {
+        return scenario ? ExitStatus::good : ExitStatus::refused;
+    }
+    return withOutputs([&](auto queues, std::ostream &out, std::ostream &errors) {
+        UmoAgent::PlayOptions options = line.play;
+        options.queues = std::move(queues);
+        return UmoAgent::play(std::move(*scenario), options, out, errors);
+    });
+}
+
+ExitStatus follow(CommandLine const &line) {
+    auto const feeds = contentOf(line.file, [](std::string const &name, std::string const &text) {
+        return UmoAgent::readFeeds(name, text);
+    });
+    if (!feeds || line.check) {
+        return feeds ? ExitStatus::good : ExitStatus::refused;
+    }
+    return withOutputs([&](auto queues, std::ostream &out, std::ostream &errors) {
+        UmoAgent::LiveOptions options = line.live;
+        options.showCalls = line.play.showCalls;
+        options.socket = line.play.socket;
+        options.file = line.file;
+        options.queues = std::move(queues);
+        return UmoAgent::follow(*feeds, options, out, errors);
+    });
 }
 
 ExitStatus run(CommandLine const &line) {
@@ -120,11 +161,7 @@ ExitStatus run(CommandLine const &line) {
                   << '\n';
         return ExitStatus::refused;
     }
-    auto scenario = scenarioOf(line.scenario);
-    if (!scenario) {
-        return ExitStatus::refused;
-    }
-    return line.check ? ExitStatus::good : play(std::move(*scenario), line.play);
+    return line.live.bridge.empty() ? play(line) : follow(line);
 }
 
 } // namespace

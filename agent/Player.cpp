@@ -82,8 +82,8 @@ Player::Player(Scenario const &scenario, PlayOptions const &options, std::ostrea
         errors << stamp(loop_.now()) << " chip: " << line << std::endl;
     });
     if (!options.socket.empty()) {
-        console_.emplace(agent_, loop_);
-        console_->playingIs(true);
+        console_.emplace(agent_, loop_, Scope::wholeSwitch);
+        console_->hindranceIs("the scenario is still being played; apply when it has ended");
         server_.emplace(
             loop_, options.socket,
             [this](std::uint32_t socket, std::string const &line, CommandServer::Done const &done) {
@@ -175,7 +175,7 @@ ExitStatus Player::play(Scenario scenario) {
     playEvents(scenario);
     bool const complete = !captures_ || captures_->finish();
     if (server_ && !loop_.stopped()) {
-        console_->playingIs(false);
+        console_->hindranceIs("");
         onWallTime();
         out_ << stamp(loop_.now()) << " end of the scenario, the switch goes on" << std::endl;
         loop_.run();

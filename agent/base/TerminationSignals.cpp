@@ -6,13 +6,14 @@
 #include <cerrno>
 #include <cstdint>
 #include <system_error>
+#include <utility>
 
 namespace UmoAgent {
 
 namespace {
 /// The signals that the process does not ignore: a program started with nohup outlives its
 /// terminal.
-sigset_t terminations() {
+sigset_t terminations(bool hangUpAlways) {
     sigset_t set;
     sigemptyset(&set);
     for (int const signal : {SIGINT, SIGTERM, SIGHUP}) {
@@ -22,6 +23,10 @@ sigset_t terminations() {
             sigaddset(&set, signal);
         }
     }
+    if (hangUpAlways) {
+        std::signal(SIGHUP, SIG_DFL); // it would not arrive
+        sigaddset(&set, SIGHUP);
+    }
     return set;
 }
 
@@ -30,8 +35,9 @@ char const *nameOf(std::uint32_t signal) {
 }
 } // namespace
 
-TerminationSignals::TerminationSignals(EventLoop &loop) : loop_(loop) {
-    sigset_t const set = terminations();
+TerminationSignals::TerminationSignals(EventLoop &loop, std::function<void()> hangUp)
+    : loop_(loop), hangUp_(std::move(hangUp)) {
+    sigset_t const set = terminations(hangUp_ != nullptr);
     signals_ = Descriptor(signalfd(-1, &set, SFD_NONBLOCK | SFD_CLOEXEC));
     if (!signals_) {
         throw std::system_error(errno, std::generic_category(), "signals");
@@ -51,6 +57,10 @@ TerminationSignals::~TerminationSignals() {
 void TerminationSignals::receive() {
     signalfd_siginfo signal{};
     while (read(signals_.number(), &signal, sizeof signal) == sizeof signal) {
+        if (hangUp_ && signal.ssi_signo == SIGHUP) {
+            hangUp_();
+            continue;
+        }
         if (received_ == nullptr) {
             received_ = nameOf(signal.ssi_signo);
         }

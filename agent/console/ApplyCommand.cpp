@@ -3,7 +3,6 @@
 #include "agent/base/BoundedText.h"
 #include "agent/console/TextCommand.h"
 #include "agent/scenario/Limits.h"
-#include "agent/scenario/ScenarioReader.h"
 #include "agent/show/CarryOut.h"
 
 #include <ostream>
@@ -23,14 +22,12 @@ namespace {
 
 } // namespace
 
-ApplyCommand::ApplyCommand(ForwardingAgent &agent, EventLoop &loop)
-    : agent_(agent), loop_(loop), reading_(loop) {}
+ApplyCommand::ApplyCommand(ForwardingAgent &agent, EventLoop &loop, Scope scope)
+    : agent_(agent), loop_(loop), reading_(loop), scope_(scope) {}
 
 void ApplyCommand::apply(std::string const &file, Done done) {
-    if (file.empty() || playing_) {
-        done(markedError(kName, playing_
-                                    ? "the scenario is still being played; apply when it has ended"
-                                    : "expected a file with events"));
+    if (file.empty() || !hindrance_.empty()) {
+        done(markedError(kName, hindrance_.empty() ? "expected a file with events" : hindrance_));
         return;
     }
     reading_.read(file, [this, file, done = std::move(done)](auto read) {
@@ -63,7 +60,7 @@ std::vector<Event> ApplyCommand::eventsOf(std::variant<Document, ScenarioFaults>
     }
     ScenarioErrors errors(file);
     auto events = readEvents(std::get<Document>(read), errors,
-                             {agent_.state(), loop_.now(), [this] { loop_.breathe(); }});
+                             {agent_.state(), loop_.now(), [this] { loop_.breathe(); }, scope_});
     if (auto const *const faults = std::get_if<ScenarioFaults>(&events)) {
         refuse(*faults);
     }

@@ -3,11 +3,13 @@
 #include "agent/base/EventLoop.h"
 #include "agent/scenario/ReadingProcess.h"
 #include "agent/scenario/Scenario.h"
+#include "agent/scenario/ScenarioReader.h"
 #include "agent/switch/ForwardingAgent.h"
 
 #include <functional>
 #include <iosfwd>
 #include <string>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -25,13 +27,13 @@ class ApplyCommand {
 
     /// Both outlive it; the agent must be started before a file is applied. Throws
     /// std::system_error if the reading process cannot be started.
-    ApplyCommand(ForwardingAgent &agent, EventLoop &loop);
+    ApplyCommand(ForwardingAgent &agent, EventLoop &loop, Scope scope);
     ApplyCommand(ApplyCommand const &) = delete;
     ApplyCommand &operator=(ApplyCommand const &) = delete;
 
-    /// While a scenario is being played nothing can be applied: its events were validated only
-    /// against the state that the scenario itself makes.
-    void playingIs(bool playing) { playing_ = playing; }
+    /// Why nothing can be applied at present; empty: it can. While a scenario is being played, for
+    /// one: its events were validated only against the state that the scenario itself makes.
+    void hindranceIs(std::string hindrance) { hindrance_ = std::move(hindrance); }
 
     void apply(std::string const &file, Done done);
 
@@ -45,7 +47,8 @@ class ApplyCommand {
     ForwardingAgent &agent_;
     EventLoop &loop_;
     ReadingProcess reading_;
-    bool playing_ = false;
+    Scope scope_;
+    std::string hindrance_;
 };
 
 } // namespace UmoAgent

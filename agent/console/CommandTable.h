@@ -14,8 +14,9 @@ struct CommandText {
 
 /// All commands of the console, by name. The agent answers them; `umo-cli help` lists them without
 /// an agent.
-inline constexpr std::array<CommandText, 12> kCommands{{
+inline constexpr std::array<CommandText, 13> kCommands{{
     {"apply", "FILE.yaml: carries out the events of a file at once, all of them or none"},
+    {"audit", "compares the switch with what it should have, and mends what differs"},
     {"help", "lists the commands"},
     {"packets", "the copies of packets that were sent, by interface, VLAN and addresses"},
     {"showBacklog", "the actions that are queued for evaluation"},

@@ -19,6 +19,8 @@ namespace UmoAgent {
 
 namespace {
 
+constexpr char const *kAudit = "audit";
+
 /// A command without arguments.
 TextCommand::Function plain(std::function<void(std::ostream &out)> print) {
     return [print = std::move(print)](std::ostream &out, std::string const &arguments) {
@@ -57,10 +59,11 @@ void trace(std::ostream &out, std::string const &setting) {
 
 } // namespace
 
-Console::Console(ForwardingAgent &agent, EventLoop &loop) : agent_(agent), apply_(agent, loop) {
+Console::Console(ForwardingAgent &agent, EventLoop &loop, Scope scope)
+    : agent_(agent), apply_(agent, loop, scope) {
     addShowCommands();
     addActingCommands();
-    Base::assertThat(commands_.commands().size() + 1 == kCommands.size(),
+    Base::assertThat(commands_.commands().size() + 2 == kCommands.size(),
                      "each command is answered");
 }
 
@@ -84,7 +87,12 @@ void Console::addShowCommands() {
             printTraffic(out, agent_);
         }));
     add("packets", plain([this](std::ostream &out) { printPackets(out, agent_); }));
-    add("showCounters", plain([this](std::ostream &out) { printCounters(out, agent_.chip()); }));
+    add("showCounters", plain([this](std::ostream &out) {
+            printCounters(out, agent_.chip());
+            if (programmer_ != nullptr) {
+                printSwitchCounters(out, *programmer_);
+            }
+        }));
     add("showLogEvents", plain(printLogEvents));
     add("showSkimtrace", showSkimtrace);
 }
@@ -103,14 +111,45 @@ void Console::answer(std::uint32_t socket, std::string const &line, Done const &
             return false; // no room for the answer
         }
     };
-    if (Agent::AgentCommands::nameOf(line) != ApplyCommand::kName ||
-        std::any_of(line.begin(), line.end(), isControl)) {
-        done(written([&] { answerNow(socket, line); }));
+    auto const later = [this, socket, done, written](std::string const &answer) {
+        done(written([&] { writeAll(static_cast<int>(socket), answer + trouble()); }));
+    };
+    std::string const name = Agent::AgentCommands::nameOf(line);
+    bool const strange = std::any_of(line.begin(), line.end(), isControl);
+    if (name == ApplyCommand::kName && !strange) {
+        apply_.apply(argumentsOf(line), later);
+    } else if (name == kAudit && !strange) {
+        audit(argumentsOf(line), later);
+    } else {
+        done(written([&] {
+            answerNow(socket, line);
+            writeAll(static_cast<int>(socket), trouble());
+        }));
+    }
+}
+
+/// Compares the switch with what it should have. Its answer comes when it has been mended.
+void Console::audit(std::string const &arguments,
+                    std::function<void(std::string const &answer)> done) {
+    if (!arguments.empty() || programmer_ == nullptr) {
+        done(markedError(kAudit, arguments.empty() ? "the agent plays a scenario, on no switch"
+                                                   : "found " + inQuotes(arguments) +
+                                                         ", expected no arguments"));
         return;
     }
-    apply_.apply(argumentsOf(line), [socket, done, written](std::string const &answer) {
-        done(written([&] { writeAll(static_cast<int>(socket), answer); }));
+    programmer_->audit([done = std::move(done)](SwitchProgrammer::AuditAnswer const &answer) {
+        std::string text;
+        for (std::string const &line : answer.lines) {
+            text += line + '\n';
+        }
+        done(answer.done ? text : markedError(kAudit, text));
     });
+}
+
+/// What a reader of any answer must know: the switch does not have what it says.
+std::string Console::trouble() const {
+    std::string const reason = programmer_ == nullptr ? "" : programmer_->trouble();
+    return reason.empty() ? "" : "note: " + printable(reason) + '\n';
 }
 
 void Console::answerNow(std::uint32_t socket, std::string const &line) const {

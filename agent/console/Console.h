@@ -3,11 +3,13 @@
 #include "Agent/AgentCommands.h"
 #include "agent/console/ApplyCommand.h"
 #include "agent/console/TextCommand.h"
+#include "agent/openflow/SwitchProgrammer.h"
 #include "agent/switch/ForwardingAgent.h"
 
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <utility>
 
 namespace UmoAgent {
 
@@ -19,12 +21,16 @@ class Console {
 
     /// Both outlive the console; the agent must be started before the console answers. Throws
     /// std::system_error if the reading process cannot be started.
-    Console(ForwardingAgent &agent, EventLoop &loop);
+    Console(ForwardingAgent &agent, EventLoop &loop, Scope scope);
     Console(Console const &) = delete;
     Console &operator=(Console const &) = delete;
 
-    /// While a scenario is being played, nothing can be applied.
-    void playingIs(bool playing) { apply_.playingIs(playing); }
+    /// Why nothing can be applied at present; empty: it can.
+    void hindranceIs(std::string hindrance) { apply_.hindranceIs(std::move(hindrance)); }
+
+    /// The real switch that the agent programs, whose state the answers tell; it outlives the
+    /// console. Null: none.
+    void programmerIs(SwitchProgrammer *programmer) { programmer_ = programmer; }
 
     /// Writes the answer to one line to the descriptor, which must exist until `done` is called.
     /// Lines that begin with kErrorMark (TextCommand.h) say that the command was not carried out,
@@ -36,9 +42,12 @@ class Console {
     void addShowCommands();
     void addActingCommands();
     void answerNow(std::uint32_t socket, std::string const &line) const;
+    void audit(std::string const &arguments, std::function<void(std::string const &answer)> done);
+    [[nodiscard]] std::string trouble() const;
 
     ForwardingAgent &agent_;
-    Agent::AgentCommands commands_; // except `apply`, whose answer comes later
+    SwitchProgrammer *programmer_ = nullptr;
+    Agent::AgentCommands commands_; // except `apply` and `audit`, whose answers come later
     ApplyCommand apply_;
 };
 

@@ -43,13 +43,7 @@ SwitchProgrammer::SwitchProgrammer(EventLoop &loop, OpenFlowRenderer &renderer, 
       options_(std::move(options)),
       log_(std::move(log)),
       retry_([this] { read(); }),
-      nextAudit_([this] { audit(nullptr); }) {
-    loop_.idleWorkIs([this] { send(); });
-}
-
-SwitchProgrammer::~SwitchProgrammer() {
-    loop_.idleWorkIs(nullptr);
-}
+      nextAudit_([this] { audit(nullptr); }) {}
 
 void SwitchProgrammer::switchCame() {
     switchThere_ = true;

@@ -47,9 +47,8 @@ class SwitchProgrammer {
     /// Called once, when what the audit found has been mended.
     using Audited = std::function<void(AuditAnswer const &answer)>;
 
-    /// `loop` and `renderer` outlive it. It takes the loop's idle work.
+    /// `loop` and `renderer` outlive it.
     SwitchProgrammer(EventLoop &loop, OpenFlowRenderer &renderer, Options options, Log log);
-    ~SwitchProgrammer();
     SwitchProgrammer(SwitchProgrammer const &) = delete;
     SwitchProgrammer &operator=(SwitchProgrammer const &) = delete;
 
@@ -61,6 +60,10 @@ class SwitchProgrammer {
     /// The switch is there; it may be another one than before.
     void switchCame();
     void switchWent();
+
+    /// Sends what was changed, unless something is in progress, which is followed by the changes
+    /// since. To be called when the loop has nothing else to do.
+    void send();
 
     /// Compares the switch with what it should have, now or after what is in progress. `audited`
     /// may be null.
@@ -80,7 +83,6 @@ class SwitchProgrammer {
     void run(std::vector<std::string> arguments, std::string const &input, ChildProcess::Done done);
     void read();
     void dump(std::function<void(OpenFlowTables const &there)> done);
-    void send();
     void inStep();
     void startAudit();
     void answerAudits(AuditAnswer const &answer);

@@ -5,6 +5,8 @@
 #include "agent/scenario/StateReader.h"
 
 #include <new>
+#include <set>
+#include <string_view>
 #include <utility>
 
 namespace UmoAgent {
@@ -17,14 +19,16 @@ constexpr std::uint32_t kMaxRefusals = 1'000'000;
 class ScenarioDocument {
   public:
     ScenarioDocument(ScenarioErrors &errors, SwitchState const &mounted,
-                     std::function<void()> breathe = nullptr)
-        : errors_(errors), nodes_(errors, std::move(breathe)), draft_(mounted) {}
+                     Scope scope = Scope::wholeSwitch, std::function<void()> breathe = nullptr)
+        : errors_(errors), nodes_(errors, std::move(breathe)), draft_(mounted), scope_(scope) {}
 
     Scenario readScenario(YamlNode document);
+    Changes readFeeds(YamlNode document);
     /// Times may be left out, and must not be after `now`.
     std::vector<Event> readEvents(YamlNode document, Vyr::Time now);
 
   private:
+    std::vector<ScenarioNodes::Field> fields(Verb verb, std::set<std::string_view> const &ofFeeds);
     void eventList(YamlNode node);
     void event(YamlNode node);
     void time(YamlNode node);
@@ -33,7 +37,10 @@ class ScenarioDocument {
     ScenarioErrors &errors_;
     ScenarioNodes nodes_;
     Draft draft_;
-    ScenarioValues values_{nodes_, [this](Nexo::IntfId intf) { return draft_.everDeclared(intf); }};
+    Scope scope_;
+    ScenarioValues values_{nodes_, [this](Nexo::IntfId intf) {
+                               return scope_ == Scope::policies || draft_.everDeclared(intf);
+                           }};
     ChangeList changes_{draft_, nodes_};
     StateReader state_{nodes_, values_, changes_};
 
@@ -42,6 +49,24 @@ class ScenarioDocument {
     std::vector<Event> events_;
     std::size_t printouts_ = 0;
 };
+
+/// The keys of a state that the scope has; `ofFeeds` are those if it is a real switch's.
+std::vector<ScenarioNodes::Field>
+ScenarioDocument::fields(Verb verb, std::set<std::string_view> const &ofFeeds) {
+    auto all = state_.fields(verb);
+    if (scope_ == Scope::policies) {
+        std::erase_if(all, [&](auto const &field) { return ofFeeds.count(field.name) == 0; });
+    }
+    return all;
+}
+
+Changes ScenarioDocument::readFeeds(YamlNode document) {
+    nodes_.fields(document, "a mapping with policies",
+                  fields(Verb::set, {"policies", "ip-interfaces"}));
+    Changes changes = state_.end();
+    values_.checkUses();
+    return changes;
+}
 
 Scenario ScenarioDocument::readScenario(YamlNode document) {
     Scenario scenario;
@@ -116,10 +141,11 @@ void ScenarioDocument::event(YamlNode node) {
     }
     event.at = now_;
     if (remove) {
-        nodes_.fields(*remove, "a mapping that mirrors a state", state_.fields(Verb::remove));
+        nodes_.fields(*remove, "a mapping that mirrors a state",
+                      fields(Verb::remove, {"policies"}));
     }
     if (set) {
-        nodes_.fields(*set, "a mapping with a state", state_.fields(Verb::set));
+        nodes_.fields(*set, "a mapping with a state", fields(Verb::set, {"policies"}));
     }
     event.changes = state_.end();
     event.changes.shrink_to_fit();
@@ -181,10 +207,25 @@ std::variant<Scenario, ScenarioFaults> readScenarioFile(std::string const &file)
     return readScenario(file, std::get<std::string>(text));
 }
 
+std::variant<Changes, ScenarioFaults> readFeeds(Document const &document, ScenarioErrors &errors) {
+    return readOrFaults(errors, [&] {
+        SwitchState const nothing;
+        return ScenarioDocument(errors, nothing, Scope::policies).readFeeds(YamlNode(document));
+    });
+}
+
+std::variant<Changes, ScenarioFaults> readFeeds(std::string const &file, std::string const &text) {
+    ScenarioErrors errors(file);
+    if (auto const document = readDocument(text, errors)) {
+        return readFeeds(*document, errors);
+    }
+    return errors.lines();
+}
+
 std::variant<std::vector<Event>, ScenarioFaults>
 readEvents(Document const &document, ScenarioErrors &errors, EventsToFollow const &follow) {
     return readOrFaults(errors, [&] {
-        auto events = ScenarioDocument(errors, follow.mounted, follow.breathe)
+        auto events = ScenarioDocument(errors, follow.mounted, follow.scope, follow.breathe)
                           .readEvents(YamlNode(document), follow.now);
         if (follow.breathe) {
             follow.breathe(); // freeing much memory took time

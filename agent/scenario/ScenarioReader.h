@@ -5,6 +5,7 @@
 #include "agent/scenario/ScenarioErrors.h"
 #include "agent/switch/SwitchState.h"
 
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <variant>
@@ -32,13 +33,27 @@ std::variant<Scenario, ScenarioFaults> readScenario(std::string const &file,
 /// The same for the contents of a file.
 std::variant<Scenario, ScenarioFaults> readScenarioFile(std::string const &file);
 
+/// What a file may set and remove.
+enum class Scope : std::uint8_t {
+    wholeSwitch,
+    policies, // of a real switch, which says itself what interfaces it has
+};
+
 /// The switch that the events start from.
 struct EventsToFollow {
     SwitchState const &mounted; // the state before the first event
     Vyr::Time now;              // later times are refused
     /// If given, called now and then during long reading; it must not change what is mounted.
     std::function<void()> breathe = nullptr;
+    Scope scope = Scope::wholeSwitch;
 };
+
+/// Reads the feeds of a real switch: a mapping with `policies` and optionally `ip-interfaces`, as
+/// in a state. Interfaces need no declaration. Returns the changes that make them of nothing.
+std::variant<Changes, ScenarioFaults> readFeeds(Document const &document, ScenarioErrors &errors);
+
+/// The same for a text; `file` is its name in messages.
+std::variant<Changes, ScenarioFaults> readFeeds(std::string const &file, std::string const &text);
 
 /// Reads events to be carried out at once on the current switch: a mapping with only `events`,
 /// whose times may be left out. Either all of them are valid, each after those before it, or there

@@ -2,6 +2,7 @@
 #include "Mox/Trace.h"
 #include "Skimtrace/Skimtrace.h"
 #include "agent/base/Text.h"
+#include "agent/openflow/SwitchProgrammer.h"
 #include "agent/show/Printers.h"
 
 #include <algorithm>
@@ -50,6 +51,20 @@ void printCounters(std::ostream &out, SoftSwitch const &chip) {
     for (std::size_t i = 0; i < SoftSwitch::kOperations; ++i) {
         printCounter(out, SoftSwitch::operationNames().at(i),
                      chip.calls(static_cast<SoftSwitch::Operation>(i)));
+    }
+}
+
+void printSwitchCounters(std::ostream &out, SwitchProgrammer const &programmer) {
+    auto const &counters = programmer.counters();
+    out << "the switch:\n";
+    printCounter(out, "bundles", counters.bundles);
+    printCounter(out, "groups that they changed", counters.groups);
+    printCounter(out, "flows that they changed", counters.flows);
+    printCounter(out, "refused bundles", counters.refused);
+    printCounter(out, "audits", counters.audits);
+    printCounter(out, "groups and flows that they mended", counters.mended);
+    if (!counters.refusal.empty()) {
+        out << "  last refusal: " << printable(counters.refusal) << '\n';
     }
 }
 

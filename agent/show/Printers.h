@@ -11,6 +11,10 @@
 
 class UmoNatFlowMcastSm;
 
+namespace UmoAgent {
+class SwitchProgrammer;
+}
+
 /// What an event can print, as text for people. The same state gives the same text.
 namespace UmoAgent {
 
@@ -62,6 +66,9 @@ void printBacklog(std::ostream &out, UmoNatFlowMcastSm const &root);
 
 /// How often each handler of the process was entered, and each operation of the chip called.
 void printCounters(std::ostream &out, SoftSwitch const &chip);
+
+/// What was sent to the real switch, and what became of it.
+void printSwitchCounters(std::ostream &out, SwitchProgrammer const &programmer);
 
 /// The last `count` handler entries, with their names.
 void printSkimtrace(std::ostream &out, std::size_t count);
