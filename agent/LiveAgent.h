@@ -1,9 +1,8 @@
 #pragma once
 
-#include "Vyr/Clock.h"
+#include "agent/LiveSwitch.h"
 #include "agent/Player.h"
 #include "agent/base/OutputQueue.h"
-#include "agent/openflow/GroupIds.h"
 #include "agent/switch/Changes.h"
 
 #include <iosfwd>
@@ -13,15 +12,12 @@
 namespace UmoAgent {
 
 struct LiveOptions {
-    std::string bridge;                                // empty: none
-    std::string ovsdb = "/run/openvswitch/db.sock";    // the Unix socket of ovsdb-server
-    GroupRange groups{};                               // that the agent may use on the bridge
-    Vyr::Time audit = std::chrono::seconds(10);        // between two audits; 0: none
-    bool leave = false;                                // what is in the switch, at the end
-    bool showCalls = false;                            // of the library
-    std::string socket{};                              // where to answer commands; empty: none
-    std::string file{};                                // of the feeds, to be read again
-    std::vector<OutputQueue *> queues{};               // the buffers of the output streams
+    LiveSwitch::Options live{};            // no bridge: none
+    bool leave = false;                    // what is in the switch, at the end
+    bool showCalls = false;                // of the library
+    std::string socket{};                  // where to answer commands; empty: none
+    std::string file{};                    // of the feeds, to be read again
+    std::vector<OutputQueue *> queues{};   // the buffers of the output streams
 };
 
 /// Follows a bridge of Open vSwitch and programs the feeds' flows into it, until SIGINT or SIGTERM.

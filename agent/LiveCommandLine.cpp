@@ -43,7 +43,7 @@ Vyr::Time periodOf(std::string const &text) {
 
 void declareLive(CLI::App &app, LiveOptions &options) {
     auto *const bridge =
-        app.add_option("--bridge", options.bridge,
+        app.add_option("--bridge", options.live.bridge,
                        "Instead of playing a scenario, follow this bridge of Open vSwitch and\n"
                        "program it; the file has policies, and may have ip-interfaces")
             ->type_name("NAME")
@@ -51,23 +51,23 @@ void declareLive(CLI::App &app, LiveOptions &options) {
                 return name.empty() || name.find('/') != std::string::npos ? "a bridge is expected"
                                                                            : "";
             });
-    app.add_option("--ovsdb", options.ovsdb,
+    app.add_option("--ovsdb", options.live.ovsdb,
                    "The Unix socket of ovsdb-server, in the folder with those of ovs-vswitchd;\n"
                    "without it " +
-                       options.ovsdb)
+                       options.live.ovsdb)
         ->type_name("PATH")
         ->transform([](std::string const &path) {
             return path.rfind("unix:", 0) == 0 ? path.substr(5) : path;
         })
         ->needs(bridge);
     app.add_option_function<std::string>(
-           kGroupRange, [&options](std::string const &text) { options.groups = rangeOf(text); },
+           kGroupRange, [&options](std::string const &text) { options.live.groups = rangeOf(text); },
            "The ids of OpenFlow groups that are the agent's; without it " +
-               std::to_string(options.groups.first) + '-' + std::to_string(options.groups.last))
+               std::to_string(options.live.groups.first) + '-' + std::to_string(options.live.groups.last))
         ->type_name("FIRST-LAST")
         ->needs(bridge);
     app.add_option_function<std::string>(
-           kAudit, [&options](std::string const &text) { options.audit = periodOf(text); },
+           kAudit, [&options](std::string const &text) { options.live.audit = periodOf(text); },
            "How often to compare the switch with what it should have; 0 for never, without it 10s")
         ->type_name("TIME")
         ->needs(bridge);

@@ -161,7 +161,7 @@ ExitStatus run(CommandLine const &line) {
                   << '\n';
         return ExitStatus::refused;
     }
-    return line.live.bridge.empty() ? play(line) : follow(line);
+    return line.live.live.bridge.empty() ? play(line) : follow(line);
 }
 
 } // namespace

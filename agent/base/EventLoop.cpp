@@ -53,8 +53,7 @@ void EventLoop::runUntil(Vyr::Time time) {
     }
     while (!stopped_) {
         Vyr::Time const entered = now();
-        scheduler_->runDueTasks();
-        auto const due = scheduler_->nextDue();
+        auto const due = runDueTasks();
         Vyr::Time const next = due ? std::min(*due, time) : time;
         serve(next);
         if (entered >= time && next >= time) {
@@ -66,13 +65,19 @@ void EventLoop::runUntil(Vyr::Time time) {
 void EventLoop::run() {
     wallTime();
     while (!stopped_) {
-        scheduler_->runDueTasks();
-        auto const due = scheduler_->nextDue();
-        if (idleWork_ && !(due && *due <= now())) {
-            idleWork_();
-        }
-        serve(scheduler_->nextDue());
+        serve(runDueTasks());
     }
+}
+
+/// Returns when the next one is due. If that is not now, the idle work has been done.
+std::optional<Vyr::Time> EventLoop::runDueTasks() {
+    scheduler_->runDueTasks();
+    auto const due = scheduler_->nextDue();
+    if (!idleWork_ || (due && *due <= now())) {
+        return due;
+    }
+    idleWork_();
+    return scheduler_->nextDue();
 }
 
 void EventLoop::watch(int descriptor, short events, Handler handler, Patience patience) {

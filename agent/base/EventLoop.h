@@ -45,7 +45,7 @@ class EventLoop {
     /// Runs in wall-clock time until the loop is stopped.
     void run();
 
-    /// Calls `work` during `run` each time that no task is due, before the loop sleeps.
+    /// In wall-clock time, calls `work` each time that no task is due, before the loop sleeps.
     void idleWorkIs(std::function<void()> work) { idleWork_ = std::move(work); }
 
     /// Runs only the tasks that are due. A handler with much work calls it now and then. What a
@@ -73,6 +73,7 @@ class EventLoop {
         Wall::time_point impatientAt = Wall::time_point::max();
     };
 
+    std::optional<Vyr::Time> runDueTasks();
     void serve(std::optional<Vyr::Time> until);
     [[nodiscard]] int timeout(std::optional<Vyr::Time> until) const;
 
