@@ -107,7 +107,7 @@ void AddressWatch::ask(Dump dump) {
     }
     dump_ = dump;
     if (dump == Dump::links) {
-        stale_ = false;
+        stale_ = torn_ = false;
         names_.clear();
         dumped_.clear();
     }
@@ -138,8 +138,8 @@ void AddressWatch::take(std::string_view bytes) {
         if (header.nlmsg_pid != port_) {
             takeNews(header.nlmsg_type, body);
         } else if (header.nlmsg_seq == sequence_ && dump_ != Dump::none) {
+            torn_ = torn_ || (header.nlmsg_flags & NLM_F_DUMP_INTR) != 0;
             takeAnswer(header.nlmsg_type, body);
-            stale_ = stale_ || (header.nlmsg_flags & NLM_F_DUMP_INTR) != 0;
         }
         bytes.remove_prefix(std::min<std::size_t>(NLMSG_ALIGN(header.nlmsg_len), bytes.size()));
     }
@@ -184,10 +184,6 @@ void AddressWatch::finishDump() {
         return;
     }
     dump_ = Dump::none;
-    if (stale_) {
-        ask(Dump::links);
-        return;
-    }
     Addresses read;
     for (auto const &[index, address] : dumped_) {
         auto const name = names_.find(index);
@@ -195,8 +191,12 @@ void AddressWatch::finishDump() {
             read.emplace(name->second, address);
         }
     }
-    bool const first = !std::exchange(wereRead_, true);
-    if (first || read != addresses_) {
+    bool const tell = !torn_ && (!wereRead_ || read != addresses_);
+    if (stale_ || torn_) {
+        ask(Dump::links);
+    }
+    if (tell) {
+        wereRead_ = true;
         addresses_ = std::move(read);
         changed_();
     }

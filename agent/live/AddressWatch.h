@@ -45,8 +45,9 @@ class AddressWatch {
     std::uint32_t port_ = 0; // our address, which the answers carry
     std::uint32_t sequence_ = 0;
     Dump dump_ = Dump::none;
-    bool stale_ = false;                         // something changed during the dump
-    std::map<int, std::string> names_;           // of the links, by index
+    bool stale_ = false;               // something changed during the dump, perhaps behind it
+    bool torn_ = false;                // something changed under it
+    std::map<int, std::string> names_; // of the links, by index
     std::map<int, Nexo::IpAddrWithMask> dumped_; // by index
     Addresses addresses_;
     bool wereRead_ = false;

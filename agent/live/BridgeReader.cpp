@@ -45,6 +45,16 @@ std::optional<IntfId> interfaceNamed(std::string_view name) {
     }
 }
 
+/// Zero for a text that is no unicast address.
+Nexo::EthAddr macAddress(std::string_view text) {
+    try {
+        Nexo::EthAddr const mac = Nexo::EthAddr::parse(text);
+        return mac.isMulticast() ? Nexo::EthAddr() : mac;
+    } catch (std::invalid_argument const &) {
+        return {};
+    }
+}
+
 /// A port's mode, as Open vSwitch understands the two columns together.
 std::string modeOf(Ovs::Port const &port) {
     if (!port.vlanMode.empty()) {
@@ -120,6 +130,7 @@ class Reader {
         for (auto const &[name, port] : ports_) {
             vlans_.merge(named(*port));
         }
+        std::erase_if(vlans_, [](std::int64_t vlan) { return !usable(vlan); });
     }
 
     BridgeReading read(Ovs::Uuid const &uuid) {
@@ -137,7 +148,7 @@ class Reader {
         for (Ovs::Uuid const &mirror : bridge_.mirrors) {
             auto const *const row = findIn(rows_.mirrors, mirror);
             leaveOut("mirror " + inQuotes(row != nullptr ? row->name : mirror),
-                     "copies to other destinations do not appear in mirrors");
+                     "it may show no copies");
         }
         checkUntagged();
         return std::move(reading_);
@@ -166,12 +177,10 @@ class Reader {
         }
         bool const internal = interface->type == "internal";
         bool const local = internal && port.name == bridge_.name;
-        if (local && !interface->mac.empty()) {
-            try {
-                reading_.state.mac = Nexo::EthAddr::parse(interface->mac);
-            } catch (std::invalid_argument const &) {
-                leaveOut("the bridge's MAC address", interface->mac);
-            }
+        if (local) {
+            // ovs-vswitchd uses the given address at once, but may report it much later.
+            auto const given = macAddress(bridge_.hwaddr);
+            reading_.state.mac = given.isZero() ? macAddress(interface->mac) : given;
         }
         if (internal && port.tag && modeOf(port) == "access") {
             readVlanInterface(port);
@@ -311,9 +320,10 @@ LearnedMacs readLearnedMacs(std::string_view fdb, std::map<IntfId, LivePort> con
             continue;
         }
         auto const *const intf = findIn(byNumber, *number);
-        if (intf != nullptr) {
-            VlanId const of(ours(static_cast<std::int64_t>(*vlanNumber)));
-            learned[of].insert_or_assign(Nexo::EthAddr::parse(mac), *intf);
+        auto const address = macAddress(mac);
+        if (intf != nullptr && !address.isZero()) {
+            VlanId const in(ours(static_cast<std::int64_t>(*vlanNumber)));
+            learned[in].insert_or_assign(address, *intf);
         }
     }
     return learned;

@@ -3,22 +3,75 @@
 #include "Pelo/String.h"
 
 #include <algorithm>
+#include <array>
 #include <iterator>
 #include <optional>
 #include <string>
 #include <utility>
-#include <vector>
 
 namespace UmoAgent {
 
 using Bridging::VlanId;
+using Nexo::EthAddr;
 using Nexo::IntfId;
 using Vlans = std::set<VlanId>;
 
 namespace {
 
-IntfId vlanInterface(VlanId vlan) {
-    return IntfId("Vlan" + std::to_string(vlan.value()));
+/// The changes of some tables.
+struct Stage {
+    Changes removed;
+    Changes set;
+
+    template <class T>
+    void remove(typename T::Key key) {
+        removed.push_back(Change<T>{std::move(key), std::nullopt});
+    }
+    template <class T>
+    void put(typename T::Key key, typename T::Value value = {}) {
+        set.push_back(Change<T>{std::move(key), std::move(value)});
+    }
+    /// The change of a row from one value to another; null: the row is not there.
+    template <class T, class Value>
+    void change(typename T::Key key, Value const *old, Value const *next) {
+        if (next == nullptr) {
+            remove<T>(std::move(key));
+        } else if (old == nullptr || *old != *next) {
+            put<T>(std::move(key), {*next});
+        }
+    }
+};
+
+/// Calls `visit` with each key of the maps and the values that it has there, or null.
+template <class Map, class Visit>
+void compare(Map const &from, Map const &to, Visit visit) {
+    typename Map::mapped_type const *const none = nullptr;
+    auto old = from.begin();
+    auto next = to.begin();
+    while (old != from.end() || next != to.end()) {
+        if (next == to.end() || (old != from.end() && old->first < next->first)) {
+            visit(old->first, &old->second, none);
+            ++old;
+        } else if (old == from.end() || next->first < old->first) {
+            visit(next->first, none, &next->second);
+            ++next;
+        } else {
+            visit(old->first, &old->second, &next->second);
+            ++old;
+            ++next;
+        }
+    }
+}
+
+/// Calls `visit` with each element that only `from` or only `to` has, and whether it is `to`.
+template <class Visit>
+void compareSets(Vlans const &from, Vlans const &to, Visit visit) {
+    Vlans differing;
+    std::set_symmetric_difference(from.begin(), from.end(), to.begin(), to.end(),
+                                  std::inserter(differing, differing.end()));
+    for (VlanId const vlan : differing) {
+        visit(vlan, to.count(vlan) != 0);
+    }
 }
 
 bool isEmpty(BridgeState const &state) {
@@ -41,202 +94,120 @@ bool carryTheSame(BridgeState const &one, BridgeState const &other) {
                       });
 }
 
-template <class Set>
-std::vector<typename Set::value_type> without(Set const &all, Set const &excluded) {
-    std::vector<typename Set::value_type> rest;
-    std::set_difference(all.begin(), all.end(), excluded.begin(), excluded.end(),
-                        std::back_inserter(rest));
-    return rest;
+Stage l3Changes(BridgeState const &from, BridgeState const &to) {
+    Stage stage;
+    compareSets(from.vlanInterfaces, to.vlanInterfaces, [&](VlanId vlan, bool there) {
+        IntfId const intf("Vlan" + std::to_string(vlan.value()));
+        there ? stage.put<Table::L3Interface>(intf, vlan) : stage.remove<Table::L3Interface>(intf);
+    });
+    return stage;
 }
 
-/// Calls `visit` with each key of `map`, its value, and the value that it has in `other`, or null.
-template <class Map, class Visit>
-void walk(Map const &map, Map const &other, Visit visit) {
-    auto beside = other.begin();
-    for (auto const &[key, value] : map) {
-        while (beside != other.end() && beside->first < key) {
-            ++beside;
-        }
-        bool const both = beside != other.end() && beside->first == key;
-        visit(key, value, both ? &beside->second : nullptr);
-    }
+Stage ipChanges(BridgeState const &from, BridgeState const &to) {
+    Stage stage;
+    compare(from.addresses, to.addresses, [&](IntfId intf, auto const *old, auto const *next) {
+        stage.change<Table::IpInterface>(intf, old, next);
+    });
+    return stage;
 }
 
-/// Makes the list: first everything that goes, then everything that is set. Rows that need others
-/// go before them and are set after them.
-class Difference {
-  public:
-    Difference(BridgeState const &from, BridgeState const &to) : from_(from), to_(to) {
-        if (!carryTheSame(from, to)) {
-            fromVlans_ = vlansOf(from);
-            toVlans_ = vlansOf(to);
-        }
-    }
-
-    Changes make() {
-        removeL3AndIp();
-        removeLearned();
-        removeTopology();
-        removeVlans();
-        walk(from_.ports, to_.ports, [this](IntfId intf, LivePort const &, LivePort const *next) {
-            if (next == nullptr) {
-                remove<Table::Interface>(intf);
-            }
-        });
-        if (from_.mac != to_.mac) {
-            set<Table::BridgeMac>({}, to_.mac);
-        }
-        walk(to_.ports, from_.ports,
-             [this](IntfId intf, LivePort const &port, LivePort const *old) {
-                 if (old == nullptr || old->settings != port.settings) {
-                     set<Table::Interface>(intf, port.settings);
-                 }
-             });
-        setVlans();
-        setTopology();
-        setLearned();
-        setL3AndIp();
-        return std::move(changes_);
-    }
-
-  private:
-    template <class T>
-    void remove(typename T::Key key) {
-        changes_.push_back(Change<T>{std::move(key), std::nullopt});
-    }
-    template <class T>
-    void set(typename T::Key key, typename T::Value value = {}) {
-        changes_.push_back(Change<T>{std::move(key), std::move(value)});
-    }
-
-    void removeL3AndIp() {
-        for (VlanId const vlan : without(from_.vlanInterfaces, to_.vlanInterfaces)) {
-            remove<Table::L3Interface>(vlanInterface(vlan));
-        }
-        walk(from_.addresses, to_.addresses, [this](IntfId intf, auto const &, auto const *next) {
-            if (next == nullptr) {
-                remove<Table::IpInterface>(intf);
-            }
-        });
-    }
-
-    void setL3AndIp() {
-        walk(to_.addresses, from_.addresses,
-             [this](IntfId intf, auto const &address, auto const *old) {
-                 if (old == nullptr || *old != address) {
-                     set<Table::IpInterface>(intf, {address, true});
-                 }
-             });
-        for (VlanId const vlan : without(to_.vlanInterfaces, from_.vlanInterfaces)) {
-            set<Table::L3Interface>(vlanInterface(vlan), vlan);
-        }
-    }
-
-    void removeLearned() {
-        walk(from_.learnedMacs, to_.learnedMacs,
-             [this](VlanId vlan, auto const &macs, auto const *next) {
-                 if (next == nullptr) {
-                     remove<Table::Fdb>(vlan);
-                     return;
-                 }
-                 walk(macs, *next, [&](Nexo::EthAddr mac, IntfId, IntfId const *still) {
-                     if (still == nullptr) {
-                         remove<Table::LearnedMac>({vlan, mac});
-                     }
-                 });
-             });
-    }
-
-    void setLearned() {
-        walk(to_.learnedMacs, from_.learnedMacs,
-             [this](VlanId vlan, auto const &macs, auto const *old) {
-                 if (old == nullptr) {
-                     set<Table::Fdb>(vlan);
-                 }
-                 std::map<Nexo::EthAddr, IntfId> const none;
-                 walk(macs, old != nullptr ? *old : none,
-                      [&](Nexo::EthAddr mac, IntfId intf, IntfId const *before) {
-                          if (before == nullptr || *before != intf) {
-                              set<Table::LearnedMac>({vlan, mac}, intf);
-                          }
-                      });
-             });
-    }
-
-    /// The topology goes with all of its ports and VLANs.
-    void removeTopology() {
-        if (isEmpty(to_)) {
-            if (!isEmpty(from_)) {
-                remove<Table::Topology>(topology_);
-            }
+Stage learnedChanges(BridgeState const &from, BridgeState const &to) {
+    Stage stage;
+    std::map<EthAddr, IntfId> const none;
+    compare(from.learnedMacs, to.learnedMacs, [&](VlanId vlan, auto const *old, auto const *next) {
+        if (next == nullptr) {
+            stage.remove<Table::Fdb>(vlan); // with all that was learned
             return;
         }
-        for (VlanId const vlan : without(fromVlans_, toVlans_)) {
-            remove<Table::VlanTopology>(vlan);
+        if (old == nullptr) {
+            stage.put<Table::Fdb>(vlan);
         }
-        walk(from_.ports, to_.ports, [this](IntfId intf, LivePort const &, LivePort const *next) {
-            if (next == nullptr) {
-                remove<Table::TopologyPort>({topology_, intf});
-            }
-        });
-    }
+        compare(old != nullptr ? *old : none, *next,
+                [&](EthAddr mac, IntfId const *before, IntfId const *now) {
+                    stage.change<Table::LearnedMac>({vlan, mac}, before, now);
+                });
+    });
+    return stage;
+}
 
-    void setTopology() {
-        if (isEmpty(from_) && !isEmpty(to_)) {
-            set<Table::Topology>(topology_);
+/// The bridge's only topology, which exists while the bridge has anything.
+Stage topologyChanges(BridgeState const &from, BridgeState const &to, Vlans const &fromVlans,
+                      Vlans const &toVlans) {
+    Pelo::String const topology("bridge");
+    Stage stage;
+    if (isEmpty(to)) {
+        if (!isEmpty(from)) {
+            stage.remove<Table::Topology>(topology); // with its ports and VLANs
         }
-        for (VlanId const vlan : without(toVlans_, fromVlans_)) {
-            set<Table::VlanTopology>(vlan, topology_);
-        }
-        walk(to_.ports, from_.ports,
-             [this](IntfId intf, LivePort const &port, LivePort const *old) {
-                 if (old == nullptr || old->state != port.state) {
-                     set<Table::TopologyPort>({topology_, intf}, port.state);
-                 }
-             });
+        return stage;
     }
-
-    /// A VLAN goes with all of its members.
-    void removeVlans() {
-        walk(from_.ports, to_.ports,
-             [this](IntfId intf, LivePort const &port, LivePort const *next) {
-                 for (VlanId const vlan :
-                      without(port.vlans, next != nullptr ? next->vlans : Vlans())) {
-                     if (toVlans_.count(vlan) != 0) {
-                         remove<Table::VlanMember>({vlan, intf});
-                     }
-                 }
-             });
-        for (VlanId const vlan : without(fromVlans_, toVlans_)) {
-            remove<Table::Vlan>(vlan);
-        }
+    if (isEmpty(from)) {
+        stage.put<Table::Topology>(topology);
     }
+    compareSets(fromVlans, toVlans, [&](VlanId vlan, bool there) {
+        there ? stage.put<Table::VlanTopology>(vlan, topology)
+              : stage.remove<Table::VlanTopology>(vlan);
+    });
+    compare(from.ports, to.ports, [&](IntfId intf, LivePort const *old, LivePort const *next) {
+        stage.change<Table::TopologyPort>({topology, intf}, old != nullptr ? &old->state : nullptr,
+                                          next != nullptr ? &next->state : nullptr);
+    });
+    return stage;
+}
 
-    void setVlans() {
-        for (VlanId const vlan : without(toVlans_, fromVlans_)) {
-            set<Table::Vlan>(vlan);
-        }
-        walk(to_.ports, from_.ports,
-             [this](IntfId intf, LivePort const &port, LivePort const *old) {
-                 for (VlanId const vlan :
-                      without(port.vlans, old != nullptr ? old->vlans : Vlans())) {
-                     set<Table::VlanMember>({vlan, intf});
-                 }
-             });
-    }
+Stage vlanChanges(BridgeState const &from, BridgeState const &to, Vlans const &fromVlans,
+                  Vlans const &toVlans) {
+    Stage stage;
+    compareSets(fromVlans, toVlans, [&](VlanId vlan, bool there) {
+        there ? stage.put<Table::Vlan>(vlan) : stage.remove<Table::Vlan>(vlan);
+    });
+    Vlans const none;
+    compare(from.ports, to.ports, [&](IntfId intf, LivePort const *old, LivePort const *next) {
+        compareSets(old != nullptr ? old->vlans : none, next != nullptr ? next->vlans : none,
+                    [&](VlanId vlan, bool there) {
+                        if (there) {
+                            stage.put<Table::VlanMember>({vlan, intf});
+                        } else if (toVlans.count(vlan) != 0) { // else it went with its VLAN
+                            stage.remove<Table::VlanMember>({vlan, intf});
+                        }
+                    });
+    });
+    return stage;
+}
 
-    BridgeState const &from_;
-    BridgeState const &to_;
-    Vlans fromVlans_; // empty, like the other, if neither the VLANs nor their members differ
-    Vlans toVlans_;
-    Pelo::String topology_{"bridge"};
-    Changes changes_;
-};
+Stage interfaceChanges(BridgeState const &from, BridgeState const &to) {
+    Stage stage;
+    compare(from.ports, to.ports, [&](IntfId intf, LivePort const *old, LivePort const *next) {
+        stage.change<Table::Interface>(intf, old != nullptr ? &old->settings : nullptr,
+                                       next != nullptr ? &next->settings : nullptr);
+    });
+    return stage;
+}
 
 } // namespace
 
+/// Everything that goes comes first. What needs other rows goes before them and is set after them.
 Changes difference(BridgeState const &from, BridgeState const &to) {
-    return Difference(from, to).make();
+    bool const same = carryTheSame(from, to);
+    Vlans const fromVlans = same ? Vlans() : vlansOf(from);
+    Vlans const toVlans = same ? Vlans() : vlansOf(to);
+    std::array stages{l3Changes(from, to),
+                      ipChanges(from, to),
+                      learnedChanges(from, to),
+                      topologyChanges(from, to, fromVlans, toVlans),
+                      vlanChanges(from, to, fromVlans, toVlans),
+                      interfaceChanges(from, to)};
+    Changes changes;
+    for (Stage &stage : stages) {
+        std::move(stage.removed.begin(), stage.removed.end(), std::back_inserter(changes));
+    }
+    if (from.mac != to.mac) {
+        changes.emplace_back(Change<Table::BridgeMac>{{}, to.mac});
+    }
+    for (auto stage = stages.rbegin(); stage != stages.rend(); ++stage) {
+        std::move(stage->set.begin(), stage->set.end(), std::back_inserter(changes));
+    }
+    return changes;
 }
 
 } // namespace UmoAgent

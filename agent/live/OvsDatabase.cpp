@@ -69,6 +69,7 @@ void read(json const &row, Ovs::Bridge &bridge) {
     bridge.mirrors = uuidsOf(row.at("mirrors"));
     bridge.stp = row.at("stp_enable").get<bool>();
     bridge.rstp = row.at("rstp_enable").get<bool>();
+    bridge.hwaddr = valueOf(row.at("other_config"), "hwaddr");
 }
 
 void read(json const &row, Ovs::Port &port) {
@@ -99,7 +100,8 @@ json monitorRequest() {
         return json{{"columns", names}};
     };
     json const tables{
-        {"Bridge", columns({"name", "ports", "mirrors", "stp_enable", "rstp_enable"})},
+        {"Bridge",
+         columns({"name", "ports", "mirrors", "stp_enable", "rstp_enable", "other_config"})},
         {"Port",
          columns({"name", "interfaces", "vlan_mode", "tag", "trunks", "status", "rstp_status"})},
         {"Interface",

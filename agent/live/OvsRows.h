@@ -16,33 +16,34 @@ using Uuid = std::string;
 
 struct Bridge {
     std::string name;
-    std::vector<Uuid> ports;
-    std::vector<Uuid> mirrors;
+    std::vector<Uuid> ports{};
+    std::vector<Uuid> mirrors{};
     bool stp = false;
     bool rstp = false;
+    std::string hwaddr{}; // the MAC address that the user has given it
 
     bool operator==(Bridge const &) const = default;
 };
 
 struct Port {
     std::string name;
-    std::vector<Uuid> interfaces;
-    std::string vlanMode; // empty: none
-    std::optional<std::int64_t> tag;
-    std::set<std::int64_t> trunks;
-    std::string stpState;  // empty: none, that is, STP does not run on the port
-    std::string rstpState; // the same
+    std::vector<Uuid> interfaces{};
+    std::string vlanMode{}; // empty: none
+    std::optional<std::int64_t> tag{};
+    std::set<std::int64_t> trunks{};
+    std::string stpState{};  // empty: none, that is, STP does not run on the port
+    std::string rstpState{}; // the same
 
     bool operator==(Port const &) const = default;
 };
 
 struct Interface {
     std::string name;
-    std::string type;
-    std::optional<std::int64_t> ofport; // negative: ovs-vswitchd could not add it
-    std::string linkState;
-    std::string adminState;
-    std::string mac;
+    std::string type{};
+    std::optional<std::int64_t> ofport{}; // negative: ovs-vswitchd could not add it
+    std::string linkState{};
+    std::string adminState{};
+    std::string mac{};
 
     bool operator==(Interface const &) const = default;
 };
@@ -55,10 +56,10 @@ struct Mirror {
 
 /// A copy of the database.
 struct Rows {
-    std::map<Uuid, Bridge> bridges;
-    std::map<Uuid, Port> ports;
-    std::map<Uuid, Interface> interfaces;
-    std::map<Uuid, Mirror> mirrors;
+    std::map<Uuid, Bridge> bridges{};
+    std::map<Uuid, Port> ports{};
+    std::map<Uuid, Interface> interfaces{};
+    std::map<Uuid, Mirror> mirrors{};
 
     bool operator==(Rows const &) const = default;
 };
