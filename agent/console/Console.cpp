@@ -86,7 +86,13 @@ void Console::addShowCommands() {
             printChip(out, agent_.chip());
             printTraffic(out, agent_);
         }));
-    add("packets", plain([this](std::ostream &out) { printPackets(out, agent_); }));
+    add("packets", plain([this](std::ostream &out) {
+            if (programmer_ != nullptr) {
+                throw CommandError("packets go through the switch, which counts them; see "
+                                   "ovs-ofctl dump-group-stats");
+            }
+            printPackets(out, agent_);
+        }));
     add("showCounters", plain([this](std::ostream &out) {
             printCounters(out, agent_.chip());
             if (programmer_ != nullptr) {
