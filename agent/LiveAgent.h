@@ -12,12 +12,12 @@
 namespace UmoAgent {
 
 struct LiveOptions {
-    LiveSwitch::Options live{};            // no bridge: none
-    bool leave = false;                    // what is in the switch, at the end
-    bool showCalls = false;                // of the library
-    std::string socket{};                  // where to answer commands; empty: none
-    std::string file{};                    // of the feeds, to be read again
-    std::vector<OutputQueue *> queues{};   // the buffers of the output streams
+    LiveSwitch::Options live{};          // no bridge: none
+    bool leave = false;                  // what is in the switch, at the end
+    bool showCalls = false;              // of the library
+    std::string socket{};                // where to answer commands; empty: none
+    std::string file{};                  // of the feeds, to be read again
+    std::vector<OutputQueue *> queues{}; // the buffers of the output streams
 };
 
 /// Follows a bridge of Open vSwitch and programs the feeds' flows into it, until SIGINT or SIGTERM.

@@ -61,9 +61,11 @@ void declareLive(CLI::App &app, LiveOptions &options) {
         })
         ->needs(bridge);
     app.add_option_function<std::string>(
-           kGroupRange, [&options](std::string const &text) { options.live.groups = rangeOf(text); },
+           kGroupRange,
+           [&options](std::string const &text) { options.live.groups = rangeOf(text); },
            "The ids of OpenFlow groups that are the agent's; without it " +
-               std::to_string(options.live.groups.first) + '-' + std::to_string(options.live.groups.last))
+               std::to_string(options.live.groups.first) + '-' +
+               std::to_string(options.live.groups.last))
         ->type_name("FIRST-LAST")
         ->needs(bridge);
     app.add_option_function<std::string>(

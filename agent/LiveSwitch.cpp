@@ -32,17 +32,19 @@ LiveSwitch::LiveSwitch(EventLoop &loop, Options options, Feeds feeds, Log log)
       feeds_(std::move(feeds)),
       agent_(loop_, [this](std::string const &line) { log_.trouble("contract error: " + line); }),
       renderer_(agent_.chip(), agent_.forwarder(), options_.groups, log_.trouble),
-      programmer_(loop_, renderer_, {targetOf(options_), options_.groups, options_.audit}, log_.trouble) {
-    agent_.chip().fullGroupLogIs([this](std::string const &line) { log_.trouble("chip: " + line); });
+      programmer_(loop_, renderer_, {targetOf(options_), options_.groups, options_.audit},
+                  log_.trouble) {
+    agent_.chip().fullGroupLogIs(
+        [this](std::string const &line) { log_.trouble("chip: " + line); });
     ChipCapacity capacity;
     capacity.groups = options_.groups.size();
     agent_.start({Change<Table::Chip>{{}, capacity}});
     loop_.idleWorkIs([this] { idle(); });
-    follower_.emplace(loop_, BridgeFollower::Options{options_.bridge, options_.ovsdb},
-                      BridgeFollower::Callbacks{
-                          [this](BridgeState const &state) { bridgeChanged(state); },
-                          [this] { programmer_.switchCame(); },
-                          [this] { programmer_.switchWent(); }, log_.trouble});
+    follower_.emplace(
+        loop_, BridgeFollower::Options{options_.bridge, options_.ovsdb},
+        BridgeFollower::Callbacks{[this](BridgeState const &state) { bridgeChanged(state); },
+                                  [this] { programmer_.switchCame(); },
+                                  [this] { programmer_.switchWent(); }, log_.trouble});
 }
 
 /// Makes all of the changes, or none and says why.
@@ -50,7 +52,7 @@ bool LiveSwitch::apply(Changes const &changes) {
     auto const faults = agent_.apply(changes);
     for (Fault const &fault : faults) {
         log_.trouble("a change cannot be made: expected " + fault.expected +
-                 (fault.found.empty() ? "" : ", found " + fault.found));
+                     (fault.found.empty() ? "" : ", found " + fault.found));
     }
     return faults.empty();
 }
@@ -71,8 +73,9 @@ void LiveSwitch::bridgeChanged(BridgeState const &state) {
         return;
     }
     if (!std::exchange(following_, true)) {
-        log_.news("following bridge " + options_.bridge + ": " + std::to_string(state.ports.size()) +
-            " ports, " + std::to_string(state.vlanInterfaces.size()) + " VLAN interfaces");
+        log_.news("following bridge " + options_.bridge + ": " +
+                  std::to_string(state.ports.size()) + " ports, " +
+                  std::to_string(state.vlanInterfaces.size()) + " VLAN interfaces");
     }
     bridge_ = state;
     renderer_.bridgeIs(state.mac, portsOf(state));
@@ -111,8 +114,8 @@ std::optional<std::size_t> LiveSwitch::feedsAre(Feeds feeds) {
         if (feeds.ipInterfaces.count(intf) == 0) {
             auto const kernel = addressOf(bridge_.addresses, intf);
             changes.emplace_back(Change<Table::IpInterface>{
-                intf, kernel ? std::optional(Table::IpInterface::Value{*kernel, true})
-                             : std::nullopt});
+                intf,
+                kernel ? std::optional(Table::IpInterface::Value{*kernel, true}) : std::nullopt});
         }
     }
     for (auto const &[intf, value] : feeds.ipInterfaces) {

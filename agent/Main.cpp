@@ -24,8 +24,8 @@
 #include <utility>
 #include <variant>
 
-/// umo-agent: plays a scenario of a switch with multicast NAT on a software switch chip, or programs
-/// a bridge of Open vSwitch.
+/// umo-agent: plays a scenario of a switch with multicast NAT on a software switch chip, or
+/// programs a bridge of Open vSwitch.
 namespace {
 
 using UmoAgent::ExitStatus;
@@ -59,7 +59,8 @@ struct CommandLine {
 void declare(CLI::App &app, CommandLine &line) {
     app.footer(kFooter);
     app.set_version_flag("--version", "umo-agent " UMO_VERSION, "Print the version");
-    app.add_option("FILE", line.file, "The YAML file to play, - for standard input; with --bridge the feeds")
+    app.add_option("FILE", line.file,
+                   "The YAML file to play, - for standard input; with --bridge the feeds")
         ->required();
     app.add_flag("--check", line.check,
                  "Only validate the scenario: report its errors, play nothing");

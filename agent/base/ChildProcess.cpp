@@ -40,8 +40,8 @@ std::string contentOf(Descriptor const &file) {
     std::string content;
     std::array<char, 65536> portion{};
     off_t at = 0;
-    for (ssize_t got = 0;
-         (got = pread(file.number(), portion.data(), portion.size(), at)) > 0; at += got) {
+    for (ssize_t got = 0; (got = pread(file.number(), portion.data(), portion.size(), at)) > 0;
+         at += got) {
         content.append(portion.data(), static_cast<std::size_t>(got));
     }
     return content;
@@ -121,8 +121,8 @@ ChildProcess::~ChildProcess() {
 
 void ChildProcess::wait() {
     using std::chrono::milliseconds;
-    auto const left = std::chrono::ceil<milliseconds>(impatientAt_ -
-                                                      std::chrono::steady_clock::now());
+    auto const left =
+        std::chrono::ceil<milliseconds>(impatientAt_ - std::chrono::steady_clock::now());
     pollfd ended{lifeline_.number(), POLLIN, 0};
     finish(poll(&ended, 1, static_cast<int>(std::max(left, milliseconds(0)).count())) > 0);
 }

@@ -138,9 +138,9 @@ void Console::answer(std::uint32_t socket, std::string const &line, Done const &
 void Console::audit(std::string const &arguments,
                     std::function<void(std::string const &answer)> done) {
     if (!arguments.empty() || programmer_ == nullptr) {
-        done(markedError(kAudit, arguments.empty() ? "the agent plays a scenario, on no switch"
-                                                   : "found " + inQuotes(arguments) +
-                                                         ", expected no arguments"));
+        done(markedError(kAudit, arguments.empty()
+                                     ? "the agent plays a scenario, on no switch"
+                                     : "found " + inQuotes(arguments) + ", expected no arguments"));
         return;
     }
     programmer_->audit([done = std::move(done)](SwitchProgrammer::AuditAnswer const &answer) {

@@ -70,9 +70,7 @@ struct SilentOf {
     }
     void operator()(Change<Table::Interface> const & /*change*/) const { silent.everyPort = true; }
     void operator()(Change<Table::Vlan> const &change) const { silent.vlan(change.key); }
-    void operator()(Change<Table::VlanMember> const &change) const {
-        silent.vlan(change.key.in);
-    }
+    void operator()(Change<Table::VlanMember> const &change) const { silent.vlan(change.key.in); }
     void operator()(Change<Table::VlanTopology> const &change) const { silent.vlan(change.key); }
     void operator()(Change<Table::IpInterface> const &change) const { interface(change); }
     void operator()(Change<Table::L3Interface> const &change) const { interface(change); }

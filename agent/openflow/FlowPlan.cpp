@@ -90,8 +90,7 @@ class Planner {
             return {{destinationField(), {multicast, false}, 0}};
         }
         std::vector<Destination> all{{destinationField(), {false, false}, 0}};
-        std::uint32_t const mask =
-            end.length() == 0 ? 0 : ~std::uint32_t{0} << (32 - end.length());
+        std::uint32_t const mask = end.length() == 0 ? 0 : ~std::uint32_t{0} << (32 - end.length());
         if ((kMulticastPrefix & mask) == end.prefix()) {
             all.push_back({prefixField("nw_dst", kMulticastPrefix, kMulticastLength),
                            {true, false},
@@ -163,8 +162,8 @@ std::vector<PlannedRule> planFlows(std::vector<Rule> const &rules) {
     for (Rule const &rule : rules) {
         PlannedRule &planned = plan.emplace_back(PlannedRule{&rule, {}});
         auto const &source = rule.end(Side::source), &destination = rule.end(Side::destination);
-        SamePrefixes &same = prefixes[{destination.length(), destination.prefix(),
-                                       source.length(), source.prefix()}];
+        SamePrefixes &same = prefixes[{destination.length(), destination.prefix(), source.length(),
+                                       source.prefix()}];
         if (!same.ports.insert(portsOf(rule)).second) {
             continue; // an earlier rule gets its packets
         }

@@ -127,7 +127,7 @@ void SwitchProgrammer::send() {
     merge(pending_, renderer_.takeTouched());
     Bundle const bundle = bundleFor(there_, renderer_.tables(), pending_);
     if (bundle.text.empty()) {
-        inStep();
+        settled();
         return;
     }
     OpenFlowTables sending;
@@ -153,7 +153,7 @@ void SwitchProgrammer::send() {
 }
 
 /// Nothing is left to be sent.
-void SwitchProgrammer::inStep() {
+void SwitchProgrammer::settled() {
     pending_ = {};
     failures_ = 0;
     if (std::exchange(audited_, false)) {
@@ -198,9 +198,8 @@ void SwitchProgrammer::startAudit() {
 }
 
 /// What was wrong in the switch, in which there should have been what was sent last.
-std::vector<std::string>
-SwitchProgrammer::findings(OpenFlowTables const &there,
-                           OpenFlowRenderer::Touched const &wrong) const {
+std::vector<std::string> SwitchProgrammer::findings(OpenFlowTables const &there,
+                                                    OpenFlowRenderer::Touched const &wrong) const {
     std::vector<std::string> lines;
     lines.reserve(wrong.groups.size() + wrong.flows.size());
     auto const add = [&lines](std::string const &what, bool found, bool expected) {

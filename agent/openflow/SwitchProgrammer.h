@@ -30,7 +30,7 @@ class SwitchProgrammer {
         Vyr::Time audit = std::chrono::seconds(10); // between two audits; 0: none
     };
     struct Counters {
-        std::uint64_t bundles = 0; // that the switch has taken
+        std::uint64_t bundles = 0;           // that the switch has taken
         std::uint64_t groups = 0, flows = 0; // changed by them
         std::uint64_t refused = 0;
         std::string refusal; // the switch's words, the last time; empty: never
@@ -77,13 +77,19 @@ class SwitchProgrammer {
     /// all is well.
     [[nodiscard]] std::string trouble() const;
 
+    /// Whether the switch has all that `send` knows of.
+    [[nodiscard]] bool inStep() const {
+        return begun_ && known_ && child_ == nullptr && pending_.groups.empty() &&
+               pending_.flows.empty();
+    }
+
     [[nodiscard]] Counters const &counters() const { return counters_; }
 
   private:
     void run(std::vector<std::string> arguments, std::string const &input, ChildProcess::Done done);
     void read();
     void dump(std::function<void(OpenFlowTables const &there)> done);
-    void inStep();
+    void settled();
     void startAudit();
     void answerAudits(AuditAnswer const &answer);
     void failed(std::string const &problem);

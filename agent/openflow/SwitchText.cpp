@@ -37,7 +37,7 @@ std::optional<std::uint32_t> number(std::string_view text) {
     std::uint32_t value = 0;
     auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     return error == std::errc() && end == text.data() + text.size() ? std::optional(value)
-                                                                   : std::nullopt;
+                                                                    : std::nullopt;
 }
 
 /// `group_id=1,type=all,bucket=bucket_id:1,actions=A,bucket=bucket_id:2,actions=B`
@@ -111,8 +111,7 @@ bool differ(Value const *one, Value const *other) {
 
 OpenFlowTables readTables(std::string_view groups, std::string_view flows, GroupRange range) {
     OpenFlowTables tables;
-    split(groups, "\n",
-          [&](std::string_view line) { readGroup(trimmed(line), range, tables); });
+    split(groups, "\n", [&](std::string_view line) { readGroup(trimmed(line), range, tables); });
     split(flows, "\n", [&](std::string_view line) { readFlow(line, tables); });
     return tables;
 }
