@@ -98,7 +98,7 @@ void BridgeFollower::bridgeIsMissing() {
     tellIfDifferent();
 }
 
-void BridgeFollower::log(std::string const &line) {
+void BridgeFollower::log(std::string const &line) const {
     callbacks_.log("bridge " + inQuotes(options_.bridge) + ": " + line);
 }
 

@@ -62,7 +62,7 @@ class BridgeFollower {
   private:
     void readRows();
     void bridgeIsMissing();
-    void log(std::string const &line);
+    void log(std::string const &line) const;
     void logLeftOut(std::vector<std::string> const &lines);
     void askLearned();
     void learned(bool good, std::string const &text);

@@ -204,8 +204,9 @@ Changes difference(BridgeState const &from, BridgeState const &to) {
     if (from.mac != to.mac) {
         changes.emplace_back(Change<Table::BridgeMac>{{}, to.mac});
     }
-    for (auto stage = stages.rbegin(); stage != stages.rend(); ++stage) {
-        std::move(stage->set.begin(), stage->set.end(), std::back_inserter(changes));
+    std::reverse(stages.begin(), stages.end());
+    for (Stage &stage : stages) {
+        std::move(stage.set.begin(), stage.set.end(), std::back_inserter(changes));
     }
     return changes;
 }

@@ -31,7 +31,7 @@ ControlSocket::ControlSocket(EventLoop &loop, std::string runDirectory, Callback
 /// takes over the socket of an earlier one. Throws std::runtime_error.
 std::string ControlSocket::findSocket() const {
     std::string const daemon = runDirectory_ + "/ovs-vswitchd";
-    FileText const text = readFileText(daemon + ".pid", kLongestPid);
+    auto const text = readFileText(daemon + ".pid", kLongestPid);
     if (auto const *const unreadable = std::get_if<Unreadable>(&text)) {
         throw std::runtime_error(daemon + ".pid: " + unreadable->reason);
     }
