@@ -2,33 +2,24 @@
 #include "agent/show/CarryOut.h"
 #include "agent/show/Printers.h"
 #include "agent/switch/ForwardingAgent.h"
+#include "tests/support/Frames.h"
 
 #include <gmock/gmock.h>
 #include <tins/arp.h>
 #include <tins/dot1q.h>
-#include <tins/ethernetII.h>
-#include <tins/icmp.h>
-#include <tins/ip.h>
 #include <tins/ipv6.h>
-#include <tins/rawpdu.h>
-#include <tins/tcp.h>
-#include <tins/udp.h>
 
-#include <regex>
 #include <sstream>
-#include <tuple>
 
 using namespace UmoAgent;
+using namespace TestSupport;
 using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::StartsWith;
 
 namespace {
 
-using Bytes = std::vector<std::uint8_t>;
 using Lines = std::vector<std::string>; // what became of a frame
-using Tins::TCP;
-using Tins::UDP;
 
 constexpr char const *kSwitch = R"(
 bridge-mac: 02:00:00:00:00:01
@@ -43,114 +34,7 @@ ip-interfaces: {Vlan10: {address: 10.0.1.1/24}, Vlan20: {address: 10.0.2.1/24},
   Et5: {address: 10.0.3.1/24}}
 l3-interfaces: {Vlan10: 10, Vlan20: 20, Et5: 1006}
 )";
-constexpr char const *kHostA = "02:00:00:00:0a:01", *kHostB = "02:00:00:00:14:01";
-/// The matches of a policy, which differ by destination. Most packets go to 239.1.1.2.
-std::string const flows = R"(
-  one: {flow: {destination: 239.1.1.2},
-    actions: {a: {source: 10.9.9.9, destination: "239.2.2.2:8", egress: [Et5]}}},
-  all: {flow: {source: 10.1.0.0/16, source-port: 1, destination: 239.1.1.1}, actions: {a: {
-    source: "10.9.9.9:7", destination: "239.130.2.3:8", egress: [Vlan20, Vlan10, Et5]}}},
-  vlan: {flow: {destination: 239.1.1.8}, actions: {a: {source: 10.9.9.9, egress: [Vlan20]}}},
-  port: {flow: {destination: 239.1.1.9, destination-port: 2}, actions: {a: {egress: [Et5]}}},
-  mixed: {flow: {destination: 239.1.1.5}, actions: {a: {egress: [Vlan10]},
-    b: {destination: 10.0.2.7, egress: {Vlan20: {mac: "02:00:00:00:14:01"}}}}},
-  unicast: {flow: {destination: 10.5.0.0/16}, actions: {
-    a: {egress: {Vlan10: {mac: "02:00:00:00:0a:01"}, Et5: {mac: "02:00:00:00:00:55"}}},
-    b: {destination: "10.8.8.8:9", egress: {Vlan20: {mac: "02:00:00:00:14:01"}}}}},
-  any: {flow: {source: 10.2.0.0/16}, actions: {b: {destination: 239.2.2.3, egress: [Et5]},
-    a: {source: 10.9.9.9, egress: {Vlan10: {mac: "02:00:00:00:0a:01"}}}}},
-  again: {flow: {destination: 239.1.1.6},
-    actions: {a: {source: 10.9.9.9, destination: "10.7.7.7:7"}}},
-  hit: {flow: {destination: 10.7.7.7, destination-port: 7},
-    actions: {a: {destination: 239.8.8.8, egress: {Et4: {vlan: 20}}}}},
-  group: {flow: {destination: 239.1.1.4}, actions: {a: {source: 10.9.9.9}}},
-  miss: {flow: {destination: 239.1.1.7}, actions: {a: {destination: 10.7.7.7}}},
-  twice: {flow: {destination: 10.1.1.3}, actions: {a: {destination: 10.1.1.4}}},
-  then: {flow: {destination: 10.1.1.4}, actions: {a: {destination: "10.7.7.7:7"}}}
-)";
 
-// Packets. Fields that copies keep are not 0.
-
-Tins::RawPDU const payload("a payload of an odd number of bytes, 51 of them ...");
-
-Tins::IP ip(std::string const &to, std::string const &from, int ttl = 64) {
-    Tins::IP packet(to, from);
-    packet.tos(0xb9); // DSCP and ECN
-    packet.id(0x1234);
-    packet.flags(Tins::IP::DONT_FRAGMENT);
-    packet.ttl(static_cast<std::uint8_t>(ttl));
-    return packet;
-}
-
-constexpr char const *kTo = "239.1.1.2:2", *kFrom = "10.1.7.8:1";
-
-template <class Transport = UDP>
-Tins::IP packet(std::string const &to = kTo, std::string const &from = kFrom, int ttl = 64,
-                Tins::RawPDU const &data = payload) {
-    auto const end = Nexo::IpAndPort::parse(to), start = Nexo::IpAndPort::parse(from);
-    return ip(end.addr().stringValue(), start.addr().stringValue(), ttl) /
-           Transport(end.port(), start.port()) / data;
-}
-
-/// Bytes `from` to `to` of what the packet carries, as a fragment of it.
-Tins::IP fragment(Tins::IP whole, std::size_t from, std::size_t to, bool dontFragment = false) {
-    Bytes const bytes = whole.serialize();
-    auto const at = [&](std::size_t i) { return bytes.data() + std::min(bytes.size(), 20 + i); };
-    int const flags = (dontFragment ? 2 : 0) | (20 + to < bytes.size() ? 1 : 0);
-    Tins::IP part = ip(whole.dst_addr().to_string(), whole.src_addr().to_string(), whole.ttl());
-    part.protocol(bytes[9]);
-    part.fragment_offset(static_cast<std::uint16_t>(from / 8));
-    part.flags(static_cast<Tins::IP::Flags>(flags));
-    return part / Tins::RawPDU(at(from), at(to));
-}
-
-// Frames.
-
-struct Tag {
-    std::uint16_t vlan;
-    std::uint8_t priority = 0, dropEligible = 0;
-};
-
-Bytes framed(Tins::PDU const &packet, std::optional<Tag> tag = {},
-             std::string const &to = "02:00:00:00:00:01",
-             std::string const &from = "02:00:00:00:00:99") {
-    Tins::EthernetII frame(to, from);
-    if (tag) {
-        Tins::Dot1Q header(tag->vlan);
-        header.priority(tag->priority);
-        header.cfi(tag->dropEligible);
-        frame /= header;
-    }
-    return (frame / packet).serialize();
-}
-
-constexpr std::size_t kIp = 14; // where the packet starts in an untagged frame
-
-unsigned word(Bytes const &frame, std::size_t at) {
-    return static_cast<unsigned>(frame.at(at) << 8 | frame.at(at + 1));
-}
-Bytes with(Bytes frame, std::size_t at, unsigned value) {
-    frame.at(at) = static_cast<std::uint8_t>(value >> 8);
-    frame.at(at + 1) = static_cast<std::uint8_t>(value);
-    return frame;
-}
-/// In ones' complement.
-Bytes adding(unsigned value, Bytes const &frame, std::size_t at) {
-    return with(frame, at, (word(frame, at) + value) % 0xffff);
-}
-/// With another word in the IPv4 header, whose checksum stays right.
-Bytes withHeader(std::size_t at, unsigned value, Bytes const &frame) {
-    return adding(word(frame, kIp + at) + 0xffff - value, with(frame, kIp + at, value), kIp + 10);
-}
-
-std::string lineOf(Nexo::IntfId intf, FrameView frame) {
-    std::ostringstream out;
-    out << intf << ": " << std::hex << std::setfill('0');
-    for (unsigned const byte : frame) {
-        out << std::setw(2) << byte;
-    }
-    return out.str();
-}
 /// Without a host, the copy goes to the group MAC address.
 std::string copy(char const *intf, Tins::IP const &packet, std::optional<Tag> tag = {},
                  char const *host = nullptr) {
@@ -260,31 +144,13 @@ TEST_F(Forwarding, CopiesWithoutEgressAreClassifiedOnceMore) {
 }
 
 TEST_F(ForwardingOfOwnFlows, LongestPrefixesThenMostPortsThenNamesDecide) {
-    // Each match writes its name into the source of its copies.
-    start(std::regex_replace(R"(
-8: {destination: 239.1.1.1, source: 10.1.1.0/24, destination-port: 2}
-1: {destination: 239.1.0.0/16, source: 10.1.1.1, source-port: 1, destination-port: 2}
-2: {destination: 239.1.1.0/24}
-3: {destination: 239.1.1.1, source-port: 5, destination-port: 2}
-4: {destination: 239.1.1.1, source: 10.1.0.0/16}
-5: {destination: 239.1.1.1, source: 10.1.1.0/24, destination-port: 2}
-6: {destination: 239.1.1.1, source: 10.1.1.0/24, source-port: 1, destination-port: 2}
-7: {destination: 239.1.1.1, source: 10.1.1.0/24, source-port: 3}
-9: {source: 10.2.0.0/15, destination-port: 9})",
-                             std::regex("(.): (.*)"),
-                             "$1: {flow: $2, actions: {a: {source: 10.9.9.$1, egress: {Et5: {mac: "
-                             "'02:00:00:00:00:55'}}}}},"));
+    start(orderedFlows);
     event("set: {policies: {a: {matches: {b: {flow: {destination: 239.1.8.0/24}, actions: {a: "
           "{source: 10.9.9.10, egress: [Et5]}}}}}, p: {matches: {a: {flow: {destination: "
           "239.1.8.0/24}, actions: {a: {source: 10.9.9.11, egress: [Et5]}}}}}}}");
-    std::tuple<int, std::string, char const *> const cases[] = {
-        {1, "10.1.1.1:1", "239.1.7.7:2"}, {2, "10.1.1.1:1", "239.1.1.7:2"},
-        {2, "10.3.1.1:9", "239.1.1.1:9"}, {3, "10.3.1.1:5", "239.1.1.1:2"},
-        {4, "10.1.7.1:5", "239.1.1.1:2"}, {4, "10.1.1.1:9", "239.1.1.1:9"},
-        {5, "10.1.1.1:3", "239.1.1.1:2"}, {6, "10.1.1.1:1", "239.1.1.1:2"},
-        {7, "10.1.1.1:3", "239.1.1.1:9"}, {9, "10.3.1.1:7", "239.5.5.5:9"},
-        {10, "10.1.1.1:1", "239.1.8.7:2"}};
-    for (auto const &[match, from, to] : cases) {
+    std::vector<OrderedPacket> packets = orderedPackets;
+    packets.push_back({10, "10.1.1.1:1", "239.1.8.7:2"});
+    for (auto const &[match, from, to] : packets) {
         auto const source = "10.9.9." + std::to_string(match) + from.substr(from.find(':'));
         EXPECT_EQ(receive(packet(to, from)), Lines{copy("Et5", packet(to, source, 63))}) << match;
     }
@@ -361,8 +227,8 @@ TEST_F(Forwarding, TransportChecksumIsNeitherAddedNorRepaired) {
             expectCopy(with(in(1), at, 0), with(out(1), at, 0));
         }
     };
-    expectCopies(UDP(), kIp + 26, 0xffff);
-    expectCopies(TCP(), kIp + 36, 0);
+    expectCopies(UDP(), kUdpChecksum, 0xffff);
+    expectCopies(TCP(), kTcpChecksum, 0);
 }
 
 TEST_F(Forwarding, FragmentsAreTranslatedUnlessThatNeedsPorts) {
