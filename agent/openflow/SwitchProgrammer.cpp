@@ -120,7 +120,13 @@ void SwitchProgrammer::dump(std::function<void(OpenFlowTables const &there)> don
 }
 
 void SwitchProgrammer::send() {
-    if (!begun_ || !known_ || child_ != nullptr) {
+    if (!begun_ || child_ != nullptr) {
+        return;
+    }
+    if (!known_) {
+        if (retry_.pending() && everRead_ && renderedMore()) {
+            read(); // perhaps without what was refused
+        }
         return;
     }
     renderer_.render();
@@ -152,6 +158,13 @@ void SwitchProgrammer::send() {
         });
 }
 
+/// REQUIRES: the switch will be read before anything is sent, since what was touched is forgotten.
+bool SwitchProgrammer::renderedMore() {
+    renderer_.render();
+    auto const touched = renderer_.takeTouched();
+    return !touched.groups.empty() || !touched.flows.empty();
+}
+
 /// Nothing is left to be sent.
 void SwitchProgrammer::inStep() {
     pending_ = {};
@@ -168,14 +181,21 @@ void SwitchProgrammer::inStep() {
 }
 
 void SwitchProgrammer::audit(Audited audited) {
+    auditWanted_ = true;
     if (audited) {
         audits_.push_back(std::move(audited));
+        tryAgain();
     }
-    if (std::string const reason = trouble(); !reason.empty()) {
-        answerAudits({false, {reason}});
+    if (!switchThere_) {
+        answerAudits({false, {trouble()}});
     }
-    auditWanted_ = true;
     send();
+}
+
+void SwitchProgrammer::tryAgain() {
+    if (retry_.pending()) {
+        read();
+    }
 }
 
 void SwitchProgrammer::startAudit() {
