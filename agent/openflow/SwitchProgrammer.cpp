@@ -150,10 +150,9 @@ void SwitchProgrammer::send() {
             carryOver(there_, sending, keys);
             counters_.groups += groups;
             counters_.flows += flows;
-            if (++counters_.bundles == 1 || failures_ >= kFailuresUntilTrouble) {
+            if (++counters_.bundles == 1) {
                 log_("the switch is programmed: " + inWords(there_));
             }
-            failures_ = 0;
             send();
         });
 }
@@ -168,7 +167,9 @@ bool SwitchProgrammer::renderedMore() {
 /// Nothing is left to be sent.
 void SwitchProgrammer::inStep() {
     pending_ = {};
-    failures_ = 0;
+    if (std::exchange(failures_, 0) >= kFailuresUntilTrouble) {
+        log_("the switch is programmed again: " + inWords(there_));
+    }
     if (std::exchange(audited_, false)) {
         std::vector<std::string> lines = std::exchange(findings_, {});
         lines.push_back(lines.empty() ? "the switch has what it should have: " + inWords(there_)
