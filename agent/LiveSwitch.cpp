@@ -44,7 +44,8 @@ LiveSwitch::LiveSwitch(EventLoop &loop, Options options, Feeds feeds, Log log)
         loop_, BridgeFollower::Options{options_.bridge, options_.ovsdb},
         BridgeFollower::Callbacks{[this](BridgeState const &state) { bridgeChanged(state); },
                                   [this] { programmer_.switchCame(); },
-                                  [this] { programmer_.switchWent(); }, log_.trouble});
+                                  [this] { programmer_.switchWent(); }, log_.trouble,
+                                  [this] { programmer_.tryAgain(); }});
 }
 
 /// Makes all of the changes, or none and says why.

@@ -85,6 +85,9 @@ void BridgeFollower::readRows() {
     if (differs) {
         askLearned();
     }
+    if (callbacks_.databaseWritten) {
+        callbacks_.databaseWritten();
+    }
 }
 
 void BridgeFollower::bridgeIsMissing() {

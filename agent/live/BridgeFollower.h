@@ -42,6 +42,9 @@ class BridgeFollower {
         std::function<void()> switchWent;
         /// A line for the user: something that cannot be rendered, a loss, a recovery.
         std::function<void(std::string const &line)> log;
+        /// Something was written to the database, perhaps by an ovs-vswitchd that had lost it, and
+        /// was deaf until then. May be null.
+        std::function<void()> databaseWritten{};
     };
 
     /// `loop` must outlive this. Throws std::system_error if the kernel refuses a socket.

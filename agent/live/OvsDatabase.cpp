@@ -217,11 +217,9 @@ void OvsDatabase::replace(json const &tables) {
     if (std::exchange(lossLogged_, false)) {
         callbacks_.log("ovsdb-server at " + path_ + ": connected");
     }
-    bool const first = !std::exchange(wasRead_, true);
-    if (first || !(rows == rows_)) {
-        rows_ = std::move(rows);
-        callbacks_.changed();
-    }
+    wasRead_ = true;
+    rows_ = std::move(rows);
+    callbacks_.changed();
 }
 
 void OvsDatabase::update(json const &tables) {

@@ -19,7 +19,7 @@ class OvsDatabase {
   public:
     /// Called from the loop.
     struct Callbacks {
-        std::function<void()> changed;                    // the rows, or they were read first
+        std::function<void()> changed;                    // the rows, or they were read again
         std::function<void(std::string const &line)> log; // a loss or a recovery, once
     };
 

@@ -120,7 +120,13 @@ void SwitchProgrammer::dump(std::function<void(OpenFlowTables const &there)> don
 }
 
 void SwitchProgrammer::send() {
-    if (!begun_ || !known_ || child_ != nullptr) {
+    if (!begun_ || child_ != nullptr) {
+        return;
+    }
+    if (!known_) {
+        if (retry_.pending() && everRead_ && renderedMore()) {
+            read(); // perhaps without what was refused
+        }
         return;
     }
     renderer_.render();
@@ -144,18 +150,26 @@ void SwitchProgrammer::send() {
             carryOver(there_, sending, keys);
             counters_.groups += groups;
             counters_.flows += flows;
-            if (++counters_.bundles == 1 || failures_ >= kFailuresUntilTrouble) {
+            if (++counters_.bundles == 1) {
                 log_("the switch is programmed: " + inWords(there_));
             }
-            failures_ = 0;
             send();
         });
+}
+
+/// REQUIRES: the switch will be read before anything is sent, since what was touched is forgotten.
+bool SwitchProgrammer::renderedMore() {
+    renderer_.render();
+    auto const touched = renderer_.takeTouched();
+    return !touched.groups.empty() || !touched.flows.empty();
 }
 
 /// Nothing is left to be sent.
 void SwitchProgrammer::settled() {
     pending_ = {};
-    failures_ = 0;
+    if (std::exchange(failures_, 0) >= kFailuresUntilTrouble) {
+        log_("the switch is programmed again: " + inWords(there_));
+    }
     if (std::exchange(audited_, false)) {
         std::vector<std::string> lines = std::exchange(findings_, {});
         lines.push_back(lines.empty() ? "the switch has what it should have: " + inWords(there_)
@@ -168,14 +182,21 @@ void SwitchProgrammer::settled() {
 }
 
 void SwitchProgrammer::audit(Audited audited) {
+    auditWanted_ = true;
     if (audited) {
         audits_.push_back(std::move(audited));
+        tryAgain();
     }
-    if (std::string const reason = trouble(); !reason.empty()) {
-        answerAudits({false, {reason}});
+    if (!switchThere_) {
+        answerAudits({false, {trouble()}});
     }
-    auditWanted_ = true;
     send();
+}
+
+void SwitchProgrammer::tryAgain() {
+    if (retry_.pending()) {
+        read();
+    }
 }
 
 void SwitchProgrammer::startAudit() {

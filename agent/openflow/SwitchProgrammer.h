@@ -66,8 +66,11 @@ class SwitchProgrammer {
     void send();
 
     /// Compares the switch with what it should have, now or after what is in progress. `audited`
-    /// may be null.
+    /// may be null; else somebody waits, and after failures the next try is made at once.
     void audit(Audited audited);
+
+    /// What made a try fail may be over: the next one is made at once.
+    void tryAgain();
 
     /// Takes everything of the agent out of the switch, and waits for that. Afterwards nothing
     /// more is sent. Returns whether nothing of this agent is left there.
@@ -89,6 +92,7 @@ class SwitchProgrammer {
     void run(std::vector<std::string> arguments, std::string const &input, ChildProcess::Done done);
     void read();
     void dump(std::function<void(OpenFlowTables const &there)> done);
+    bool renderedMore();
     void settled();
     void startAudit();
     void answerAudits(AuditAnswer const &answer);

@@ -176,7 +176,7 @@ void VirtualSwitch::port(std::string const &bridge, std::string const &name,
                                        "options:tx_pcap=" + path(name + ".pcap")});
     arguments.insert(arguments.end(), interfaceSettings.begin(), interfaceSettings.end());
     vsctl(arguments);
-    ports_.try_emplace(name);
+    ports_.insert_or_assign(name, Port()); // its capture is new, too
 }
 
 std::string VirtualSwitch::vsctl(Arguments const &arguments) {
