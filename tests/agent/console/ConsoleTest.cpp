@@ -42,7 +42,7 @@ struct ConsoleTest : testing::Test {
     std::string file = testing::TempDir() + "umo-events-" + std::to_string(getpid()) + ".yaml";
     EventLoop loop;
     ForwardingAgent agent{loop, [](std::string const &line) { ADD_FAILURE() << line; }};
-    Console console{agent, loop};
+    Console console{agent, loop, Scope::wholeSwitch};
 };
 
 } // namespace
