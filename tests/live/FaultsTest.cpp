@@ -63,15 +63,13 @@ bool eventually(Condition const &condition) {
     return true;
 }
 
-/// A match for packets to the customer's group, with copies to group 239.2.2.`to`.
-std::string customer(int number, int to) {
+/// A match for packets to the customer's group, with copies to group 239.2.2.`to`, or the
+/// same number.
+std::string customer(int number, int to = 0) {
     std::string const name = std::to_string(number);
     return "m" + name + ": {flow: {destination: 239.1.1." + name +
            ", destination-port: 5}, actions: {a: {source: 10.9.9.9, destination: \"239.2.2." +
-           std::to_string(to) + ":8\", egress: [Vlan20]}}}, ";
-}
-std::string customer(int number) {
-    return customer(number, number);
+           (to == 0 ? name : std::to_string(to)) + ":8\", egress: [Vlan20]}}}, ";
 }
 
 /// A UDP packet from 10.1.1.1:4000 to 239.1.1.`group`, port 5, with the number as its payload.
@@ -154,16 +152,11 @@ struct Faults : testing::Test {
             {"add-port", "br0", "v20", "tag=20", "--", "set", "interface", "v20", "type=internal"});
     }
 
-    [[nodiscard]] std::string write(std::string const &file, std::string const &text) const {
-        std::string path = ovs.directory() + "/" + file;
-        std::ofstream(path) << text;
-        return path;
-    }
     /// Writes the file of the feeds; a running agent reads it again.
     void feeds(std::string const &matches) const {
-        static_cast<void>(write("feeds.yaml", "ip-interfaces: {Vlan20: {address: 10.0.20.1/24}}\n"
-                                              "policies: {feed: {matches: {" +
-                                                  matches + "}}}\n"));
+        std::ofstream(ovs.directory() + "/feeds.yaml")
+            << "ip-interfaces: {Vlan20: {address: 10.0.20.1/24}}\n"
+            << "policies: {feed: {matches: {" << matches << "}}}\n";
         if (agent) {
             agent->signal(SIGHUP);
         }
@@ -501,11 +494,11 @@ TEST_F(Faults, OtherCustomersLoseNothingWhenFeedsChange) {
     EXPECT_THAT(agent->log(), ContainsRegex("/feeds.yaml:2:[0-9]+: .*nowhere"));
     EXPECT_EQ(dump(), before);
     for (char const *const egress : {"[Vlan20]", "[Vlan10]", "[Vlan20, Vlan10]"}) {
-        std::string const file = write(
-            "apply.yaml", std::string("events: [{set: {policies: {other: {matches: {m: {flow: "
-                                      "{destination: 239.1.1.9}, actions: {a: {destination: "
-                                      "239.3.3.3, egress: ") +
-                              egress + "}}}}}}}}]\n");
+        std::string const file = ovs.directory() + "/apply.yaml";
+        std::ofstream(file)
+            << "events: [{set: {policies: {other: {matches: {m: {flow: {destination: "
+            << "239.1.1.9}, actions: {a: {destination: 239.3.3.3, egress: " << egress
+            << "}}}}}}}}]\n";
         EXPECT_THAT(agent->ask("apply " + file), StartsWith("applied 1 event")) << agent->log();
         send(50);
     }
