@@ -8,8 +8,13 @@
 #include <tins/dot1q.h>
 #include <tins/ipv6.h>
 
+#include <algorithm>
+#include <iterator>
+#include <map>
+#include <optional>
 #include <regex>
 #include <sstream>
+#include <utility>
 
 using namespace UmoAgent;
 using namespace TestSupport;
@@ -64,7 +69,7 @@ struct LiveForwarding : testing::Test {
         ovs.ofctl({"mod-port", "br0", "Et7", "no-flood"});
     }
     ~LiveForwarding() override {
-        EXPECT_TRUE(live->shutDown(false));
+        EXPECT_TRUE(live && live->shutDown(false));
         EXPECT_TRUE(live->agent().clean());
         EXPECT_THAT(ovs.ofctl({"-O", "OpenFlow15", "dump-groups", "br0"}),
                     testing::Not(testing::HasSubstr("group_id")));
@@ -98,7 +103,7 @@ struct LiveForwarding : testing::Test {
                      LiveSwitch::Log{[](std::string const &) {},
                                      [](std::string const &line) {
                                          bool const fault =
-                                             line.find("programmed: ") == std::string::npos &&
+                                             line.find("is programmed: ") == std::string::npos &&
                                              line.find("left out") == std::string::npos;
                                          EXPECT_FALSE(fault) << line;
                                      }});
@@ -163,6 +168,7 @@ struct LiveForwarding : testing::Test {
             ovs.receive(port, frame);
             live->agent().forwarder().receive(Nexo::IntfId(port), frame);
         }
+        live->agent().forwarder().transmitIs(nullptr);
         Sent sent;
         for (Port const &each : ports) {
             Nexo::IntfId const intf(each.name);
