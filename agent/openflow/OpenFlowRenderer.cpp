@@ -261,9 +261,9 @@ OpenFlowTables::Buckets OpenFlowRenderer::bucketsOf(Match const &match, Served s
                 buckets.push_back(recirculationActions(portSet));
             } else if (auto const *const port = findIn(ports_, intf);
                        port != nullptr && port->number != 0) {
-                buckets.push_back(copyActions(
-                    portSet, served, mac_,
-                    {port->number, leavesTagged(port->settings, portSet.vlan)}));
+                buckets.push_back(
+                    copyActions(portSet, served, mac_,
+                                {port->number, leavesTagged(port->settings, portSet.vlan)}));
             }
         }
     }
