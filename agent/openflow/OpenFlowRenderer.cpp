@@ -18,6 +18,8 @@ constexpr std::uint32_t kFirst = 2, kUsual = 1, kOtherwise = 0;
 char const *const kDrop = "drop";
 char const *const kBridge = "NORMAL";
 
+char const *const kNoVlan = "dl_vlan=4095"; // reserved: a frame with this tag is in no VLAN
+
 std::string resubmitTo(FlowTable table) {
     return "resubmit(," + std::to_string(static_cast<unsigned>(table)) + ')';
 }
@@ -55,6 +57,7 @@ std::map<std::string, std::string> flowsOf(BridgePort const &port) {
     std::map<std::string, std::string> flows;
     if (Bridging::carriesSeveralVlans(port.settings.mode)) {
         flows[flowMatch(FlowTable::ports, kUsual, {in})] = accepted;
+        flows[flowMatch(FlowTable::ports, kFirst, {in, kNoVlan})] = kBridge;
         if (!takesUntagged) {
             flows[flowMatch(FlowTable::ports, kFirst, {in, untagged})] = kBridge;
         }
