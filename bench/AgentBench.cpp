@@ -244,7 +244,7 @@ void waitDuringApply(benchmark::State &state) {
     UmoAgent::EventLoop loop;
     UmoAgent::ForwardingAgent agent(loop, contractErrors());
     agent.start({});
-    UmoAgent::ApplyCommand apply(agent, loop);
+    UmoAgent::ApplyCommand apply(agent, loop, UmoAgent::Scope::wholeSwitch);
     std::string text = "events:\n- set:\n";
     std::istringstream lines(Bench::scenarioText(sizeOf(state), Shape::policies));
     for (std::string line; std::getline(lines, line);) {
