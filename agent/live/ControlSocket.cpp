@@ -35,7 +35,7 @@ std::string ControlSocket::findSocket() const {
     if (auto const *const unreadable = std::get_if<Unreadable>(&text)) {
         throw std::runtime_error(daemon + ".pid: " + unreadable->reason);
     }
-    std::string const &line = std::get<std::string>(text);
+    auto const &line = std::get<std::string>(text);
     return daemon + "." + line.substr(0, line.find('\n')) + ".ctl";
 }
 
