@@ -79,7 +79,8 @@ void LiveSwitch::bridgeChanged(BridgeState const &state) {
                   std::to_string(state.vlanInterfaces.size()) + " VLAN interfaces");
     }
     bridge_ = state;
-    renderer_.bridgeIs(state.mac, portsOf(state));
+    renderer_.bridgeIs(state.mac, state.inKernel ? Datapath::kernel : Datapath::userspace,
+                       portsOf(state));
 }
 
 /// Without what the file says otherwise.

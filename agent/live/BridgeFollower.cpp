@@ -46,24 +46,17 @@ BridgeFollower::BridgeFollower(EventLoop &loop, Options options, Callbacks callb
                                                   : options_.runDirectory),
       callbacks_(std::move(callbacks)),
       poll_([this] { askLearned(); }),
-      reread_([this] { readRows(); }),
       database_(loop, options_.ovsdb, {[this] { readRows(); }, callbacks_.log}),
       control_(
           loop, runDirectory_,
           {[this] { controlCame(); }, [this](std::string const &reason) { controlWent(reason); }}),
       kernel_(loop, [this] { readRows(); }) {}
 
-void BridgeFollower::addressesIs(Addresses addresses) {
-    options_.addresses = std::move(addresses);
-    reread_.runIn({});
-}
-
 void BridgeFollower::readRows() {
     if (!database_.wasRead() || !kernel_.wereRead()) {
         return;
     }
-    auto reading =
-        readBridge(database_.rows(), options_.bridge, {kernel_.addresses(), options_.addresses});
+    auto reading = readBridge(database_.rows(), options_.bridge, kernel_.addresses());
     if (!reading) {
         bridgeIsMissing();
         return;

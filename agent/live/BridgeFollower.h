@@ -3,11 +3,11 @@
 #include "Nexo/IntfId.h"
 #include "Nexo/IpAddrWithMask.h"
 #include "agent/base/EventLoop.h"
+#include "agent/base/Timer.h"
 #include "agent/live/AddressWatch.h"
 #include "agent/live/BridgeState.h"
 #include "agent/live/ControlSocket.h"
 #include "agent/live/OvsDatabase.h"
-#include "agent/base/Timer.h"
 
 #include <functional>
 #include <map>
@@ -23,13 +23,10 @@ namespace UmoAgent {
 /// come back by themselves; what was read last stays until then.
 class BridgeFollower {
   public:
-    using Addresses = std::map<Nexo::IntfId, Nexo::IpAddrWithMask>;
-
     struct Options {
         std::string bridge;
         std::string ovsdb;          // the Unix socket of ovsdb-server
         std::string runDirectory{}; // of ovs-vswitchd; empty: that of the database's socket
-        Addresses addresses{};      // of VLAN interfaces; they win over those of the kernel
     };
 
     /// All are called from the loop, never from a function of the follower. None may destroy it.
@@ -59,9 +56,6 @@ class BridgeFollower {
     /// Whether `switchCame` was called last.
     [[nodiscard]] bool switchThere() const { return there_; }
 
-    /// The addresses of a file that was read again.
-    void addressesIs(Addresses addresses);
-
   private:
     void readRows();
     void bridgeIsMissing();
@@ -89,7 +83,6 @@ class BridgeFollower {
     bool missingLogged_ = false;
     bool controlLossLogged_ = false;
     Timer poll_;
-    Timer reread_; // after addressesIs
     OvsDatabase database_;
     ControlSocket control_;
     AddressWatch kernel_;

@@ -120,7 +120,7 @@ PortState stateOf(Ovs::Bridge const &bridge, Ovs::Port const &port,
 /// Reads one bridge.
 class Reader {
   public:
-    Reader(Ovs::Rows const &rows, Ovs::Bridge const &bridge, AddressSources const &addresses)
+    Reader(Ovs::Rows const &rows, Ovs::Bridge const &bridge, KernelAddresses const &addresses)
         : rows_(rows), bridge_(bridge), addresses_(addresses) {
         for (Ovs::Uuid const &uuid : bridge.ports) {
             if (auto const *const port = findIn(rows.ports, uuid)) {
@@ -135,15 +135,9 @@ class Reader {
 
     BridgeReading read(Ovs::Uuid const &uuid) {
         reading_.bridge = uuid;
+        reading_.state.inKernel = bridge_.datapathType.empty() || bridge_.datapathType == "system";
         for (auto const &[name, port] : ports_) {
             readPort(*port);
-        }
-        for (auto const &[intf, address] : addresses_.file) {
-            std::uint16_t const vlan = Nexo::VlanIntfId::vlanId(intf);
-            if (vlan == 0 || vlan > kLastVlan || !hasInterface(VlanId(vlan))) {
-                leaveOut("the address of " + intf.stringValue(),
-                         "the bridge has no such VLAN interface");
-            }
         }
         for (Ovs::Uuid const &mirror : bridge_.mirrors) {
             auto const *const row = findIn(rows_.mirrors, mirror);
@@ -160,10 +154,6 @@ class Reader {
     }
     void leaveOut(Ovs::Port const &port, std::string const &why) {
         leaveOut("port " + inQuotes(port.name), why);
-    }
-
-    [[nodiscard]] bool hasInterface(VlanId vlan) const {
-        return reading_.state.vlanInterfaces.count(vlan) != 0;
     }
 
     void readPort(Ovs::Port const &port) {
@@ -202,11 +192,7 @@ class Reader {
             leaveOut(port, intf.stringValue() + " is another port");
             return;
         }
-        auto const *address = findIn(addresses_.file, intf);
-        if (address == nullptr) {
-            address = findIn(addresses_.kernel, port.name);
-        }
-        if (address != nullptr) {
+        if (auto const *const address = findIn(addresses_, port.name)) {
             reading_.state.addresses.emplace(intf, *address);
         }
     }
@@ -280,7 +266,7 @@ class Reader {
 
     Ovs::Rows const &rows_;
     Ovs::Bridge const &bridge_;
-    AddressSources const &addresses_;
+    KernelAddresses const &addresses_;
     std::map<std::string_view, Ovs::Port const *> ports_; // of the bridge, by name
     RawVlans vlans_;                                      // that exist
     BridgeReading reading_;
@@ -289,7 +275,7 @@ class Reader {
 } // namespace
 
 std::optional<BridgeReading> readBridge(Ovs::Rows const &rows, std::string_view name,
-                                        AddressSources const &addresses) {
+                                        KernelAddresses const &addresses) {
     for (auto const &[uuid, bridge] : rows.bridges) {
         if (bridge.name == name) {
             return Reader(rows, bridge, addresses).read(uuid);

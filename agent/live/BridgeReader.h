@@ -18,16 +18,13 @@ struct BridgeReading {
     std::vector<std::string> leftOut; // what cannot be rendered, one line each
 };
 
-/// Addresses of VLAN interfaces from two sources.
-struct AddressSources {
-    std::map<std::string, Nexo::IpAddrWithMask> const &kernel; // by the name of the port
-    std::map<Nexo::IntfId, Nexo::IpAddrWithMask> const &file;  // these win
-};
+/// Addresses by the name of the kernel's interface.
+using KernelAddresses = std::map<std::string, Nexo::IpAddrWithMask>;
 
 /// Reads all of the bridge except the learned MAC addresses; none if there is no such bridge.
 /// VLAN 0 of Open vSwitch, which is untagged, is VLAN 1 for the agent.
 std::optional<BridgeReading> readBridge(Ovs::Rows const &rows, std::string_view name,
-                                        AddressSources const &addresses);
+                                        KernelAddresses const &addresses);
 
 /// Reads the MAC addresses that were learned on `ports` from the text of `fdb/show`.
 LearnedMacs readLearnedMacs(std::string_view fdb, std::map<Nexo::IntfId, LivePort> const &ports);

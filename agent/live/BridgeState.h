@@ -32,6 +32,7 @@ using LearnedMacs = std::map<Bridging::VlanId, std::map<Nexo::EthAddr, Nexo::Int
 /// interfaces.
 struct BridgeState {
     Nexo::EthAddr mac{};
+    bool inKernel = true; // copies are made by the kernel, not by ovs-vswitchd; in no table
     std::map<Nexo::IntfId, LivePort> ports;
     std::set<Bridging::VlanId> vlanInterfaces;
     std::map<Nexo::IntfId, Nexo::IpAddrWithMask> addresses; // of VLAN interfaces

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "agent/base/EventLoop.h"
-#include "agent/live/JsonRpc.h"
 #include "agent/base/Timer.h"
+#include "agent/live/JsonRpc.h"
 
 #include <nlohmann/json_fwd.hpp>
 

@@ -67,6 +67,7 @@ void read(json const &row, Ovs::Bridge &bridge) {
     bridge.name = row.at("name").get<std::string>();
     bridge.ports = uuidsOf(row.at("ports"));
     bridge.mirrors = uuidsOf(row.at("mirrors"));
+    bridge.datapathType = row.at("datapath_type").get<std::string>();
     bridge.stp = row.at("stp_enable").get<bool>();
     bridge.rstp = row.at("rstp_enable").get<bool>();
     bridge.hwaddr = valueOf(row.at("other_config"), "hwaddr");
@@ -100,8 +101,8 @@ json monitorRequest() {
         return json{{"columns", names}};
     };
     json const tables{
-        {"Bridge",
-         columns({"name", "ports", "mirrors", "stp_enable", "rstp_enable", "other_config"})},
+        {"Bridge", columns({"name", "datapath_type", "ports", "mirrors", "stp_enable",
+                            "rstp_enable", "other_config"})},
         {"Port",
          columns({"name", "interfaces", "vlan_mode", "tag", "trunks", "status", "rstp_status"})},
         {"Interface",

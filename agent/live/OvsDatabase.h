@@ -1,9 +1,9 @@
 #pragma once
 
 #include "agent/base/EventLoop.h"
+#include "agent/base/Timer.h"
 #include "agent/live/JsonRpc.h"
 #include "agent/live/OvsRows.h"
-#include "agent/base/Timer.h"
 
 #include <nlohmann/json_fwd.hpp>
 

@@ -18,6 +18,7 @@ struct Bridge {
     std::string name;
     std::vector<Uuid> ports{};
     std::vector<Uuid> mirrors{};
+    std::string datapathType;
     bool stp = false;
     bool rstp = false;
     std::string hwaddr{}; // the MAC address that the user has given it

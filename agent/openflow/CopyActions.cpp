@@ -54,11 +54,12 @@ void setDestinationMac(std::ostream &out, SoftSwitch::PortSet const &portSet, Se
 
 } // namespace
 
-bool fitsFragments(SoftSwitch::PortSet const &portSet) {
-    auto const setsPort = [](Translation const &translation) {
-        return translates(translation) && translation->nat.port() != 0;
+bool fits(Fragments fragments, SoftSwitch::PortSet const &portSet, Datapath datapath) {
+    bool const spoilt = fragments == Fragments::later && datapath == Datapath::userspace;
+    auto const fits = [&](Translation const &translation) {
+        return !translates(translation) || (translation->nat.port() == 0 && !spoilt);
     };
-    return !setsPort(portSet.source) && !setsPort(portSet.destination);
+    return fragments == Fragments::none || (fits(portSet.source) && fits(portSet.destination));
 }
 
 std::string copyActions(SoftSwitch::PortSet const &portSet, Served served, Nexo::EthAddr bridgeMac,

@@ -8,10 +8,17 @@
 
 namespace UmoAgent {
 
+/// Which packets of a match are fragments.
+enum class Fragments : std::uint8_t {
+    none,  // or they get the same copies
+    any,   // they lack the ports to translate
+    later, // of UDP or TCP, without its header
+};
+
 /// Which packets a group serves.
 struct Served {
     bool multicast = false; // those to a multicast address, else the others
-    bool fragments = false; // fragments, which lack the ports to translate
+    Fragments fragments = Fragments::none;
 
     bool operator==(Served const &) const = default;
 };
@@ -22,8 +29,14 @@ struct Egress {
     bool tagged = false;    // whether copies leave with a tag
 };
 
-/// Whether fragments can have the port set's copies.
-bool fitsFragments(SoftSwitch::PortSet const &portSet);
+/// Where a bridge makes its copies.
+enum class Datapath : std::uint8_t {
+    kernel,
+    userspace, // takes the payload of a later fragment for a header with a checksum, and changes it
+};
+
+/// Whether such packets can have the port set's copies.
+bool fits(Fragments fragments, SoftSwitch::PortSet const &portSet, Datapath datapath);
 
 /// The actions of a bucket that makes a port set's copy for one interface.
 std::string copyActions(SoftSwitch::PortSet const &portSet, Served served, Nexo::EthAddr bridgeMac,

@@ -3,6 +3,7 @@
 #include "Nexo/IpAddr.h"
 #include "agent/openflow/OpenFlowTables.h"
 
+#include <array>
 #include <map>
 #include <set>
 #include <tuple>
@@ -20,9 +21,11 @@ enum class PortRank : std::uint8_t { none, one, oneOfEach, both };
 constexpr std::uint32_t kPortRanks = 4;
 
 // Among the entries of one flow, those that select less come first.
-constexpr std::uint32_t kSplitOff = 1, kFragments = 2, kEntryRanks = 4;
+constexpr std::uint32_t kSplitOff = 1, kFragments = 2, kLaterFragments = 4, kEntryRanks = 6;
 
 constexpr std::uint32_t kPrefixLengths = 33;
+
+constexpr std::array kTransports{"udp", "tcp"};
 
 using Ports = std::pair<std::uint16_t, std::uint16_t>; // source, destination
 
@@ -53,15 +56,19 @@ class Planner {
     /// Fragments of a flow without ports.
     void fragments() {
         for (auto const &[destination, served, split] : destinations()) {
-            add("ip", destination, {}, Served{served.multicast, true},
+            add("ip", destination, {}, Served{served.multicast, Fragments::any},
                 priority(PortRank::none) + split + kFragments);
+            for (char const *const transport : kTransports) {
+                add(transport, destination, {}, Served{served.multicast, Fragments::later},
+                    priority(PortRank::none) + split + kLaterFragments);
+            }
         }
     }
 
     /// Fragments of what a flow with ports selects: nobody knows their ports.
     void refuseFragments() {
         std::string const destination = destinationField();
-        for (char const *const transport : {"udp", "tcp"}) {
+        for (char const *const transport : kTransports) {
             add(transport, destination, {}, std::nullopt, priority(PortRank::both) + kFragments);
         }
     }
@@ -74,7 +81,8 @@ class Planner {
     };
 
     [[nodiscard]] static std::vector<char const *> transports(Ports ports) {
-        return ports == Ports{} ? std::vector{"ip"} : std::vector{"udp", "tcp"};
+        return ports == Ports{} ? std::vector{"ip"}
+                                : std::vector(kTransports.begin(), kTransports.end());
     }
 
     [[nodiscard]] std::string destinationField() const {
@@ -87,14 +95,13 @@ class Planner {
         auto const &end = rule_.end(Side::destination);
         bool const multicast = Nexo::IpAddr(end.prefix()).isMulticast();
         if (end.length() >= kMulticastLength) {
-            return {{destinationField(), {multicast, false}, 0}};
+            return {{destinationField(), {multicast}, 0}};
         }
-        std::vector<Destination> all{{destinationField(), {false, false}, 0}};
+        std::vector<Destination> all{{destinationField(), {false}, 0}};
         std::uint32_t const mask = end.length() == 0 ? 0 : ~std::uint32_t{0} << (32 - end.length());
         if ((kMulticastPrefix & mask) == end.prefix()) {
-            all.push_back({prefixField("nw_dst", kMulticastPrefix, kMulticastLength),
-                           {true, false},
-                           kSplitOff});
+            all.push_back(
+                {prefixField("nw_dst", kMulticastPrefix, kMulticastLength), {true}, kSplitOff});
         }
         return all;
     }
@@ -124,8 +131,9 @@ class Planner {
         if (ports.second != 0) {
             fields.push_back("tp_dst=" + std::to_string(ports.second));
         }
-        if (!served || served->fragments) {
-            fields.emplace_back("nw_frag=yes");
+        Fragments const fragments = served ? served->fragments : Fragments::any;
+        if (fragments != Fragments::none) {
+            fields.emplace_back(fragments == Fragments::any ? "nw_frag=yes" : "nw_frag=later");
         }
         planned_.flows.push_back(
             {flowMatch(FlowTable::matches, priority, std::move(fields)), served});

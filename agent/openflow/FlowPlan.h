@@ -17,7 +17,7 @@ struct PlannedFlow {
 
 /// The flow entries of a rule, first those for whole packets.
 struct PlannedRule {
-    Rule const *rule; // of the classifier
+    Rule const *rule = nullptr; // of the classifier
     std::vector<PlannedFlow> flows;
 };
 
@@ -32,6 +32,6 @@ std::vector<PlannedRule> planFlows(std::vector<Rule> const &rules);
 
 /// The priority of what drops recirculated packets that no flow selects: below all flows of
 /// matches.
-inline constexpr std::uint32_t kBelowAllFlows = 39'999;
+inline constexpr std::uint32_t kBelowAllFlows = 38'999;
 
 } // namespace UmoAgent

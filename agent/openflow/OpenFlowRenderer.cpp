@@ -30,6 +30,12 @@ std::string inHex(std::uint32_t value) {
     return out.str();
 }
 
+/// What an entry for these packets is an exception from.
+Served moreGeneral(Served served) {
+    return {served.multicast,
+            served.fragments == Fragments::later ? Fragments::any : Fragments::none};
+}
+
 /// Leads on to the groups of the match.
 std::string selectGroup(std::uint32_t first) {
     return "set_field:" + inHex(first) + "->" + kGroupRegister + ',' + resubmitTo(FlowTable::ports);
@@ -84,7 +90,7 @@ OpenFlowRenderer::OpenFlowRenderer(SoftSwitch &chip, Forwarder &forwarder, Group
     });
 }
 
-void OpenFlowRenderer::bridgeIs(Nexo::EthAddr mac, BridgePorts ports) {
+void OpenFlowRenderer::bridgeIs(Nexo::EthAddr mac, Datapath datapath, BridgePorts ports) {
     std::set<Nexo::IntfId> changedPorts;
     for (auto const &[intf, port] : ports) {
         auto const *const before = findIn(ports_, intf);
@@ -97,15 +103,16 @@ void OpenFlowRenderer::bridgeIs(Nexo::EthAddr mac, BridgePorts ports) {
             changedPorts.insert(intf);
         }
     }
-    bool const anotherMac = mac != mac_;
-    if (changedPorts.empty() && !anotherMac) {
+    bool const another = mac != mac_ || datapath != datapath_;
+    if (changedPorts.empty() && !another) {
         return;
     }
     mac_ = mac;
+    datapath_ = datapath;
     ports_ = std::move(ports);
     bridgeChanged_ = true;
     auto const affects = [&](Nexo::IntfId intf) {
-        return anotherMac || changedPorts.count(intf) != 0;
+        return another || changedPorts.count(intf) != 0;
     };
     for (auto const &[id, group] : chip_.groups()) {
         for (auto const &[portSetId, portSet] : group.portSets) {
@@ -226,8 +233,9 @@ std::string OpenFlowRenderer::actionFor(Owner const &owner, Match &match,
         return selectGroup(placed->ids.front());
     }
     Groups groups{served, {}, bucketsOf(match, served)};
-    if (served.fragments && groups.buckets == bucketsOf(match, {served.multicast, false})) {
-        return {}; // the entry for whole packets does for them, too
+    if (served.fragments != Fragments::none &&
+        groups.buckets == bucketsOf(match, moreGeneral(served))) {
+        return {}; // that entry does for them, too
     }
     if (groups.buckets.empty()) {
         return kDrop;
@@ -253,7 +261,7 @@ OpenFlowTables::Buckets OpenFlowRenderer::bucketsOf(Match const &match, Served s
         return buckets;
     }
     for (auto const &[id, portSet] : group->portSets) {
-        if (served.fragments && !fitsFragments(portSet)) {
+        if (!fits(served.fragments, portSet, datapath_)) {
             continue;
         }
         for (Nexo::IntfId const intf : portSet.interfaces) {

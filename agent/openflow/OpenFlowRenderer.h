@@ -61,8 +61,8 @@ class OpenFlowRenderer {
     OpenFlowRenderer(OpenFlowRenderer const &) = delete;
     OpenFlowRenderer &operator=(OpenFlowRenderer const &) = delete;
 
-    /// The bridge's MAC address and its ports.
-    void bridgeIs(Nexo::EthAddr mac, BridgePorts ports);
+    /// The bridge's MAC address, its datapath and its ports.
+    void bridgeIs(Nexo::EthAddr mac, Datapath datapath, BridgePorts ports);
 
     /// See GroupIds. REQUIRES: nothing was rendered yet.
     void lastResortIs(std::set<std::uint32_t> ids) { ids_.lastResortIs(std::move(ids)); }
@@ -109,6 +109,7 @@ class OpenFlowRenderer {
     SoftSwitch::LineSink errors_;
     GroupIds ids_;
     Nexo::EthAddr mac_{};
+    Datapath datapath_ = Datapath::kernel;
     BridgePorts ports_;
     bool bridgeChanged_ = true;
     std::vector<std::string> bridgeFlows_;

@@ -12,8 +12,7 @@
 /// first byte is the size of the pieces.
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const *bytes, std::size_t size) {
     static Sim::FuzzedAgent fuzzed;
-    static UmoAgent::Console console(fuzzed.agent, fuzzed.loop,
-                                     UmoAgent::Scope::wholeSwitch);
+    static UmoAgent::Console console(fuzzed.agent, fuzzed.loop, UmoAgent::Scope::wholeSwitch);
     std::string_view const text(reinterpret_cast<char const *>(bytes), size);
     std::size_t const piece = size == 0 ? 1 : bytes[0] % 64 + 1U;
     UmoAgent::LineReader whole;

@@ -364,15 +364,12 @@ TEST_F(LiveForwarding, OpenVSwitchDiffersFromTheChipInThis) {
         }
     });
     // Its userspace datapath, unlike that of the kernel, takes the payload of a later fragment for
-    // a transport header, and changes the checksum that would be there.
-    std::pair<Tins::IP, std::size_t> const wholes[] = {{packet("239.1.1.8:2"), kUdpChecksum},
-                                                       {whole, kTcpChecksum}};
-    for (auto const &[in, at] : wholes) {
+    // a transport header and would damage it. So there are no translated copies of those.
+    for (auto const &in : {packet("239.1.1.8:2"), whole}) {
         for (std::size_t const from : {24U, 48U}) {
-            Bytes const later = framed(fragment(in, from, from + 24));
-            expectOther(kVlan20, later, later, [checksum = at](Bytes &copy, Bytes &) {
-                copy = adding(0xffff - 0x0209, copy, checksum); // 10.1.7.8 became 10.9.9.9
-            });
+            Copies const copies = receive("Et1", framed(fragment(in, from, from + 24)));
+            EXPECT_THAT(copies.ofSwitch, IsEmpty());
+            EXPECT_THAT(copies.ofChip, SizeIs(2 * kVlan20));
         }
     }
 }
