@@ -367,9 +367,9 @@ TEST_F(LiveForwarding, OpenVSwitchDiffersFromTheChipInThis) {
     // a transport header and would damage it. So there are no translated copies of those.
     for (auto const &in : {packet("239.1.1.8:2"), whole}) {
         for (std::size_t const from : {24U, 48U}) {
-            Copies const copies = receive("Et1", framed(fragment(in, from, from + 24)));
-            EXPECT_THAT(copies.ofSwitch, IsEmpty());
-            EXPECT_THAT(copies.ofChip, SizeIs(2 * kVlan20));
+            Sent const sent = receive("Et1", framed(fragment(in, from, from + 24)));
+            EXPECT_THAT(sent.bySwitch, testing::IsEmpty());
+            EXPECT_THAT(sent.byChip, testing::SizeIs(2 * kVlan20));
         }
     }
 }
