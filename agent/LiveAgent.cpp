@@ -111,8 +111,8 @@ void LiveAgent::take(std::variant<Changes, ScenarioFaults> feeds) {
         changed = switch_.feedsAre(Feeds::of(std::get<Changes>(feeds)));
     }
     if (changed) {
-        say("SIGHUP: " + options_.file + " was read again, with " + std::to_string(*changed) +
-            " changes of policies, matches and actions");
+        say("SIGHUP: " + options_.file + " was read again, with " +
+            counted(*changed, "change", "changes"));
     } else {
         complain("SIGHUP: nothing was changed");
     }
@@ -127,11 +127,13 @@ ExitStatus LiveAgent::run() {
     for (OutputQueue *const queue : options_.queues) {
         queue->patienceIs(kLastPatience);
     }
+    bool const programmed = switch_.programmer().begun();
     bool const asWanted = switch_.shutDown(options_.leave);
-    say(std::string(signals_.received()) + ", NAT is shut down; its flows are " +
-        (options_.leave ? "left in the switch"
-         : asWanted     ? "taken out of the switch"
-                        : "perhaps still in the switch"));
+    say(std::string(signals_.received()) + ", NAT is shut down; " +
+        (!programmed      ? "nothing was programmed, what an earlier agent left is still there"
+         : options_.leave ? "its flows are left in the switch"
+         : asWanted       ? "its flows are taken out of the switch"
+                          : "its flows are perhaps still in the switch"));
     printChip(out_, switch_.agent().chip());
     out_.flush();
     for (OutputQueue *const queue : options_.queues) {

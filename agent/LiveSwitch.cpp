@@ -1,8 +1,11 @@
 #include "agent/LiveSwitch.h"
 
+#include "agent/base/Text.h"
+
 #include <algorithm>
 #include <filesystem>
 #include <iterator>
+#include <string_view>
 #include <utility>
 #include <variant>
 
@@ -13,9 +16,20 @@ namespace {
 BridgePorts portsOf(BridgeState const &state) {
     BridgePorts ports;
     for (auto const &[intf, port] : state.ports) {
-        ports.emplace(intf, BridgePort{port.settings, port.number});
+        ports.emplace(intf, port.everyVlan
+                                ? BridgePort{port.settings, port.number, true, {}}
+                                : BridgePort{port.settings, port.number, false, port.vlans});
     }
     return ports;
+}
+
+/// How many copies a match may have. Open vSwitch would take more, but they are too many for one
+/// packet already.
+constexpr std::uint32_t kPortSetsPerGroup = 16'384;
+
+/// What a change concerns, in words.
+std::string_view tableOf(AnyChange const &change) {
+    return std::visit([]<class T>(Change<T> const & /*change*/) { return T::kOne; }, change);
 }
 
 std::string targetOf(LiveSwitch::Options const &options) {
@@ -36,8 +50,7 @@ LiveSwitch::LiveSwitch(EventLoop &loop, Options options, Feeds feeds, Log log)
                   log_.trouble) {
     agent_.chip().fullGroupLogIs(
         [this](std::string const &line) { log_.trouble("chip: " + line); });
-    ChipCapacity capacity;
-    capacity.groups = options_.groups.size();
+    ChipCapacity const capacity{options_.groups.size(), kPortSetsPerGroup};
     agent_.start({Change<Table::Chip>{{}, capacity}});
     loop_.idleWorkIs([this] { idle(); });
     follower_.emplace(
@@ -48,11 +61,15 @@ LiveSwitch::LiveSwitch(EventLoop &loop, Options options, Feeds feeds, Log log)
                                   [this] { programmer_.tryAgain(); }});
 }
 
-/// Makes all of the changes, or none and says why.
-bool LiveSwitch::apply(Changes const &changes) {
+/// Makes all of the changes, or none and says why. Actions that are not notified of a change are
+/// evaluated, too.
+bool LiveSwitch::apply(Changes changes) {
+    auto nudged = nudges(agent_.state(), changes);
+    std::move(nudged.begin(), nudged.end(), std::back_inserter(changes));
     auto const faults = agent_.apply(changes);
     for (Fault const &fault : faults) {
-        log_.trouble("a change cannot be made: expected " + fault.expected +
+        log_.trouble("a change of " + std::string(tableOf(changes[fault.change])) +
+                     " cannot be made: expected " + fault.expected +
                      (fault.found.empty() ? "" : ", found " + fault.found));
     }
     return faults.empty();
@@ -66,17 +83,14 @@ void LiveSwitch::bridgeChanged(BridgeState const &state) {
             changes.emplace_back(Change<Table::IpInterface>{intf, value});
         }
         changes.insert(changes.end(), feeds_.policies.begin(), feeds_.policies.end());
-    } else {
-        auto nudged = nudges(agent_.state(), changes);
-        std::move(nudged.begin(), nudged.end(), std::back_inserter(changes));
     }
-    if (!apply(changes)) {
+    if (!apply(std::move(changes))) {
         return;
     }
     if (!std::exchange(following_, true)) {
         log_.news("following bridge " + options_.bridge + ": " +
-                  std::to_string(state.ports.size()) + " ports, " +
-                  std::to_string(state.vlanInterfaces.size()) + " VLAN interfaces");
+                  counted(state.ports.size(), "port", "ports") + ", " +
+                  counted(state.vlanInterfaces.size(), "VLAN interface", "VLAN interfaces"));
     }
     bridge_ = state;
     renderer_.bridgeIs(state.mac, state.inKernel ? Datapath::kernel : Datapath::userspace,
@@ -121,15 +135,19 @@ std::optional<std::size_t> LiveSwitch::feedsAre(Feeds feeds) {
         }
     }
     for (auto const &[intf, value] : feeds.ipInterfaces) {
-        changes.emplace_back(Change<Table::IpInterface>{intf, value});
+        auto const there = agent_.state().find<Table::IpInterface>(intf);
+        if (!there || there->address != value.address || there->routing != value.routing) {
+            changes.emplace_back(Change<Table::IpInterface>{intf, value});
+        }
     }
     auto const policies = differenceToPolicies(agent_.state(), feeds.policies);
     changes.insert(changes.end(), policies.begin(), policies.end());
-    if (!apply(changes)) {
+    std::size_t const count = changes.size();
+    if (!apply(std::move(changes))) {
         return std::nullopt;
     }
     feeds_ = std::move(feeds);
-    return policies.size();
+    return count;
 }
 
 bool LiveSwitch::shutDown(bool leave) {

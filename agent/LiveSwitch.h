@@ -41,7 +41,7 @@ class LiveSwitch {
     [[nodiscard]] bool following() const { return following_; }
 
     /// Replaces the feeds: mounts what differs, all of it or nothing. Returns the number of changes
-    /// of policies, matches and actions; none if the log says why it cannot be.
+    /// of policies, matches, actions and IP interfaces; none if the log says why it cannot be.
     std::optional<std::size_t> feedsAre(Feeds feeds);
 
     /// Ends the NAT library. If `leave`, the switch keeps what was programmed; else it is taken
@@ -52,7 +52,7 @@ class LiveSwitch {
     [[nodiscard]] SwitchProgrammer &programmer() { return programmer_; }
 
   private:
-    bool apply(Changes const &changes);
+    bool apply(Changes changes);
     void bridgeChanged(BridgeState const &state);
     [[nodiscard]] Changes withoutFileAddresses(Changes changes) const;
     void idle();

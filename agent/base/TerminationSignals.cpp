@@ -48,6 +48,9 @@ TerminationSignals::TerminationSignals(EventLoop &loop, std::function<void()> ha
 
 TerminationSignals::~TerminationSignals() {
     loop_.unwatch(signals_.number());
+    if (hangUp_) {
+        hangUp_ = [] {}; // whoever would do it may have gone
+    }
     receive();
     if (received_ == nullptr) {
         sigprocmask(SIG_SETMASK, &before_, nullptr);

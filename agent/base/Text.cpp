@@ -91,6 +91,10 @@ std::size_t width(std::string_view text) {
         std::count_if(text.begin(), text.end(), [](char c) { return !isContinuation(c); }));
 }
 
+std::string counted(std::size_t count, std::string_view one, std::string_view several) {
+    return std::to_string(count).append(1, ' ').append(count == 1 ? one : several);
+}
+
 std::string inQuotes(std::string_view text) {
     return '"' + printable(text) + '"';
 }

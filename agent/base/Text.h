@@ -27,6 +27,9 @@ std::string printable(std::string_view text, std::string_view kept = "");
 /// The terminal columns that the text takes if each character takes one.
 std::size_t width(std::string_view text);
 
+/// `1 flow`, `2 flows`.
+std::string counted(std::size_t count, std::string_view one, std::string_view several);
+
 /// The text in quotes, printable.
 std::string inQuotes(std::string_view text);
 

@@ -160,6 +160,20 @@ Changes nudges(SwitchState const &mounted, Changes const &changes) {
     for (AnyChange const &change : changes) {
         std::visit(SilentOf{silent}, change);
     }
+    std::set<Pelo::String> policies; // removed, as the matches
+    std::set<Table::Match::Key> matches;
+    std::set<Action::Key> actions; // changed or removed
+    for (AnyChange const &change : changes) {
+        if (auto const *const policy = std::get_if<Change<Table::Policy>>(&change);
+            policy != nullptr && !policy->value) {
+            policies.insert(policy->key);
+        } else if (auto const *const match = std::get_if<Change<Table::Match>>(&change);
+                   match != nullptr && !match->value) {
+            matches.insert(match->key);
+        } else if (auto const *const action = std::get_if<Change<Action>>(&change)) {
+            actions.insert(action->key);
+        }
+    }
     Changes raised;
     if (silent.interfaces.empty() && !silent.everyPort && !silent.recirculation) {
         return raised;
@@ -167,6 +181,10 @@ Changes nudges(SwitchState const &mounted, Changes const &changes) {
     walk(
         mounted, [](auto const &) {}, [](auto const &) {},
         [&](Action::Key const &key) {
+            if (policies.count(key.policy) != 0 || matches.count({key.policy, key.match}) != 0 ||
+                actions.count(key) != 0) {
+                return;
+            }
             auto value = mounted.find<Action>(key);
             if (value && value->version != 0 && silent.concerns(*value)) {
                 value->version = next(value->version);

@@ -36,6 +36,9 @@ Served moreGeneral(Served served) {
             served.fragments == Fragments::later ? Fragments::any : Fragments::none};
 }
 
+/// For a match without copies: its packets are dropped where others would get theirs.
+constexpr std::uint32_t kNoGroup = 0xffffffff;
+
 /// Leads on to the groups of the match.
 std::string selectGroup(std::uint32_t first) {
     return "set_field:" + inHex(first) + "->" + kGroupRegister + ',' + resubmitTo(FlowTable::ports);
@@ -54,28 +57,38 @@ std::string toGroups(std::vector<std::uint32_t> const &ids) {
     return actions;
 }
 
-/// What the port accepts goes on to the groups, the rest is bridged.
+/// What the port accepts goes on to the groups, the rest is bridged. Unlike the software chip,
+/// which takes what a capture says, a trunk accepts the VLANs that it carries only.
 std::map<std::string, std::string> flowsOf(BridgePort const &port) {
     std::string const in = "in_port=" + std::to_string(port.number);
     std::string const untagged = "vlan_tci=0x0000/0x0fff"; // also with a priority only
     std::string const accepted = resubmitTo(FlowTable::groups);
-    bool const takesUntagged = accepts(port.settings, std::nullopt);
+    bool const several = Bridging::carriesSeveralVlans(port.settings.mode);
+    std::set<Bridging::VlanId> vlans;
+    if (several) {
+        vlans = port.vlans;
+    } else if (auto const &native = port.settings.nativeVlan; native.usable()) {
+        vlans.emplace(native.value());
+    }
+    auto const carries = [&](std::uint16_t vlan) {
+        return (several && port.everyVlan) || vlans.count(Bridging::VlanId(vlan)) != 0;
+    };
     std::map<std::string, std::string> flows;
-    if (Bridging::carriesSeveralVlans(port.settings.mode)) {
-        flows[flowMatch(FlowTable::ports, kUsual, {in})] = accepted;
+    if (accepts(port.settings, std::nullopt) &&
+        (!several || carries(port.settings.nativeVlan.value()))) {
+        flows[flowMatch(FlowTable::ports, kFirst, {in, untagged})] = accepted;
+    }
+    if (several && port.everyVlan) {
+        flows[flowMatch(FlowTable::ports, kUsual, {in, "vlan_tci=0x1000/0x1000"})] = accepted;
+        flows[flowMatch(FlowTable::ports, kFirst, {in, "dl_vlan=0"})] = kBridge;
         flows[flowMatch(FlowTable::ports, kFirst, {in, kNoVlan})] = kBridge;
-        if (!takesUntagged) {
-            flows[flowMatch(FlowTable::ports, kFirst, {in, untagged})] = kBridge;
-        }
         return flows;
     }
-    if (takesUntagged) {
-        flows[flowMatch(FlowTable::ports, kUsual, {in, untagged})] = accepted;
-    }
-    if (std::uint16_t const vlan = port.settings.nativeVlan.value();
-        accepts(port.settings, VlanTag{vlan})) {
-        flows[flowMatch(FlowTable::ports, kUsual, {in, "dl_vlan=" + std::to_string(vlan)})] =
-            accepted;
+    for (Bridging::VlanId const vlan : vlans) {
+        if (accepts(port.settings, VlanTag{vlan.value()})) {
+            flows[flowMatch(FlowTable::ports, kUsual,
+                            {in, "dl_vlan=" + std::to_string(vlan.value())})] = accepted;
+        }
     }
     return flows;
 }
@@ -139,6 +152,7 @@ void OpenFlowRenderer::renderBridge() {
         {flowMatch(FlowTable::matches, kBelowAllFlows, {recirculated}), kDrop},
         {flowMatch(FlowTable::ports, kFirst, {recirculated}), resubmitTo(FlowTable::groups)},
         {flowMatch(FlowTable::ports, kOtherwise, {}), kBridge},
+        {groupFlow(kNoGroup), kDrop},
         {flowMatch(FlowTable::groups, kUsual, {first, std::string(kGroupRegister) + "=0"}),
          std::string("set_field:0x1->") + kRecirculatedRegister + ',' +
              resubmitTo(FlowTable::matches)}};
@@ -166,11 +180,18 @@ void OpenFlowRenderer::renderMatches() {
         rulesVersion_ = version;
         planMatches(rules);
     }
-    for (Owner const &owner : std::exchange(changed_, {})) {
-        if (Match *const match = findIn(matches_, owner)) {
-            renderMatch(owner, *match);
+    do {
+        idsFreed_ = false;
+        for (Owner const &owner : std::exchange(changed_, {})) {
+            starved_.erase(owner);
+            if (Match *const match = findIn(matches_, owner)) {
+                renderMatch(owner, *match);
+            }
         }
-    }
+        if (idsFreed_) {
+            changed_ = starved_;
+        }
+    } while (!changed_.empty());
 }
 
 /// Lays out the flows of all matches anew. All flows go before any is rendered, because one may now
@@ -200,10 +221,20 @@ void OpenFlowRenderer::planMatches(std::vector<Rule> const &rules) {
 
 void OpenFlowRenderer::renderMatch(Owner const &owner, Match &match) {
     std::vector<Groups> before = std::exchange(match.groups, {});
+    std::erase_if(before, [&](Groups const &groups) { // their ids may be needed
+        auto const &plan = match.plan.flows;
+        bool const planned = std::any_of(plan.begin(), plan.end(), [&](PlannedFlow const &flow) {
+            return flow.served == groups.served;
+        });
+        if (!planned) {
+            remove(groups);
+        }
+        return !planned;
+    });
     std::map<std::string, std::string> flows;
     for (PlannedFlow const &planned : match.plan.flows) {
         if (!planned.served) {
-            flows[planned.match] = kDrop;
+            flows[planned.match] = selectGroup(kNoGroup);
         } else if (std::string actions = actionFor(owner, match, before, *planned.served);
                    !actions.empty()) {
             flows[planned.match] = std::move(actions);
@@ -238,7 +269,7 @@ std::string OpenFlowRenderer::actionFor(Owner const &owner, Match &match,
         return {}; // that entry does for them, too
     }
     if (groups.buckets.empty()) {
-        return kDrop;
+        return selectGroup(kNoGroup);
     }
     if (auto const old = std::find_if(before.begin(), before.end(), servesThem);
         old != before.end()) {
@@ -246,7 +277,7 @@ std::string OpenFlowRenderer::actionFor(Owner const &owner, Match &match,
         before.erase(old);
     }
     if (!place(owner, groups)) {
-        return kDrop;
+        return selectGroup(kNoGroup);
     }
     return selectGroup(match.groups.emplace_back(std::move(groups)).ids.front());
 }
@@ -288,8 +319,11 @@ bool OpenFlowRenderer::place(Owner const &owner, Groups &groups) {
     while (groups.ids.size() < wanted) {
         auto const id = ids_.take();
         if (!id) {
-            errors_("no group id is left for all copies of policy " + printable(owner.first) +
-                    ", match " + printable(owner.second) + ": a larger --group-range is needed");
+            if (starved_.insert(owner).second) {
+                errors_("no group id is left for all copies of policy " + printable(owner.first) +
+                        ", match " + printable(owner.second) +
+                        ": it gets none until one is free; a larger --group-range is needed");
+            }
             remove(groups);
             return false;
         }
@@ -339,6 +373,7 @@ void OpenFlowRenderer::removeGroup(std::uint32_t id) {
     tables_.groups.erase(id);
     touched_.groups.insert(id);
     ids_.giveBack(id);
+    idsFreed_ = true;
 }
 
 } // namespace UmoAgent

@@ -25,7 +25,9 @@ namespace UmoAgent {
 /// A port of the bridge, as far as flows and copies depend on it.
 struct BridgePort {
     Bridging::SwitchportModeAndNativeVlan settings;
-    std::uint32_t number = 0; // OpenFlow port number; 0 if it has none at the moment
+    std::uint32_t number = 0;         // OpenFlow port number; 0 if it has none at the moment
+    bool everyVlan = true;            // a trunk carries every VLAN, else
+    std::set<Bridging::VlanId> vlans; // these
 
     bool operator==(BridgePort const &) const = default;
 };
@@ -68,6 +70,10 @@ class OpenFlowRenderer {
     void lastResortIs(std::set<std::uint32_t> ids) { ids_.lastResortIs(std::move(ids)); }
 
     void render();
+
+    /// How many matches get no copies because no group id is left for them. They get them as soon
+    /// as ids are free.
+    [[nodiscard]] std::size_t starved() const { return starved_.size(); }
 
     [[nodiscard]] OpenFlowTables const &tables() const { return tables_; }
     /// What `render` has changed since the last call.
@@ -114,6 +120,8 @@ class OpenFlowRenderer {
     bool bridgeChanged_ = true;
     std::vector<std::string> bridgeFlows_;
     std::set<Owner> changed_; // whose groups have changed
+    std::set<Owner> starved_; // for whose copies no group id is left
+    bool idsFreed_ = false;
     std::uint64_t rulesVersion_ = 0;
     std::map<Owner, Match> matches_;
     OpenFlowTables tables_;

@@ -1,5 +1,6 @@
 #include "agent/openflow/SwitchProgrammer.h"
 
+#include "agent/base/Text.h"
 #include "agent/openflow/SwitchText.h"
 
 #include <algorithm>
@@ -16,6 +17,9 @@ constexpr std::chrono::milliseconds kPatience{10'000};
 constexpr unsigned kFailuresUntilTrouble = 3;
 constexpr Vyr::Time kRetry = std::chrono::milliseconds(100);
 constexpr Vyr::Time kRetryInTrouble = std::chrono::seconds(10);
+constexpr Vyr::Time kRetryWithReason = std::chrono::seconds(1); // to hope for another result
+
+std::string const kProblem = "the switch cannot be updated: ";
 
 void merge(OpenFlowRenderer::Touched &into, OpenFlowRenderer::Touched more) {
     into.groups.merge(more.groups);
@@ -30,8 +34,8 @@ std::set<std::uint32_t> idsOf(OpenFlowTables const &tables) {
 }
 
 std::string inWords(OpenFlowTables const &tables) {
-    return std::to_string(tables.groups.size()) + " groups, " +
-           std::to_string(tables.flows.size()) + " flows";
+    return counted(tables.groups.size(), "group", "groups") + ", " +
+           counted(tables.flows.size(), "flow", "flows");
 }
 
 } // namespace
@@ -48,6 +52,8 @@ SwitchProgrammer::SwitchProgrammer(EventLoop &loop, OpenFlowRenderer &renderer, 
 void SwitchProgrammer::switchCame() {
     switchThere_ = true;
     failures_ = 0;
+    comparable_ = false;
+    findings_.clear();
     read();
 }
 
@@ -56,7 +62,7 @@ void SwitchProgrammer::switchWent() {
     known_ = false;
     child_.reset();
     retry_.stop();
-    answerAudits({false, {trouble()}});
+    auditsFail();
 }
 
 void SwitchProgrammer::begin() {
@@ -84,18 +90,32 @@ void SwitchProgrammer::run(std::vector<std::string> arguments, std::string const
     }
 }
 
-/// Whatever is in progress no longer counts.
+/// Whatever is in progress no longer counts. What differs from what was there after the last
+/// success is somebody else's work, and is told as an audit's finding.
 void SwitchProgrammer::read() {
     child_.reset();
     known_ = false;
     retry_.stop();
+    if (std::exchange(auditWanted_, false)) {
+        auditing_ = true;
+        std::move(asked_.begin(), asked_.end(), std::back_inserter(answering_));
+        asked_.clear();
+        if (options_.audit > Vyr::Time{}) {
+            nextAudit_.runIn(options_.audit);
+        }
+    }
     dump([this](OpenFlowTables const &there) {
         if (!std::exchange(everRead_, true)) {
             renderer_.lastResortIs(idsOf(there));
         }
-        pending_ = differences(there, renderer_.tables());
+        if (std::exchange(comparable_, true)) {
+            find(there);
+        }
+        counters_.audits += auditing_ ? 1 : 0;
         there_ = there;
+        unsure_ = {};
         known_ = true;
+        pending_ = differences(there_, renderer_.tables());
         send();
     });
 }
@@ -124,8 +144,8 @@ void SwitchProgrammer::send() {
         return;
     }
     if (!known_) {
-        if (retry_.pending() && everRead_ && renderedMore()) {
-            read(); // perhaps without what was refused
+        if (everRead_ && renderedMore()) {
+            tryAgain(); // perhaps without what was refused
         }
         return;
     }
@@ -144,6 +164,7 @@ void SwitchProgrammer::send() {
             if (!result.good()) {
                 ++counters_.refused;
                 counters_.refusal = result.problem;
+                unsure_ = keys;
                 failed("it refuses a bundle: " + result.problem);
                 return;
             }
@@ -170,93 +191,91 @@ void SwitchProgrammer::settled() {
     if (std::exchange(failures_, 0) >= kFailuresUntilTrouble) {
         log_("the switch is programmed again: " + inWords(there_));
     }
-    if (std::exchange(audited_, false)) {
-        std::vector<std::string> lines = std::exchange(findings_, {});
+    std::vector<std::string> lines = std::exchange(findings_, {});
+    if (std::exchange(auditing_, false)) {
         lines.push_back(lines.empty() ? "the switch has what it should have: " + inWords(there_)
                                       : "mended: the switch has " + inWords(there_));
-        answerAudits({true, std::move(lines)});
+        answer(std::exchange(answering_, {}), {true, std::move(lines)});
     }
-    if (std::exchange(auditWanted_, false)) {
-        startAudit();
+    if (auditWanted_) {
+        read();
     }
 }
 
 void SwitchProgrammer::audit(Audited audited) {
     auditWanted_ = true;
     if (audited) {
-        audits_.push_back(std::move(audited));
+        asked_.push_back(std::move(audited));
         tryAgain();
     }
     if (!switchThere_) {
-        answerAudits({false, {trouble()}});
+        auditsFail();
     }
     send();
 }
 
 void SwitchProgrammer::tryAgain() {
-    if (retry_.pending()) {
-        read();
+    if (retry_.pending() && failures_ >= kFailuresUntilTrouble) {
+        retry_.runIn(std::max(failedAt_ + kRetryWithReason - loop_.now(), Vyr::Time{}));
     }
 }
 
-void SwitchProgrammer::startAudit() {
-    if (options_.audit > Vyr::Time{}) {
-        nextAudit_.runIn(options_.audit);
-    }
-    dump([this](OpenFlowTables const &there) {
-        ++counters_.audits;
-        audited_ = true;
-        auto const wrong = differences(there_, there);
-        findings_ = findings(there, wrong);
-        counters_.mended += findings_.size();
-        for (std::string const &finding : findings_) {
-            log_("audit: " + finding);
-        }
-        there_ = there;
-        merge(pending_, wrong);
-        send();
-    });
-}
-
-/// What was wrong in the switch, in which there should have been what was sent last.
-std::vector<std::string> SwitchProgrammer::findings(OpenFlowTables const &there,
-                                                    OpenFlowRenderer::Touched const &wrong) const {
-    std::vector<std::string> lines;
-    lines.reserve(wrong.groups.size() + wrong.flows.size());
-    auto const add = [&lines](std::string const &what, bool found, bool expected) {
-        lines.push_back(what + (!found      ? " was missing"
-                                : !expected ? " was not the agent's"
-                                            : " was changed"));
+/// Notes what somebody else has done in the switch.
+void SwitchProgrammer::find(OpenFlowTables const &there) {
+    auto const add = [this](std::string const &what, bool found, bool expected) {
+        findings_.push_back(what + (!found      ? " was missing"
+                                    : !expected ? " was not the agent's"
+                                                : " was changed"));
+        log_("audit: " + findings_.back());
+        ++counters_.mended;
     };
+    auto const wrong = differences(there_, there);
     for (std::uint32_t const id : wrong.groups) {
-        add("group " + std::to_string(id), there.groups.count(id) != 0,
-            there_.groups.count(id) != 0);
+        if (unsure_.groups.count(id) == 0) {
+            add("group " + std::to_string(id), there.groups.count(id) != 0,
+                there_.groups.count(id) != 0);
+        }
     }
     for (std::string const &match : wrong.flows) {
-        add("flow " + match, there.flows.count(match) != 0, there_.flows.count(match) != 0);
+        if (unsure_.flows.count(match) == 0) {
+            add("flow " + match, there.flows.count(match) != 0, there_.flows.count(match) != 0);
+        }
     }
-    return lines;
 }
 
-void SwitchProgrammer::answerAudits(AuditAnswer const &answer) {
-    for (Audited const &audited : std::exchange(audits_, {})) {
+void SwitchProgrammer::answer(std::vector<Audited> const &audits, AuditAnswer const &answer) {
+    for (Audited const &audited : audits) {
         audited(answer);
     }
+}
+
+/// Whoever waits for an audit hears why there is none.
+void SwitchProgrammer::auditsFail() {
+    auditing_ = false;
+    AuditAnswer const reason{false, {trouble()}};
+    answer(std::exchange(answering_, {}), reason);
+    answer(std::exchange(asked_, {}), reason);
 }
 
 /// What the switch has is unknown now; looks again, soon or in a while.
 void SwitchProgrammer::failed(std::string const &problem) {
     known_ = false;
+    problem_ = problem;
+    failedAt_ = loop_.now();
     if (++failures_ <= kFailuresUntilTrouble) {
-        log_("the switch is not programmed: " + problem);
+        log_(kProblem + problem);
     }
     if (failures_ == kFailuresUntilTrouble) {
         log_("it is tried again every 10 s");
     }
-    problem_ = problem;
-    retry_.runIn(failures_ < kFailuresUntilTrouble ? kRetry : kRetryInTrouble);
-    if (failures_ >= kFailuresUntilTrouble) {
-        answerAudits({false, {trouble()}});
+    bool const trouble = failures_ >= kFailuresUntilTrouble;
+    retry_.runIn(trouble ? kRetryInTrouble : kRetry);
+    if (trouble) {
+        auditsFail();
+    } else if (std::exchange(auditing_, false)) { // the next try is one
+        auditWanted_ = true;
+        asked_.insert(asked_.begin(), answering_.begin(), answering_.end());
+        answering_.clear();
     }
 }
 
@@ -264,12 +283,20 @@ std::string SwitchProgrammer::trouble() const {
     if (!switchThere_) {
         return "the switch is not there: ovs-vswitchd does not run, or has no such bridge";
     }
-    return failures_ < kFailuresUntilTrouble ? "" : "the switch is not programmed: " + problem_;
+    if (failures_ >= kFailuresUntilTrouble) {
+        return kProblem + problem_;
+    }
+    std::size_t const starved = renderer_.starved();
+    return starved == 0 ? ""
+                        : "no group id is left for " + counted(starved, "match", "matches") +
+                              ": a larger --group-range is needed";
 }
 
 bool SwitchProgrammer::removeAll() {
     bool const began = std::exchange(begun_, false);
     nextAudit_.stop();
+    asked_.clear(); // whoever asked may have gone
+    answering_.clear();
     while (child_ != nullptr) {
         child_->wait(); // it may start another one
     }

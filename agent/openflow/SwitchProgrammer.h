@@ -69,7 +69,8 @@ class SwitchProgrammer {
     /// may be null; else somebody waits, and after failures the next try is made at once.
     void audit(Audited audited);
 
-    /// What made a try fail may be over: the next one is made at once.
+    /// What made a try fail may be over. The next one is made soon, but not within a second of the
+    /// last one.
     void tryAgain();
 
     /// Takes everything of the agent out of the switch, and waits for that. Afterwards nothing
@@ -94,11 +95,10 @@ class SwitchProgrammer {
     void dump(std::function<void(OpenFlowTables const &there)> done);
     bool renderedMore();
     void settled();
-    void startAudit();
-    void answerAudits(AuditAnswer const &answer);
+    void find(OpenFlowTables const &there);
+    static void answer(std::vector<Audited> const &audits, AuditAnswer const &answer);
+    void auditsFail();
     void failed(std::string const &problem);
-    [[nodiscard]] std::vector<std::string> findings(OpenFlowTables const &there,
-                                                    OpenFlowRenderer::Touched const &wrong) const;
 
     EventLoop &loop_;
     OpenFlowRenderer &renderer_;
@@ -109,15 +109,19 @@ class SwitchProgrammer {
     bool switchThere_ = false;
     bool everRead_ = false;
     bool known_ = false;                // what the switch has
-    OpenFlowTables there_;              // it has this, or had it last
-    OpenFlowRenderer::Touched pending_; // where that may differ from what it should have
+    bool comparable_ = false;           // there_ is of this switch
+    OpenFlowTables there_;              // it has this, or had it after the last success
+    OpenFlowRenderer::Touched unsure_;  // except where a bundle has failed since
+    OpenFlowRenderer::Touched pending_; // where it may differ from what it should have
     unsigned failures_ = 0;             // in a row
-    std::string problem_;               // of the last one
+    Vyr::Time failedAt_{};              // the last time
+    std::string problem_;               // then
     Counters counters_;
     bool auditWanted_ = false;
-    bool audited_ = false; // and what was found is being mended
-    std::vector<Audited> audits_;
-    std::vector<std::string> findings_;
+    std::vector<Audited> asked_; // for one that has not begun yet
+    bool auditing_ = false;      // or what was found is being mended
+    std::vector<Audited> answering_;
+    std::vector<std::string> findings_; // since nothing was left to be sent
     Timer retry_;
     Timer nextAudit_;
 };

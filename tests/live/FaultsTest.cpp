@@ -441,7 +441,7 @@ TEST_F(Faults, ARefusedBundleChangesNothingIsReportedAndTriedAgain) {
     for (int const refusals : {0, 3}) {
         feeds(customer(1) + customer(2) + customer(3));
         ASSERT_TRUE(sendUntil([&] {
-            return has(agent->ask("showBacklog"), "note: the switch is not programmed: it refuses");
+            return has(agent->ask("showBacklog"), "note: the switch cannot be updated: it refuses");
         })) << agent->log();
         EXPECT_EQ(dump(), before);
         EXPECT_THAT(agent->log(), AllOf(HasSubstr("it refuses a bundle: Error " + words),
