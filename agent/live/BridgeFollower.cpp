@@ -2,10 +2,10 @@
 
 #include "agent/base/Text.h"
 #include "agent/live/BridgeReader.h"
+#include "agent/live/RunDirectory.h"
 
 #include <algorithm>
 #include <chrono>
-#include <filesystem>
 #include <utility>
 
 namespace UmoAgent {
@@ -13,11 +13,6 @@ namespace UmoAgent {
 namespace {
 
 constexpr Vyr::Time kPoll = std::chrono::seconds(1);
-
-std::string directoryOf(std::string const &path) {
-    auto const parent = std::filesystem::path(path).parent_path();
-    return parent.empty() ? "." : parent.string();
-}
 
 /// What matters for learned MAC addresses.
 bool samePorts(std::map<Nexo::IntfId, LivePort> const &one,
@@ -42,8 +37,7 @@ LearnedMacs stillLearned(LearnedMacs learned, BridgeState const &state) {
 
 BridgeFollower::BridgeFollower(EventLoop &loop, Options options, Callbacks callbacks)
     : options_(std::move(options)),
-      runDirectory_(options_.runDirectory.empty() ? directoryOf(options_.ovsdb)
-                                                  : options_.runDirectory),
+      runDirectory_(runDirectoryOf(options_.ovsdb)),
       callbacks_(std::move(callbacks)),
       poll_([this] { askLearned(); }),
       database_(loop, options_.ovsdb, {[this] { readRows(); }, callbacks_.log}),

@@ -25,13 +25,13 @@ class BridgeFollower {
   public:
     struct Options {
         std::string bridge;
-        std::string ovsdb;          // the Unix socket of ovsdb-server
-        std::string runDirectory{}; // of ovs-vswitchd; empty: that of the database's socket
+        std::string ovsdb; // the Unix socket of ovsdb-server; ovs-vswitchd has its own beside it
     };
 
     /// All are called from the loop, never from a function of the follower. None may destroy it.
     struct Callbacks {
-        /// Something differs from the state of the last call. First called when it is ready.
+        /// Something differs from the state of the last call. First called when everything was read
+        /// once.
         std::function<void(BridgeState const &state)> changed;
         /// ovs-vswitchd runs and knows the bridge.
         std::function<void()> switchCame;
@@ -46,15 +46,6 @@ class BridgeFollower {
 
     /// `loop` must outlive this. Throws std::system_error if the kernel refuses a socket.
     BridgeFollower(EventLoop &loop, Options options, Callbacks callbacks);
-
-    /// Whether everything was read once.
-    [[nodiscard]] bool ready() const { return ready_; }
-
-    /// The state of the last call of `changed`.
-    [[nodiscard]] BridgeState const &state() const { return state_; }
-
-    /// Whether `switchCame` was called last.
-    [[nodiscard]] bool switchThere() const { return there_; }
 
   private:
     void readRows();
@@ -73,11 +64,11 @@ class BridgeFollower {
     Callbacks callbacks_;
     BridgeState read_;
     std::optional<Ovs::Uuid> bridge_; // none while it is not in the database
-    BridgeState state_;
-    std::set<std::string> leftOut_; // logged lines that still hold
-    bool ready_ = false;
+    BridgeState state_;               // of the last call of `changed`
+    std::set<std::string> leftOut_;   // logged lines that still hold
+    bool ready_ = false;    // everything was read once
     bool answered_ = false; // ovs-vswitchd did once
-    bool there_ = false;
+    bool there_ = false;    // `switchCame` was called last
     bool asking_ = false;
     bool askAgain_ = false;
     bool missingLogged_ = false;
