@@ -13,6 +13,7 @@ namespace UmoAgent {
 namespace {
 
 constexpr Vyr::Time kPoll = std::chrono::seconds(1);
+constexpr Vyr::Time kPatience = std::chrono::seconds(5); // for links that the database leaves open
 
 /// What matters for learned MAC addresses.
 bool samePorts(std::map<Nexo::IntfId, LivePort> const &one,
@@ -40,6 +41,10 @@ BridgeFollower::BridgeFollower(EventLoop &loop, Options options, Callbacks callb
       runDirectory_(runDirectoryOf(options_.ovsdb)),
       callbacks_(std::move(callbacks)),
       poll_([this] { askLearned(); }),
+      patience_([this] {
+          patient_ = false;
+          tellIfDifferent();
+      }),
       database_(loop, options_.ovsdb, {[this] { readRows(); }, callbacks_.log}),
       control_(
           loop, runDirectory_,
@@ -68,6 +73,7 @@ void BridgeFollower::readRows() {
     }
     bridge_ = reading->bridge;
     read_ = std::move(reading->state);
+    linksUnknown_ = reading->linksUnknown;
     tellIfDifferent();
     if (differs) {
         askLearned();
@@ -82,6 +88,7 @@ void BridgeFollower::bridgeIsMissing() {
         log(bridge_ ? "it was deleted" : "it is not in the database yet");
     }
     bridge_.reset();
+    patience_.stop();
     read_ = {};
     leftOut_.clear();
     thereIs(false);
@@ -129,8 +136,23 @@ void BridgeFollower::learned(bool good, std::string const &text) {
     thereIs(good && bridge_);
 }
 
+/// A database server that was restarted does not know the links until ovs-vswitchd connects again.
+/// Without links there is no copy, so a state of that moment would take all out of the switch.
+bool BridgeFollower::nowReady() {
+    if (ready_ || !bridge_ || !answered_) {
+        return false;
+    }
+    if (linksUnknown_ && patient_) {
+        if (!patience_.pending()) {
+            patience_.runIn(kPatience);
+        }
+        return false;
+    }
+    return true;
+}
+
 void BridgeFollower::tellIfDifferent() {
-    bool const first = !ready_ && bridge_ && answered_;
+    bool const first = nowReady();
     ready_ = ready_ || first;
     if (first || (ready_ && state_ != read_)) {
         state_ = read_;

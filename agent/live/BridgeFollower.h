@@ -31,7 +31,8 @@ class BridgeFollower {
     /// All are called from the loop, never from a function of the follower. None may destroy it.
     struct Callbacks {
         /// Something differs from the state of the last call. First called when everything was read
-        /// once.
+        /// once. Whether the links of ports are up may be missing, if the database does not say so
+        /// within 5 s.
         std::function<void(BridgeState const &state)> changed;
         /// ovs-vswitchd runs and knows the bridge.
         std::function<void()> switchCame;
@@ -54,6 +55,7 @@ class BridgeFollower {
     void logLeftOut(std::vector<std::string> const &lines);
     void askLearned();
     void learned(bool good, std::string const &text);
+    bool nowReady();
     void tellIfDifferent();
     void thereIs(bool there);
     void controlCame();
@@ -66,6 +68,8 @@ class BridgeFollower {
     std::optional<Ovs::Uuid> bridge_; // none while it is not in the database
     BridgeState state_;               // of the last call of `changed`
     std::set<std::string> leftOut_;   // logged lines that still hold
+    bool linksUnknown_ = false;
+    bool patient_ = true;   // waits for what the database does not say of links
     bool ready_ = false;    // everything was read once
     bool answered_ = false; // ovs-vswitchd did once
     bool there_ = false;    // `switchCame` was called last
@@ -74,6 +78,7 @@ class BridgeFollower {
     bool missingLogged_ = false;
     bool controlLossLogged_ = false;
     Timer poll_;
+    Timer patience_;
     OvsDatabase database_;
     ControlSocket control_;
     AddressWatch kernel_;
