@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <string_view>
 #include <system_error>
@@ -26,9 +27,7 @@ constexpr std::size_t kLongestMessage = 65536;
 /// How many messages are received before the loop continues.
 constexpr int kMessages = 64;
 
-[[noreturn]] void fail() {
-    throw std::system_error(errno, std::generic_category(), "the kernel's addresses");
-}
+constexpr Vyr::Time kPause = std::chrono::seconds(1); // after a dump that failed
 
 /// A record of a message, which may not be aligned.
 template <class Record>
@@ -63,7 +62,8 @@ std::string nameOf(std::string_view link) {
 AddressWatch::AddressWatch(EventLoop &loop, std::function<void()> changed)
     : loop_(loop),
       changed_(std::move(changed)),
-      socket_(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, NETLINK_ROUTE)) {
+      socket_(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, NETLINK_ROUTE)),
+      retry_([this] { readAgain(); }) {
     sockaddr_nl address{};
     address.nl_family = AF_NETLINK;
     address.nl_groups = RTMGRP_LINK | RTMGRP_IPV4_IFADDR;
@@ -71,7 +71,7 @@ AddressWatch::AddressWatch(EventLoop &loop, std::function<void()> changed)
     auto *const generic = reinterpret_cast<sockaddr *>(&address);
     if (!socket_ || bind(socket_.number(), generic, size) != 0 ||
         getsockname(socket_.number(), generic, &size) != 0) {
-        fail();
+        throw std::system_error(errno, std::generic_category(), "the kernel's addresses");
     }
     port_ = address.nl_pid;
     loop_.watch(socket_.number(), POLLIN, [this](short) { receive(); });
@@ -103,7 +103,8 @@ void AddressWatch::ask(Dump dump) {
     request.header.nlmsg_seq = ++sequence_;
     request.about.ifi_family = dump == Dump::links ? AF_UNSPEC : AF_INET;
     if (::send(socket_.number(), &request, sizeof request, 0) < 0) {
-        fail();
+        failDump();
+        return;
     }
     dump_ = dump;
     if (dump == Dump::links) {
@@ -173,9 +174,17 @@ void AddressWatch::takeAnswer(unsigned type, std::string_view body) {
             Nexo::IpAddr const address(ntohl(recordAt<std::uint32_t>(local)));
             dumped_.try_emplace(static_cast<int>(about.ifa_index), address, about.ifa_prefixlen);
         }
-    } else if (type == NLMSG_DONE || type == NLMSG_ERROR) {
+    } else if (type == NLMSG_ERROR || (type == NLMSG_DONE && recordAt<int>(body) != 0)) {
+        failDump();
+    } else if (type == NLMSG_DONE) {
         finishDump();
     }
+}
+
+/// What came of it is not all there is.
+void AddressWatch::failDump() {
+    dump_ = Dump::none;
+    retry_.runIn(kPause);
 }
 
 void AddressWatch::finishDump() {

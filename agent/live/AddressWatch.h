@@ -3,6 +3,7 @@
 #include "Nexo/IpAddrWithMask.h"
 #include "agent/base/Descriptor.h"
 #include "agent/base/EventLoop.h"
+#include "agent/base/Timer.h"
 
 #include <cstdint>
 #include <functional>
@@ -12,14 +13,15 @@
 
 namespace UmoAgent {
 
-/// Follows the IPv4 addresses of the kernel's interfaces, in the process's network namespace.
+/// Follows the IPv4 addresses of the kernel's interfaces, in the process's network namespace. If
+/// the kernel fails to list them, it is asked again after 1 s; until then the last ones hold.
 class AddressWatch {
   public:
     /// The first address of each interface that has one, by the interface's name.
     using Addresses = std::map<std::string, Nexo::IpAddrWithMask>;
 
     /// `changed` is called from the loop when the addresses were read first, and when they differ.
-    /// `loop` must outlive this. Throws std::system_error if the kernel refuses.
+    /// `loop` must outlive this. Throws std::system_error if the kernel refuses a socket.
     AddressWatch(EventLoop &loop, std::function<void()> changed);
     ~AddressWatch();
     AddressWatch(AddressWatch const &) = delete;
@@ -38,6 +40,7 @@ class AddressWatch {
     void takeNews(unsigned type, std::string_view body);
     void takeAnswer(unsigned type, std::string_view body);
     void finishDump();
+    void failDump();
 
     EventLoop &loop_;
     std::function<void()> changed_;
@@ -45,6 +48,7 @@ class AddressWatch {
     std::uint32_t port_ = 0; // our address, which the answers carry
     std::uint32_t sequence_ = 0;
     Dump dump_ = Dump::none;
+    Timer retry_;
     bool stale_ = false;               // something changed during the dump, perhaps behind it
     bool torn_ = false;                // something changed under it
     std::map<int, std::string> names_; // of the links, by index

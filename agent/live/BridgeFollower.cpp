@@ -2,10 +2,10 @@
 
 #include "agent/base/Text.h"
 #include "agent/live/BridgeReader.h"
+#include "agent/live/RunDirectory.h"
 
 #include <algorithm>
 #include <chrono>
-#include <filesystem>
 #include <utility>
 
 namespace UmoAgent {
@@ -13,11 +13,7 @@ namespace UmoAgent {
 namespace {
 
 constexpr Vyr::Time kPoll = std::chrono::seconds(1);
-
-std::string directoryOf(std::string const &path) {
-    auto const parent = std::filesystem::path(path).parent_path();
-    return parent.empty() ? "." : parent.string();
-}
+constexpr Vyr::Time kPatience = std::chrono::seconds(5); // for links that the database leaves open
 
 /// What matters for learned MAC addresses.
 bool samePorts(std::map<Nexo::IntfId, LivePort> const &one,
@@ -42,10 +38,13 @@ LearnedMacs stillLearned(LearnedMacs learned, BridgeState const &state) {
 
 BridgeFollower::BridgeFollower(EventLoop &loop, Options options, Callbacks callbacks)
     : options_(std::move(options)),
-      runDirectory_(options_.runDirectory.empty() ? directoryOf(options_.ovsdb)
-                                                  : options_.runDirectory),
+      runDirectory_(runDirectoryOf(options_.ovsdb)),
       callbacks_(std::move(callbacks)),
       poll_([this] { askLearned(); }),
+      patience_([this] {
+          patient_ = false;
+          tellIfDifferent();
+      }),
       database_(loop, options_.ovsdb, {[this] { readRows(); }, callbacks_.log}),
       control_(
           loop, runDirectory_,
@@ -74,6 +73,7 @@ void BridgeFollower::readRows() {
     }
     bridge_ = reading->bridge;
     read_ = std::move(reading->state);
+    linksUnknown_ = reading->linksUnknown;
     tellIfDifferent();
     if (differs) {
         askLearned();
@@ -88,6 +88,7 @@ void BridgeFollower::bridgeIsMissing() {
         log(bridge_ ? "it was deleted" : "it is not in the database yet");
     }
     bridge_.reset();
+    patience_.stop();
     read_ = {};
     leftOut_.clear();
     thereIs(false);
@@ -135,8 +136,23 @@ void BridgeFollower::learned(bool good, std::string const &text) {
     thereIs(good && bridge_);
 }
 
+/// A database server that was restarted does not know the links until ovs-vswitchd connects again.
+/// Without links there is no copy, so a state of that moment would take all out of the switch.
+bool BridgeFollower::nowReady() {
+    if (ready_ || !bridge_ || !answered_) {
+        return false;
+    }
+    if (linksUnknown_ && patient_) {
+        if (!patience_.pending()) {
+            patience_.runIn(kPatience);
+        }
+        return false;
+    }
+    return true;
+}
+
 void BridgeFollower::tellIfDifferent() {
-    bool const first = !ready_ && bridge_ && answered_;
+    bool const first = nowReady();
     ready_ = ready_ || first;
     if (first || (ready_ && state_ != read_)) {
         state_ = read_;

@@ -25,13 +25,14 @@ class BridgeFollower {
   public:
     struct Options {
         std::string bridge;
-        std::string ovsdb;          // the Unix socket of ovsdb-server
-        std::string runDirectory{}; // of ovs-vswitchd; empty: that of the database's socket
+        std::string ovsdb; // the Unix socket of ovsdb-server; ovs-vswitchd has its own beside it
     };
 
     /// All are called from the loop, never from a function of the follower. None may destroy it.
     struct Callbacks {
-        /// Something differs from the state of the last call. First called when it is ready.
+        /// Something differs from the state of the last call. First called when everything was read
+        /// once. Whether the links of ports are up may be missing, if the database does not say so
+        /// within 5 s.
         std::function<void(BridgeState const &state)> changed;
         /// ovs-vswitchd runs and knows the bridge.
         std::function<void()> switchCame;
@@ -47,15 +48,6 @@ class BridgeFollower {
     /// `loop` must outlive this. Throws std::system_error if the kernel refuses a socket.
     BridgeFollower(EventLoop &loop, Options options, Callbacks callbacks);
 
-    /// Whether everything was read once.
-    [[nodiscard]] bool ready() const { return ready_; }
-
-    /// The state of the last call of `changed`.
-    [[nodiscard]] BridgeState const &state() const { return state_; }
-
-    /// Whether `switchCame` was called last.
-    [[nodiscard]] bool switchThere() const { return there_; }
-
   private:
     void readRows();
     void bridgeIsMissing();
@@ -63,6 +55,7 @@ class BridgeFollower {
     void logLeftOut(std::vector<std::string> const &lines);
     void askLearned();
     void learned(bool good, std::string const &text);
+    bool nowReady();
     void tellIfDifferent();
     void thereIs(bool there);
     void controlCame();
@@ -73,16 +66,19 @@ class BridgeFollower {
     Callbacks callbacks_;
     BridgeState read_;
     std::optional<Ovs::Uuid> bridge_; // none while it is not in the database
-    BridgeState state_;
-    std::set<std::string> leftOut_; // logged lines that still hold
-    bool ready_ = false;
+    BridgeState state_;               // of the last call of `changed`
+    std::set<std::string> leftOut_;   // logged lines that still hold
+    bool linksUnknown_ = false;
+    bool patient_ = true;   // waits for what the database does not say of links
+    bool ready_ = false;    // everything was read once
     bool answered_ = false; // ovs-vswitchd did once
-    bool there_ = false;
+    bool there_ = false;    // `switchCame` was called last
     bool asking_ = false;
     bool askAgain_ = false;
     bool missingLogged_ = false;
     bool controlLossLogged_ = false;
     Timer poll_;
+    Timer patience_;
     OvsDatabase database_;
     ControlSocket control_;
     AddressWatch kernel_;

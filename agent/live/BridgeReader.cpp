@@ -169,6 +169,10 @@ class Reader {
         if (interface == nullptr) {
             return;
         }
+        if (interface->ofport.value_or(-1) > 0 && interface->type != "patch" &&
+            interface->linkState.empty() && interface->adminState.empty()) {
+            reading_.linksUnknown = true;
+        }
         bool const internal = interface->type == "internal";
         bool const local = internal && port.name == bridge_.name;
         if (local) {

@@ -15,6 +15,9 @@ namespace UmoAgent {
 struct BridgeReading {
     Ovs::Uuid bridge; // differs after the bridge was deleted and added again
     BridgeState state;
+    /// ovs-vswitchd has not said of every port it has whether its link is up. It says so of all at
+    /// once, some time after a restart of either process. Those ports count as disabled.
+    bool linksUnknown = false;
     std::vector<std::string> leftOut; // what cannot be rendered, one line each
 };
 

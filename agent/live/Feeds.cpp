@@ -43,13 +43,13 @@ void walk(SwitchState const &mounted, Policies const &policy, Matches const &mat
 /// What changes affect without notifying the actions concerned.
 struct Silent {
     std::set<Nexo::IntfId> interfaces; // VLAN interfaces and others
+    bool everyPort = false;            // that is no VLAN interface
     bool recirculation = false;
 
     void vlan(Bridging::VlanId id) {
         interfaces.insert(Nexo::IntfId("Vlan" + std::to_string(id.value())));
         everyPort = true; // one without a VLAN of its own may be in it
     }
-    bool everyPort = false;
 
     [[nodiscard]] bool concerns(Action::Value const &action) const {
         if (action.egress.empty()) {

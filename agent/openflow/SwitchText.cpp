@@ -152,9 +152,10 @@ Bundle bundleFor(OpenFlowTables const &there, OpenFlowTables const &wanted,
         }
         ++bundle.flows;
         if (want == nullptr) {
-            deletedFlows += "flow delete_strict " + match + cookie + "/-1\n";
+            deletedFlows.append("flow delete_strict ").append(match).append(cookie).append("/-1\n");
         } else {
-            bundle.text += "flow add " + match + cookie + ",actions=" + *want + '\n';
+            bundle.text.append("flow add ").append(match).append(cookie);
+            bundle.text.append(",actions=").append(*want).append("\n");
         }
     }
     bundle.text += deletedFlows + deletedGroups;

@@ -375,6 +375,25 @@ TEST_F(Faults, ADatabaseThatComesBackCostsNoCopyAndChangesArriveAgain) {
     expectAll();
 }
 
+TEST_F(Faults, AFreshAgentKeepsTheCopiesWhileTheDatabaseDoesNotKnowTheLinksYet) {
+    start();
+    send(20);
+    agent.reset();
+    ovs.killDatabase();
+    ovs.startDatabase(); // the switch says how its ports are 1 s after the loss
+    agent.emplace(ovs.directory(), Arguments());
+    ASSERT_TRUE(sendUntilProgrammed(0)) << agent->log();
+    expectAll();
+    EXPECT_EQ(agent->counter("bundles"), 1);
+    agent.reset();
+    ovs.vsctl({"--no-wait", "clear", "interface", "p3", "link_state", "admin_state"});
+    auto const started = steady_clock::now();
+    agent.emplace(ovs.directory(), Arguments());
+    ASSERT_TRUE(sendUntilProgrammed(0)) << agent->log();
+    EXPECT_GT(steady_clock::now() - started, milliseconds(4500));
+    expectAll();
+}
+
 TEST_F(Faults, ABridgeThatIsDeletedOrLosesBothProcessesIsFollowedAgain) {
     start();
     auto const before = dump();

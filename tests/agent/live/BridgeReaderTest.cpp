@@ -119,8 +119,13 @@ TEST_F(BridgeReaderTest, APortForwardsOnlyIfLinkAndSpanningTreeLetIt) {
     link.linkState = "up";
     link.adminState = "";
     EXPECT_EQ(state("", "Forwarding"), PortState::disabled);
-    link.adminState = "up";
-    link.ofport = -1;
+    auto const linksUnknown = [this] { return readBridge(rows, "br0", kernel)->linksUnknown; };
+    EXPECT_FALSE(linksUnknown());
+    link.linkState = "";
+    EXPECT_TRUE(linksUnknown());
+    link.ofport = -1; // so nothing will be said of it
+    EXPECT_FALSE(linksUnknown());
+    link.linkState = link.adminState = "up";
     EXPECT_EQ(port("Et1"), "access 10: 10 disabled #0");
 }
 
