@@ -1,9 +1,9 @@
 #include "agent/LiveSwitch.h"
 
 #include "agent/base/Text.h"
+#include "agent/live/RunDirectory.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <iterator>
 #include <string_view>
 #include <utility>
@@ -16,9 +16,7 @@ namespace {
 BridgePorts portsOf(BridgeState const &state) {
     BridgePorts ports;
     for (auto const &[intf, port] : state.ports) {
-        ports.emplace(intf, port.everyVlan
-                                ? BridgePort{port.settings, port.number, true, {}}
-                                : BridgePort{port.settings, port.number, false, port.vlans});
+        ports.emplace(intf, BridgePort{port.settings, port.number});
     }
     return ports;
 }
@@ -33,8 +31,7 @@ std::string_view tableOf(AnyChange const &change) {
 }
 
 std::string targetOf(LiveSwitch::Options const &options) {
-    auto const directory = std::filesystem::path(options.ovsdb).parent_path();
-    return "unix:" + (directory / (options.bridge + ".mgmt")).string();
+    return "unix:" + runDirectoryOf(options.ovsdb) + '/' + options.bridge + ".mgmt";
 }
 
 } // namespace

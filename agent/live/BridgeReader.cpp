@@ -82,15 +82,11 @@ RawVlans named(Ovs::Port const &port) {
     return vlans;
 }
 
-bool carriesEveryVlan(Ovs::Port const &port) {
-    return !hasOneVlan(modeOf(port)) && port.trunks.empty();
-}
-
 /// Of all VLANs that exist, those that the port carries. A port with a native VLAN other than 0
 /// carries no other untagged VLAN.
 RawVlans carried(Ovs::Port const &port, RawVlans const &all) {
     std::string const mode = modeOf(port);
-    RawVlans vlans = carriesEveryVlan(port) ? all : named(port);
+    RawVlans vlans = hasOneVlan(mode) || !port.trunks.empty() ? named(port) : all;
     if (mode != "trunk" && port.tag.value_or(0) != 0) {
         vlans.erase(0);
     }
@@ -221,7 +217,6 @@ class Reader {
             return;
         }
         LivePort &read = at->second;
-        read.everyVlan = carriesEveryVlan(port);
         RawVlans const raw = carried(port, vlans_);
         for (std::int64_t const vlan : raw) {
             if (usable(vlan)) {

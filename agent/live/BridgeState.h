@@ -17,8 +17,7 @@ namespace UmoAgent {
 /// A port of a real switch's bridge.
 struct LivePort {
     Bridging::SwitchportModeAndNativeVlan settings;
-    std::set<Bridging::VlanId> vlans; // that it carries, of those that exist
-    bool everyVlan = false;           // it carries also those that do not exist; in no table
+    std::set<Bridging::VlanId> vlans; // that it carries
     /// Forwarding only if the link is up and the spanning tree, if one runs, forwards.
     Bridging::Topology::PortState state = Bridging::Topology::PortState::disabled;
     std::uint32_t number = 0; // its OpenFlow port; 0: none at present

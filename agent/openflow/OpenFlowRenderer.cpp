@@ -57,38 +57,28 @@ std::string toGroups(std::vector<std::uint32_t> const &ids) {
     return actions;
 }
 
-/// What the port accepts goes on to the groups, the rest is bridged. Unlike the software chip,
-/// which takes what a capture says, a trunk accepts the VLANs that it carries only.
+/// What the port accepts goes on to the groups, the rest is bridged.
 std::map<std::string, std::string> flowsOf(BridgePort const &port) {
     std::string const in = "in_port=" + std::to_string(port.number);
     std::string const untagged = "vlan_tci=0x0000/0x0fff"; // also with a priority only
     std::string const accepted = resubmitTo(FlowTable::groups);
-    bool const several = Bridging::carriesSeveralVlans(port.settings.mode);
-    std::set<Bridging::VlanId> vlans;
-    if (several) {
-        vlans = port.vlans;
-    } else if (auto const &native = port.settings.nativeVlan; native.usable()) {
-        vlans.emplace(native.value());
-    }
-    auto const carries = [&](std::uint16_t vlan) {
-        return (several && port.everyVlan) || vlans.count(Bridging::VlanId(vlan)) != 0;
-    };
+    bool const takesUntagged = accepts(port.settings, std::nullopt);
     std::map<std::string, std::string> flows;
-    if (accepts(port.settings, std::nullopt) &&
-        (!several || carries(port.settings.nativeVlan.value()))) {
-        flows[flowMatch(FlowTable::ports, kFirst, {in, untagged})] = accepted;
-    }
-    if (several && port.everyVlan) {
-        flows[flowMatch(FlowTable::ports, kUsual, {in, "vlan_tci=0x1000/0x1000"})] = accepted;
-        flows[flowMatch(FlowTable::ports, kFirst, {in, "dl_vlan=0"})] = kBridge;
+    if (Bridging::carriesSeveralVlans(port.settings.mode)) {
+        flows[flowMatch(FlowTable::ports, kUsual, {in})] = accepted;
         flows[flowMatch(FlowTable::ports, kFirst, {in, kNoVlan})] = kBridge;
+        if (!takesUntagged) {
+            flows[flowMatch(FlowTable::ports, kFirst, {in, untagged})] = kBridge;
+        }
         return flows;
     }
-    for (Bridging::VlanId const vlan : vlans) {
-        if (accepts(port.settings, VlanTag{vlan.value()})) {
-            flows[flowMatch(FlowTable::ports, kUsual,
-                            {in, "dl_vlan=" + std::to_string(vlan.value())})] = accepted;
-        }
+    if (takesUntagged) {
+        flows[flowMatch(FlowTable::ports, kUsual, {in, untagged})] = accepted;
+    }
+    if (std::uint16_t const vlan = port.settings.nativeVlan.value();
+        accepts(port.settings, VlanTag{vlan})) {
+        flows[flowMatch(FlowTable::ports, kUsual, {in, "dl_vlan=" + std::to_string(vlan)})] =
+            accepted;
     }
     return flows;
 }

@@ -25,9 +25,7 @@ namespace UmoAgent {
 /// A port of the bridge, as far as flows and copies depend on it.
 struct BridgePort {
     Bridging::SwitchportModeAndNativeVlan settings;
-    std::uint32_t number = 0;         // OpenFlow port number; 0 if it has none at the moment
-    bool everyVlan = true;            // a trunk carries every VLAN, else
-    std::set<Bridging::VlanId> vlans; // these
+    std::uint32_t number = 0; // OpenFlow port number; 0 if it has none at the moment
 
     bool operator==(BridgePort const &) const = default;
 };
