@@ -20,8 +20,6 @@ namespace UmoAgent {
 
 namespace {
 
-constexpr std::chrono::milliseconds kLastPatience{3000};
-
 class LiveAgent {
   public:
     /// Throws SocketError, or std::system_error if the system refuses.
@@ -125,7 +123,7 @@ ExitStatus LiveAgent::run() {
     loop_.run();
     server_.reset();
     for (OutputQueue *const queue : options_.queues) {
-        queue->patienceIs(kLastPatience);
+        queue->patienceIs(OutputQueue::kLastPatience);
     }
     bool const programmed = switch_.programmer().begun();
     bool const asWanted = switch_.shutDown(options_.leave);

@@ -13,7 +13,7 @@ namespace UmoAgent {
 
 namespace {
 
-BridgePorts portsOf(BridgeState const &state) {
+BridgePorts bridgePorts(BridgeState const &state) {
     BridgePorts ports;
     for (auto const &[intf, port] : state.ports) {
         ports.emplace(intf, BridgePort{port.settings, port.number});
@@ -91,7 +91,7 @@ void LiveSwitch::bridgeChanged(BridgeState const &state) {
     }
     bridge_ = state;
     renderer_.bridgeIs(state.mac, state.inKernel ? Datapath::kernel : Datapath::userspace,
-                       portsOf(state));
+                       bridgePorts(state));
 }
 
 /// Without what the file says otherwise.

@@ -24,9 +24,6 @@ namespace UmoAgent {
 
 namespace {
 
-/// How long to wait at the end for a reader that takes nothing.
-constexpr std::chrono::milliseconds kLastPatience{3000};
-
 /// The interfaces that the switch has at some time of the scenario.
 std::set<Nexo::IntfId> portsOf(Scenario const &scenario) {
     std::set<Nexo::IntfId> ports;
@@ -184,7 +181,7 @@ ExitStatus Player::play(Scenario scenario) {
     server_.reset();
     bool const waits = signal == nullptr && !loop_.onWallTime();
     if (!waits) {
-        patienceIs(kLastPatience); // nobody needs the switch any more
+        patienceIs(OutputQueue::kLastPatience); // nobody needs the switch any more
     }
     printTotals();
     agent_.shutDown();
@@ -193,7 +190,7 @@ ExitStatus Player::play(Scenario scenario) {
     printChip(out_, agent_.chip());
     out_.flush();
     if (waits) {
-        patienceIs(kLastPatience); // a signal may just have ended the wait
+        patienceIs(OutputQueue::kLastPatience); // a signal may just have ended the wait
     }
     for (OutputQueue *const queue : queues_) {
         queue->finish();

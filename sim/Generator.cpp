@@ -33,13 +33,13 @@ policies: {p0: <newPolicy>, p1: <newPolicy>}
 
 /// What an event may remove from a state and set in it. What was removed may be added again at
 /// once, as a new entity of the same name.
-struct Change {
+struct ChangeKind {
     std::size_t weight; // relative frequency
     char const *remove;
     char const *set;
 };
 
-std::vector<Change> const kChanges{
+std::vector<ChangeKind> const kChanges{
     {5, "", "bridge-mac: <mac>, "},
 
     {5, "", "interfaces: {<port>: <switchport>}, "},
@@ -83,9 +83,9 @@ std::vector<Change> const kChanges{
 };
 
 /// The changes, each repeated by its weight.
-std::vector<Change> const kDeck = [] {
-    std::vector<Change> deck;
-    for (Change const &change : kChanges) {
+std::vector<ChangeKind> const kDeck = [] {
+    std::vector<ChangeKind> deck;
+    for (ChangeKind const &change : kChanges) {
         deck.insert(deck.end(), change.weight, change);
     }
     return deck;
@@ -153,7 +153,7 @@ Step Generator::change(std::string const &begin, UmoAgent::SwitchState const &mo
     std::string removed;
     std::string set = grammar_.text(faults_ ? "(8% chip: {groups: <groups>}, )" : "");
     for (std::size_t left = random_.chance(8) ? 2 + random_.below(3) : 1; left > 0;) {
-        Change const change = random_.pick(kDeck);
+        ChangeKind const change = random_.pick(kDeck);
         namesAnew(now);
         std::string const alsoRemoved = removed + grammar_.text(change.remove);
         std::string const alsoSet = set + grammar_.text(change.set);

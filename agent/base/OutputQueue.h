@@ -25,6 +25,9 @@ class OutputQueue final : public std::streambuf {
     /// The most bytes that are queued; a single line may be longer.
     static constexpr std::size_t kMostQueued = std::size_t{1} << 20U;
 
+    /// How long to wait at the end of a program for a reader that takes nothing.
+    static constexpr std::chrono::milliseconds kLastPatience{3000};
+
     /// Writes to `descriptor`, which must outlive it, and waits for the reader without limit.
     explicit OutputQueue(int descriptor);
     ~OutputQueue() override { detach(); }

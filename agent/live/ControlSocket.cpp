@@ -15,7 +15,7 @@ namespace UmoAgent {
 using nlohmann::json;
 
 namespace {
-constexpr Vyr::Time kLongestPause = std::chrono::milliseconds(800);
+constexpr Vyr::Time kLongestWait = std::chrono::milliseconds(800);
 constexpr std::size_t kLongestPid = 64;
 } // namespace
 
@@ -23,7 +23,7 @@ ControlSocket::ControlSocket(EventLoop &loop, std::string runDirectory, Callback
     : loop_(loop),
       runDirectory_(std::move(runDirectory)),
       callbacks_(std::move(callbacks)),
-      retries_(kLongestPause, [this] { connect(); }) {
+      retries_(kLongestWait, [this] { connect(); }) {
     retries_.now();
 }
 
