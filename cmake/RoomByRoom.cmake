@@ -13,5 +13,7 @@ function(umo_room_by_room target)
             set_source_files_properties("${source}" PROPERTIES UNITY_GROUP "${group}")
         endif()
     endforeach()
+    # It takes the sources for headers, where unnamed namespaces would be a mistake.
+    target_compile_options(${target} PRIVATE -Wno-subobject-linkage)
     set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_MODE GROUP)
 endfunction()
