@@ -1,6 +1,5 @@
 #include "Mox/Trace.h"
-#include "agent/CaptureCommandLine.h"
-#include "agent/LiveCommandLine.h"
+#include "agent/Options.h"
 #include "agent/Player.h"
 #include "agent/base/CommandLine.h"
 #include "agent/base/Descriptor.h"
