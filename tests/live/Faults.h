@@ -116,12 +116,12 @@ class Agent {
         ssize_t const size = pread(output_.number(), text.data(), text.size(), 0);
         return {text.data(), static_cast<std::size_t>(std::max<ssize_t>(size, 0))};
     }
-    /// The processor time of the agent and of the programs that it ran, so far.
+    /// The processor time of the agent so far, without that of the programs that it ran.
     [[nodiscard]] milliseconds busy() const {
         std::ifstream stat("/proc/" + std::to_string(process_.id()) + "/stat");
         std::vector<std::string> const fields{std::istream_iterator<std::string>(stat), {}};
         long ticks = 0;
-        for (std::size_t field = 13; field < 17; ++field) {
+        for (std::size_t field = 13; field < 15; ++field) {
             ticks += std::stol(fields.at(field));
         }
         return milliseconds(1000 * ticks / sysconf(_SC_CLK_TCK));
