@@ -7,6 +7,7 @@
 #include "Nexo/EthAddr.h"
 #include "Pelo/String.h"
 #include "UmoNat/Export.h"
+#include "UmoNat/UmoNatFlowHindrance.h"
 #include "UmoNat/UmoNatFlowMatchSmStatus.h"
 #include "UmoNat/UmoNatFlowMcastHelper.h"
 #include "UmoNat/UmoNatflowActionSmIndex.h"
@@ -99,6 +100,10 @@ class UMONAT_API UmoNatFlowActionSm : public Mox::Reactor {
     /// Fills the empty `vps` with the ports that get copies. Registers the machine with the
     /// topology machine under the interfaces, VLANs and MACs that it uses, or for recirculation.
     void updateSwPortSet(Mox::Ptr<Ip::Nat::NatFlowVlanPortSets> const &vps);
+    /// Fills the empty `vps` as updateSwPortSet would now, and `verdicts` with the reasons. Changes
+    /// nothing else, and does nothing for an incomplete action. Whoever asks compares with what is
+    /// recorded: an action that was not evaluated since may have other port sets.
+    void explainPortSets(Ip::Nat::NatFlowVlanPortSets &vps, UmoNatFlowVerdicts &verdicts) const;
 
     /// Programs the differences between the recorded port sets and `vps`, and sets the identifiers
     /// in `vps`. The caller then records `vps`.
@@ -139,10 +144,17 @@ class UMONAT_API UmoNatFlowActionSm : public Mox::Reactor {
 
     [[nodiscard]] bool wantsUnicast() const noexcept;
     [[nodiscard]] bool wantsMulticast() const noexcept;
-    void addRecirculation(Ip::Nat::NatFlowVlanPortSets &vps);
-    void addSvi(std::uint16_t vlan, Nexo::EthAddr const &mac, Ip::Nat::NatFlowVlanPortSets &vps);
+    /// One computation of the port sets: to program them, or to explain them.
+    struct PortSetPass {
+        Ip::Nat::NatFlowVlanPortSets &vps;
+        UmoNatFlowActionSm *registrant; // for what the port sets depend on; null: nothing is
+        UmoNatFlowVerdicts *verdicts;   // receives what was found; null: nobody asks
+    };
+    void collectPorts(PortSetPass const &pass) const;
+    void addRecirculation(PortSetPass const &pass) const;
+    void addSvi(std::uint16_t vlan, Nexo::EthAddr const &mac, PortSetPass const &pass) const;
     void addPort(Nexo::IntfId intf, Ip::Nat::NatFlowNextHop const &nextHop,
-                 Ip::Nat::NatFlowVlanPortSets &vps);
+                 PortSetPass const &pass) const;
 
     void deletePortSet(NatFlowGroupUse const &use, std::uint32_t id);
     void programPortSet(NatFlowGroupUse const &use,

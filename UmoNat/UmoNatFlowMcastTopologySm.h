@@ -14,6 +14,7 @@
 #include "Pelo/String.h"
 #include "UmoL3Intf/Table.h"
 #include "UmoNat/Export.h"
+#include "UmoNat/UmoNatFlowHindrance.h"
 #include "UmoNat/UmoNatflowActionSmIndex.h"
 #include "Vyr/Task.h"
 
@@ -85,15 +86,33 @@ class UMONAT_API UmoNatFlowMcastTopologySm : public Mox::Reactor {
 
     /// Whether `vlan` can carry flows: it has a status and a topology, and its L3 interface routes
     /// and has an address.
-    [[nodiscard]] bool validVlan(std::uint16_t vlan) const;
+    [[nodiscard]] bool validVlan(std::uint16_t vlan) const {
+        return vlanHindrance(vlan) == UmoNatFlowHindrance::none;
+    }
+    /// Why it cannot.
+    [[nodiscard]] UmoNatFlowHindrance vlanHindrance(std::uint16_t vlan) const;
 
     /// Whether `intf` is a forwarding member of `vlan`. REQUIRES: validVlan(vlan).
-    [[nodiscard]] bool validPort(std::uint16_t vlan, Nexo::IntfId intf) const;
+    [[nodiscard]] bool validPort(std::uint16_t vlan, Nexo::IntfId intf) const {
+        return portHindrance(vlan, intf) == UmoNatFlowHindrance::none;
+    }
+    /// Why it is none. REQUIRES: validVlan(vlan).
+    [[nodiscard]] UmoNatFlowHindrance portHindrance(std::uint16_t vlan, Nexo::IntfId intf) const;
 
     /// The VLAN to use on `intf` when `vlan` is requested (0: the interface's own), or 0 if the
     /// interface cannot be used. With `rejectRouted` a routed interface cannot.
     [[nodiscard]] std::uint16_t validSwitchIntf(std::uint16_t vlan, Nexo::IntfId intf,
-                                                bool rejectRouted) const;
+                                                bool rejectRouted) const {
+        return carriedVlan(vlan, intf, rejectRouted).vlan;
+    }
+    /// A VLAN, or 0 and why there is none.
+    struct CarriedVlan {
+        std::uint16_t vlan;
+        UmoNatFlowHindrance hindrance;
+    };
+    /// As validSwitchIntf, with the reason.
+    [[nodiscard]] CarriedVlan carriedVlan(std::uint16_t vlan, Nexo::IntfId intf,
+                                          bool rejectRouted) const;
 
     // L3 interfaces and the recirculation VLAN.
 
@@ -118,6 +137,13 @@ class UMONAT_API UmoNatFlowMcastTopologySm : public Mox::Reactor {
     /// interface's own.
     std::uint16_t addPhysicalPort(Nexo::IntfId intf, std::uint16_t vlan,
                                   UmoNatFlowActionSm *actionSm);
+    /// As addSviPorts, but registers nothing. Appends what it found to `verdicts` unless that is
+    /// null, without their egress interface.
+    bool sviPorts(std::uint16_t vlan, Nexo::EthAddr const &mac, Ip::Nat::NatFlowVlanPortSets &vps,
+                  bool unicast, UmoNatFlowVerdicts *verdicts) const;
+    /// As addPhysicalPort, but registers nothing, and with the reason. The VLAN is that which was
+    /// examined, even if it cannot be used.
+    [[nodiscard]] CarriedVlan physicalPort(Nexo::IntfId intf, std::uint16_t vlan) const;
 
     // The index of the actions by what their port sets depend on. Adding and withdrawing notify no
     // action.
@@ -292,15 +318,16 @@ class UMONAT_API UmoNatFlowMcastTopologySm : public Mox::Reactor {
     [[nodiscard]] Bridging::LearnedHost const *hostOf(std::uint16_t vlan,
                                                       Nexo::EthAddr const &mac) const;
 
-    [[nodiscard]] static bool l3IntfUp(Ip::IpIntfStatus const &status);
+    [[nodiscard]] static UmoNatFlowHindrance l3IntfHindrance(Ip::IpIntfStatus const &status);
     void removeVidToTopoMap(Bridging::VlanId vlan);
     void notifyMembers(std::uint16_t vlan);
 
-    [[nodiscard]] bool usableSviPort(std::uint16_t vlan, Nexo::IntfId intf) const;
+    [[nodiscard]] UmoNatFlowHindrance sviPortHindrance(std::uint16_t vlan, Nexo::IntfId intf) const;
     bool addHostPort(std::uint16_t vlan, Nexo::IntfId intf, Nexo::EthAddr const &mac,
-                     Ip::Nat::NatFlowVlanPortSets &vps) const;
+                     Ip::Nat::NatFlowVlanPortSets &vps, UmoNatFlowVerdicts *verdicts) const;
     bool floodSviPorts(std::uint16_t vlan, Nexo::EthAddr const &mac,
-                       Ip::Nat::NatFlowVlanPortSets &vps, bool unicast) const;
+                       Ip::Nat::NatFlowVlanPortSets &vps, bool unicast,
+                       UmoNatFlowVerdicts *verdicts) const;
 
     void queueUsersOf(UmoNatflowActionSmEntry const *entry); // null: none
 

@@ -5,6 +5,10 @@
 #include "UmoNat/UmoNatFlowMcastTopologySm.h"
 #include "UmoNat/action/GroupUse.h"
 #include "UmoNat/action/Trace.h"
+#include "UmoNat/topology/Verdict.h"
+
+#include <algorithm>
+#include <cstddef>
 
 namespace {
 
@@ -42,72 +46,116 @@ void UmoNatFlowActionSm::updateSwPortSet(Mox::Ptr<Ip::Nat::NatFlowVlanPortSets> 
     Base::assertThat(version() != 0, "actionStatus()->version()");
     // The computation below registers the machine again for what it depends on.
     inputs_.topologySm->delActionSm(this);
+    collectPorts({.vps = *vps, .registrant = this, .verdicts = nullptr});
+}
+
+void UmoNatFlowActionSm::explainPortSets(Ip::Nat::NatFlowVlanPortSets &vps,
+                                         UmoNatFlowVerdicts &verdicts) const {
+    if (complete()) {
+        collectPorts({.vps = vps, .registrant = nullptr, .verdicts = &verdicts});
+    }
+}
+
+void UmoNatFlowActionSm::collectPorts(PortSetPass const &pass) const {
     auto const &egress = inputs_.actionStatus->intf();
     if (egress.empty()) {
-        addRecirculation(*vps);
+        addRecirculation(pass);
     }
     for (auto const &[intf, nextHop] : egress) { // in order of insertion: the first MAC stays
         trace.at(2, "Intf: ", intf, ", vlan: ", nextHop.vlan, ", mac: ", nextHop.mac);
+        std::size_t const earlier = pass.verdicts != nullptr ? pass.verdicts->size() : 0;
         if (Nexo::VlanIntfId::isVlanIntfId(intf)) {
-            addSvi(Nexo::VlanIntfId::vlanId(intf), nextHop.mac, *vps);
+            addSvi(Nexo::VlanIntfId::vlanId(intf), nextHop.mac, pass);
         } else {
-            addPort(intf, nextHop, *vps);
+            addPort(intf, nextHop, pass);
+        }
+        if (pass.verdicts != nullptr) {
+            std::for_each(pass.verdicts->begin() + static_cast<std::ptrdiff_t>(earlier),
+                          pass.verdicts->end(),
+                          [&](UmoNatFlowVerdict &verdict) { verdict.egress = intf; });
         }
     }
 }
 
 /// Recirculated copies are unicast copies to the switch itself, whatever the flow type.
-void UmoNatFlowActionSm::addRecirculation(Ip::Nat::NatFlowVlanPortSets &vps) {
+void UmoNatFlowActionSm::addRecirculation(PortSetPass const &pass) const {
     std::uint16_t const vlan = inputs_.topologySm->natFlowRecircVlan();
     trace.at(2, "Intf: recirc, vlan: ", vlan);
-    auto const ps = vps.ucastPortSetIs(vlan);
+    auto const ps = pass.vps.ucastPortSetIs(vlan);
     Base::assertThat(bool(ps), "ps");
     ps->intfIs(Nexo::IntfId());
     ps->dmacIs(inputs_.bridgingConfig ? inputs_.bridgingConfig->bridgeMacAddr()
                                       : Nexo::EthAddr::ethAddrZero());
-    inputs_.topologySm->addActionSmRecirc(this);
+    if (pass.registrant != nullptr) {
+        inputs_.topologySm->addActionSmRecirc(pass.registrant);
+    }
+    report(pass.verdicts, vlan, {}, true,
+           wantsUnicast() ? UmoNatFlowHindrance::none : UmoNatFlowHindrance::notForMulticast);
 }
 
 void UmoNatFlowActionSm::addSvi(std::uint16_t vlan, Nexo::EthAddr const &mac,
-                                Ip::Nat::NatFlowVlanPortSets &vps) {
+                                PortSetPass const &pass) const {
     if (!Bridging::VlanIdOrNone(vlan).usable()) {
         trace.at(2, "Invalid vlan");
+        report(pass.verdicts, 0, {}, wantsUnicast(), UmoNatFlowHindrance::noVlan);
         return;
     }
-    if (wantsUnicast() && !inputs_.topologySm->addSviPorts(vlan, mac, &vps, true, this)) {
+    auto const add = [&](Nexo::EthAddr const &dmac, bool unicast) {
+        auto &topologySm = *inputs_.topologySm;
+        return pass.registrant != nullptr
+                   ? topologySm.addSviPorts(vlan, dmac, &pass.vps, unicast, pass.registrant)
+                   : topologySm.sviPorts(vlan, dmac, pass.vps, unicast, pass.verdicts);
+    };
+    if (wantsUnicast() && !add(mac, true)) {
         trace.at(2, "Invalid or empty vlan");
+        if (wantsMulticast()) {
+            report(pass.verdicts, vlan, {}, false, UmoNatFlowHindrance::nothingUnicast);
+        }
         return;
     }
-    if (wantsMulticast() &&
-        !inputs_.topologySm->addSviPorts(vlan, kMulticastMac, &vps, false, this)) {
+    if (wantsMulticast() && !add(kMulticastMac, false)) {
         trace.at(2, "Invalid or empty vlan");
     }
 }
 
 void UmoNatFlowActionSm::addPort(Nexo::IntfId intf, Ip::Nat::NatFlowNextHop const &nextHop,
-                                 Ip::Nat::NatFlowVlanPortSets &vps) {
-    std::uint16_t const vlan = inputs_.topologySm->addPhysicalPort(intf, nextHop.vlan, this);
+                                 PortSetPass const &pass) const {
+    auto &topologySm = *inputs_.topologySm;
+    std::uint16_t vlan = 0;
+    if (pass.registrant != nullptr) {
+        vlan = topologySm.addPhysicalPort(intf, nextHop.vlan, pass.registrant);
+    } else {
+        auto const carried = topologySm.physicalPort(intf, nextHop.vlan);
+        bool const usable = carried.hindrance == UmoNatFlowHindrance::none;
+        vlan = usable ? carried.vlan : std::uint16_t{0};
+        if (!usable) {
+            report(pass.verdicts, carried.vlan, intf, wantsUnicast(), carried.hindrance);
+        }
+    }
     if (vlan == 0) {
         trace.at(2, "Invalid vlan or port state");
         return;
     }
     trace.at(2, "PortSet intf: ", intf, ", vlan: ", vlan);
     if (wantsUnicast()) {
-        auto const ps = vps.ucastPortSetIs(vlan);
+        auto const ps = pass.vps.ucastPortSetIs(vlan);
         Base::assertThat(bool(ps), "ps");
         Base::assertThat(!nextHop.mac.isZero(), "iter->mac() != Nexo::EthAddr::ethAddrZero()");
         if (!ps->dmac().isZero() && ps->dmac() != nextHop.mac) {
             trace.at(2, "Different mac (", ps->dmac(), ") already found in the vlan, skip intf");
+            report(pass.verdicts, vlan, intf, true, UmoNatFlowHindrance::otherMac);
             return;
         }
         ps->intfIs(intf);
         ps->dmacIs(nextHop.mac);
+        report(pass.verdicts, vlan, intf, true, UmoNatFlowHindrance::none);
     }
     if (wantsMulticast()) {
-        auto const ps = vps.mcastPortSetIs(vlan);
+        auto const ps = pass.vps.mcastPortSetIs(vlan);
         Base::assertThat(bool(ps), "ps");
         ps->intfIs(intf);
         ps->dmacIs(kMulticastMac);
+        report(pass.verdicts, vlan, intf, false, UmoNatFlowHindrance::none);
     }
 }
 

@@ -77,7 +77,7 @@ void UmoNatFlowMcastTopologySm::NestedSm_IpIntfStatus::dispatch(
 }
 
 void UmoNatFlowMcastTopologySm::NestedSm_IpIntfStatus::handleIpIntfStatus() {
-    bool const up = l3IntfUp(followed());
+    bool const up = l3IntfHindrance(followed()) == UmoNatFlowHindrance::none;
     Mox::enter<"UmoNatFlowMcastTopologySm::NestedSm_IpIntfStatus::handleIpIntfStatus intf %s">(
         trace, 3, "handleIpIntfStatus", ", intf: ", followed().intf(),
         ", routing: ", followed().routing(), ", addrMask: ", followed().addrWithMask(),
