@@ -158,7 +158,7 @@ void Player::printTotals() {
         out_ << stamp(loop_.now()) << " what became of the packets"
              << (captures_->more() ? ", whose captures go on after the end" : "") << '\n';
         printTraffic(out_, agent_, Counted::something);
-        printPackets(out_, agent_, Counted::something);
+        printPackets({out_}, agent_, Counted::something);
     }
 }
 

@@ -1,9 +1,15 @@
 #include "agent/base/Find.h"
+#include "agent/explain/Explanation.h"
 #include "sim/Broken.h"
 #include "sim/Checker.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
+#include <set>
 #include <sstream>
+#include <string>
+#include <tuple>
 
 namespace Sim {
 
@@ -39,6 +45,52 @@ void requirePorts(std::string const &where, HwNatFlowActionStatus const &hw,
                   PortSets const &expected) {
     bool const same = hw.vlanPortSets() && portSetsOf(*hw.vlanPortSets()) == expected;
     require(same, where, ": the tree's port sets are not:", same ? "" : shown(expected));
+}
+
+/// A port of a port set, as the console explains it.
+using Explained = std::tuple<bool, std::uint16_t, std::string>; // unicast, VLAN, name or ""
+
+std::set<Explained> flat(PortSets const &sets) {
+    std::set<Explained> ports;
+    for (auto const &[key, set] : sets) {
+        for (Nexo::IntfId const intf : set.interfaces) {
+            ports.emplace(key.first, key.second, intf.stringValue());
+        }
+    }
+    return ports;
+}
+
+/// The console must say of each port in the tree's port sets that it is in one, of no other, and
+/// give a reason exactly for the ports that should not be in one.
+void requireExplained(UmoAgent::ForwardingAgent const &agent, std::string const &where,
+                      UmoNatFlowActionSm const &machine, HwNatFlowActionStatus const &hw,
+                      PortSets expected) {
+    UmoAgent::Json const explanation =
+        UmoAgent::explanationOf(agent, {machine.policy(), machine.match(), machine.action()});
+    UmoAgent::Json const &action = explanation.at("matches").front().at("actions").front();
+    PortSets tree = hw.vlanPortSets() ? portSetsOf(*hw.vlanPortSets()) : PortSets();
+    bool const same = tree == expected;
+    require(action.at("state") == (same ? "up to date" : "out of date"), where,
+            ": is explained as ", action.at("state").dump());
+    if (hw.flowType() == Ip::Nat::natFlowTypeMulticast) { // its recirculation is not programmed
+        std::erase_if(tree, [](auto const &entry) { return entry.first.first; });
+        std::erase_if(expected, [](auto const &entry) { return entry.first.first; });
+    }
+    std::set<Explained> in, wanted;
+    for (UmoAgent::Json const &intf : action.at("egress")) {
+        for (UmoAgent::Json const &port : intf.at("ports")) {
+            Explained const place{port.at("copies") == "unicast", port.at("vlan"),
+                                  port.at("port").is_null() ? "" : port.at("port")};
+            if (port.at("in-port-set").get<bool>()) {
+                in.insert(place);
+            }
+            if (port.at("reason").is_null()) {
+                wanted.insert(place);
+            }
+        }
+    }
+    require(in == flat(tree), where, ": other ports are explained as in its port sets than are");
+    require(wanted == flat(expected), where, ": the reasons are not those for its port sets");
 }
 
 /// A change of a translation's port alone makes no difference.
@@ -118,6 +170,7 @@ bool Checker::upToDate(std::vector<MatchName> const &matches) const {
 }
 
 void Checker::checkSettled() {
+    constexpr std::uint64_t kExplained = 16; // one of so many: it takes long
     for (auto const &[name, state, match, machine, hw, holding] : actions_) {
         Watch &watch = watches_.at(name);
         watch.holding = holding;
@@ -132,6 +185,9 @@ void Checker::checkSettled() {
                            hw.dstLen(), state.destination, match.flow.destination);
         if (!watch.inDoubt) {
             requirePorts(name, hw, watch.ports);
+        }
+        if (++explainable_ % kExplained == 0) {
+            requireExplained(agent_, name, *machine, hw, watch.ports);
         }
     }
 }

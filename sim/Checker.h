@@ -111,6 +111,7 @@ class Checker {
     std::vector<Action> actions_;             // that exist now
     std::map<std::string, Watch> watches_;
     std::map<std::string, Translations> translations_;
+    std::uint64_t explainable_ = 0; // actions whose explanation could have been checked
 };
 
 /// A match, as messages name it.

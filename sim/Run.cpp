@@ -66,9 +66,9 @@ Figures run(std::string const &initial, NextStep const &next) {
         carryOut(*step);
     }
     figures.packets = packets.compared();
-    UmoAgent::printTree(printed, *state.hwStatus());
+    UmoAgent::printTree({printed}, *state.hwStatus());
     UmoAgent::printChip(printed, agent.chip());
-    UmoAgent::printGroups(printed, agent.root(), *state.hwStatus());
+    UmoAgent::printGroups({printed}, agent.root(), *state.hwStatus());
     hash(printed.str());
     if (figures.hash % 2 == 0) {
         std::string names;

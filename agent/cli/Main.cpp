@@ -22,6 +22,7 @@ constexpr char const *kFooter =
     "Examples:\n"
     "  umo-cli --socket /tmp/umo.sock showNatFlowActionHw\n"
     "  umo-cli help                     # the commands\n"
+    "  umo-cli --json showNatFlowGroup  # for a program\n"
     "  umo-cli apply changes.yaml\n"
     "  umo-cli trace 'UmoNat*/1-3'      # the agent traces on its own standard error\n"
     "\n"
@@ -35,6 +36,7 @@ enum class ExitStatus { good = 0, notDone = 1, notAsked = 2 };
 struct CommandLine {
     std::string socket = UmoAgent::kDefaultSocketPath;
     int timeout = 10; // in seconds
+    bool json = false;
     std::vector<std::string> words;
 };
 
@@ -62,7 +64,8 @@ std::string lineOf(std::vector<std::string> const &words) {
 
 /// Throws std::runtime_error.
 ExitStatus run(CommandLine const &commandLine) {
-    std::string const line = lineOf(commandLine.words);
+    std::string const command = lineOf(commandLine.words);
+    std::string const line = commandLine.json ? command + ' ' + UmoAgent::kJsonWord : command;
     ExitStatus status = ExitStatus::good;
     try {
         std::string const answer =
@@ -71,10 +74,10 @@ ExitStatus run(CommandLine const &commandLine) {
         (done ? std::cout : std::cerr) << UmoAgent::printable(answer, "\n\t") << std::flush;
         status = done ? ExitStatus::good : ExitStatus::notDone;
     } catch (UmoAgent::NobodyAnswers const &error) {
-        if (line != "help") {
+        if (command != "help") {
             throw;
         }
-        UmoAgent::printCommands(std::cout);
+        UmoAgent::printCommands({std::cout, commandLine.json});
         std::cerr << "umo-cli: " << UmoAgent::printable(error.what()) << '\n';
     }
     if (!std::cout.flush()) {
@@ -94,6 +97,7 @@ void declare(CLI::App &app, CommandLine &line) {
         ->type_name("SECONDS")
         ->check(CLI::Range(1, 86400))
         ->capture_default_str();
+    app.add_flag("--json", line.json, "Print the answer as JSON");
     app.allow_extras(); // the words to send to the agent
 }
 

@@ -1,8 +1,11 @@
 #include "agent/console/CommandTable.h"
 
+#include "agent/show/Values.h"
+
 #include <algorithm>
 #include <iomanip>
 #include <ostream>
+#include <utility>
 
 namespace UmoAgent {
 
@@ -13,12 +16,19 @@ char const *helpOf(std::string_view name) {
     return command == kCommands.end() ? nullptr : command->help;
 }
 
-void printCommands(std::ostream &out) {
-    constexpr int kNameWidth = 20;
-    out << "commands:\n";
+void printCommands(Reply const &reply) {
+    Json commands = Json::array();
     for (auto const &[name, help] : kCommands) {
-        out << "  " << std::left << std::setw(kNameWidth) << name << ' ' << help << '\n';
+        commands.push_back({{"command", name}, {"help", help}});
     }
+    reply.give({{"commands", std::move(commands)}}, [](std::ostream &out, Json const &value) {
+        constexpr int kNameWidth = 20;
+        out << "commands:\n";
+        for (Json const &command : value.at("commands")) {
+            out << "  " << std::left << std::setw(kNameWidth) << textOf(command, "command") << ' '
+                << textOf(command, "help") << '\n';
+        }
+    });
 }
 
 } // namespace UmoAgent

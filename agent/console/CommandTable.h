@@ -1,7 +1,8 @@
 #pragma once
 
+#include "agent/show/Reply.h"
+
 #include <array>
-#include <iosfwd>
 #include <string_view>
 
 namespace UmoAgent {
@@ -14,9 +15,10 @@ struct CommandText {
 
 /// All commands of the console, by name. The agent answers them; `umo-cli help` lists them without
 /// an agent.
-inline constexpr std::array<CommandText, 13> kCommands{{
+inline constexpr std::array<CommandText, 14> kCommands{{
     {"apply", "FILE.yaml: carries out the events of a file at once, all of them or none"},
     {"audit", "compares the switch with what it should have, and mends what differs"},
+    {"explain", "POLICY [MATCH [ACTION]]: why its copies go where they go, and nowhere else"},
     {"help", "lists the commands"},
     {"packets", "the copies of packets that were sent, by interface, VLAN and addresses"},
     {"showBacklog", "the actions that are queued for evaluation"},
@@ -24,7 +26,7 @@ inline constexpr std::array<CommandText, 13> kCommands{{
     {"showCounters", "how often each handler and each operation of the chip was called"},
     {"showLogEvents", "the catalogue of log events"},
     {"showNatFlowActionHw", "[POLICY]: the programmed actions, a line for each VLAN and interface"},
-    {"showNatFlowGroup", "the matches, with the groups that they want and hold"},
+    {"showNatFlowGroup", "[POLICY]: the matches, with the groups that they want and hold"},
     {"showRecircVlan", "the recirculation VLAN, with its L3 interface"},
     {"showSkimtrace", "[N]: the last N handler entries, or all that are kept"},
     {"trace", "HANDLE/LEVELS: sets what the agent traces; off: nothing; no argument: shows it"},
@@ -34,6 +36,6 @@ inline constexpr std::array<CommandText, 13> kCommands{{
 char const *helpOf(std::string_view name);
 
 /// The list of the commands.
-void printCommands(std::ostream &out);
+void printCommands(Reply const &reply);
 
 } // namespace UmoAgent

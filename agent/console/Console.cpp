@@ -6,7 +6,10 @@
 #include "agent/base/Descriptor.h"
 #include "agent/base/Text.h"
 #include "agent/console/CommandTable.h"
+#include "agent/explain/Explanation.h"
 #include "agent/show/Printers.h"
+
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <charconv>
@@ -14,6 +17,7 @@
 #include <stdexcept>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 namespace UmoAgent {
 
@@ -22,16 +26,30 @@ namespace {
 constexpr char const *kAudit = "audit";
 
 /// A command without arguments.
-TextCommand::Function plain(std::function<void(std::ostream &out)> print) {
-    return [print = std::move(print)](std::ostream &out, std::string const &arguments) {
+TextCommand::Function plain(std::function<void(Reply const &reply)> print) {
+    return [print = std::move(print)](Reply const &reply, std::string const &arguments) {
         if (!arguments.empty()) {
             throw CommandError("found " + inQuotes(arguments) + ", expected no arguments");
         }
-        print(out);
+        print(reply);
     };
 }
 
-void showSkimtrace(std::ostream &out, std::string const &arguments) {
+/// Reads `POLICY [MATCH [ACTION]]`.
+Subject subjectOf(std::string const &arguments) {
+    std::istringstream words(arguments);
+    Subject subject;
+    std::string more;
+    words >> subject.policy >> subject.match >> subject.action >> more;
+    if (subject.policy.empty() || !more.empty()) {
+        throw CommandError(more.empty() ? "the name of a policy is expected"
+                                        : "found " + inQuotes(more) +
+                                              " after the names of policy, match and action");
+    }
+    return subject;
+}
+
+void showSkimtrace(Reply const &reply, std::string const &arguments) {
     std::size_t count = Skimtrace::kCapacity;
     if (!arguments.empty()) {
         char const *const end = arguments.data() + arguments.size();
@@ -40,21 +58,18 @@ void showSkimtrace(std::ostream &out, std::string const &arguments) {
             throw CommandError("found " + inQuotes(arguments) + ", expected a number of entries");
         }
     }
-    printSkimtrace(out, count);
+    printSkimtrace(reply, count);
 }
 
 /// `off` switches everything off; without an argument the levels stay.
-void trace(std::ostream &out, std::string const &setting) {
+void trace(Reply const &reply, std::string const &setting) {
     try {
-        if (!setting.empty()) {
-            for (std::string const &piece : Mox::traceLevelsIs(setting == "off" ? "" : setting)) {
-                out << "no handle for " << printable(piece) << '\n';
-            }
-        }
+        printTraceLevels(reply, setting.empty()
+                                    ? std::vector<std::string>()
+                                    : Mox::traceLevelsIs(setting == "off" ? "" : setting));
     } catch (std::invalid_argument const &malformed) {
         throw CommandError(malformed.what());
     }
-    printTraceLevels(out);
 }
 
 } // namespace
@@ -68,37 +83,40 @@ Console::Console(ForwardingAgent &agent, EventLoop &loop, Scope scope)
 }
 
 void Console::add(char const *name, TextCommand::Function function) {
-    commands_.commandIs(Mox::make<TextCommand>(name, helpOf(name), std::move(function)));
+    commands_.commandIs(Mox::make<TextCommand>(name, helpOf(name), std::move(function),
+                                               [this] { return trouble(); }));
 }
 
 void Console::addShowCommands() {
-    add("showNatFlowActionHw", [this](std::ostream &out, std::string const &arguments) {
-        printTable(out, agent_.state().hwStatus(), arguments);
+    add("showNatFlowActionHw", [this](Reply const &reply, std::string const &arguments) {
+        printTable(reply, agent_.state().hwStatus(), arguments);
     });
-    add("showNatFlowGroup", plain([this](std::ostream &out) {
-            printGroups(out, agent_.root(), *agent_.state().hwStatus());
-        }));
+    add("showNatFlowGroup", [this](Reply const &reply, std::string const &policy) {
+        if (!policy.empty() && agent_.root().policySm().find(policy) == nullptr) {
+            throw CommandError("there is no policy " + inQuotes(policy));
+        }
+        printGroups(reply, agent_.root(), *agent_.state().hwStatus(), policy);
+    });
+    add("explain", [this](Reply const &reply, std::string const &arguments) {
+        try {
+            reply.give(explanationOf(agent_, subjectOf(arguments)), printExplanation);
+        } catch (std::invalid_argument const &unknown) {
+            throw CommandError(unknown.what());
+        }
+    });
     add("showRecircVlan",
-        plain([this](std::ostream &out) { printRecircVlan(out, agent_.root()); }));
-    add("showBacklog", plain([this](std::ostream &out) { printBacklog(out, agent_.root()); }));
-    add("showChip", plain([this](std::ostream &out) {
-            printChipTables(out, agent_.chip());
-            printChip(out, agent_.chip());
-            printTraffic(out, agent_);
-        }));
-    add("packets", plain([this](std::ostream &out) {
+        plain([this](Reply const &reply) { printRecircVlan(reply, agent_.root()); }));
+    add("showBacklog", plain([this](Reply const &reply) { printBacklog(reply, agent_.root()); }));
+    add("showChip", plain([this](Reply const &reply) { printChip(reply, agent_, true); }));
+    add("packets", plain([this](Reply const &reply) {
             if (programmer_ != nullptr) {
                 throw CommandError("packets go through the switch, which counts them; see "
                                    "ovs-ofctl dump-group-stats");
             }
-            printPackets(out, agent_);
+            printPackets(reply, agent_);
         }));
-    add("showCounters", plain([this](std::ostream &out) {
-            printCounters(out, agent_.chip());
-            if (programmer_ != nullptr) {
-                printSwitchCounters(out, *programmer_);
-            }
-        }));
+    add("showCounters",
+        plain([this](Reply const &reply) { printCounters(reply, agent_.chip(), programmer_); }));
     add("showLogEvents", plain(printLogEvents));
     add("showSkimtrace", showSkimtrace);
 }
@@ -117,21 +135,35 @@ void Console::answer(std::uint32_t socket, std::string const &line, Done const &
             return false; // no room for the answer
         }
     };
-    auto const later = [this, socket, done, written](std::string const &answer) {
-        done(written([&] { writeAll(static_cast<int>(socket), answer + trouble()); }));
+    auto const [plainLine, json] = withoutJsonWord(line);
+    auto const later = [this, socket, done, written, json = json](std::string const &answer) {
+        done(written([&] { writeAll(static_cast<int>(socket), answerOf(answer, json)); }));
     };
-    std::string const name = Agent::AgentCommands::nameOf(line);
+    std::string const name = Agent::AgentCommands::nameOf(plainLine);
     bool const strange = std::any_of(line.begin(), line.end(), isControl);
     if (name == ApplyCommand::kName && !strange) {
-        apply_.apply(argumentsOf(line), later);
+        apply_.apply(argumentsOf(plainLine), later);
     } else if (name == kAudit && !strange) {
-        audit(argumentsOf(line), later);
+        audit(argumentsOf(plainLine), later);
     } else {
-        done(written([&] {
-            answerNow(socket, line);
-            writeAll(static_cast<int>(socket), trouble());
-        }));
+        done(written([&] { answerNow(socket, line); }));
     }
+}
+
+/// An answer in lines, in the form that was asked for. A refusal is the same in both.
+std::string Console::answerOf(std::string const &text, bool json) const {
+    std::string const note = trouble();
+    if (!json || text.rfind(kErrorMark, 0) == 0) {
+        return text + noteLine(note);
+    }
+    std::istringstream in(text);
+    Json lines = Json::array();
+    for (std::string line; std::getline(in, line);) {
+        lines.push_back(printable(line));
+    }
+    std::ostringstream out;
+    Reply{out, true, printable(note)}.give({{"lines", std::move(lines)}}, nullptr);
+    return out.str();
 }
 
 /// Compares the switch with what it should have. Its answer comes when it has been mended.
@@ -154,14 +186,13 @@ void Console::audit(std::string const &arguments,
 
 /// What a reader of any answer must know: the switch does not have what it says.
 std::string Console::trouble() const {
-    std::string const reason = programmer_ == nullptr ? "" : programmer_->trouble();
-    return reason.empty() ? "" : "note: " + printable(reason) + '\n';
+    return programmer_ == nullptr ? "" : programmer_->trouble();
 }
 
 void Console::answerNow(std::uint32_t socket, std::string const &line) const {
     if (std::any_of(line.begin(), line.end(), isControl)) {
-        writeAll(static_cast<int>(socket),
-                 std::string(kErrorMark) + "a control character in " + inQuotes(line) + '\n');
+        writeAll(static_cast<int>(socket), std::string(kErrorMark) + "a control character in " +
+                                               inQuotes(line) + '\n' + noteLine(trouble()));
         return;
     }
     if (commands_.handleCommand(socket, line)) {
@@ -171,8 +202,8 @@ void Console::answerNow(std::uint32_t socket, std::string const &line) const {
     std::ostringstream out;
     out << kErrorMark << (name.empty() ? "no command" : "unknown command " + inQuotes(name))
         << '\n';
-    printCommands(out);
-    writeAll(static_cast<int>(socket), out.str());
+    printCommands({out});
+    writeAll(static_cast<int>(socket), out.str() + noteLine(trouble()));
 }
 
 } // namespace UmoAgent

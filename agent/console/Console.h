@@ -43,6 +43,7 @@ class Console {
     void addActingCommands();
     void answerNow(std::uint32_t socket, std::string const &line) const;
     void audit(std::string const &arguments, std::function<void(std::string const &answer)> done);
+    [[nodiscard]] std::string answerOf(std::string const &text, bool json) const;
     [[nodiscard]] std::string trouble() const;
 
     ForwardingAgent &agent_;

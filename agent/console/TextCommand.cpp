@@ -28,20 +28,42 @@ std::string markedError(std::string const &name, std::string const &error) {
     return text;
 }
 
-TextCommand::TextCommand(Pelo::String name, Pelo::String help, Function function)
-    : AgentCommandCallback(std::move(name), std::move(help)), function_(std::move(function)) {}
+std::string noteLine(std::string const &note) {
+    return note.empty() ? "" : "note: " + printable(note) + '\n';
+}
+
+std::pair<std::string, bool> withoutJsonWord(std::string const &line) {
+    std::istringstream words(line);
+    std::string rest;
+    bool json = false;
+    for (std::string word; std::getline(words, word, ' ');) {
+        if (word == kJsonWord) {
+            json = true;
+        } else {
+            rest += (rest.empty() ? "" : " ") + word;
+        }
+    }
+    return {json ? rest : line, json};
+}
+
+TextCommand::TextCommand(Pelo::String name, Pelo::String help, Function function, Note note)
+    : AgentCommandCallback(std::move(name), std::move(help)),
+      function_(std::move(function)),
+      note_(std::move(note)) {}
 
 void TextCommand::handleCommand(std::uint32_t socket, Pelo::String const &command) {
     std::ostringstream out;
     out.exceptions(std::ios::badbit); // else the stream would hide a failed allocation
+    std::string const note = note_();
     std::string text;
     try {
-        function_(out, argumentsOf(command));
-        text = out.str();
+        auto const [line, json] = withoutJsonWord(command);
+        function_({out, json, printable(note)}, argumentsOf(line));
+        text = out.str() + (json ? "" : noteLine(note));
     } catch (CommandError const &error) {
-        text = markedError(nameString(), error.what());
+        text = markedError(nameString(), error.what()) + noteLine(note);
     } catch (std::bad_alloc const &) {
-        text = markedError(nameString(), "there is not enough memory");
+        text = markedError(nameString(), "there is not enough memory") + noteLine(note);
     }
     writeAll(static_cast<int>(socket), text);
 }

@@ -10,13 +10,17 @@
 
 namespace UmoAgent {
 
-/// What an event can print.
-enum class Printout : std::uint8_t {
-    tree,    // the hardware status tree
-    chip,    // the contents of the switch chip
-    groups,  // matches with the groups they want and hold
-    table,   // the answer to showNatFlowActionHw
-    packets, // the copies that were sent
+/// What an event can print, and in which form.
+struct Printout {
+    enum class What : std::uint8_t {
+        tree,    // the hardware status tree
+        chip,    // the contents of the switch chip
+        groups,  // matches with the groups they want and hold
+        table,   // the answer to showNatFlowActionHw
+        packets, // the copies that were sent
+    };
+    What what;
+    bool json = false;
 };
 
 struct Event {

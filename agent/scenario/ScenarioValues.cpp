@@ -156,12 +156,19 @@ std::optional<Bridging::Topology::PortState> ScenarioValues::portState(YamlNode 
 }
 
 std::optional<Printout> ScenarioValues::printout(YamlNode node) {
-    return word(nodes_, node,
-                Words<Printout>{{"tree", Printout::tree},
-                                {"chip", Printout::chip},
-                                {"groups", Printout::groups},
-                                {"table", Printout::table},
-                                {"packets", Printout::packets}});
+    using What = Printout::What;
+    Words<Printout> const words{{"tree", {What::tree}},
+                                {"chip", {What::chip}},
+                                {"groups", {What::groups}},
+                                {"table", {What::table}},
+                                {"packets", {What::packets}}};
+    constexpr std::string_view kJson = " --json";
+    for (auto const &[name, printout] : words) {
+        if (node.isScalar(std::string(name).append(kJson))) {
+            return Printout{printout.what, true};
+        }
+    }
+    return word(nodes_, node, words);
 }
 
 std::optional<Nexo::EthAddr> ScenarioValues::stationMac(YamlNode node) {

@@ -18,24 +18,24 @@ std::string noteText(std::string_view note) {
     return printable(note.substr(0, note.find_last_not_of('\n') + 1));
 }
 
-void print(ForwardingAgent &agent, Printout printout, std::ostream &out) {
+void print(ForwardingAgent &agent, Printout const &printout, std::ostream &out) {
+    Reply const reply{out, printout.json};
     auto const &hwStatus = agent.state().hwStatus();
-    switch (printout) {
-    case Printout::tree:
-        printTree(out, *hwStatus);
+    switch (printout.what) {
+    case Printout::What::tree:
+        printTree(reply, *hwStatus);
         break;
-    case Printout::chip:
-        printChip(out, agent.chip());
-        printTraffic(out, agent);
+    case Printout::What::chip:
+        printChip(reply, agent, false);
         break;
-    case Printout::groups:
-        printGroups(out, agent.root(), *hwStatus);
+    case Printout::What::groups:
+        printGroups(reply, agent.root(), *hwStatus);
         break;
-    case Printout::table:
-        printTable(out, hwStatus);
+    case Printout::What::table:
+        printTable(reply, hwStatus);
         break;
-    case Printout::packets:
-        printPackets(out, agent);
+    case Printout::What::packets:
+        printPackets(reply, agent);
         break;
     }
 }
@@ -52,7 +52,7 @@ void carryOut(ForwardingAgent &agent, Event const &event, std::ostream &out) {
     }
     auto const faults = agent.apply(event.changes);
     Base::assertThat(faults.empty(), "faults.empty()");
-    for (Printout const printout : event.print) {
+    for (Printout const &printout : event.print) {
         try {
             print(agent, printout, out);
         } catch (std::exception const &error) {              // no memory for it

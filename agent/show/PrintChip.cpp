@@ -1,62 +1,87 @@
-#include "agent/base/Text.h"
 #include "agent/show/Printers.h"
+#include "agent/show/Values.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <iomanip>
 #include <optional>
 #include <ostream>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace UmoAgent {
 
 namespace {
 
-void printCount(std::ostream &out, std::uint64_t count, std::string_view one) {
-    out << ", " << count << ' ' << one << (count == 1 ? "" : "s");
-}
-
-void printTranslation(std::ostream &out, std::string_view which,
-                      SoftSwitch::Translation const &translation) {
-    out << "      " << which << ' ';
-    printFlowEnd(out, {translation.flow.addr(), translation.prefixLength, translation.flow.port()});
-    if (translation.nat.addr().isZero()) {
-        out << " stays";
-    } else {
-        out << " becomes ";
-        printAddress(out, translation.nat);
-    }
+Json translationValue(SoftSwitch::Translation const &translation) {
+    Json value{
+        {"flow", valueOf(Ip::Nat::NatFlowEnd{translation.flow.addr(), translation.prefixLength,
+                                             translation.flow.port()})},
+        {"becomes", valueOf(translation.nat)}};
     if (!translation.dmac.isZero()) {
-        out << ", dmac " << translation.dmac;
+        value["dmac"] = streamed(translation.dmac);
     }
-    out << '\n';
+    return value;
 }
 
-void printPortSet(std::ostream &out, std::uint32_t id, SoftSwitch::PortSet const &portSet) {
-    out << "    port set " << id << ": VLAN " << portSet.vlan << ", dmac " << portSet.dmac
-        << ", interfaces";
-    for (Nexo::IntfId const intf : portSet.interfaces) {
-        out << ' ';
-        printInterface(out, intf);
-    }
-    out << '\n';
+Json portSetValue(std::uint32_t id, SoftSwitch::PortSet const &portSet) {
+    Json value{{"port-set", id},
+               {"vlan", portSet.vlan},
+               {"dmac", streamed(portSet.dmac)},
+               {"interfaces", namesOf(portSet.interfaces)}};
     if (portSet.source) {
-        printTranslation(out, "source", *portSet.source);
+        value["source"] = translationValue(*portSet.source);
     }
     if (portSet.destination) {
-        printTranslation(out, "destination", *portSet.destination);
+        value["destination"] = translationValue(*portSet.destination);
     }
+    return value;
 }
 
-void printTableRow(std::ostream &out, std::string_view table, std::size_t used,
-                   std::optional<std::uint32_t> capacity) {
-    out << std::left << std::setw(24) << table << std::right << std::setw(8) << used
-        << std::setw(10) << (capacity ? std::to_string(*capacity) : "-") << '\n';
+Json groupValue(std::uint32_t id, SoftSwitch::Group const &group) {
+    Json portSets = Json::array();
+    for (auto const &[portSetId, portSet] : group.portSets) {
+        portSets.push_back(portSetValue(portSetId, portSet));
+    }
+    return {{"group", id},
+            {"policy", printable(group.policy)},
+            {"match", printable(group.match)},
+            {"unicast", group.unicast},
+            {"port-sets", std::move(portSets)}};
 }
 
-} // namespace
+Json tableValue(char const *name, std::size_t used, std::optional<std::uint32_t> capacity) {
+    return {{"table", name}, {"in-use", used}, {"capacity", capacity ? Json(*capacity) : Json()}};
+}
 
-void printChipTables(std::ostream &out, SoftSwitch const &chip) {
+std::string countText(Json const &count, std::string const &one) {
+    return counted(count.get<std::uint64_t>(), one, one + 's');
+}
+
+void printTranslation(std::ostream &out, Json const &portSet, char const *which) {
+    auto const translation = portSet.find(which);
+    if (translation == portSet.end()) {
+        return;
+    }
+    Json const &becomes = translation->at("becomes");
+    out << "      " << which << ' ' << flowEndText(translation->at("flow"))
+        << (becomes.is_null() ? " stays" : " becomes " + addressText(becomes));
+    if (auto const dmac = translation->find("dmac"); dmac != translation->end()) {
+        out << ", dmac " << dmac->get_ref<std::string const &>();
+    }
+    out << '\n';
+}
+
+void printPortSet(std::ostream &out, Json const &portSet) {
+    out << "    port set " << portSet.at("port-set") << ": VLAN " << portSet.at("vlan") << ", dmac "
+        << textOf(portSet, "dmac") << ", interfaces" << namesText(portSet.at("interfaces")) << '\n';
+    printTranslation(out, portSet, "source");
+    printTranslation(out, portSet, "destination");
+}
+
+Json chipTablesValue(SoftSwitch const &chip) {
     std::size_t portSets = 0, fullest = 0, sources = 0, destinations = 0;
     for (auto const &[groupId, group] : chip.groups()) {
         portSets += group.portSets.size();
@@ -66,26 +91,70 @@ void printChipTables(std::ostream &out, SoftSwitch const &chip) {
             destinations += portSet.destination ? 1 : 0;
         }
     }
-    out << "table                     in use  capacity\n";
-    printTableRow(out, "groups", chip.groupsInUse(), chip.capacity().groups);
-    printTableRow(out, "port sets", portSets, std::nullopt);
-    printTableRow(out, "  in the fullest group", fullest, chip.capacity().portSetsPerGroup);
-    printTableRow(out, "source translations", sources, std::nullopt);
-    printTableRow(out, "destination translations", destinations, std::nullopt);
+    return Json::array(
+        {tableValue("groups", chip.groupsInUse(), chip.capacity().groups),
+         tableValue("port sets", portSets, std::nullopt),
+         tableValue("  in the fullest group", fullest, chip.capacity().portSetsPerGroup),
+         tableValue("source translations", sources, std::nullopt),
+         tableValue("destination translations", destinations, std::nullopt)});
 }
 
-void printChip(std::ostream &out, SoftSwitch const &chip) {
-    out << "chip: " << chip.groupsInUse() << " of " << chip.capacity().groups << " groups in use";
-    printCount(out, chip.refusals(), "refusal");
-    printCount(out, chip.contractErrors(), "contract error");
-    out << '\n';
+void printChipTables(std::ostream &out, Json const &tables) {
+    out << "table                     in use  capacity\n";
+    for (Json const &row : tables) {
+        Json const &capacity = row.at("capacity");
+        out << std::left << std::setw(24) << textOf(row, "table") << std::right << std::setw(8)
+            << row.at("in-use").dump() << std::setw(10)
+            << (capacity.is_null() ? "-" : capacity.dump()) << '\n';
+    }
+}
+
+Json chipValue(SoftSwitch const &chip) {
+    Json groups = Json::array();
     for (auto const &[id, group] : chip.groups()) {
-        out << "  group " << id << " of policy " << printable(group.policy) << ", match "
-            << printable(group.match) << (group.unicast ? ", unicast" : "") << '\n';
-        for (auto const &[portSetId, portSet] : group.portSets) {
-            printPortSet(out, portSetId, portSet);
+        groups.push_back(groupValue(id, group));
+    }
+    return {{"groups-in-use", chip.groupsInUse()},
+            {"capacity", chip.capacity().groups},
+            {"refusals", chip.refusals()},
+            {"contract-errors", chip.contractErrors()},
+            {"groups", std::move(groups)}};
+}
+
+void printChipText(std::ostream &out, Json const &chip) {
+    out << "chip: " << chip.at("groups-in-use") << " of " << chip.at("capacity")
+        << " groups in use, " << countText(chip.at("refusals"), "refusal") << ", "
+        << countText(chip.at("contract-errors"), "contract error") << '\n';
+    for (Json const &group : chip.at("groups")) {
+        out << "  group " << group.at("group") << " of policy " << textOf(group, "policy")
+            << ", match " << textOf(group, "match")
+            << (group.at("unicast").get<bool>() ? ", unicast" : "") << '\n';
+        for (Json const &portSet : group.at("port-sets")) {
+            printPortSet(out, portSet);
         }
     }
+}
+
+} // namespace
+
+void printChip(std::ostream &out, SoftSwitch const &chip) {
+    printChipText(out, chipValue(chip));
+}
+
+void printChip(Reply const &reply, ForwardingAgent &agent, bool tables) {
+    Json value = Json::object();
+    if (tables) {
+        value["tables"] = chipTablesValue(agent.chip());
+    }
+    value["chip"] = chipValue(agent.chip());
+    value["traffic"] = trafficValue(agent);
+    reply.give(std::move(value), [](std::ostream &out, Json const &whole) {
+        if (auto const tablesOf = whole.find("tables"); tablesOf != whole.end()) {
+            printChipTables(out, *tablesOf);
+        }
+        printChipText(out, whole.at("chip"));
+        printTraffic(out, whole.at("traffic"));
+    });
 }
 
 } // namespace UmoAgent

@@ -1,67 +1,96 @@
-#include "UmoNat/UmoNatFlowMatchSm.h"
-#include "UmoNat/UmoNatFlowMcastSm.h"
 #include "UmoNat/UmoNatFlowPolicySm.h"
-#include "agent/base/Text.h"
+#include "agent/show/GroupState.h"
 #include "agent/show/Printers.h"
 #include "agent/show/TextTable.h"
+#include "agent/show/Values.h"
 
 #include <cstdint>
 #include <ostream>
 #include <string>
-#include <vector>
+#include <utility>
 
 namespace UmoAgent {
 
 namespace {
 
-char const *stateOf(UmoNatFlowMcastSm const &root, UmoNatFlowMatchSm *match, bool holdsGroups,
-                    std::uint32_t wanted) {
-    if (wanted == 0) {
-        return "no groups";
+template <class PortSets>
+bool anySends(PortSets const &portSets) {
+    for (auto const &[vlan, portSet] : portSets) {
+        if (vlan != 0 && (portSet->portSetId() != 0 || portSet->portSetId2() != 0)) {
+            return true;
+        }
     }
-    if (holdsGroups) {
-        return "programmed";
-    }
-    return root.unprogrammedGroup().contains(match) ? "waiting" : "stranded";
+    return false;
 }
 
-std::string idText(std::uint32_t id) {
-    return id == 0 ? "-" : std::to_string(id);
-}
-
-std::vector<std::string> rowOf(UmoNatFlowMcastSm const &root, Pelo::String const &policy,
-                               Pelo::String const &name, UmoNatFlowMatchSm *match,
-                               Ip::Nat::HwNatFlowStatus const &status) {
+Json rowOf(UmoNatFlowMcastSm const &root, Pelo::String const &policy, Pelo::String const &name,
+           UmoNatFlowMatchSm *match, Ip::Nat::HwNatFlowStatus const &status) {
     auto const hwPolicy = status.natFlow(policy);
     auto const hwMatch = hwPolicy ? hwPolicy->match(name) : nullptr;
-    std::uint32_t const unicast = hwMatch ? hwMatch->groupIdUc() : 0;
-    std::uint32_t const multicast = hwMatch ? hwMatch->groupIdMc() : 0;
-    std::uint32_t const wanted = match->matchSmStatus()->groupNum();
-    return {printable(policy), printable(name),   std::to_string(wanted),
-            idText(unicast),   idText(multicast), stateOf(root, match, unicast != 0, wanted)};
+    std::size_t sending = 0, silent = 0;
+    for (auto const &[actionName, action] : match->actionSm()) {
+        auto const &hwAction = action->hwActionStatus();
+        ++(hwAction && sendsCopies(*hwAction) ? sending : silent);
+    }
+    return {{"policy", printable(policy)},
+            {"match", printable(name)},
+            {"wanted", match->matchSmStatus()->groupNum()},
+            {"unicast", hwMatch ? hwMatch->groupIdUc() : 0},
+            {"multicast", hwMatch ? hwMatch->groupIdMc() : 0},
+            {"with-copies", sending},
+            {"without-copies", silent},
+            {"state", textOf(groupStateOf(root, *match))}};
 }
 
-} // namespace
+std::string number(Json const &row, char const *member) {
+    return row.at(member).dump();
+}
 
-void printGroups(std::ostream &out, UmoNatFlowMcastSm const &root,
-                 Ip::Nat::HwNatFlowStatus const &status) {
+std::string idText(Json const &row, char const *member) {
+    return row.at(member) == 0 ? "-" : number(row, member);
+}
+
+void printText(std::ostream &out, Json const &value) {
     constexpr auto kRight = TextTable::Align::right;
     TextTable table({{"policy"},
                      {"match"},
                      {"wanted", kRight},
                      {"unicast", kRight},
                      {"multicast", kRight},
+                     {"with copies", kRight},
+                     {"without", kRight},
                      {"state"}});
-    for (auto const &[policyName, policy] : root.policySm()) {
-        for (auto const &[matchName, match] : policy->matchSm()) {
-            table.add(rowOf(root, policyName, matchName, match.ptr(), status));
-        }
+    for (Json const &row : value.at("matches")) {
+        table.add({textOf(row, "policy"), textOf(row, "match"), number(row, "wanted"),
+                   idText(row, "unicast"), idText(row, "multicast"), number(row, "with-copies"),
+                   number(row, "without-copies"), textOf(row, "state")});
     }
     if (table.empty()) {
         out << "groups: no matches\n";
     } else {
         table.print(out);
     }
+}
+
+} // namespace
+
+bool sendsCopies(Ip::Nat::HwNatFlowActionStatus const &action) {
+    auto const &portSets = action.vlanPortSets();
+    return portSets && (anySends(portSets->ucastPortSet()) || anySends(portSets->mcastPortSet()));
+}
+
+void printGroups(Reply const &reply, UmoNatFlowMcastSm const &root,
+                 Ip::Nat::HwNatFlowStatus const &status, std::string const &onlyPolicy) {
+    Json matches = Json::array();
+    for (auto const &[policyName, policy] : root.policySm()) {
+        if (!onlyPolicy.empty() && policyName != onlyPolicy) {
+            continue;
+        }
+        for (auto const &[matchName, match] : policy->matchSm()) {
+            matches.push_back(rowOf(root, policyName, matchName, match.ptr(), status));
+        }
+    }
+    reply.give({{"matches", std::move(matches)}}, printText);
 }
 
 } // namespace UmoAgent

@@ -1,6 +1,6 @@
-#include "agent/base/Text.h"
 #include "agent/show/Printers.h"
 #include "agent/show/TextTable.h"
+#include "agent/show/Values.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -18,11 +18,6 @@ namespace {
 
 constexpr auto kRight = TextTable::Align::right;
 
-/// `239.1.1.1:5000`; without a port if it is 0.
-std::string addressText(Nexo::IpAndPort const &address) {
-    return address.port() == 0 ? address.addr().stringValue() : address.stringValue();
-}
-
 /// By the interface's name, numbers in it by value; streams of an interface in their order.
 auto byInterface(std::map<Stream, Traffic> const &streams) {
     std::vector<std::pair<Stream const, Traffic> const *> sorted;
@@ -37,17 +32,44 @@ auto byInterface(std::map<Stream, Traffic> const &streams) {
     return sorted;
 }
 
-} // namespace
+/// `239.1.1.1:5000`; without a port if it has none, and `-` without an address.
+std::string shortText(Json const &address) {
+    if (address.is_null()) {
+        return "-";
+    }
+    auto const port = address.find("port");
+    return textOf(address, "address") + (port == address.end() ? "" : ':' + port->dump());
+}
 
-void printTraffic(std::ostream &out, ForwardingAgent &agent, Counted counted) {
-    PacketCounters const &counters = agent.forwarder().counters();
-    if (counters.received() == Traffic{}) {
+void printPacketsText(std::ostream &out, Json const &value) {
+    if (value.at("streams").empty() && value.at("others") == 0) {
+        out << "packets: " << value.at("received") << " received, no copies sent\n";
         return;
     }
-    TextTable table({{"traffic"}, {"packets", kRight}, {"bytes", kRight}});
+    TextTable table(
+        {{"interface"}, {"VLAN", kRight}, {"source"}, {"destination"}, {"copies", kRight}});
+    for (Json const &stream : value.at("streams")) {
+        table.add({textOf(stream, "interface"), stream.at("vlan").dump(),
+                   shortText(stream.at("source")), shortText(stream.at("destination")),
+                   stream.at("copies").dump()});
+    }
+    if (value.at("others") != 0) {
+        table.add({"others", "-", "-", "-", value.at("others").dump()});
+    }
+    table.print(out);
+}
+
+} // namespace
+
+Json trafficValue(ForwardingAgent &agent, Counted counted) {
+    PacketCounters const &counters = agent.forwarder().counters();
+    Json rows = Json::array();
+    if (counters.received() == Traffic{}) {
+        return rows;
+    }
     auto const add = [&](std::string what, Traffic const &traffic) {
-        table.add(
-            {std::move(what), std::to_string(traffic.packets), std::to_string(traffic.bytes)});
+        rows.push_back(
+            {{"traffic", std::move(what)}, {"packets", traffic.packets}, {"bytes", traffic.bytes}});
     };
     auto const addCounted = [&](std::string what, Traffic const &traffic) {
         if (counted == Counted::everything || traffic.packets != 0) {
@@ -74,33 +96,45 @@ void printTraffic(std::ostream &out, ForwardingAgent &agent, Counted counted) {
             add("dropped, " + std::string(textOf(reason)), counters.dropped(reason));
         }
     }
+    return rows;
+}
+
+void printTraffic(std::ostream &out, Json const &traffic) {
+    if (traffic.empty()) {
+        return;
+    }
+    TextTable table({{"traffic"}, {"packets", kRight}, {"bytes", kRight}});
+    for (Json const &row : traffic) {
+        table.add({textOf(row, "traffic"), row.at("packets").dump(), row.at("bytes").dump()});
+    }
     table.print(out);
 }
 
-void printPackets(std::ostream &out, ForwardingAgent const &agent, Counted counted) {
+void printTraffic(std::ostream &out, ForwardingAgent &agent, Counted counted) {
+    printTraffic(out, trafficValue(agent, counted));
+}
+
+void printPackets(Reply const &reply, ForwardingAgent const &agent, Counted counted) {
     constexpr std::size_t kRowsOfASummary = 50;
     PacketCounters const &counters = agent.forwarder().counters();
-    if (counters.sent() == Traffic{}) {
-        out << "packets: " << counters.received().packets << " received, no copies sent\n";
-        return;
-    }
-    TextTable table(
-        {{"interface"}, {"VLAN", kRight}, {"source"}, {"destination"}, {"copies", kRight}});
     std::uint64_t others = counters.otherStreams().packets;
-    std::size_t rows = 0;
+    Json streams = Json::array();
     for (auto const *const stream : byInterface(counters.streams())) {
-        if (counted == Counted::something && ++rows > kRowsOfASummary) {
+        if (counted == Counted::something && streams.size() == kRowsOfASummary) {
             others += stream->second.packets;
             continue;
         }
         auto const &[intf, vlan, source, destination] = stream->first;
-        table.add({intf.stringValue(), std::to_string(vlan), addressText(source),
-                   addressText(destination), std::to_string(stream->second.packets)});
+        streams.push_back({{"interface", intf.stringValue()},
+                           {"vlan", vlan},
+                           {"source", valueOf(source)},
+                           {"destination", valueOf(destination)},
+                           {"copies", stream->second.packets}});
     }
-    if (others != 0) {
-        table.add({"others", "-", "-", "-", std::to_string(others)});
-    }
-    table.print(out);
+    reply.give({{"received", counters.received().packets},
+                {"streams", std::move(streams)},
+                {"others", others}},
+               printPacketsText);
 }
 
 } // namespace UmoAgent

@@ -1,9 +1,9 @@
 #include "Mox/LogEvent.h"
 #include "Mox/Trace.h"
 #include "Skimtrace/Skimtrace.h"
-#include "agent/base/Text.h"
 #include "agent/openflow/SwitchProgrammer.h"
 #include "agent/show/Printers.h"
+#include "agent/show/Values.h"
 
 #include <algorithm>
 #include <charconv>
@@ -12,15 +12,66 @@
 #include <ostream>
 #include <sstream>
 #include <string>
-#include <string_view>
+#include <utility>
+#include <vector>
 
 namespace UmoAgent {
 
 namespace {
 
-void printCounter(std::ostream &out, std::string_view name, std::uint64_t calls) {
+/// A heading, then a line for each counter.
+void printCounters(std::ostream &out, char const *heading, Json const &counters) {
     constexpr int kNameWidth = 62;
-    out << "  " << std::left << std::setw(kNameWidth) << name << ' ' << calls << '\n';
+    out << heading << ":\n";
+    for (auto const &[name, calls] : counters.items()) {
+        out << "  " << std::left << std::setw(kNameWidth) << name << std::setw(0) << ' ' << calls
+            << '\n';
+    }
+}
+
+void printCountersText(std::ostream &out, Json const &value) {
+    printCounters(out, "handlers", value.at("handlers"));
+    printCounters(out, "operations of the chip", value.at("chip"));
+    if (auto const found = value.find("switch"); found != value.end()) {
+        printCounters(out, "the switch", *found);
+    }
+    if (auto const refusal = value.find("last-refusal"); refusal != value.end()) {
+        out << "  last refusal: " << refusal->get_ref<std::string const &>() << '\n';
+    }
+}
+
+Json switchCounters(SwitchProgrammer::Counters const &counters) {
+    return {{"bundles", counters.bundles},
+            {"groups that they changed", counters.groups},
+            {"flows that they changed", counters.flows},
+            {"refused bundles", counters.refused},
+            {"audits", counters.audits},
+            {"groups and flows that they mended", counters.mended}};
+}
+
+void printSkimtraceText(std::ostream &out, Json const &value) {
+    for (Json const &entry : value.at("entries")) {
+        out << entry.get_ref<std::string const &>() << '\n';
+    }
+}
+
+void printLogEventsText(std::ostream &out, Json const &value) {
+    for (Json const &event : value.at("events")) {
+        out << textOf(event, "event") << ", severity " << event.at("severity") << '\n'
+            << "  message: " << textOf(event, "message") << '\n'
+            << "  explanation: " << textOf(event, "explanation") << '\n'
+            << "  recommended action: " << textOf(event, "recommended-action") << '\n';
+    }
+}
+
+void printTraceLevelsText(std::ostream &out, Json const &value) {
+    for (Json const &piece : value.at("unknown")) {
+        out << "no handle for " << piece.get_ref<std::string const &>() << '\n';
+    }
+    for (Json const &handle : value.at("handles")) {
+        std::string const &levels = textOf(handle, "levels");
+        out << textOf(handle, "handle") << '/' << (levels.empty() ? "off" : levels) << '\n';
+    }
 }
 
 /// The levels that are on, such as `1-3,9`; empty if none is.
@@ -42,66 +93,70 @@ std::string levelsOf(Mox::TraceHandle const &handle) {
 
 } // namespace
 
-void printCounters(std::ostream &out, SoftSwitch const &chip) {
-    out << "handlers:\n";
+void printCounters(Reply const &reply, SoftSwitch const &chip, SwitchProgrammer const *programmer) {
+    Json handlers = Json::object(), operations = Json::object();
     for (Skimtrace::Point const *point : Skimtrace::points()) {
-        printCounter(out, point->name(), point->entries());
+        handlers[std::string(point->name())] = point->entries();
     }
-    out << "operations of the chip:\n";
     for (std::size_t i = 0; i < SoftSwitch::kOperations; ++i) {
-        printCounter(out, SoftSwitch::operationNames().at(i),
-                     chip.calls(static_cast<SoftSwitch::Operation>(i)));
+        operations[std::string(SoftSwitch::operationNames().at(i))] =
+            chip.calls(static_cast<SoftSwitch::Operation>(i));
     }
+    Json value{{"handlers", std::move(handlers)}, {"chip", std::move(operations)}};
+    if (programmer != nullptr) {
+        value["switch"] = switchCounters(programmer->counters());
+        if (std::string const &refusal = programmer->counters().refusal; !refusal.empty()) {
+            value["last-refusal"] = printable(refusal);
+        }
+    }
+    reply.give(std::move(value), printCountersText);
 }
 
-void printSwitchCounters(std::ostream &out, SwitchProgrammer const &programmer) {
-    auto const &counters = programmer.counters();
-    out << "the switch:\n";
-    printCounter(out, "bundles", counters.bundles);
-    printCounter(out, "groups that they changed", counters.groups);
-    printCounter(out, "flows that they changed", counters.flows);
-    printCounter(out, "refused bundles", counters.refused);
-    printCounter(out, "audits", counters.audits);
-    printCounter(out, "groups and flows that they mended", counters.mended);
-    if (!counters.refusal.empty()) {
-        out << "  last refusal: " << printable(counters.refusal) << '\n';
-    }
-}
-
-void printSkimtrace(std::ostream &out, std::size_t count) {
+void printSkimtrace(Reply const &reply, std::size_t count) {
     std::stringstream dump;
     Skimtrace::dump(dump, count);
     std::uint64_t next = 0; // entries are numbered: a line without the next number continues one
-    char const *end = "";
+    std::vector<std::string> entries;
     for (std::string line; std::getline(dump, line);) {
-        bool const first = *end == '\0';
         std::size_t const digits = std::min(line.find(' '), line.size());
-        if (first) {
+        if (entries.empty()) {
             std::from_chars(line.data(), line.data() + digits, next);
         }
-        bool const begins = line.substr(0, digits) == std::to_string(next);
-        next += begins ? 1 : 0;
-        out << (begins ? end : "\\x0a") << printable(line);
-        end = "\n";
+        if (line.substr(0, digits) == std::to_string(next)) {
+            entries.push_back(printable(line));
+            ++next;
+        } else {
+            (entries.empty() ? entries.emplace_back() : entries.back())
+                .append("\\x0a")
+                .append(printable(line));
+        }
     }
-    out << end;
+    reply.give({{"entries", std::move(entries)}}, printSkimtraceText);
 }
 
-void printLogEvents(std::ostream &out) {
+void printLogEvents(Reply const &reply) {
+    Json events = Json::array();
     for (Mox::LogHandle const *handle : Mox::logHandles()) {
         Mox::LogEvent const &event = handle->event();
-        out << event.name << ", severity " << event.severity << '\n'
-            << "  message: " << event.message << '\n'
-            << "  explanation: " << event.explanation << '\n'
-            << "  recommended action: " << event.recommendedAction << '\n';
+        events.push_back({{"event", event.name},
+                          {"severity", event.severity},
+                          {"message", event.message},
+                          {"explanation", event.explanation},
+                          {"recommended-action", event.recommendedAction}});
     }
+    reply.give({{"events", std::move(events)}}, printLogEventsText);
 }
 
-void printTraceLevels(std::ostream &out) {
-    for (Mox::TraceHandle const *handle : Mox::traceHandles()) {
-        std::string const levels = levelsOf(*handle);
-        out << handle->name() << '/' << (levels.empty() ? "off" : levels) << '\n';
+void printTraceLevels(Reply const &reply, std::vector<std::string> const &unknown) {
+    Json names = Json::array(), handles = Json::array();
+    for (std::string const &piece : unknown) {
+        names.push_back(printable(piece));
     }
+    for (Mox::TraceHandle const *handle : Mox::traceHandles()) {
+        handles.push_back({{"handle", handle->name()}, {"levels", levelsOf(*handle)}});
+    }
+    reply.give({{"unknown", std::move(names)}, {"handles", std::move(handles)}},
+               printTraceLevelsText);
 }
 
 } // namespace UmoAgent

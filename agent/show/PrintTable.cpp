@@ -2,6 +2,7 @@
 #include "agent/base/AnswerFile.h"
 #include "agent/base/Text.h"
 #include "agent/show/Printers.h"
+#include "agent/show/Values.h"
 
 #include <algorithm>
 #include <array>
@@ -66,8 +67,13 @@ std::string answerOf(Mox::Ptr<Ip::Nat::HwNatFlowStatus> const &status,
 
 } // namespace
 
-void printTable(std::ostream &out, Mox::Ptr<Ip::Nat::HwNatFlowStatus> const &status,
+void printTable(Reply const &reply, Mox::Ptr<Ip::Nat::HwNatFlowStatus> const &status,
                 std::string const &arguments) {
+    if (reply.json) {
+        reply.give(treeValue(*status, arguments), nullptr);
+        return;
+    }
+    std::ostream &out = reply.out;
     std::string const text = answerOf(status, arguments);
     Beginnings const beginnings = unprintableBeginnings(*status);
     if (beginnings.empty()) {

@@ -1,38 +1,57 @@
-#include "UmoNat/UmoNatFlowActionSm.h"
 #include "UmoNat/UmoNatFlowMcastSm.h"
 #include "UmoNat/UmoNatFlowMcastTopologySm.h"
-#include "agent/base/Text.h"
 #include "agent/show/Printers.h"
-
-#include <ostream>
+#include "agent/show/Values.h"
 
 namespace UmoAgent {
 
-void printRecircVlan(std::ostream &out, UmoNatFlowMcastSm const &root) {
-    auto const &topology = *root.topologySm();
-    std::uint16_t const recircVlan = topology.natFlowRecircVlan();
-    if (recircVlan == 0) {
-        out << "recirculation VLAN: none\n";
-        return;
-    }
-    out << "recirculation VLAN: " << recircVlan;
-    for (auto const &[intf, vlan] : topology.intfL3Index()) {
-        if (vlan == recircVlan) {
-            out << ", L3 interface " << intf;
-        }
+namespace {
+
+void printRecircVlanText(std::ostream &out, Json const &value) {
+    Json const &vlan = value.at("vlan");
+    out << "recirculation VLAN: " << (vlan.is_null() ? "none" : vlan.dump());
+    for (Json const &intf : value.at("interfaces")) {
+        out << ", L3 interface " << intf.get_ref<std::string const &>();
     }
     out << '\n';
 }
 
-void printBacklog(std::ostream &out, UmoNatFlowMcastSm const &root) {
+void printBacklogText(std::ostream &out, Json const &value) {
+    out << "backlog: " << value.at("actions").size() << " waiting, "
+        << (value.at("run-scheduled").get<bool>() ? "a" : "no") << " run is scheduled\n";
+    for (Json const &action : value.at("actions")) {
+        out << "  policy " << textOf(action, "policy") << ", match " << textOf(action, "match")
+            << ", action " << textOf(action, "action") << '\n';
+    }
+}
+
+} // namespace
+
+void printRecircVlan(Reply const &reply, UmoNatFlowMcastSm const &root) {
+    auto const &topology = *root.topologySm();
+    std::uint16_t const recircVlan = topology.natFlowRecircVlan();
+    std::vector<Nexo::IntfId> interfaces;
+    for (auto const &[intf, vlan] : topology.intfL3Index()) {
+        if (recircVlan != 0 && vlan == recircVlan) {
+            interfaces.push_back(intf);
+        }
+    }
+    reply.give({{"vlan", recircVlan == 0 ? Json() : Json(recircVlan)},
+                {"interfaces", namesOf(interfaces)}},
+               printRecircVlanText);
+}
+
+void printBacklog(Reply const &reply, UmoNatFlowMcastSm const &root) {
     auto const &topology = *root.topologySm();
     auto const &task = topology.actionSmUpdateBacklogTask();
-    out << "backlog: " << topology.actionSmUpdateBacklog().size() << " waiting, "
-        << (task && task->taskScheduled() ? "a" : "no") << " run is scheduled\n";
+    Json actions = Json::array();
     for (UmoNatFlowActionSm const *action : topology.actionSmUpdateBacklog()) {
-        out << "  policy " << printable(action->policy()) << ", match "
-            << printable(action->match()) << ", action " << printable(action->action()) << '\n';
+        actions.push_back({{"policy", printable(action->policy())},
+                           {"match", printable(action->match())},
+                           {"action", printable(action->action())}});
     }
+    reply.give({{"run-scheduled", task && task->taskScheduled()}, {"actions", std::move(actions)}},
+               printBacklogText);
 }
 
 } // namespace UmoAgent

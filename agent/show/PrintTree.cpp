@@ -1,8 +1,9 @@
-#include "agent/base/Text.h"
 #include "agent/show/Printers.h"
+#include "agent/show/Values.h"
 
 #include <ostream>
-#include <string_view>
+#include <string>
+#include <utility>
 
 namespace UmoAgent {
 
@@ -11,83 +12,134 @@ namespace {
 using Ip::Nat::HwNatFlowActionStatus;
 using Ip::Nat::HwNatFlowMatchStatus;
 
-void printMatchGroups(std::ostream &out, HwNatFlowMatchStatus const &match) {
-    if (match.groupIdUc() == 0 && match.groupIdMc() == 0) {
-        out << "no group";
-    } else if (match.groupIdUc() == match.groupIdMc()) {
-        out << "group " << match.groupIdUc();
-    } else {
-        out << "unicast group " << match.groupIdUc() << ", multicast group " << match.groupIdMc();
+Json translationValue(Nexo::IpAndPort const &flow, std::uint32_t prefixLength,
+                      Nexo::IpAndPort const &nat) {
+    if (nat.addr().isZero()) {
+        return nullptr;
     }
-}
-
-void printTranslation(std::ostream &out, std::string_view which, Nexo::IpAndPort const &flow,
-                      std::uint32_t prefixLength, Nexo::IpAndPort const &nat) {
-    if (!nat.addr().isZero()) {
-        out << "        " << which << ' ';
-        printFlowEnd(out, {flow.addr(), prefixLength, flow.port()});
-        out << " becomes ";
-        printAddress(out, nat);
-        out << '\n';
-    }
+    return {{"flow", valueOf(Ip::Nat::NatFlowEnd{flow.addr(), prefixLength, flow.port()})},
+            {"becomes", valueOf(nat)}};
 }
 
 /// The port sets of one kind that are in a group.
 template <class PortSets>
-void printPortSets(std::ostream &out, std::string_view kind, PortSets const &portSets) {
+Json portSetsValue(PortSets const &portSets) {
+    Json rows = Json::array();
     for (auto const &[vlan, portSet] : portSets) {
-        if (portSet->portSetId() == 0 && portSet->portSetId2() == 0) {
-            continue;
+        if (portSet->portSetId() != 0 || portSet->portSetId2() != 0) {
+            rows.push_back({{"port-set", portSet->portSetId()},
+                            {"second", portSet->portSetId2()},
+                            {"vlan", vlan},
+                            {"dmac", streamed(portSet->dmac())},
+                            {"interfaces", namesOf(portSet->intf())}});
         }
-        out << "        " << kind << " port set " << portSet->portSetId();
-        if (portSet->portSetId2() != 0) {
-            out << ", in the second group " << portSet->portSetId2();
-        }
-        out << ": VLAN " << vlan << ", dmac " << portSet->dmac() << ", interfaces";
-        for (Nexo::IntfId const intf : portSet->intf()) {
-            out << ' ';
-            printInterface(out, intf);
-        }
-        out << '\n';
     }
+    return rows;
 }
 
-void printAction(std::ostream &out, HwNatFlowActionStatus const &action) {
-    out << "      action " << printable(action.name()) << ": " << action.flowType();
+Json actionValue(HwNatFlowActionStatus const &action) {
     auto const &portSets = action.vlanPortSets();
-    out << (portSets ? "\n" : ", nothing programmed\n");
-    printTranslation(out, "source", action.srcFlow(), action.srcLen(), action.srcNat());
-    printTranslation(out, "destination", action.dstFlow(), action.dstLen(), action.dstNat());
-    if (portSets) {
-        printPortSets(out, "unicast", portSets->ucastPortSet());
-        printPortSets(out, "multicast", portSets->mcastPortSet());
+    return {{"action", printable(action.name())},
+            {"flow-type", streamed(action.flowType())},
+            {"evaluated", bool(portSets)},
+            {"source", translationValue(action.srcFlow(), action.srcLen(), action.srcNat())},
+            {"destination", translationValue(action.dstFlow(), action.dstLen(), action.dstNat())},
+            {"unicast", portSets ? portSetsValue(portSets->ucastPortSet()) : Json::array()},
+            {"multicast", portSets ? portSetsValue(portSets->mcastPortSet()) : Json::array()}};
+}
+
+Json matchValue(HwNatFlowMatchStatus const &match) {
+    Json actions = Json::array();
+    for (auto const &[name, action] : match.action()) {
+        actions.push_back(actionValue(*action));
+    }
+    return {{"match", printable(match.name())},
+            {"source", valueOf(match.flow().source)},
+            {"destination", valueOf(match.flow().destination)},
+            {"unicast", match.groupIdUc()},
+            {"multicast", match.groupIdMc()},
+            {"actions", std::move(actions)}};
+}
+
+void printMatchGroups(std::ostream &out, Json const &match) {
+    Json const &unicast = match.at("unicast"), &multicast = match.at("multicast");
+    if (unicast == 0 && multicast == 0) {
+        out << "no group";
+    } else if (unicast == multicast) {
+        out << "group " << unicast;
+    } else {
+        out << "unicast group " << unicast << ", multicast group " << multicast;
     }
 }
 
-void printMatch(std::ostream &out, HwNatFlowMatchStatus const &match) {
-    out << "    match " << printable(match.name()) << ": from ";
-    printFlowEnd(out, match.flow().source);
-    out << " to ";
-    printFlowEnd(out, match.flow().destination);
-    out << ", ";
+void printTranslation(std::ostream &out, Json const &action, char const *which) {
+    Json const &translation = action.at(which);
+    if (!translation.is_null()) {
+        out << "        " << which << ' ' << flowEndText(translation.at("flow")) << " becomes "
+            << addressText(translation.at("becomes")) << '\n';
+    }
+}
+
+void printPortSets(std::ostream &out, Json const &action, char const *kind) {
+    for (Json const &portSet : action.at(kind)) {
+        out << "        " << kind << " port set " << portSet.at("port-set");
+        if (portSet.at("second") != 0) {
+            out << ", in the second group " << portSet.at("second");
+        }
+        out << ": VLAN " << portSet.at("vlan") << ", dmac " << textOf(portSet, "dmac")
+            << ", interfaces" << namesText(portSet.at("interfaces")) << '\n';
+    }
+}
+
+void printAction(std::ostream &out, Json const &action) {
+    out << "      action " << textOf(action, "action") << ": " << textOf(action, "flow-type")
+        << (action.at("evaluated").get<bool>() ? "\n" : ", nothing programmed\n");
+    printTranslation(out, action, "source");
+    printTranslation(out, action, "destination");
+    printPortSets(out, action, "unicast");
+    printPortSets(out, action, "multicast");
+}
+
+void printMatch(std::ostream &out, Json const &match) {
+    out << "    match " << textOf(match, "match") << ": from " << flowEndText(match.at("source"))
+        << " to " << flowEndText(match.at("destination")) << ", ";
     printMatchGroups(out, match);
     out << '\n';
-    for (auto const &[name, action] : match.action()) {
-        printAction(out, *action);
+    for (Json const &action : match.at("actions")) {
+        printAction(out, action);
+    }
+}
+
+void printText(std::ostream &out, Json const &value) {
+    out << "hardware status:" << (value.at("policies").empty() ? " no policies" : "") << '\n';
+    for (Json const &policy : value.at("policies")) {
+        out << "  policy " << textOf(policy, "policy")
+            << (policy.at("matches").empty() ? ": no matches" : "") << '\n';
+        for (Json const &match : policy.at("matches")) {
+            printMatch(out, match);
+        }
     }
 }
 
 } // namespace
 
-void printTree(std::ostream &out, Ip::Nat::HwNatFlowStatus const &status) {
-    out << "hardware status:" << (status.natFlow().empty() ? " no policies" : "") << '\n';
-    for (auto const &[policyName, policy] : status.natFlow()) {
-        out << "  policy " << printable(policyName)
-            << (policy->match().empty() ? ": no matches" : "") << '\n';
-        for (auto const &[matchName, match] : policy->match()) {
-            printMatch(out, *match);
+Json treeValue(Ip::Nat::HwNatFlowStatus const &status, std::string const &policyName) {
+    Json policies = Json::array();
+    for (auto const &[name, policy] : status.natFlow()) {
+        if (!policyName.empty() && name != policyName) {
+            continue;
         }
+        Json matches = Json::array();
+        for (auto const &[matchName, match] : policy->match()) {
+            matches.push_back(matchValue(*match));
+        }
+        policies.push_back({{"policy", printable(name)}, {"matches", std::move(matches)}});
     }
+    return {{"policies", std::move(policies)}};
+}
+
+void printTree(Reply const &reply, Ip::Nat::HwNatFlowStatus const &status) {
+    reply.give(treeValue(status), printText);
 }
 
 } // namespace UmoAgent

@@ -53,7 +53,7 @@ constexpr std::uint32_t kUnicast = 0x0a020202, kMulticast = 0xef020202;
 /// What the library made of the rows.
 std::string textOf(ForwardingAgent const &agent) {
     std::ostringstream out;
-    printTree(out, *agent.state().hwStatus());
+    printTree({out}, *agent.state().hwStatus());
     printChip(out, agent.chip());
     return out.str();
 }

@@ -1,0 +1,282 @@
+#include "agent/explain/Explanation.h"
+
+#include "UmoNat/UmoNatFlowMatchSm.h"
+#include "UmoNat/UmoNatFlowMcastTopologySm.h"
+#include "UmoNat/UmoNatFlowPolicySm.h"
+#include "agent/explain/ExplanationText.h"
+#include "agent/explain/Reasons.h"
+#include "agent/show/GroupState.h"
+#include "agent/show/Printers.h"
+#include "agent/show/Values.h"
+
+#include <algorithm>
+#include <array>
+#include <map>
+#include <set>
+#include <stdexcept>
+#include <utility>
+
+namespace UmoAgent {
+
+namespace {
+
+using Ip::Nat::NatFlowVlanPortSets;
+
+/// A port of a port set: the VLAN, whether copies are unicast, and the port.
+struct Place {
+    std::uint16_t vlan;
+    bool unicast;
+    Nexo::IntfId port;
+
+    auto operator<=>(Place const &) const = default;
+};
+
+char const *textOf(Ip::Nat::NatFlowType type) {
+    switch (type) {
+    case Ip::Nat::natFlowTypeUnicast:
+        return "unicast";
+    case Ip::Nat::natFlowTypeMulticast:
+        return "multicast";
+    case Ip::Nat::natFlowTypeNone:
+        break;
+    }
+    return "unicast and multicast";
+}
+
+enum class Which : bool { all, programmed };
+
+std::set<Place> placesOf(NatFlowVlanPortSets const &portSets, Which which) {
+    std::set<Place> places;
+    auto const add = [&](auto const &sets, bool unicast) {
+        for (auto const &[vlan, portSet] : sets) {
+            bool const programmed = portSet->portSetId() != 0 || portSet->portSetId2() != 0;
+            if (which == Which::programmed && !programmed) {
+                continue;
+            }
+            for (Nexo::IntfId const port : portSet->intf()) {
+                places.insert({vlan, unicast, port});
+            }
+        }
+    };
+    add(portSets.ucastPortSet(), true);
+    add(portSets.mcastPortSet(), false);
+    return places;
+}
+
+/// The destination MACs of unicast copies by VLAN; those of multicast copies never differ.
+std::map<std::uint16_t, Nexo::EthAddr> macsOf(NatFlowVlanPortSets const &portSets) {
+    std::map<std::uint16_t, Nexo::EthAddr> macs;
+    for (auto const &[vlan, portSet] : portSets.ucastPortSet()) {
+        macs.emplace(vlan, portSet->dmac());
+    }
+    return macs;
+}
+
+/// Explains one action of a match.
+class ActionExplanation {
+  public:
+    ActionExplanation(ForwardingAgent const &agent, UmoNatFlowActionSm const &machine,
+                      GroupState groups)
+        : agent_(agent),
+          machine_(machine),
+          groups_(groups),
+          action_(*machine.inputs().actionStatus),
+          computed_(Ip::Nat::natFlowVlanPortSetsFactory()) {
+        machine_.explainPortSets(*computed_, verdicts_);
+        if (auto const &hw = machine_.hwActionStatus(); hw && hw->vlanPortSets()) {
+            auto const &recorded = *hw->vlanPortSets();
+            programmed_ = placesOf(recorded, Which::programmed);
+            current_ = placesOf(recorded, Which::all) == placesOf(*computed_, Which::all) &&
+                       macsOf(recorded) == macsOf(*computed_);
+        }
+    }
+
+    [[nodiscard]] Json value() const;
+
+  private:
+    [[nodiscard]] bool complete() const { return action_.version() != 0; }
+    [[nodiscard]] bool holdsGroups() const { return groups_ == GroupState::programmed; }
+    [[nodiscard]] char const *state() const;
+    [[nodiscard]] Json flowType() const;
+    [[nodiscard]] Json egress() const;
+    [[nodiscard]] Json portValue(Place const &place, Reason const &reason) const;
+
+    ForwardingAgent const &agent_;
+    UmoNatFlowActionSm const &machine_;
+    GroupState groups_;
+    Ip::Nat::NatFlowActionStatus const &action_;
+    Mox::Ptr<NatFlowVlanPortSets> computed_;
+    UmoNatFlowVerdicts verdicts_;
+    std::set<Place> programmed_;
+    bool current_ = false; // what is recorded is what would be computed now
+};
+
+Json ActionExplanation::value() const {
+    return {{"action", printable(action_.name())},
+            {"version", action_.version()},
+            {"state", state()},
+            {"flow", flowType()},
+            {"egress", egress()}};
+}
+
+/// What holds for the action as a whole.
+char const *ActionExplanation::state() const {
+    bool queued = false;
+    for (UmoNatFlowActionSm const *const action :
+         agent_.root().topologySm()->actionSmUpdateBacklog()) {
+        queued = queued || action == &machine_;
+    }
+    return !complete()      ? "incomplete"
+           : !holdsGroups() ? "without groups"
+           : current_       ? "up to date"
+           : queued         ? "queued"
+                            : "out of date";
+}
+
+Json ActionExplanation::flowType() const {
+    Nexo::IpAddr const own = action_.dst().addr();
+    auto const &flow = machine_.inputs().hwMatchStatus->flow();
+    Json value{{"type", textOf(machine_.getFlowType())}, {"decided-by", nullptr}};
+    if (!own.isZero()) {
+        value["decided-by"] = "the action's destination " + own.stringValue();
+    } else if (!flow.destination.addr.isZero()) {
+        value["decided-by"] = "the flow's destination " + flow.destination.addr.stringValue();
+    }
+    return value;
+}
+
+/// The ports by egress interface, each with its verdict; then ports that are still in a port set,
+/// though nothing in the action leads there any more.
+Json ActionExplanation::egress() const {
+    Json interfaces = Json::array();
+    auto left = programmed_;
+    auto const listFor = [&](Json const &name) -> Json & {
+        if (interfaces.empty() || interfaces.back().at("interface") != name) {
+            interfaces.push_back({{"interface", name}, {"ports", Json::array()}});
+        }
+        return interfaces.back().at("ports");
+    };
+    for (UmoNatFlowVerdict const &verdict : verdicts_) {
+        Place const place{verdict.vlan, verdict.unicast, verdict.port};
+        left.erase(place);
+        listFor(namesOf(std::array{verdict.egress}).front())
+            .push_back(portValue(place, reasonOf(verdict, action_, *computed_, agent_.state())));
+    }
+    for (Place const &place : left) {
+        listFor(nullptr).push_back(
+            portValue(place, {namesOf(std::array{place.port}).front().get<std::string>() +
+                                  ": nothing in the action leads there any more",
+                              ""}));
+    }
+    return interfaces;
+}
+
+Json ActionExplanation::portValue(Place const &place, Reason const &reason) const {
+    Json value{{"port", place.port.empty() ? Json() : Json(place.port.stringValue())},
+               {"vlan", place.vlan},
+               {"copies", place.unicast ? "unicast" : "multicast"},
+               {"in-port-set", programmed_.count(place) != 0},
+               {"reason", reason.text.empty() ? Json() : Json(reason.text)}};
+    if (!reason.remedy.empty()) {
+        value["remedy"] = reason.remedy;
+    }
+    return value;
+}
+
+Json groupsValue(UmoNatFlowMcastSm const &root, UmoNatFlowMatchSm &match) {
+    GroupState const state = groupStateOf(root, match);
+    Json value{{"state", UmoAgent::textOf(state)},
+               {"wanted", match.matchSmStatus()->groupNum()},
+               {"unicast", match.hwMatchStatus()->groupIdUc()},
+               {"multicast", match.hwMatchStatus()->groupIdMc()}};
+    if (state == GroupState::waiting) {
+        std::size_t before = 0;
+        for (UmoNatFlowMatchSm const *const waiting : root.unprogrammedGroup()) {
+            if (waiting == &match) {
+                break;
+            }
+            ++before;
+        }
+        auto const &task = root.unprogrammedGroupTask();
+        value["waiting-before"] = before;
+        value["retry-scheduled"] = task && task->taskScheduled();
+    }
+    return value;
+}
+
+Json matchValue(ForwardingAgent const &agent, UmoNatFlowMatchSm &match, std::string const &only) {
+    Json actions = Json::array();
+    GroupState const groups = groupStateOf(agent.root(), match);
+    for (auto const &[name, machine] : match.actionSm()) {
+        if (only.empty() || name == only) {
+            actions.push_back(ActionExplanation(agent, *machine, groups).value());
+        }
+    }
+    return {{"match", printable(match.inputs().matchStatus->name())},
+            {"groups", groupsValue(agent.root(), match)},
+            {"actions", std::move(actions)}};
+}
+
+/// Why an action sends nothing.
+std::string firstReason(ForwardingAgent const &agent, UmoNatFlowMatchSm &match,
+                        UmoNatFlowActionSm const &machine) {
+    GroupState const groups = groupStateOf(agent.root(), match);
+    Json const action = ActionExplanation(agent, machine, groups).value();
+    if (groups != GroupState::programmed) {
+        return groupsText(groupsValue(agent.root(), match));
+    }
+    if (std::string const remark = remarkOf(UmoAgent::textOf(action, "state")); !remark.empty()) {
+        return remark;
+    }
+    for (Json const &intf : action.at("egress")) {
+        for (Json const &port : intf.at("ports")) {
+            if (Json const &reason = port.at("reason"); !reason.is_null()) {
+                return reason.get<std::string>();
+            }
+        }
+    }
+    return "no VLAN can recirculate its copies";
+}
+
+} // namespace
+
+Json explanationOf(ForwardingAgent const &agent, Subject const &subject) {
+    auto const *const policy = agent.root().policySm().find(subject.policy);
+    if (policy == nullptr) {
+        throw std::invalid_argument("there is no policy " + inQuotes(subject.policy));
+    }
+    Json matches = Json::array();
+    for (auto const &[name, match] : (*policy)->matchSm()) {
+        if (subject.match.empty() || name == subject.match) {
+            matches.push_back(matchValue(agent, *match, subject.action));
+        }
+    }
+    if (matches.empty() && !subject.match.empty()) {
+        throw std::invalid_argument("policy " + printable(subject.policy) + " has no match " +
+                                    inQuotes(subject.match));
+    }
+    if (!subject.action.empty() && matches.front().at("actions").empty()) {
+        throw std::invalid_argument("match " + printable(subject.match) + " has no action " +
+                                    inQuotes(subject.action));
+    }
+    return {{"policy", printable(subject.policy)}, {"matches", std::move(matches)}};
+}
+
+std::vector<std::string> actionsWithoutCopies(ForwardingAgent const &agent) {
+    std::vector<std::string> lines;
+    for (auto const &[policyName, policy] : agent.root().policySm()) {
+        for (auto const &[matchName, match] : policy->matchSm()) {
+            for (auto const &[name, machine] : match->actionSm()) {
+                auto const &hw = machine->hwActionStatus();
+                if (!hw || !sendsCopies(*hw)) {
+                    lines.push_back("policy " + printable(policyName) + ", match " +
+                                    printable(matchName) + ", action " + printable(name) +
+                                    " sends nothing: " + firstReason(agent, *match, *machine));
+                }
+            }
+        }
+    }
+    return lines;
+}
+
+} // namespace UmoAgent
