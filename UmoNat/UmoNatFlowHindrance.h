@@ -34,11 +34,11 @@ enum class UmoNatFlowHindrance : std::uint8_t {
 
 /// What the computation of an action's port sets found for one interface.
 struct UmoNatFlowVerdict {
-    Nexo::IntfId egress; // as the action names it; empty: recirculation
-    Nexo::IntfId port;   // behind the VLAN interface `egress`, or `egress`; empty: the whole VLAN
-    std::uint16_t vlan;  // of the port set; 0 if there is none
-    bool unicast;        // whether it is about unicast copies
-    UmoNatFlowHindrance hindrance; // none: the port set has the port
+    Nexo::IntfId egress{}; // as the action names it; empty: recirculation
+    Nexo::IntfId port{};   // behind the VLAN interface `egress`, or `egress`; empty: the whole VLAN
+    std::uint16_t vlan = 0; // of the port set; 0 if there is none
+    bool unicast = false;   // whether it is about unicast copies
+    UmoNatFlowHindrance hindrance = UmoNatFlowHindrance::none; // none: the port set has the port
 };
 
 /// In the order in which they were found.

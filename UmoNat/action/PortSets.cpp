@@ -7,7 +7,6 @@
 #include "UmoNat/action/Trace.h"
 #include "UmoNat/topology/Verdict.h"
 
-#include <algorithm>
 #include <cstddef>
 
 namespace {
@@ -69,10 +68,8 @@ void UmoNatFlowActionSm::collectPorts(PortSetPass const &pass) const {
         } else {
             addPort(intf, nextHop, pass);
         }
-        if (pass.verdicts != nullptr) {
-            std::for_each(pass.verdicts->begin() + static_cast<std::ptrdiff_t>(earlier),
-                          pass.verdicts->end(),
-                          [&](UmoNatFlowVerdict &verdict) { verdict.egress = intf; });
+        for (std::size_t i = earlier; pass.verdicts != nullptr && i < pass.verdicts->size(); ++i) {
+            (*pass.verdicts)[i].egress = intf;
         }
     }
 }

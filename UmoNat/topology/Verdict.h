@@ -7,10 +7,7 @@
 inline void report(UmoNatFlowVerdicts *verdicts, std::uint16_t vlan, Nexo::IntfId port,
                    bool unicast, UmoNatFlowHindrance hindrance) {
     if (verdicts != nullptr) {
-        verdicts->push_back({.egress = Nexo::IntfId(),
-                             .port = port,
-                             .vlan = vlan,
-                             .unicast = unicast,
-                             .hindrance = hindrance});
+        verdicts->push_back(
+            {.port = port, .vlan = vlan, .unicast = unicast, .hindrance = hindrance});
     }
 }

@@ -31,7 +31,7 @@ struct Place {
     auto operator<=>(Place const &) const = default;
 };
 
-char const *textOf(Ip::Nat::NatFlowType type) {
+char const *flowTypeText(Ip::Nat::NatFlowType type) {
     switch (type) {
     case Ip::Nat::natFlowTypeUnicast:
         return "unicast";
@@ -136,7 +136,7 @@ char const *ActionExplanation::state() const {
 Json ActionExplanation::flowType() const {
     Nexo::IpAddr const own = action_.dst().addr();
     auto const &flow = machine_.inputs().hwMatchStatus->flow();
-    Json value{{"type", textOf(machine_.getFlowType())}, {"decided-by", nullptr}};
+    Json value{{"type", flowTypeText(machine_.getFlowType())}, {"decided-by", nullptr}};
     if (!own.isZero()) {
         value["decided-by"] = "the action's destination " + own.stringValue();
     } else if (!flow.destination.addr.isZero()) {
@@ -185,7 +185,7 @@ Json ActionExplanation::portValue(Place const &place, Reason const &reason) cons
 
 Json groupsValue(UmoNatFlowMcastSm const &root, UmoNatFlowMatchSm &match) {
     GroupState const state = groupStateOf(root, match);
-    Json value{{"state", UmoAgent::textOf(state)},
+    Json value{{"state", textOf(state)},
                {"wanted", match.matchSmStatus()->groupNum()},
                {"unicast", match.hwMatchStatus()->groupIdUc()},
                {"multicast", match.hwMatchStatus()->groupIdMc()}};
@@ -225,7 +225,7 @@ std::string firstReason(ForwardingAgent const &agent, UmoNatFlowMatchSm &match,
     if (groups != GroupState::programmed) {
         return groupsText(groupsValue(agent.root(), match));
     }
-    if (std::string const remark = remarkOf(UmoAgent::textOf(action, "state")); !remark.empty()) {
+    if (std::string remark = remarkOf(textOf(action, "state")); !remark.empty()) {
         return remark;
     }
     for (Json const &intf : action.at("egress")) {

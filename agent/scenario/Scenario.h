@@ -19,7 +19,7 @@ struct Printout {
         table,   // the answer to showNatFlowActionHw
         packets, // the copies that were sent
     };
-    What what;
+    What what = What::tree;
     bool json = false;
 };
 

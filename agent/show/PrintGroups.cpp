@@ -50,7 +50,7 @@ std::string idText(Json const &row, char const *member) {
     return row.at(member) == 0 ? "-" : number(row, member);
 }
 
-void printText(std::ostream &out, Json const &value) {
+void printGroupsText(std::ostream &out, Json const &value) {
     constexpr auto kRight = TextTable::Align::right;
     TextTable table({{"policy"},
                      {"match"},
@@ -90,7 +90,7 @@ void printGroups(Reply const &reply, UmoNatFlowMcastSm const &root,
             matches.push_back(rowOf(root, policyName, matchName, match.ptr(), status));
         }
     }
-    reply.give({{"matches", std::move(matches)}}, printText);
+    reply.give({{"matches", std::move(matches)}}, printGroupsText);
 }
 
 } // namespace UmoAgent

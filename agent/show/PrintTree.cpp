@@ -72,7 +72,7 @@ void printMatchGroups(std::ostream &out, Json const &match) {
     }
 }
 
-void printTranslation(std::ostream &out, Json const &action, char const *which) {
+void printNat(std::ostream &out, Json const &action, char const *which) {
     Json const &translation = action.at(which);
     if (!translation.is_null()) {
         out << "        " << which << ' ' << flowEndText(translation.at("flow")) << " becomes "
@@ -94,8 +94,8 @@ void printPortSets(std::ostream &out, Json const &action, char const *kind) {
 void printAction(std::ostream &out, Json const &action) {
     out << "      action " << textOf(action, "action") << ": " << textOf(action, "flow-type")
         << (action.at("evaluated").get<bool>() ? "\n" : ", nothing programmed\n");
-    printTranslation(out, action, "source");
-    printTranslation(out, action, "destination");
+    printNat(out, action, "source");
+    printNat(out, action, "destination");
     printPortSets(out, action, "unicast");
     printPortSets(out, action, "multicast");
 }
@@ -110,7 +110,7 @@ void printMatch(std::ostream &out, Json const &match) {
     }
 }
 
-void printText(std::ostream &out, Json const &value) {
+void printTreeText(std::ostream &out, Json const &value) {
     out << "hardware status:" << (value.at("policies").empty() ? " no policies" : "") << '\n';
     for (Json const &policy : value.at("policies")) {
         out << "  policy " << textOf(policy, "policy")
@@ -139,7 +139,7 @@ Json treeValue(Ip::Nat::HwNatFlowStatus const &status, std::string const &policy
 }
 
 void printTree(Reply const &reply, Ip::Nat::HwNatFlowStatus const &status) {
-    reply.give(treeValue(status), printText);
+    reply.give(treeValue(status), printTreeText);
 }
 
 } // namespace UmoAgent
