@@ -62,7 +62,8 @@ void declare(CLI::App &app, CommandLine &line) {
                    "The YAML file to play, - for standard input; with --bridge the feeds")
         ->required();
     app.add_flag("--check", line.check,
-                 "Only validate the scenario: report its errors, play nothing");
+                 "Only validate the scenario: report its errors, and warn of actions that would\n"
+                 "send nothing at its end");
     app.add_flag("--real-time", line.play.realTime,
                  "Play in real time instead of at once in virtual time");
     app.add_flag("--show-calls", line.play.showCalls, "Print each call of the switch chip");
@@ -123,10 +124,14 @@ ExitStatus play(CommandLine const &line) {
     auto scenario = contentOf(line.file, [](std::string const &name, std::string const &text) {
         return UmoAgent::readScenario(name, text);
     });
-    if (!scenario || line.check) {
-        return scenario ? ExitStatus::good : ExitStatus::refused;
+    if (!scenario) {
+        return ExitStatus::refused;
     }
     return withOutputs([&](auto queues, std::ostream &out, std::ostream &errors) {
+        if (line.check) { // what it would warn of
+            std::ostream nowhere(nullptr);
+            return UmoAgent::play(std::move(*scenario), {}, nowhere, errors);
+        }
         UmoAgent::PlayOptions options = line.play;
         options.queues = std::move(queues);
         return UmoAgent::play(std::move(*scenario), options, out, errors);

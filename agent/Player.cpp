@@ -5,6 +5,7 @@
 #include "agent/base/Text.h"
 #include "agent/console/CommandServer.h"
 #include "agent/console/Console.h"
+#include "agent/explain/Silence.h"
 #include "agent/show/CarryOut.h"
 #include "agent/show/Printers.h"
 #include "agent/switch/ForwardingAgent.h"
@@ -61,6 +62,7 @@ class Player {
     void patienceIs(OutputQueue::Patience patience) const;
 
     std::ostream &out_;
+    std::ostream &errors_;
     std::vector<OutputQueue *> queues_;
     EventLoop loop_;
     ForwardingAgent agent_;
@@ -72,7 +74,10 @@ class Player {
 
 Player::Player(Scenario const &scenario, PlayOptions const &options, std::ostream &out,
                std::ostream &errors)
-    : out_(out), queues_(options.queues), agent_(loop_, [this, &errors](std::string const &line) {
+    : out_(out),
+      errors_(errors),
+      queues_(options.queues),
+      agent_(loop_, [this, &errors](std::string const &line) {
           errors << stamp(loop_.now()) << " contract error: " << line << std::endl;
       }) {
     agent_.chip().fullGroupLogIs([this, &errors](std::string const &line) {
@@ -171,6 +176,7 @@ ExitStatus Player::play(Scenario scenario) {
     }
     playEvents(scenario);
     bool const complete = !captures_ || captures_->finish();
+    warnOfSilence(errors_, agent_);
     if (server_ && !loop_.stopped()) {
         console_->hindranceIs("");
         onWallTime();

@@ -2,10 +2,12 @@
 
 #include "agent/base/BoundedText.h"
 #include "agent/console/TextCommand.h"
+#include "agent/explain/Silence.h"
 #include "agent/scenario/Limits.h"
 #include "agent/show/CarryOut.h"
 
 #include <ostream>
+#include <set>
 #include <utility>
 
 namespace UmoAgent {
@@ -46,10 +48,17 @@ void ApplyCommand::apply(std::string const &file, Done done) {
 void ApplyCommand::carryOutEvents(std::variant<Document, ScenarioFaults> read,
                                   std::string const &file, std::ostream &out) {
     auto const events = eventsOf(std::move(read), file);
+    std::set<Table::Action::Key> actions;
     for (Event const &event : events) {
         carryOut(agent_, event, out);
+        for (AnyChange const &change : event.changes) {
+            if (auto const *const action = std::get_if<Change<Table::Action>>(&change)) {
+                actions.insert(action->key);
+            }
+        }
     }
     out << "applied " << events.size() << (events.size() == 1 ? " event\n" : " events\n");
+    warnOfSilence(out, agent_, actions);
 }
 
 /// The document is freed before the events are carried out.

@@ -217,27 +217,6 @@ Json matchValue(ForwardingAgent const &agent, UmoNatFlowMatchSm &match, std::str
             {"actions", std::move(actions)}};
 }
 
-/// Why an action sends nothing.
-std::string firstReason(ForwardingAgent const &agent, UmoNatFlowMatchSm &match,
-                        UmoNatFlowActionSm const &machine) {
-    GroupState const groups = groupStateOf(agent.root(), match);
-    Json const action = ActionExplanation(agent, machine, groups).value();
-    if (groups != GroupState::programmed) {
-        return groupsText(groupsValue(agent.root(), match));
-    }
-    if (std::string remark = remarkOf(textOf(action, "state")); !remark.empty()) {
-        return remark;
-    }
-    for (Json const &intf : action.at("egress")) {
-        for (Json const &port : intf.at("ports")) {
-            if (Json const &reason = port.at("reason"); !reason.is_null()) {
-                return reason.get<std::string>();
-            }
-        }
-    }
-    return "no VLAN can recirculate its copies";
-}
-
 } // namespace
 
 Json explanationOf(ForwardingAgent const &agent, Subject const &subject) {
@@ -262,21 +241,24 @@ Json explanationOf(ForwardingAgent const &agent, Subject const &subject) {
     return {{"policy", printable(subject.policy)}, {"matches", std::move(matches)}};
 }
 
-std::vector<std::string> actionsWithoutCopies(ForwardingAgent const &agent) {
-    std::vector<std::string> lines;
-    for (auto const &[policyName, policy] : agent.root().policySm()) {
-        for (auto const &[matchName, match] : policy->matchSm()) {
-            for (auto const &[name, machine] : match->actionSm()) {
-                auto const &hw = machine->hwActionStatus();
-                if (!hw || !sendsCopies(*hw)) {
-                    lines.push_back("policy " + printable(policyName) + ", match " +
-                                    printable(matchName) + ", action " + printable(name) +
-                                    " sends nothing: " + firstReason(agent, *match, *machine));
-                }
+std::string firstReason(ForwardingAgent const &agent, UmoNatFlowMatchSm &match,
+                        UmoNatFlowActionSm const &machine) {
+    GroupState const groups = groupStateOf(agent.root(), match);
+    Json const action = ActionExplanation(agent, machine, groups).value();
+    if (groups != GroupState::programmed) {
+        return groupsText(groupsValue(agent.root(), match));
+    }
+    if (std::string remark = remarkOf(textOf(action, "state")); !remark.empty()) {
+        return remark;
+    }
+    for (Json const &intf : action.at("egress")) {
+        for (Json const &port : intf.at("ports")) {
+            if (Json const &reason = port.at("reason"); !reason.is_null()) {
+                return reason.get<std::string>();
             }
         }
     }
-    return lines;
+    return "no VLAN can recirculate its copies";
 }
 
 } // namespace UmoAgent

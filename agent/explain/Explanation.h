@@ -3,8 +3,11 @@
 #include "agent/show/Reply.h"
 #include "agent/switch/ForwardingAgent.h"
 
+#include <iosfwd>
 #include <string>
-#include <vector>
+
+class UmoNatFlowActionSm;
+class UmoNatFlowMatchSm;
 
 namespace UmoAgent {
 
@@ -23,7 +26,8 @@ Json explanationOf(ForwardingAgent const &agent, Subject const &subject);
 
 void printExplanation(std::ostream &out, Json const &explanation);
 
-/// A line for each action that sends nothing, with the first reason.
-std::vector<std::string> actionsWithoutCopies(ForwardingAgent const &agent);
+/// The first reason why an action that sends nothing does so.
+std::string firstReason(ForwardingAgent const &agent, UmoNatFlowMatchSm &match,
+                        UmoNatFlowActionSm const &action);
 
 } // namespace UmoAgent
