@@ -10,6 +10,7 @@
 #include "UmoNat/UmoNatFlowHindrance.h"
 #include "UmoNat/UmoNatFlowMatchSmStatus.h"
 #include "UmoNat/UmoNatFlowMcastHelper.h"
+#include "UmoNat/UmoNatFlowObserver.h"
 #include "UmoNat/UmoNatflowActionSmIndex.h"
 
 #include <cstdint>
@@ -76,6 +77,8 @@ class UMONAT_API UmoNatFlowActionSm : public Mox::Reactor {
     /// The full pass: evaluates and programs the action. With `skipChecks` it keeps the group
     /// number and flow type of the last pass, which a topology change cannot change.
     void handleNatFlowAction(bool skipChecks);
+    /// The full pass as handleNatFlowAction(false), for an observer: because of `cause`.
+    void evaluate(UmoNatFlowCause::Kind cause);
 
     /// Handles a change of the match's flow that leaves its number of groups the same. Programs
     /// only the translations if the flow type is the same.

@@ -122,6 +122,9 @@ UmoNatFlowMcastSm::policySmIs(UmoNatFlowPolicySm::Inputs const &inputs) {
 void UmoNatFlowMcastSm::addUnprogrammedGroupTask(UmoNatFlowMatchSm *matchSm) {
     trace.at(9, "UmoNatFlowMcastSm::addUnprogrammedGroupTask");
     unprogrammedGroupIs(matchSm);
+    if (auto *const observer = topologySm_ ? topologySm_->observer() : nullptr) {
+        observer->matchWaits(*matchSm);
+    }
 }
 
 void UmoNatFlowMcastSm::unprogrammedGroupTaskIs(Mox::Ptr<Vyr::TimerTask> const &task) {

@@ -15,6 +15,7 @@
 #include "UmoL3Intf/Table.h"
 #include "UmoNat/Export.h"
 #include "UmoNat/UmoNatFlowHindrance.h"
+#include "UmoNat/UmoNatFlowObserver.h"
 #include "UmoNat/UmoNatflowActionSmIndex.h"
 #include "Vyr/Task.h"
 
@@ -253,6 +254,11 @@ class UMONAT_API UmoNatFlowMcastTopologySm : public Mox::Reactor {
     void actionSmUpdateBacklogTaskIs(Mox::Ptr<Vyr::TimerTask> const &task);
     void actionSmUpdateBacklogTaskDel() { actionSmUpdateBacklogTaskIs(nullptr); }
 
+    /// Who is told what the machines do; null: nobody. The observer outlives the machine, or takes
+    /// itself back.
+    void observerIs(UmoNatFlowObserver *observer) noexcept { observer_ = observer; }
+    [[nodiscard]] UmoNatFlowObserver *observer() const noexcept { return observer_; }
+
     // Bridging state: a VLAN's status or its forwarding database was added or removed.
 
     void handleVlanStatus(Bridging::VlanId vlan);
@@ -329,7 +335,8 @@ class UMONAT_API UmoNatFlowMcastTopologySm : public Mox::Reactor {
                        Ip::Nat::NatFlowVlanPortSets &vps, bool unicast,
                        UmoNatFlowVerdicts *verdicts) const;
 
-    void queueUsersOf(UmoNatflowActionSmEntry const *entry); // null: none
+    /// Null: none.
+    void queueUsersOf(UmoNatflowActionSmEntry const *entry, UmoNatFlowCause const &cause);
 
     Inputs const inputs_;
     Mox::Ptr<MoxBridgingConfig> moxBridgingConfig_;
@@ -348,6 +355,7 @@ class UMONAT_API UmoNatFlowMcastTopologySm : public Mox::Reactor {
     Mox::ReactorCollection<Nexo::IntfId, NestedSm_IpIntfStatus> ipIntfStatus_;
     Mox::Ptr<UmoNatflowActionSmIndex> const index_;
     Mox::Ptr<Backlog> const backlog_;
+    UmoNatFlowObserver *observer_ = nullptr;
     bool initialized_ = false;
 
     Mox::Subscription<Bridging::Topology::Config> bridgingTopoSubscription_{

@@ -7,6 +7,7 @@
 #include "agent/console/Console.h"
 #include "agent/scenario/ReadingProcess.h"
 #include "agent/scenario/ScenarioReader.h"
+#include "agent/show/MetricsFile.h"
 #include "agent/show/Printers.h"
 
 #include <chrono>
@@ -50,6 +51,7 @@ class LiveAgent {
     LiveSwitch switch_;
     Console console_{switch_.agent(), loop_, Scope::policies};
     std::optional<CommandServer> server_;
+    std::optional<MetricsFile> metrics_;
 };
 
 LiveAgent::LiveAgent(Changes const &feeds, LiveOptions const &options, std::ostream &out,
@@ -72,6 +74,10 @@ LiveAgent::LiveAgent(Changes const &feeds, LiveOptions const &options, std::ostr
         switch_.agent().chip().callLogIs([this](std::string const &line) { say(line); });
     }
     console_.programmerIs(&switch_.programmer());
+    if (!options.metricsFile.empty()) {
+        metrics_.emplace(options.metricsFile, switch_.agent(), &switch_.programmer(),
+                         [this](std::string const &line) { complain(line); });
+    }
     console_.hindranceIs("the bridge has not been read yet; apply when it has been");
     if (!options.socket.empty()) {
         server_.emplace(

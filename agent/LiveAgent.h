@@ -16,6 +16,7 @@ struct LiveOptions {
     bool leave = false;                  // what is in the switch, at the end
     bool showCalls = false;              // of the library
     std::string socket{};                // where to answer commands; empty: none
+    std::string metricsFile{};           // to be kept up to date; empty: none
     std::string file{};                  // of the feeds, to be read again
     std::vector<OutputQueue *> queues{}; // the buffers of the output streams
 };

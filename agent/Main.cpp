@@ -72,6 +72,11 @@ void declare(CLI::App &app, CommandLine &line) {
                    "scenario until SIGINT, SIGTERM or SIGHUP")
         ->type_name("PATH")
         ->check([](std::string const &path) { return path.empty() ? "a path is expected" : ""; });
+    app.add_option("--metrics-file", line.play.metricsFile,
+                   "Write metrics to this file every 10 s, in the text format of Prometheus, such\n"
+                   "as for node_exporter's textfile collector")
+        ->type_name("PATH")
+        ->check([](std::string const &path) { return path.empty() ? "a path is expected" : ""; });
     UmoAgent::declareCaptures(app, line.play.captures);
     UmoAgent::declareLive(app, line.live);
     app.add_option(
@@ -149,6 +154,7 @@ ExitStatus follow(CommandLine const &line) {
         UmoAgent::LiveOptions options = line.live;
         options.showCalls = line.play.showCalls;
         options.socket = line.play.socket;
+        options.metricsFile = line.play.metricsFile;
         options.file = line.file;
         options.queues = std::move(queues);
         return UmoAgent::follow(*feeds, options, out, errors);

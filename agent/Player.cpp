@@ -7,6 +7,7 @@
 #include "agent/console/Console.h"
 #include "agent/explain/Silence.h"
 #include "agent/show/CarryOut.h"
+#include "agent/show/MetricsFile.h"
 #include "agent/show/Printers.h"
 #include "agent/switch/ForwardingAgent.h"
 
@@ -70,6 +71,7 @@ class Player {
     std::optional<Console> console_;
     std::optional<CommandServer> server_;
     std::optional<Captures> captures_;
+    std::optional<MetricsFile> metrics_;
 };
 
 Player::Player(Scenario const &scenario, PlayOptions const &options, std::ostream &out,
@@ -97,6 +99,11 @@ Player::Player(Scenario const &scenario, PlayOptions const &options, std::ostrea
                           [this, &errors](std::string const &line) {
                               errors << stamp(loop_.now()) << ' ' << printable(line) << std::endl;
                           });
+    }
+    if (!options.metricsFile.empty()) {
+        metrics_.emplace(options.metricsFile, agent_, nullptr, [this](std::string const &line) {
+            errors_ << stamp(loop_.now()) << ' ' << line << std::endl;
+        });
     }
     for (OutputQueue *const queue : queues_) {
         queue->attach(loop_, signals_.descriptor());
@@ -190,6 +197,9 @@ ExitStatus Player::play(Scenario scenario) {
         patienceIs(OutputQueue::kLastPatience); // nobody needs the switch any more
     }
     printTotals();
+    if (metrics_) {
+        metrics_->write();
+    }
     agent_.shutDown();
     out_ << stamp(loop_.now()) << ' ' << (signal != nullptr ? signal : "end of the scenario")
          << ", NAT is shut down\n";

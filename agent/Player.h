@@ -21,6 +21,7 @@ struct PlayOptions {
     bool realTime = false;  // in real time, else in virtual time
     bool showCalls = false; // print each call of the switch chip
     std::string socket{};   // where to answer commands; empty: none
+    std::string metricsFile{}; // to be kept up to date; empty: none
     CaptureOptions captures{};
 
     /// The buffers of the output streams, where output may have to wait for a reader: in virtual

@@ -12,7 +12,33 @@
 Mox::TraceHandle const actionSmTrace("UmoNatFlowActionSm");
 
 namespace {
+
 Mox::TraceHandle const &trace = actionSmTrace;
+
+/// Tells an observer that an evaluation begins, and at its own end that it has ended.
+class Observed {
+  public:
+    Observed(UmoNatFlowActionSm const &machine, UmoNatFlowCause::Kind cause)
+        : machine_(machine),
+          observer_(machine.inputs().topologySm != nullptr ? machine.inputs().topologySm->observer()
+                                                           : nullptr) {
+        if (observer_ != nullptr) {
+            observer_->evaluationBegins(machine_, cause);
+        }
+    }
+    ~Observed() {
+        if (observer_ != nullptr) {
+            observer_->evaluationEnds(machine_);
+        }
+    }
+    Observed(Observed const &) = delete;
+    Observed &operator=(Observed const &) = delete;
+
+  private:
+    UmoNatFlowActionSm const &machine_;
+    UmoNatFlowObserver *observer_;
+};
+
 } // namespace
 
 std::ostream &operator<<(std::ostream &out, ActionSmEntry const &entry) {
@@ -58,14 +84,19 @@ void UmoNatFlowActionSm::handleInitialized() {
     enterActionSm<"handleInitialized">(*this, 1);
     initialized_ = true;
     hwActionStatus_ = inputs_.hwMatchStatus->actionIs(action());
-    handleNatFlowAction(false);
+    evaluate(UmoNatFlowCause::Kind::start);
 }
 
 void UmoNatFlowActionSm::actionStatusDispatch(
     Pelo::ChangeOf<Ip::Nat::NatFlowActionStatus> const &change) {
     if (change.isOf(Ip::Nat::NatFlowActionStatus::versionAttribute)) {
-        handleNatFlowAction(false);
+        evaluate(UmoNatFlowCause::Kind::version);
     }
+}
+
+void UmoNatFlowActionSm::evaluate(UmoNatFlowCause::Kind cause) {
+    Observed const observed(*this, cause);
+    handleNatFlowAction(false);
 }
 
 Ip::Nat::NatFlowType UmoNatFlowActionSm::getFlowType() const {
@@ -134,6 +165,7 @@ void UmoNatFlowActionSm::flowTypeIs(Ip::Nat::NatFlowType type) {
 
 void UmoNatFlowActionSm::handleNatFlow() {
     enterActionSm<"handleNatFlow">(*this, 2);
+    Observed const observed(*this, UmoNatFlowCause::Kind::flow);
     if (!programmable()) {
         return;
     }

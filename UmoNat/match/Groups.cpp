@@ -66,6 +66,10 @@ bool UmoNatFlowMatchSm::recordGroups(std::uint32_t unicast, std::uint32_t multic
     clearHwActions();
     hwMatchStatus_->groupIdUcIs(unicast);
     hwMatchStatus_->groupIdMcIs(multicast);
+    if (auto *const observer =
+            inputs_.topologySm != nullptr ? inputs_.topologySm->observer() : nullptr) {
+        observer->matchHasGroups(*this);
+    }
     return true;
 }
 
@@ -112,7 +116,7 @@ bool UmoNatFlowMatchSm::retryNatFlowGroups() {
     }
     for (auto const &[name, actionSm] : actionSm_.machines()) {
         actionSm->resetHwGroups();
-        actionSm->handleNatFlowAction(false);
+        actionSm->evaluate(UmoNatFlowCause::Kind::groups);
     }
     return true;
 }

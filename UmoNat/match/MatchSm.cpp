@@ -84,7 +84,7 @@ bool UmoNatFlowMatchSm::handleGroupNumUpdate() {
         return true;
     }
     for (auto const &[name, actionSm] : actionSm_.machines()) {
-        actionSm->handleNatFlowAction(false);
+        actionSm->evaluate(UmoNatFlowCause::Kind::groups);
     }
     return true;
 }

@@ -7,10 +7,12 @@ namespace {
 Mox::TraceHandle const &trace = topologySmTrace;
 } // namespace
 
-void UmoNatFlowMcastTopologySm::Backlog::actionSmIs(UmoNatFlowActionSm *actionSm) {
-    if (actionSms_.insert(actionSm) && running()) {
+bool UmoNatFlowMcastTopologySm::Backlog::actionSmIs(UmoNatFlowActionSm *actionSm) {
+    bool const added = actionSms_.insert(actionSm);
+    if (added && running()) {
         queuedInRun_.insert(actionSm);
     }
+    return added;
 }
 
 void UmoNatFlowMcastTopologySm::Backlog::actionSmDel(UmoNatFlowActionSm *actionSm) {
@@ -23,9 +25,12 @@ void UmoNatFlowMcastTopologySm::Backlog::actionSmDelAll() {
     queuedInRun_.clear();
 }
 
-void UmoNatFlowMcastTopologySm::Backlog::queue(ActionSms const &actionSms) {
+void UmoNatFlowMcastTopologySm::Backlog::queue(ActionSms const &actionSms,
+                                               UmoNatFlowCause const &cause) {
     for (UmoNatFlowActionSm *const actionSm : actionSms) {
-        actionSmIs(actionSm);
+        if (actionSmIs(actionSm) && topologySm_.observer() != nullptr) {
+            topologySm_.observer()->actionQueued(*actionSm, cause);
+        }
         // A pending run is never moved, so that a stream of changes cannot postpone it forever.
         auto const &task = actionSmUpdateBacklogTask();
         if (task && !task->taskScheduled()) {
@@ -64,7 +69,14 @@ std::uint32_t UmoNatFlowMcastTopologySm::Backlog::review() {
         if (queuedInRun_.contains(actionSm)) {
             break;
         }
+        auto *const observer = topologySm_.observer();
+        if (observer != nullptr) {
+            observer->queuedEvaluationBegins(*actionSm);
+        }
         actionSm->handleNatFlowAction(true);
+        if (observer != nullptr) {
+            observer->evaluationEnds(*actionSm);
+        }
         ++reviewed;
         // Removed only now: the handler has seen any change that queued the action meanwhile.
         actionSmDel(actionSm);

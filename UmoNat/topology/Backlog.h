@@ -13,15 +13,19 @@ class UmoNatFlowMcastTopologySm::Backlog final : public Mox::Entity {
     MOX_REFERENCE(Vyr::TimerTask, actionSmUpdateBacklogTask)
 
   public:
+    /// The owner, which knows the observer.
+    explicit Backlog(UmoNatFlowMcastTopologySm &topologySm) : topologySm_(topologySm) {}
+
     using ActionSms = Mox::Set<UmoNatFlowActionSm *>;
 
     [[nodiscard]] ActionSms const &actionSms() const noexcept { return actionSms_; }
-    void actionSmIs(UmoNatFlowActionSm *actionSm);
+    /// Returns whether it was not queued before.
+    bool actionSmIs(UmoNatFlowActionSm *actionSm);
     void actionSmDel(UmoNatFlowActionSm *actionSm);
     void actionSmDelAll();
 
     /// Queues the actions, and schedules the task unless a run is pending.
-    void queue(ActionSms const &actionSms);
+    void queue(ActionSms const &actionSms, UmoNatFlowCause const &cause);
 
     /// The task's work, see processActionSmUpdateBacklog.
     void process();
@@ -30,6 +34,7 @@ class UmoNatFlowMcastTopologySm::Backlog final : public Mox::Entity {
     [[nodiscard]] bool running() const noexcept;
     std::uint32_t review();
 
+    UmoNatFlowMcastTopologySm &topologySm_;
     ActionSms actionSms_;
     ActionSms queuedInRun_; // queued during the current run
 };

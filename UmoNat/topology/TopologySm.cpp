@@ -46,7 +46,7 @@ UmoNatFlowMcastTopologySm::UmoNatFlowMcastTopologySm(Inputs const &inputs)
     : inputs_(inputs),
       recirculation_(Mox::make<Recirculation>(*this)),
       index_(Mox::make<UmoNatflowActionSmIndex>()),
-      backlog_(Mox::make<Backlog>()) {
+      backlog_(Mox::make<Backlog>(*this)) {
     follow(moxBridgingConfig_, inputs_.bridgingConfig, this);
     follow(moxVlanStatusDir_, inputs_.vlanStatusDir, this);
     follow(moxBridgingStatus_, inputs_.bridgingStatus, this);
@@ -142,6 +142,9 @@ void UmoNatFlowMcastTopologySm::actionSmUpdateBacklogTaskDispatch(
 void UmoNatFlowMcastTopologySm::actionSmGone(UmoNatFlowActionSm *actionSm) {
     index_->actionSmGone(actionSm);
     actionSmUpdateBacklogDel(actionSm);
+    if (observer_ != nullptr) {
+        observer_->actionGone(*actionSm);
+    }
 }
 
 void UmoNatFlowMcastTopologySm::setNewNatFlowRecircVlan(Nexo::IntfId oldIntf) {
@@ -213,27 +216,28 @@ void UmoNatFlowMcastTopologySm::processActionSmUpdateBacklog() {
 
 void UmoNatFlowMcastTopologySm::notifyActionSmIntf(Nexo::IntfId intf) {
     trace.at(5, "notifyActionSmIntf", ", intf: ", intf);
-    queueUsersOf(actionIntf().find(intf));
+    queueUsersOf(actionIntf().find(intf), {.kind = UmoNatFlowCause::Kind::interface, .intf = intf});
 }
 
 void UmoNatFlowMcastTopologySm::notifyActionSmVlan(std::uint16_t vlan) {
     trace.at(5, "notifyActionSmVlan", ", vlan: ", vlan);
-    queueUsersOf(actionVlan().find(vlan));
+    queueUsersOf(actionVlan().find(vlan), {.kind = UmoNatFlowCause::Kind::vlan, .vlan = vlan});
 }
 
 void UmoNatFlowMcastTopologySm::notifyActionSmMac(Nexo::EthAddr const &mac) {
     trace.at(5, "notifyActionSmMac", ", mac: ", mac);
-    queueUsersOf(actionMac().find(mac));
+    queueUsersOf(actionMac().find(mac), {.kind = UmoNatFlowCause::Kind::mac, .mac = mac});
 }
 
 void UmoNatFlowMcastTopologySm::notifyActionSmRecirc() {
     trace.at(5, "notifyActionSmRecirc");
-    backlog_->queue(actionRecirc());
+    backlog_->queue(actionRecirc(), {.kind = UmoNatFlowCause::Kind::recirculation});
 }
 
-void UmoNatFlowMcastTopologySm::queueUsersOf(UmoNatflowActionSmEntry const *entry) {
+void UmoNatFlowMcastTopologySm::queueUsersOf(UmoNatflowActionSmEntry const *entry,
+                                             UmoNatFlowCause const &cause) {
     if (entry != nullptr) {
-        backlog_->queue(entry->actionSm());
+        backlog_->queue(entry->actionSm(), cause);
     }
 }
 

@@ -117,6 +117,7 @@ void Console::addShowCommands() {
         }));
     add("showCounters",
         plain([this](Reply const &reply) { printCounters(reply, agent_.chip(), programmer_); }));
+    add("metrics", plain([this](Reply const &reply) { printMetrics(reply, agent_, programmer_); }));
     add("showLogEvents", plain(printLogEvents));
     add("showSkimtrace", showSkimtrace);
 }

@@ -80,6 +80,12 @@ void printBacklog(Reply const &reply, UmoNatFlowMcastSm const &root);
 /// was sent to the real switch by `programmer`, unless that is null, and what became of it.
 void printCounters(Reply const &reply, SoftSwitch const &chip, SwitchProgrammer const *programmer);
 
+/// What the agent does, in numbers: calls of the chip, matches by state, the backlog, tasks, and
+/// what was sent to the real switch by `programmer`, unless that is null. As text in the format of
+/// Prometheus.
+void printMetrics(Reply const &reply, ForwardingAgent const &agent,
+                  SwitchProgrammer const *programmer);
+
 /// The last `count` handler entries, with their names.
 void printSkimtrace(Reply const &reply, std::size_t count);
 

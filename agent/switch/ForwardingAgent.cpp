@@ -16,6 +16,7 @@ void ForwardingAgent::start(Changes const &initial) {
                                      state_.bridgingStatus(), state_.vlanStatusDir(),
                                      state_.topologyConfig(), state_.l3Table(), state_.ipStatus(),
                                      chip_);
+    root_->topologySm()->observerIs(&meter_);
 }
 
 std::vector<Fault> ForwardingAgent::apply(Changes const &changes) {

@@ -7,6 +7,7 @@
 #include "agent/packet/Forwarder.h"
 #include "agent/switch/Changes.h"
 #include "agent/switch/Draft.h"
+#include "agent/switch/Meter.h"
 #include "agent/switch/SwitchState.h"
 
 #include <vector>
@@ -24,6 +25,9 @@ class ForwardingAgent {
     /// Mounts the initial state, whose changes must be valid, and loads the NAT library. Called
     /// once, before anything else.
     void start(Changes const &initial);
+
+    /// Whether the NAT library is loaded.
+    [[nodiscard]] bool started() const { return bool(root_); }
 
     /// Makes all of the changes, or returns what is wrong with them and makes none.
     std::vector<Fault> apply(Changes const &changes);
@@ -43,13 +47,15 @@ class ForwardingAgent {
     [[nodiscard]] Forwarder const &forwarder() const { return forwarder_; }
     [[nodiscard]] SwitchState const &state() const { return state_; }
     [[nodiscard]] UmoNatFlowMcastSm const &root() const { return *root_; }
+    [[nodiscard]] Meter const &meter() const { return meter_; }
 
   private:
     EventLoop const &loop_;
     Mox::Ptr<SoftSwitch> chip_;
     SwitchState state_;
     Forwarder forwarder_{*chip_, state_.hwStatus(), state_.bridgingConfig()};
-    Mox::Ptr<UmoNatFlowMcastSm> root_;
+    Meter meter_{loop_};
+    Mox::Ptr<UmoNatFlowMcastSm> root_; // last: its end calls all others
 };
 
 } // namespace UmoAgent

@@ -38,6 +38,8 @@ void Task::run() {
     }
     runningSince_ = scheduler_->now();
     publishChange(runAttribute);
+    ++runCount_;
+    runTime_ += scheduler_->now() - *runningSince_;
     runningSince_.reset();
 }
 

@@ -38,6 +38,10 @@ class PLATFORM_API Task : public Mox::Entity {
     void taskWorkCountInc(std::uint64_t units) noexcept { workCount_ += units; }
     [[nodiscard]] std::uint64_t taskWorkCount() const noexcept { return workCount_; }
 
+    /// Runs so far, and the time that they took by the scheduler's clock.
+    [[nodiscard]] std::uint64_t taskRunCount() const noexcept { return runCount_; }
+    [[nodiscard]] Time taskRunTime() const noexcept { return runTime_; }
+
   protected:
     Task(Mox::Ptr<TaskScheduler> scheduler, unsigned priority, Pelo::String name);
     ~Task() override;
@@ -55,6 +59,8 @@ class PLATFORM_API Task : public Mox::Entity {
     std::optional<TaskScheduler::Turn> pending_;
     std::optional<Time> runningSince_;
     std::uint64_t workCount_ = 0;
+    std::uint64_t runCount_ = 0;
+    Time runTime_{};
 };
 
 /// A task that runs once after a delay.
