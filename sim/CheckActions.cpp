@@ -84,9 +84,11 @@ void requireExplained(UmoAgent::ForwardingAgent const &agent, std::string const 
             if (port.at("in-port-set").get<bool>()) {
                 in.insert(place);
             }
-            if (port.at("reason").is_null()) {
+            if (port.at("wanted").get<bool>()) {
                 wanted.insert(place);
             }
+            require(port.at("wanted").get<bool>() || !port.at("reason").is_null(), where,
+                    ": no reason is given for a port");
         }
     }
     require(in == flat(tree), where, ": other ports are explained as in its port sets than are");

@@ -51,13 +51,6 @@ bool UmoNatFlowMcastTopologySm::addHostPort(std::uint16_t vlan, Nexo::IntfId int
                                             Nexo::EthAddr const &mac,
                                             Ip::Nat::NatFlowVlanPortSets &vps,
                                             UmoNatFlowVerdicts *verdicts) const {
-    if (verdicts != nullptr) {
-        for (auto const &[other, status] : vlanStatusOf(vlan)->vlanPortStatus()) {
-            if (other != intf) {
-                report(verdicts, vlan, other, true, Hindrance::hostElsewhere);
-            }
-        }
-    }
     Hindrance hindrance = sviPortHindrance(vlan, intf);
     if (hindrance == Hindrance::none) {
         trace.at(6, "Added intf ", intf, " in port set of vlan ", vlan);
@@ -71,6 +64,13 @@ bool UmoNatFlowMcastTopologySm::addHostPort(std::uint16_t vlan, Nexo::IntfId int
         }
     }
     report(verdicts, vlan, intf, true, hindrance);
+    if (verdicts != nullptr) {
+        for (auto const &[other, status] : vlanStatusOf(vlan)->vlanPortStatus()) {
+            if (other != intf) {
+                report(verdicts, vlan, other, true, Hindrance::hostElsewhere);
+            }
+        }
+    }
     return hindrance == Hindrance::none;
 }
 

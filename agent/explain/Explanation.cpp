@@ -83,11 +83,15 @@ class ActionExplanation {
           action_(*machine.inputs().actionStatus),
           computed_(Ip::Nat::natFlowVlanPortSetsFactory()) {
         machine_.explainPortSets(*computed_, verdicts_);
+        wanted_ = placesOf(*computed_, Which::all);
         if (auto const &hw = machine_.hwActionStatus(); hw && hw->vlanPortSets()) {
             auto const &recorded = *hw->vlanPortSets();
             programmed_ = placesOf(recorded, Which::programmed);
-            current_ = placesOf(recorded, Which::all) == placesOf(*computed_, Which::all) &&
-                       macsOf(recorded) == macsOf(*computed_);
+            current_ =
+                placesOf(recorded, Which::all) == wanted_ && macsOf(recorded) == macsOf(*computed_);
+            if (hw->flowType() == Ip::Nat::natFlowTypeMulticast) { // its recirculation is recorded
+                std::erase_if(wanted_, [](Place const &place) { return place.unicast; }); // only
+            }
         }
     }
 
@@ -108,7 +112,8 @@ class ActionExplanation {
     Mox::Ptr<NatFlowVlanPortSets> computed_;
     UmoNatFlowVerdicts verdicts_;
     std::set<Place> programmed_;
-    bool current_ = false; // what is recorded is what would be computed now
+    std::set<Place> wanted_; // what would be computed now
+    bool current_ = false;   // what is recorded is what would be computed now
 };
 
 Json ActionExplanation::value() const {
@@ -176,6 +181,7 @@ Json ActionExplanation::portValue(Place const &place, Reason const &reason) cons
                {"vlan", place.vlan},
                {"copies", place.unicast ? "unicast" : "multicast"},
                {"in-port-set", programmed_.count(place) != 0},
+               {"wanted", wanted_.count(place) != 0},
                {"reason", reason.text.empty() ? Json() : Json(reason.text)}};
     if (!reason.remedy.empty()) {
         value["remedy"] = reason.remedy;

@@ -11,18 +11,22 @@ namespace UmoAgent {
 namespace {
 
 std::string portText(Json const &port) {
-    bool const in = port.at("in-port-set").get<bool>();
-    Json const &reason = port.at("reason"), &name = port.at("port");
-    std::string text = (in ? "" : "no ") + textOf(port, "copies") + " copies";
-    if (port.at("vlan") != 0) {
-        text += " in VLAN " + port.at("vlan").dump();
-    }
+    bool const in = port.at("in-port-set").get<bool>(), wanted = port.at("wanted").get<bool>();
+    Json const &reason = port.at("reason"), &name = port.at("port"), &vlan = port.at("vlan");
+    std::string const text = (in ? "" : "no ") + textOf(port, "copies") + " copies" +
+                             (vlan == 0 ? "" : " in VLAN " + vlan.dump());
     if (reason.is_null()) {
+        std::string const self =
+            vlan == 0 ? "the switch itself, but no VLAN can recirculate them" : "the switch itself";
         return text + (in ? "" : " yet") + " to " +
-               (name.is_null() ? "the switch itself" : name.get<std::string>());
+               (name.is_null() ? self : name.get<std::string>());
     }
     auto const remedy = port.find("remedy");
-    return text + (in ? " still: " : ": ") + reason.get<std::string>() +
+    return text +
+           (!in      ? ""
+            : wanted ? " because of another egress interface"
+                     : " still") +
+           ": " + reason.get<std::string>() +
            (remedy == port.end() ? "" : " (" + remedy->get<std::string>() + ")");
 }
 

@@ -54,6 +54,11 @@ class Words {
         auto const name = state_.find<Table::VlanTopology>(Bridging::VlanId(verdict_.vlan));
         return "topology " + printable(name.value_or(Pelo::String()));
     }
+    /// Whether the egress interface is a routed port.
+    [[nodiscard]] bool routed() const {
+        auto const settings = state_.find<Table::Interface>(verdict_.egress);
+        return settings && settings->mode == Bridging::SwitchportMode::routed;
+    }
     [[nodiscard]] std::string nativeVlan() const {
         auto const settings = state_.find<Table::Interface>(verdict_.port);
         return std::to_string(settings ? settings->nativeVlan.value() : 0);
@@ -109,7 +114,8 @@ Reason Words::ofVlan() const {
         return {where + "no topology has " + vlan(), "add the VLAN to a topology"};
     case UmoNatFlowHindrance::noL3Interface:
         return {where + "no L3 interface has " + vlan(),
-                "add an L3 interface with that id, such as Vlan" + std::to_string(verdict_.vlan)};
+                "give " + (routed() ? egress() : "Vlan" + std::to_string(verdict_.vlan)) +
+                    " that L3 id"};
     case UmoNatFlowHindrance::noIpStatus:
         return {where + l3Interface() + " has no IP settings", "add it to the IP interfaces"};
     case UmoNatFlowHindrance::notRouting:
@@ -127,7 +133,7 @@ Reason Words::ofPort() const {
     case UmoNatFlowHindrance::noSwitchport:
         return {where + "it has no switchport settings", "add it to the interfaces"};
     case UmoNatFlowHindrance::noNativeVlan:
-        return {where + "native VLAN " + nativeVlan() + " cannot be used", "give it another"};
+        return {where + "it has no native VLAN", "give it one"};
     case UmoNatFlowHindrance::routed:
         return {where + "it is routed, so it does not belong to " + vlan(),
                 "make it a switchport, or name it as an egress interface"};

@@ -116,8 +116,7 @@ TEST(Explanation, GivesTheReasonForEachPortWithoutCopies) {
             {"{20: [Ethernet2, Ethernet3, Ethernet4], ", "{",
              "no multicast copies in VLAN 20: Vlan20: the switch does not have VLAN 20 (add the "},
             {"vlans: [20, 30", "vlans: [30", "Vlan20: no topology has VLAN 20 (add the VLAN to a "},
-            {"Vlan20: 20, ", "",
-             "Vlan20: no L3 interface has VLAN 20 (add an L3 interface with that id, such as "},
+            {"Vlan20: 20, ", "", "Vlan20: no L3 interface has VLAN 20 (give Vlan20 that L3 id)"},
             {"Vlan20: {address: 10.0.20.1/24}, ", "",
              "Vlan20: Vlan20 has no IP settings (add it to the IP interfaces)"},
             {kVlan20, "Vlan20: {address: 10.0.20.1/24, routing: false}",
@@ -134,7 +133,7 @@ TEST(Explanation, GivesTheReasonForEachPortWithoutCopies) {
              "Ethernet3: native VLAN 30 is not 20 (give it that native VLAN, or make it a trunk)"},
             {"Ethernet3: {mode: access, native-vlan: 20}",
              "Ethernet3: {mode: trunk, native-vlan: none}",
-             "Ethernet3: native VLAN 0 cannot be used (give it another)"},
+             "Ethernet3: it has no native VLAN (give it one)"},
             {"Ethernet3: {mode: access, native-vlan: 20}",
              "Ethernet3: {mode: routed, native-vlan: 20}",
              "Ethernet3: it is routed, so it does not belong to VLAN 20 (make it a switchport, "},
@@ -157,6 +156,15 @@ TEST(Explanation, GivesTheReasonForEachPortWithoutCopies) {
         Switch const sw(replaced(part, by));
         EXPECT_THAT(sw.text(), HasSubstr(reason));
     }
+}
+
+TEST(Explanation, TellsApartInterfacesThatLeadToTheSamePort) {
+    Switch const sw(replaced(
+        "egress: [Vlan20]", "destination: 10.2.2.2, egress: {Vlan20: {mac: \"02:00:00:00:00:78\"}, "
+                            "Ethernet2: {mac: \"02:00:00:00:00:01\"}}"));
+    EXPECT_THAT(sw.text(),
+                HasSubstr("unicast copies in VLAN 20 because of another egress interface: "
+                          "Ethernet2: the unicast copies in VLAN 20 go to "));
 }
 
 TEST(Explanation, SaysWhatIsOutOfDate) {
