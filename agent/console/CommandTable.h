@@ -15,13 +15,14 @@ struct CommandText {
 
 /// All commands of the console, by name. The agent answers them; `umo-cli help` lists them without
 /// an agent.
-inline constexpr std::array<CommandText, 15> kCommands{{
+inline constexpr std::array<CommandText, 16> kCommands{{
     {"apply", "FILE.yaml: carries out the events of a file at once, all of them or none"},
     {"audit", "compares the switch with what it should have, and mends what differs"},
     {"explain", "POLICY [MATCH [ACTION]]: why its copies go where they go, and nowhere else"},
     {"help", "lists the commands"},
     {"metrics", "what the agent does, in numbers, in the text format of Prometheus"},
     {"packets", "the copies of packets that were sent, by interface, VLAN and addresses"},
+    {"picture", "POLICY [MATCH [ACTION]]: the same as a graph for Graphviz"},
     {"showBacklog", "the actions that are queued for evaluation"},
     {"showChip", "the tables of the switch chip, their contents, and packets that came to them"},
     {"showCounters", "how often each handler and each operation of the chip was called"},

@@ -7,6 +7,7 @@
 #include "agent/base/Text.h"
 #include "agent/console/CommandTable.h"
 #include "agent/explain/Explanation.h"
+#include "agent/explain/Picture.h"
 #include "agent/show/Printers.h"
 
 #include <nlohmann/json.hpp>
@@ -97,13 +98,17 @@ void Console::addShowCommands() {
         }
         printGroups(reply, agent_.root(), *agent_.state().hwStatus(), policy);
     });
-    add("explain", [this](Reply const &reply, std::string const &arguments) {
-        try {
-            reply.give(explanationOf(agent_, subjectOf(arguments)), printExplanation);
-        } catch (std::invalid_argument const &unknown) {
-            throw CommandError(unknown.what());
-        }
-    });
+    auto const explained = [this](void (*print)(std::ostream & out, Json const &explanation)) {
+        return [this, print](Reply const &reply, std::string const &arguments) {
+            try {
+                reply.give(explanationOf(agent_, subjectOf(arguments)), print);
+            } catch (std::invalid_argument const &unknown) {
+                throw CommandError(unknown.what());
+            }
+        };
+    };
+    add("explain", explained(printExplanation));
+    add("picture", explained(printPicture));
     add("showRecircVlan",
         plain([this](Reply const &reply) { printRecircVlan(reply, agent_.root()); }));
     add("showBacklog", plain([this](Reply const &reply) { printBacklog(reply, agent_.root()); }));

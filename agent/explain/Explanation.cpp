@@ -219,6 +219,9 @@ Json matchValue(ForwardingAgent const &agent, UmoNatFlowMatchSm &match, std::str
         }
     }
     return {{"match", printable(match.inputs().matchStatus->name())},
+            {"flow",
+             {{"source", valueOf(match.inputs().matchStatus->flow().source)},
+              {"destination", valueOf(match.inputs().matchStatus->flow().destination)}}},
             {"groups", groupsValue(agent.root(), match)},
             {"actions", std::move(actions)}};
 }

@@ -28,6 +28,6 @@ void printExplanation(std::ostream &out, Json const &explanation);
 
 /// The first reason why an action that sends nothing does so.
 std::string firstReason(ForwardingAgent const &agent, UmoNatFlowMatchSm &match,
-                        UmoNatFlowActionSm const &action);
+                        UmoNatFlowActionSm const &machine);
 
 } // namespace UmoAgent

@@ -48,7 +48,7 @@ std::string MetricsFile::problemOfWriting() const {
     printMetrics({file}, agent_, programmer_);
     file.close();
     if (!file || std::rename(next.c_str(), path_.c_str()) != 0) {
-        std::string const reason = std::strerror(errno);
+        std::string reason = std::strerror(errno);
         std::remove(next.c_str());
         return reason;
     }

@@ -1,5 +1,6 @@
 #include "agent/explain/Explanation.h"
 #include "agent/base/EventLoop.h"
+#include "agent/explain/Picture.h"
 #include "agent/explain/Silence.h"
 #include "agent/scenario/ScenarioReader.h"
 
@@ -156,6 +157,17 @@ TEST(Explanation, GivesTheReasonForEachPortWithoutCopies) {
         Switch const sw(replaced(part, by));
         EXPECT_THAT(sw.text(), HasSubstr(reason));
     }
+}
+
+TEST(Explanation, DrawsWhatIsMissingInRed) {
+    std::ostringstream out;
+    printPicture(
+        out, explanationOf(Switch(replaced("Ethernet3: forwarding", "Ethernet3: blocking")).agent,
+                           {"feed"}));
+    EXPECT_THAT(out.str(),
+                AllOf(HasSubstr("multicast\" -> \"Ethernet2\" [label=\"\"];\n"),
+                      HasSubstr(" -> \"Ethernet3\" [label=\"Ethernet3: not forwarding in "
+                                "topology main\", color=red, fontcolor=red];\n")));
 }
 
 TEST(Explanation, TellsApartInterfacesThatLeadToTheSamePort) {
