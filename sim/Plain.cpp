@@ -51,7 +51,8 @@ void sortAsBefore(Egress &egress, Egress const &before) {
 struct Make {
     PlainSwitch &now;
 
-    void operator()(Change<Table::Chip> const & /*change*/) {} // not an input
+    void operator()(Change<Table::Chip> const & /*change*/) {}   // not an input
+    void operator()(Change<Table::Tuning> const & /*change*/) {} // not an input
     void operator()(Change<Table::BridgeMac> const &change) { now.bridgeMac = *change.value; }
     void operator()(Change<Table::Interface> const &change) { put(now.interfaces, change); }
     void operator()(Change<Table::Vlan> const &change) { hold(now.vlans, change); }

@@ -15,7 +15,7 @@ struct CommandText {
 
 /// All commands of the console, by name. The agent answers them; `umo-cli help` lists them without
 /// an agent.
-inline constexpr std::array<CommandText, 16> kCommands{{
+inline constexpr std::array<CommandText, 17> kCommands{{
     {"apply", "FILE.yaml: carries out the events of a file at once, all of them or none"},
     {"audit", "compares the switch with what it should have, and mends what differs"},
     {"explain", "POLICY [MATCH [ACTION]]: why its copies go where they go, and nowhere else"},
@@ -23,6 +23,7 @@ inline constexpr std::array<CommandText, 16> kCommands{{
     {"metrics", "what the agent does, in numbers, in the text format of Prometheus"},
     {"packets", "the copies of packets that were sent, by interface, VLAN and addresses"},
     {"picture", "POLICY [MATCH [ACTION]]: the same as a graph for Graphviz"},
+    {"set", "[NAME VALUE]: sets the pace of the library's work, or shows it"},
     {"showBacklog", "the actions that are queued for evaluation"},
     {"showChip", "the tables of the switch chip, their contents, and packets that came to them"},
     {"showCounters", "how often each handler and each operation of the chip was called"},

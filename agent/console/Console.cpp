@@ -4,6 +4,7 @@
 #include "Mox/Trace.h"
 #include "Skimtrace/Skimtrace.h"
 #include "agent/base/Descriptor.h"
+#include "agent/base/Numbers.h"
 #include "agent/base/Text.h"
 #include "agent/console/CommandTable.h"
 #include "agent/explain/Explanation.h"
@@ -14,6 +15,8 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstdint>
+#include <limits>
 #include <sstream>
 #include <stdexcept>
 #include <system_error>
@@ -48,6 +51,31 @@ Subject subjectOf(std::string const &arguments) {
                                               " after the names of policy, match and action");
     }
     return subject;
+}
+
+/// Reads `NAME VALUE`, and tunes the agent.
+void setTuning(ForwardingAgent &agent, std::string const &arguments) {
+    std::istringstream words(arguments);
+    std::string name, value, more;
+    words >> name >> value >> more;
+    auto tuning = *agent.state().find<Table::Tuning>({});
+    auto const number = wholeNumber(value);
+    auto const time = readTime(value);
+    bool const isLimit = name == "backlog-limit";
+    if (!more.empty() || (!isLimit && name != "backlog-interval" && name != "retry-delay")) {
+        throw CommandError("found " + inQuotes(arguments) +
+                           ", expected backlog-limit, backlog-interval or retry-delay and a value");
+    }
+    if (isLimit ? !number || *number > std::numeric_limits<std::uint32_t>::max() : !time) {
+        throw CommandError("found " + inQuotes(value) + ", expected " +
+                           (isLimit ? "a number of actions, 0 for all" : "a time such as 100ms"));
+    }
+    if (isLimit) {
+        tuning.backlogLimit = static_cast<std::uint32_t>(*number);
+    } else {
+        (name == "retry-delay" ? tuning.retryDelay : tuning.backlogInterval) = *time;
+    }
+    static_cast<void>(agent.apply({Change<Table::Tuning>{{}, tuning}})); // never refused
 }
 
 void showSkimtrace(Reply const &reply, std::string const &arguments) {
@@ -129,6 +157,12 @@ void Console::addShowCommands() {
 
 void Console::addActingCommands() {
     add("trace", trace);
+    add("set", [this](Reply const &reply, std::string const &arguments) {
+        if (!arguments.empty()) {
+            setTuning(agent_, arguments);
+        }
+        printTuning(reply, *agent_.state().find<Table::Tuning>({}));
+    });
     add("help", plain(printCommands));
 }
 

@@ -26,6 +26,7 @@ std::vector<ScenarioNodes::Field> StateReader::fields(Verb verb) {
     };
     if (verb == Verb::set) {
         fields.insert(fields.begin(), {{"chip", [this](YamlNode node) { chip(node); }},
+                                       {"tuning", [this](YamlNode node) { tuning(node); }},
                                        {"bridge-mac", [this](YamlNode node) { bridgeMac(node); }}});
     }
     return fields;
@@ -79,6 +80,22 @@ void StateReader::chip(YamlNode node) {
                              chip.portSetsPerGroup);
                     }}});
     changes_.set<Table::Chip>({}, chip, node);
+}
+
+void StateReader::tuning(YamlNode node) {
+    static constexpr std::uint32_t kMax = 1'000'000;
+    auto tuning = *changes_.draft().find<Table::Tuning>({});
+    nodes_.fields(
+        node, "a mapping with backlog-limit, backlog-interval and retry-delay",
+        {{"backlog-limit",
+          [&](YamlNode value) {
+              keep(values_.number<std::uint32_t>(value, 0, kMax, "a number of actions"),
+                   tuning.backlogLimit);
+          }},
+         {"backlog-interval",
+          [&](YamlNode value) { keep(values_.time(value), tuning.backlogInterval); }},
+         {"retry-delay", [&](YamlNode value) { keep(values_.time(value), tuning.retryDelay); }}});
+    changes_.set<Table::Tuning>({}, tuning, node);
 }
 
 void StateReader::bridgeMac(YamlNode node) {

@@ -21,6 +21,7 @@ enum class Verb { set, remove };
 /// grammar for all; docs/scenarios.md describes it for writers of scenarios. Setting:
 ///
 ///     chip: {groups: 4, port-sets-per-group: 64}
+///     tuning: {backlog-limit: 100, backlog-interval: 100ms, retry-delay: 10s}
 ///     bridge-mac: 02:00:00:00:00:01
 ///     interfaces: {Ethernet1: {mode: access, native-vlan: 10}}
 ///     vlans: {10: [Ethernet1, Ethernet2]}
@@ -91,6 +92,7 @@ class StateReader {
     std::function<std::optional<Nexo::IntfId>(YamlNode)> interfaceNames(Verb verb);
 
     void chip(YamlNode node);
+    void tuning(YamlNode node);
     void bridgeMac(YamlNode node);
     void interfaces(Verb verb, YamlNode node);
     void interface(Nexo::IntfId intf, YamlNode name, YamlNode settings);

@@ -3,6 +3,8 @@
 #include "agent/show/Printers.h"
 #include "agent/show/Values.h"
 
+#include <chrono>
+
 namespace UmoAgent {
 
 namespace {
@@ -52,6 +54,18 @@ void printBacklog(Reply const &reply, UmoNatFlowMcastSm const &root) {
     }
     reply.give({{"run-scheduled", task && task->taskScheduled()}, {"actions", std::move(actions)}},
                printBacklogText);
+}
+
+void printTuning(Reply const &reply, Table::Tuning::Value const &tuning) {
+    auto const seconds = [](Vyr::Time time) { return std::chrono::duration<double>(time).count(); };
+    reply.give({{"backlog-limit", tuning.backlogLimit},
+                {"backlog-interval", seconds(tuning.backlogInterval)},
+                {"retry-delay", seconds(tuning.retryDelay)}},
+               [](std::ostream &out, Json const &value) {
+                   out << "backlog-limit " << value.at("backlog-limit").dump()
+                       << "\nbacklog-interval " << value.at("backlog-interval").dump()
+                       << "s\nretry-delay " << value.at("retry-delay").dump() << "s\n";
+               });
 }
 
 } // namespace UmoAgent

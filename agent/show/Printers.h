@@ -86,6 +86,9 @@ void printCounters(Reply const &reply, SoftSwitch const &chip, SwitchProgrammer 
 void printMetrics(Reply const &reply, ForwardingAgent const &agent,
                   SwitchProgrammer const *programmer);
 
+/// The pace of the library's work.
+void printTuning(Reply const &reply, Table::Tuning::Value const &tuning);
+
 /// The last `count` handler entries, with their names.
 void printSkimtrace(Reply const &reply, std::size_t count);
 

@@ -16,7 +16,7 @@ struct Change {
 };
 
 using AnyChange =
-    std::variant<Change<Table::Chip>, Change<Table::BridgeMac>, Change<Table::Interface>,
+    std::variant<Change<Table::Chip>, Change<Table::Tuning>, Change<Table::BridgeMac>, Change<Table::Interface>,
                  Change<Table::Vlan>, Change<Table::VlanMember>, Change<Table::Topology>,
                  Change<Table::TopologyPort>, Change<Table::VlanTopology>, Change<Table::Fdb>,
                  Change<Table::LearnedMac>, Change<Table::IpInterface>, Change<Table::L3Interface>,

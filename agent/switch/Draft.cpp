@@ -42,6 +42,10 @@ std::optional<ChipCapacity> Draft::find<Table::Chip>(Table::Only const &key) con
     return findRow<Table::Chip>(key);
 }
 template <>
+std::optional<Table::Tuning::Value> Draft::find<Table::Tuning>(Table::Only const &key) const {
+    return findRow<Table::Tuning>(key);
+}
+template <>
 std::optional<Nexo::EthAddr> Draft::find<Table::BridgeMac>(Table::Only const &key) const {
     return findRow<Table::BridgeMac>(key);
 }
@@ -160,6 +164,10 @@ Draft::Refusal Draft::makeHeld(Change<T> const &change) {
 
 Draft::Refusal Draft::makeOne(Change<Table::Chip> const &change) {
     return change.value ? makeRow(change) : "a size";
+}
+
+Draft::Refusal Draft::makeOne(Change<Table::Tuning> const &change) {
+    return change.value ? makeRow(change) : "a tuning";
 }
 
 Draft::Refusal Draft::makeOne(Change<Table::BridgeMac> const &change) {

@@ -158,6 +158,7 @@ class Draft {
     // Each returns what it expected instead if the change cannot be made.
     using Refusal = std::optional<std::string>;
     Refusal makeOne(Change<Table::Chip> const &change);
+    Refusal makeOne(Change<Table::Tuning> const &change);
     Refusal makeOne(Change<Table::BridgeMac> const &change);
     Refusal makeOne(Change<Table::Interface> const &change);
     Refusal makeOne(Change<Table::Vlan> const &change);
@@ -210,7 +211,7 @@ class Draft {
     std::size_t lists_ = 1;   // this one included
     std::size_t order_ = 0;
     std::size_t actionsLookedAt_ = 0;
-    std::tuple<DraftRows<Table::Chip>, DraftRows<Table::BridgeMac>, DraftRows<Table::Interface>,
+    std::tuple<DraftRows<Table::Chip>, DraftRows<Table::Tuning>, DraftRows<Table::BridgeMac>, DraftRows<Table::Interface>,
                DraftRows<Table::VlanTopology>, DraftRows<Table::IpInterface>,
                DraftRows<Table::L3Interface>>
         rows_;

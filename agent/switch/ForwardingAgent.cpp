@@ -17,6 +17,7 @@ void ForwardingAgent::start(Changes const &initial) {
                                      state_.topologyConfig(), state_.l3Table(), state_.ipStatus(),
                                      chip_);
     root_->topologySm()->observerIs(&meter_);
+    tune();
 }
 
 std::vector<Fault> ForwardingAgent::apply(Changes const &changes) {
@@ -25,8 +26,19 @@ std::vector<Fault> ForwardingAgent::apply(Changes const &changes) {
     if (faults.empty()) {
         chip_->capacityIs(*draft.find<Table::Chip>({}));
         state_.mount(draft);
+        tune();
     }
     return faults;
+}
+
+void ForwardingAgent::tune() {
+    if (!root_) {
+        return;
+    }
+    Table::Tuning::Value const tuning = *state_.find<Table::Tuning>({});
+    root_->topologySm()->actionSmUpdateBacklogTaskLimitIs(tuning.backlogLimit);
+    root_->topologySm()->actionSmUpdateBacklogTaskIntervalIs(Mox::Seconds(tuning.backlogInterval));
+    root_->unprogrammedGroupTaskDelayIs(Mox::Seconds(tuning.retryDelay));
 }
 
 bool ForwardingAgent::clean() const {

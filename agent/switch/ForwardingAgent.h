@@ -50,6 +50,8 @@ class ForwardingAgent {
     [[nodiscard]] Meter const &meter() const { return meter_; }
 
   private:
+    void tune();
+
     EventLoop const &loop_;
     Mox::Ptr<SoftSwitch> chip_;
     SwitchState state_;

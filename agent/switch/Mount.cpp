@@ -170,6 +170,7 @@ void setInterfaces(Bridging::Config &config, DraftRows<Table::Interface> const &
 
 void SwitchState::mount(Draft const &draft) {
     chip_ = *draft.find<Table::Chip>({});
+    tuning_ = *draft.find<Table::Tuning>({});
     auto const &l3 = draft.rows<Table::L3Interface>();
     auto const &ip = draft.rows<Table::IpInterface>();
     auto const &learned = draft.holders<Table::LearnedMac>();

@@ -31,6 +31,12 @@ std::optional<ChipCapacity> SwitchState::find<Table::Chip>(Table::Only const & /
 }
 
 template <>
+std::optional<Table::Tuning::Value>
+SwitchState::find<Table::Tuning>(Table::Only const & /*key*/) const {
+    return tuning_;
+}
+
+template <>
 std::optional<Nexo::EthAddr>
 SwitchState::find<Table::BridgeMac>(Table::Only const & /*key*/) const {
     return bridgingConfig_->bridgeMacAddr();

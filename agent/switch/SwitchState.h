@@ -84,6 +84,7 @@ class SwitchState {
     void setTopologies(Draft const &draft);
 
     ChipCapacity chip_;
+    Table::Tuning::Value tuning_;
     Mox::Ptr<Ip::Nat::Status> natStatus_;
     Mox::Ptr<Ip::Nat::HwNatFlowStatus> hwStatus_;
     Mox::Ptr<Bridging::Config> bridgingConfig_;

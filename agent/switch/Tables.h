@@ -10,8 +10,10 @@
 #include "Nexo/IpAddrWithMask.h"
 #include "Nexo/IpAndPort.h"
 #include "Pelo/String.h"
+#include "Vyr/Clock.h"
 #include "agent/chip/SoftSwitch.h"
 
+#include <chrono>
 #include <compare>
 #include <cstdint>
 #include <string_view>
@@ -44,6 +46,18 @@ struct Chip {
     static constexpr std::string_view kOne = "the chip's size";
     using Key = Only;
     using Value = ChipCapacity;
+};
+
+/// How the NAT library paces its work.
+struct Tuning {
+    static constexpr std::string_view kOne = "the tuning";
+    using Key = Only;
+    struct Value { // the defaults are the library's
+        std::uint32_t backlogLimit = 100; // actions evaluated in a run; 0: all that were queued
+        /// From the first queued action to the run, and between runs.
+        Vyr::Time backlogInterval = std::chrono::milliseconds(100);
+        Vyr::Time retryDelay = std::chrono::seconds(10); // from freed groups to the retry
+    };
 };
 
 /// The switch's own MAC address.
