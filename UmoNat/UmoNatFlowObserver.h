@@ -55,4 +55,7 @@ class UMONAT_API UmoNatFlowObserver {
 
     /// A match has got the groups that it wanted.
     virtual void matchHasGroups(UmoNatFlowMatchSm const &match) = 0;
+
+    /// A match machine is destroyed.
+    virtual void matchGone(UmoNatFlowMatchSm const &match) = 0;
 };

@@ -3,7 +3,6 @@
 #include "agent/base/EventLoop.h"
 #include "agent/base/TerminationSignals.h"
 #include "agent/base/Text.h"
-#include "agent/console/CommandServer.h"
 #include "agent/console/Console.h"
 #include "agent/scenario/ReadingProcess.h"
 #include "agent/scenario/ScenarioReader.h"
@@ -50,7 +49,6 @@ class LiveAgent {
     ReadingProcess reading_{loop_};                              // while the agent is small
     LiveSwitch switch_;
     Console console_{switch_.agent(), loop_, Scope::policies};
-    std::optional<CommandServer> server_;
     std::optional<MetricsFile> metrics_;
 };
 
@@ -80,11 +78,7 @@ LiveAgent::LiveAgent(Changes const &feeds, LiveOptions const &options, std::ostr
     }
     console_.hindranceIs("the bridge has not been read yet; apply when it has been");
     if (!options.socket.empty()) {
-        server_.emplace(
-            loop_, options.socket,
-            [this](std::uint32_t socket, std::string const &line, CommandServer::Done const &done) {
-                console_.answer(socket, line, done);
-            });
+        console_.listenAt(options.socket);
     }
 }
 
@@ -123,11 +117,11 @@ void LiveAgent::take(std::variant<Changes, ScenarioFaults> feeds) {
 }
 
 ExitStatus LiveAgent::run() {
-    if (server_) {
-        say("commands are answered at " + server_->path());
+    if (!console_.socket().empty()) {
+        say("commands are answered at " + console_.socket());
     }
     loop_.run();
-    server_.reset();
+    console_.close();
     for (OutputQueue *const queue : options_.queues) {
         queue->patienceIs(OutputQueue::kLastPatience);
     }

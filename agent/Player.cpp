@@ -3,7 +3,6 @@
 #include "agent/base/EventLoop.h"
 #include "agent/base/TerminationSignals.h"
 #include "agent/base/Text.h"
-#include "agent/console/CommandServer.h"
 #include "agent/console/Console.h"
 #include "agent/explain/Silence.h"
 #include "agent/show/CarryOut.h"
@@ -69,7 +68,6 @@ class Player {
     ForwardingAgent agent_;
     TerminationSignals signals_{loop_}; // before there is a socket file to remove
     std::optional<Console> console_;
-    std::optional<CommandServer> server_;
     std::optional<Captures> captures_;
     std::optional<MetricsFile> metrics_;
 };
@@ -88,11 +86,7 @@ Player::Player(Scenario const &scenario, PlayOptions const &options, std::ostrea
     if (!options.socket.empty()) {
         console_.emplace(agent_, loop_, Scope::wholeSwitch);
         console_->hindranceIs("the scenario is still being played; apply when it has ended");
-        server_.emplace(
-            loop_, options.socket,
-            [this](std::uint32_t socket, std::string const &line, CommandServer::Done const &done) {
-                console_->answer(socket, line, done);
-            });
+        console_->listenAt(options.socket);
     }
     if (!options.captures.in.empty()) {
         captures_.emplace(options.captures, portsOf(scenario), loop_, agent_.forwarder(),
@@ -177,21 +171,23 @@ void Player::printTotals() {
 ExitStatus Player::play(Scenario scenario) {
     agent_.start(scenario.initial);
     scenario.initial = {}; // it is mounted, and may be large
-    if (server_) {
-        out_ << stamp(loop_.now()) << " commands are answered at " << printable(server_->path())
+    if (console_) {
+        out_ << stamp(loop_.now()) << " commands are answered at " << printable(console_->socket())
              << std::endl;
     }
     playEvents(scenario);
     bool const complete = !captures_ || captures_->finish();
     warnOfSilence(errors_, agent_);
-    if (server_ && !loop_.stopped()) {
+    if (console_ && !loop_.stopped()) {
         console_->hindranceIs("");
         onWallTime();
         out_ << stamp(loop_.now()) << " end of the scenario, the switch goes on" << std::endl;
         loop_.run();
     }
     char const *const signal = signals_.received();
-    server_.reset();
+    if (console_) {
+        console_->close();
+    }
     bool const waits = signal == nullptr && !loop_.onWallTime();
     if (!waits) {
         patienceIs(OutputQueue::kLastPatience); // nobody needs the switch any more

@@ -135,6 +135,10 @@ void UmoNatFlowMatchSm::childrenDelAll() {
     // Not in the cleanup: deleteNatFlowGroups, which runs there, still counts the match as waiting.
     inputs_.mcastSm->unprogrammedGroupDel(this);
     actionSmDelAll();
+    if (auto *const observer =
+            inputs_.topologySm != nullptr ? inputs_.topologySm->observer() : nullptr) {
+        observer->matchGone(*this);
+    }
 }
 
 Mox::Ptr<UmoNatFlowMatchSm> UmoNatFlowMatchSmIs(UmoNatFlowMatchSm::Inputs const &inputs) {

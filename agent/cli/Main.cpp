@@ -13,6 +13,8 @@
 #include <iostream>
 #include <stdexcept>
 #include <string>
+#include <string_view>
+#include <thread>
 #include <vector>
 
 /// umo-cli: sends one command to a running umo-agent, and prints the answer.
@@ -23,6 +25,8 @@ constexpr char const *kFooter =
     "  umo-cli --socket /tmp/umo.sock showNatFlowActionHw\n"
     "  umo-cli help                     # the commands\n"
     "  umo-cli --json showNatFlowGroup  # for a program\n"
+    "  umo-cli watch showChip           # again whenever the answer changes\n"
+    "  umo-cli events                   # what happens, as it happens\n"
     "  umo-cli apply changes.yaml\n"
     "  umo-cli trace 'UmoNat*/1-3'      # the agent traces on its own standard error\n"
     "\n"
@@ -62,10 +66,54 @@ std::string lineOf(std::vector<std::string> const &words) {
     return line;
 }
 
+/// Prints whole lines as they come.
+ExitStatus followEvents(std::string const &socket, std::string const &line) {
+    std::string rest;
+    bool refused = false;
+    UmoAgent::follow(socket, line, [&](std::string_view piece) {
+        rest += piece;
+        std::size_t const end = rest.rfind('\n') + 1; // 0 if there is none
+        refused = refused || rest.rfind(UmoAgent::kErrorMark, 0) == 0;
+        (refused ? std::cerr : std::cout)
+            << UmoAgent::printable(rest.substr(0, end), "\n\t") << std::flush;
+        rest.erase(0, end);
+        if (!std::cout) {
+            throw std::runtime_error("cannot write to standard output");
+        }
+    });
+    return refused ? ExitStatus::notDone : ExitStatus::good;
+}
+
+/// Asks again each second, and prints the answer whenever it is another.
+[[noreturn]] void watch(CommandLine const &commandLine, std::string const &line) {
+    std::string before;
+    for (std::size_t seconds = 0;; ++seconds) {
+        std::string const answer =
+            UmoAgent::ask(commandLine.socket, line, std::chrono::seconds(commandLine.timeout));
+        if (answer != before || seconds == 0) {
+            std::cout << "-- after " << seconds << " s\n"
+                      << UmoAgent::printable(answer, "\n\t") << std::flush;
+        }
+        before = answer;
+        if (!std::cout) {
+            throw std::runtime_error("cannot write to standard output");
+        }
+        std::this_thread::sleep_for(std::chrono::seconds(1));
+    }
+}
+
 /// Throws std::runtime_error.
 ExitStatus run(CommandLine const &commandLine) {
     std::string const command = lineOf(commandLine.words);
     std::string const line = commandLine.json ? command + ' ' + UmoAgent::kJsonWord : command;
+    std::string const watched = "watch";
+    if (command == "events") {
+        return followEvents(commandLine.socket, line);
+    }
+    if (command == watched || command.rfind(watched + ' ', 0) == 0) {
+        watch(commandLine,
+              command == watched ? "showNatFlowGroup" : line.substr(watched.size() + 1));
+    }
     ExitStatus status = ExitStatus::good;
     try {
         std::string const answer =

@@ -93,4 +93,22 @@ std::string ask(std::string const &path, std::string const &line, std::chrono::s
     return connection.receive();
 }
 
+void follow(std::string const &path, std::string const &line,
+            std::function<void(std::string_view piece)> const &take) {
+    constexpr std::chrono::seconds kPatience(10); // to be accepted
+    Descriptor const socket = connectTo(path, kPatience);
+    writeAll(socket.number(), line + '\n');
+    std::vector<char> bytes(65536);
+    for (;;) {
+        ssize_t const got = recv(socket.number(), bytes.data(), bytes.size(), 0);
+        if (got == 0) {
+            return;
+        }
+        if (got < 0 && errno != EINTR) {
+            throw std::system_error(errno, std::generic_category(), "the agent broke off");
+        }
+        take({bytes.data(), static_cast<std::size_t>(std::max<ssize_t>(got, 0))});
+    }
+}
+
 } // namespace UmoAgent

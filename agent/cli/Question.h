@@ -2,7 +2,9 @@
 
 #include <chrono>
 #include <cstddef>
+#include <functional>
 #include <string>
+#include <string_view>
 
 namespace UmoAgent {
 
@@ -13,5 +15,10 @@ inline constexpr std::size_t kMaxAnswer = std::size_t{64} << 20U;
 /// no agent, SocketError if it cannot be reached, and std::runtime_error if it does not answer
 /// within `patience`, breaks off, or answers more than kMaxAnswer.
 std::string ask(std::string const &path, std::string const &line, std::chrono::seconds patience);
+
+/// Sends `line`, and hands what comes to `take` in pieces until the agent ends the connection.
+/// Throws as ask() does; it waits without limit.
+void follow(std::string const &path, std::string const &line,
+            std::function<void(std::string_view piece)> const &take);
 
 } // namespace UmoAgent

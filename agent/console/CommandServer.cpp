@@ -86,7 +86,13 @@ void CommandServer::receive(Client &client) {
 }
 
 void CommandServer::answer(Client &client) {
-    loop_.unwatch(client.socket.number());
+    int const descriptor = client.socket.number();
+    loop_.unwatch(descriptor);
+    if (handover_ && client.reader.state() == LineReader::State::whole &&
+        handover_(client.reader.line(), client.socket)) {
+        forget(descriptor);
+        return;
+    }
     try {
         client.answer.emplace();
         if (client.reader.state() != LineReader::State::whole) {
@@ -137,8 +143,12 @@ void CommandServer::send(Client &client) {
 /// distinguish a complete answer from one that was cut off, even by the agent's death.
 void CommandServer::drop(Client const &client) {
     int const descriptor = client.socket.number();
-    bool const wereFull = clients_.size() == kMaxClients;
     loop_.unwatch(descriptor);
+    forget(descriptor);
+}
+
+void CommandServer::forget(int descriptor) {
+    bool const wereFull = clients_.size() == kMaxClients;
     clients_.erase(descriptor);
     if (wereFull) {
         listen();

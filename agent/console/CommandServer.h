@@ -11,6 +11,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace UmoAgent {
 
@@ -38,6 +39,12 @@ class CommandServer {
     using Answer =
         std::function<void(std::uint32_t socket, std::string const &line, Done const &done)>;
 
+    /// Takes over the connection of a client whose line asks for something that goes on, if it
+    /// returns true.
+    using Handover = std::function<bool(std::string const &line, Descriptor &socket)>;
+
+    void handoverIs(Handover handover) { handover_ = std::move(handover); }
+
     /// Listens at `path`, and answers while the loop runs. The loop must outlive the server. Throws
     /// SocketError.
     CommandServer(EventLoop &loop, std::string path, Answer answer,
@@ -63,9 +70,11 @@ class CommandServer {
     void answered(Client &client, bool whole);
     void send(Client &client);
     void drop(Client const &client);
+    void forget(int descriptor);
 
     EventLoop &loop_;
     Answer answer_;
+    Handover handover_;
     std::chrono::milliseconds patience_;
     ListeningSocket socket_;
     std::map<int, Client> clients_; // by descriptor

@@ -15,9 +15,10 @@ struct CommandText {
 
 /// All commands of the console, by name. The agent answers them; `umo-cli help` lists them without
 /// an agent.
-inline constexpr std::array<CommandText, 17> kCommands{{
+inline constexpr std::array<CommandText, 18> kCommands{{
     {"apply", "FILE.yaml: carries out the events of a file at once, all of them or none"},
     {"audit", "compares the switch with what it should have, and mends what differs"},
+    {"events", "what happens, a line each, until you end it"},
     {"explain", "POLICY [MATCH [ACTION]]: why its copies go where they go, and nowhere else"},
     {"help", "lists the commands"},
     {"metrics", "what the agent does, in numbers, in the text format of Prometheus"},

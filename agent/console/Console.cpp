@@ -28,6 +28,7 @@ namespace UmoAgent {
 namespace {
 
 constexpr char const *kAudit = "audit";
+constexpr char const *kEvents = "events";
 
 /// A command without arguments.
 TextCommand::Function plain(std::function<void(Reply const &reply)> print) {
@@ -104,11 +105,26 @@ void trace(Reply const &reply, std::string const &setting) {
 } // namespace
 
 Console::Console(ForwardingAgent &agent, EventLoop &loop, Scope scope)
-    : agent_(agent), apply_(agent, loop, scope) {
+    : agent_(agent), loop_(loop), apply_(agent, loop, scope), feed_(loop), chronicle_(agent) {
+    chronicle_.sinkIs([this](Json const &event) {
+        if (feed_.followed()) {
+            feed_.tell(textOfEvent(event), event.dump());
+        }
+    });
     addShowCommands();
     addActingCommands();
     Base::assertThat(commands_.commands().size() + 2 == kCommands.size(),
                      "each command is answered");
+}
+
+void Console::listenAt(std::string path) {
+    server_.emplace(loop_, std::move(path),
+                    [this](std::uint32_t socket, std::string const &line,
+                           CommandServer::Done const &done) { answer(socket, line, done); });
+    server_->handoverIs([this](std::string const &line, Descriptor &socket) {
+        auto const [words, json] = withoutJsonWord(line);
+        return words == kEvents && feed_.add(socket, json);
+    });
 }
 
 void Console::add(char const *name, TextCommand::Function function) {
@@ -162,6 +178,11 @@ void Console::addActingCommands() {
             setTuning(agent_, arguments);
         }
         printTuning(reply, *agent_.state().find<Table::Tuning>({}));
+    });
+    add(kEvents, [](Reply const & /*reply*/, std::string const &arguments) {
+        throw CommandError(arguments.empty()
+                               ? "too many follow the events already"
+                               : "found " + inQuotes(arguments) + ", expected no arguments");
     });
     add("help", plain(printCommands));
 }

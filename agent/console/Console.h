@@ -2,12 +2,16 @@
 
 #include "Agent/AgentCommands.h"
 #include "agent/console/ApplyCommand.h"
+#include "agent/console/CommandServer.h"
+#include "agent/console/EventFeed.h"
 #include "agent/console/TextCommand.h"
+#include "agent/events/Chronicle.h"
 #include "agent/openflow/SwitchProgrammer.h"
 #include "agent/switch/ForwardingAgent.h"
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -19,11 +23,18 @@ class Console {
     /// Called once, from the event loop or immediately: whether the whole answer could be written.
     using Done = std::function<void(bool whole)>;
 
-    /// Both outlive the console; the agent must be started before the console answers. Throws
-    /// std::system_error if the reading process cannot be started.
+    /// Both outlive the console; the agent must be started before the console answers, and its
+    /// library ended before the console goes. Throws std::system_error if the reading process
+    /// cannot be started.
     Console(ForwardingAgent &agent, EventLoop &loop, Scope scope);
     Console(Console const &) = delete;
     Console &operator=(Console const &) = delete;
+
+    /// Answers at the Unix socket, also those who follow events, until close(). Throws SocketError.
+    void listenAt(std::string path);
+    void close() { server_.reset(); }
+    /// Where it listens; empty: nowhere.
+    [[nodiscard]] std::string socket() const { return server_ ? server_->path() : ""; }
 
     /// Why nothing can be applied at present; empty: it can.
     void hindranceIs(std::string hindrance) { apply_.hindranceIs(std::move(hindrance)); }
@@ -47,9 +58,13 @@ class Console {
     [[nodiscard]] std::string trouble() const;
 
     ForwardingAgent &agent_;
+    EventLoop &loop_;
     SwitchProgrammer *programmer_ = nullptr;
     Agent::AgentCommands commands_; // except `apply` and `audit`, whose answers come later
     ApplyCommand apply_;
+    EventFeed feed_;
+    Chronicle chronicle_;
+    std::optional<CommandServer> server_;
 };
 
 } // namespace UmoAgent

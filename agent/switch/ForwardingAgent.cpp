@@ -7,7 +7,9 @@
 namespace UmoAgent {
 
 ForwardingAgent::ForwardingAgent(EventLoop const &loop, SoftSwitch::LineSink errors)
-    : loop_(loop), chip_(Mox::make<SoftSwitch>(ChipCapacity{}, std::move(errors))) {}
+    : loop_(loop), chip_(Mox::make<SoftSwitch>(ChipCapacity{}, std::move(errors))) {
+    observers_.add(meter_);
+}
 
 void ForwardingAgent::start(Changes const &initial) {
     auto const faults = apply(initial);
@@ -16,7 +18,7 @@ void ForwardingAgent::start(Changes const &initial) {
                                      state_.bridgingStatus(), state_.vlanStatusDir(),
                                      state_.topologyConfig(), state_.l3Table(), state_.ipStatus(),
                                      chip_);
-    root_->topologySm()->observerIs(&meter_);
+    root_->topologySm()->observerIs(&observers_);
     tune();
 }
 

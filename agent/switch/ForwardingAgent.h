@@ -8,6 +8,7 @@
 #include "agent/switch/Changes.h"
 #include "agent/switch/Draft.h"
 #include "agent/switch/Meter.h"
+#include "agent/switch/Observers.h"
 #include "agent/switch/SwitchState.h"
 
 #include <vector>
@@ -48,6 +49,8 @@ class ForwardingAgent {
     [[nodiscard]] SwitchState const &state() const { return state_; }
     [[nodiscard]] UmoNatFlowMcastSm const &root() const { return *root_; }
     [[nodiscard]] Meter const &meter() const { return meter_; }
+    /// Those who are told what the library does.
+    [[nodiscard]] Observers &observers() { return observers_; }
 
   private:
     void tune();
@@ -57,6 +60,7 @@ class ForwardingAgent {
     SwitchState state_;
     Forwarder forwarder_{*chip_, state_.hwStatus(), state_.bridgingConfig()};
     Meter meter_{loop_};
+    Observers observers_;
     Mox::Ptr<UmoNatFlowMcastSm> root_; // last: its end calls all others
 };
 

@@ -50,6 +50,7 @@ class Meter final : public UmoNatFlowObserver {
     void actionGone(UmoNatFlowActionSm const &action) override { queuedAt_.erase(&action); }
     void matchWaits(UmoNatFlowMatchSm const & /*match*/) override {}
     void matchHasGroups(UmoNatFlowMatchSm const & /*match*/) override {}
+    void matchGone(UmoNatFlowMatchSm const & /*match*/) override {}
 
   private:
     EventLoop const &loop_;

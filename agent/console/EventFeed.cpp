@@ -1,0 +1,92 @@
+#include "agent/console/EventFeed.h"
+
+#include "agent/base/Text.h"
+
+#include <poll.h>
+#include <sys/socket.h>
+
+#include <array>
+#include <cerrno>
+#include <utility>
+
+namespace UmoAgent {
+
+EventFeed::~EventFeed() {
+    for (auto const &[descriptor, client] : clients_) {
+        loop_.unwatch(descriptor);
+    }
+}
+
+bool EventFeed::add(Descriptor &socket, bool json) {
+    if (clients_.size() == kMaxClients) {
+        return false;
+    }
+    int const descriptor = socket.number();
+    Client &client = clients_[descriptor];
+    client.socket = std::move(socket);
+    client.json = json;
+    await(client);
+    return true;
+}
+
+void EventFeed::tell(std::string const &text, std::string const &json) {
+    for (auto &[descriptor, client] : clients_) {
+        queue(client, client.json ? json : text);
+    }
+}
+
+/// Once a line is lost, so are the next ones until the queue is empty: the count has its place.
+void EventFeed::queue(Client &client, std::string const &line) {
+    if (client.lost > 0 || client.queued.size() + line.size() > kMostQueued) {
+        ++client.lost;
+        return;
+    }
+    client.queued.append(line).append(1, '\n');
+    await(client);
+}
+
+void EventFeed::await(Client &client) {
+    short const events = client.queued.empty() ? POLLIN : POLLIN | POLLOUT;
+    loop_.watch(client.socket.number(), events,
+                [this, &client](short came) { serve(client, came); });
+}
+
+void EventFeed::serve(Client &client, short events) {
+    if ((events & ~POLLOUT) != 0) { // what a client sends is not read, only that it has gone
+        std::array<char, 4096> bytes{};
+        ssize_t const got = recv(client.socket.number(), bytes.data(), bytes.size(), 0);
+        if (got == 0 || (got < 0 && errno != EAGAIN && errno != EINTR)) {
+            drop(client);
+            return;
+        }
+    }
+    if ((events & POLLOUT) != 0) {
+        send(client);
+    }
+}
+
+void EventFeed::send(Client &client) {
+    ssize_t const sent =
+        ::send(client.socket.number(), client.queued.data(), client.queued.size(), MSG_NOSIGNAL);
+    if (sent < 0) {
+        if (errno != EAGAIN && errno != EINTR) {
+            drop(client);
+        }
+        return;
+    }
+    client.queued.erase(0, static_cast<std::size_t>(sent));
+    if (client.queued.empty() && client.lost > 0) {
+        std::size_t const lost = std::exchange(client.lost, 0);
+        queue(client, client.json ? "{\"lost\":" + std::to_string(lost) + "}"
+                                  : "(" + counted(lost, "line", "lines") + " lost)");
+    }
+    await(client);
+}
+
+void EventFeed::drop(Client const &client) {
+    int const descriptor = client.socket.number();
+    loop_.unwatch(descriptor);
+    clients_.erase(descriptor);
+}
+
+} // namespace UmoAgent
