@@ -1,6 +1,8 @@
 #include "agent/base/CommandLine.h"
 #include "agent/base/Descriptor.h"
+#include "agent/base/FileText.h"
 #include "agent/base/Text.h"
+#include "agent/cli/Diff.h"
 #include "agent/cli/Question.h"
 #include "agent/console/CommandSocket.h"
 #include "agent/console/CommandTable.h"
@@ -15,6 +17,7 @@
 #include <string>
 #include <string_view>
 #include <thread>
+#include <variant>
 #include <vector>
 
 /// umo-cli: sends one command to a running umo-agent, and prints the answer.
@@ -27,12 +30,13 @@ constexpr char const *kFooter =
     "  umo-cli --json showNatFlowGroup  # for a program\n"
     "  umo-cli watch showChip           # again whenever the answer changes\n"
     "  umo-cli events                   # what happens, as it happens\n"
+    "  umo-cli --json showChip >then; umo-cli diff then showChip\n"
     "  umo-cli apply changes.yaml\n"
     "  umo-cli trace 'UmoNat*/1-3'      # the agent traces on its own standard error\n"
     "\n"
     "Exit status:\n"
     "  0  the agent carried the command out\n"
-    "  1  it did not: the answer, on standard error, says why\n"
+    "  1  it did not: the answer, on standard error, says why; or diff found differences\n"
     "  2  bad command line, no agent is answering in time, or the answer broke off\n";
 
 enum class ExitStatus { good = 0, notDone = 1, notAsked = 2 };
@@ -102,11 +106,39 @@ ExitStatus followEvents(std::string const &socket, std::string const &line) {
     }
 }
 
+/// `diff FILE COMMAND`: compares a saved answer in JSON with the answer now.
+ExitStatus diff(CommandLine const &commandLine) {
+    if (commandLine.words.size() < 3) {
+        throw std::runtime_error("diff: a file and a command are expected");
+    }
+    std::string const &file = commandLine.words[1];
+    auto const saved = UmoAgent::readFileText(file, UmoAgent::kMaxAnswer);
+    if (auto const *const unreadable = std::get_if<UmoAgent::Unreadable>(&saved)) {
+        throw std::runtime_error(file + ": " + unreadable->reason);
+    }
+    std::string const line =
+        lineOf({commandLine.words.begin() + 2, commandLine.words.end()}) + ' ' + UmoAgent::kJsonWord;
+    std::string const now =
+        UmoAgent::ask(commandLine.socket, line, std::chrono::seconds(commandLine.timeout));
+    if (now.rfind(UmoAgent::kErrorMark, 0) == 0) {
+        std::cerr << UmoAgent::printable(now, "\n\t");
+        return ExitStatus::notDone;
+    }
+    auto const lines = UmoAgent::differences(std::get<std::string>(saved), now);
+    for (std::string const &difference : lines) {
+        std::cout << UmoAgent::printable(difference) << '\n';
+    }
+    return lines.empty() ? ExitStatus::good : ExitStatus::notDone;
+}
+
 /// Throws std::runtime_error.
 ExitStatus run(CommandLine const &commandLine) {
     std::string const command = lineOf(commandLine.words);
     std::string const line = commandLine.json ? command + ' ' + UmoAgent::kJsonWord : command;
     std::string const watched = "watch";
+    if (commandLine.words.front() == "diff") {
+        return diff(commandLine);
+    }
     if (command == "events") {
         return followEvents(commandLine.socket, line);
     }

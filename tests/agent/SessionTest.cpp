@@ -5,6 +5,8 @@
 #include <poll.h>
 #include <sys/socket.h>
 
+#include <algorithm>
+#include <array>
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
@@ -399,4 +401,48 @@ TEST(Session, AFileThatThereIsNoMemoryForStopsNeitherTheAgentNorTheNextFile) {
         agent.signal(SIGTERM);
         EXPECT_THAT(agent.end(), EndsWith("\n=> 0"));
     }
+}
+
+TEST(Session, EventsAreFollowedAndASlowReaderLosesLinesAndIsToldHowMany) {
+    ScenarioFile const scenario("policies: {p: {matches: {m: {flow: {destination: 239.1.1.1}, "
+                                "actions: {a: {egress: [Vlan1]}}}}}}\n");
+    Process agent(agentCommand + scenario.path());
+    agent.readUntil("the switch goes on\n");
+    Process saving(clientCommand + "--json showNatFlowGroup >" + socketPath + ".saved");
+    saving.end();
+    Process follower(clientCommand + "events"), watcher(clientCommand + "watch");
+    watcher.readUntil("programmed\n");
+    auto const slow = UmoAgent::connectTo(socketPath);
+    ASSERT_GT(send(slow.number(), "events --json\n", 14, 0), 0);
+
+    Changes const change("events: [{set: {topologies: {t: {ports: {Et1: disabled}}}}}]");
+    EXPECT_THAT(client("apply " + change.path()), HasSubstr("applied 1 event"));
+    EXPECT_THAT(follower.readUntil("VLAN 1\n"),
+                ContainsRegex("\\] action programmed: policy p, match m, action a; something "
+                              "changed in VLAN 1\n$"));
+    EXPECT_THAT(watcher.readUntil("programmed\n"), ContainsRegex("-- after [1-9].* s\n.* 0 +1  "));
+    EXPECT_EQ(client("diff " + socketPath + ".saved showNatFlowGroup"),
+              "matches, p m, with-copies: 1 -> 0\nmatches, p m, without-copies: 0 -> 1\n=> 1");
+    std::remove((socketPath + ".saved").c_str());
+
+    std::string many = "events: [{set: {topologies: {t: {ports: {Et1: forwarding}}}}}";
+    for (int i = 0; i < 6000; ++i) {
+        many += ", {set: {policies: {p: {matches: {m: {actions: {a: {egress: [Vlan" +
+                std::string(i % 2 == 0 ? "2" : "1") + "]}}}}}}}}";
+    }
+    Changes const changes(many + "]");
+    EXPECT_THAT(Process(changes.command()).end(), HasSubstr("applied 6001 events"));
+    std::string lines;
+    std::array<char, 65536> bytes{};
+    while (lines.find("{\"lost\":") == std::string::npos) {
+        ssize_t const got = recv(slow.number(), bytes.data(), bytes.size(), 0);
+        ASSERT_GT(got, 0);
+        lines.append(bytes.data(), static_cast<std::size_t>(got));
+    }
+    auto const whole = std::count(lines.begin(), lines.end(), '\n');
+    int const lost = std::atoi(lines.c_str() + lines.find("{\"lost\":") + 8);
+    EXPECT_GT(lost, 1000);
+    EXPECT_LE(whole + lost, 6010);
+    agent.signal(SIGTERM);
+    EXPECT_THAT(follower.end(), EndsWith("=> 0"));
 }
