@@ -145,15 +145,23 @@ class UMONAT_API UmoNatFlowActionSm : public Mox::Reactor {
     [[nodiscard]] NatFlowGroupUses groupUses() const noexcept;
     void flowTypeIs(Ip::Nat::NatFlowType type);
 
-    [[nodiscard]] bool wantsUnicast() const noexcept;
-    [[nodiscard]] bool wantsMulticast() const noexcept;
     /// One computation of the port sets: to program them, or to explain them.
     struct PortSetPass {
         Ip::Nat::NatFlowVlanPortSets &vps;
+        Ip::Nat::NatFlowType type;
         UmoNatFlowActionSm *registrant; // for what the port sets depend on; null: nothing is
         UmoNatFlowVerdicts *verdicts;   // receives what was found; null: nobody asks
+
+        [[nodiscard]] bool wantsUnicast() const noexcept {
+            return type != Ip::Nat::natFlowTypeMulticast;
+        }
+        [[nodiscard]] bool wantsMulticast() const noexcept {
+            return type != Ip::Nat::natFlowTypeUnicast;
+        }
     };
     void collectPorts(PortSetPass const &pass) const;
+    static void reportForAllKinds(PortSetPass const &pass, std::uint16_t vlan, Nexo::IntfId port,
+                                  UmoNatFlowHindrance hindrance);
     void addRecirculation(PortSetPass const &pass) const;
     void addSvi(std::uint16_t vlan, Nexo::EthAddr const &mac, PortSetPass const &pass) const;
     void addPort(Nexo::IntfId intf, Ip::Nat::NatFlowNextHop const &nextHop,

@@ -18,9 +18,9 @@ enum class ExitStatus {
 };
 
 struct PlayOptions {
-    bool realTime = false;  // in real time, else in virtual time
-    bool showCalls = false; // print each call of the switch chip
-    std::string socket{};   // where to answer commands; empty: none
+    bool realTime = false;     // in real time, else in virtual time
+    bool showCalls = false;    // print each call of the switch chip
+    std::string socket{};      // where to answer commands; empty: none
     std::string metricsFile{}; // to be kept up to date; empty: none
     CaptureOptions captures{};
 

@@ -31,27 +31,21 @@ bool sameInterfaces(Ip::Nat::NatFlowPortSet const &a, Ip::Nat::NatFlowPortSet co
 
 } // namespace
 
-bool UmoNatFlowActionSm::wantsUnicast() const noexcept {
-    return recordedFlowType() != Ip::Nat::natFlowTypeMulticast;
-}
-
-bool UmoNatFlowActionSm::wantsMulticast() const noexcept {
-    return recordedFlowType() != Ip::Nat::natFlowTypeUnicast;
-}
-
 void UmoNatFlowActionSm::updateSwPortSet(Mox::Ptr<Ip::Nat::NatFlowVlanPortSets> const &vps) {
     trace.at(2, ActionSmEntry{"updateSwPortSet", *this}, ", ft: ", recordedFlowType());
     Base::assertThat(initialized_, "initialized()");
     Base::assertThat(version() != 0, "actionStatus()->version()");
     // The computation below registers the machine again for what it depends on.
     inputs_.topologySm->delActionSm(this);
-    collectPorts({.vps = *vps, .registrant = this, .verdicts = nullptr});
+    collectPorts(
+        {.vps = *vps, .type = recordedFlowType(), .registrant = this, .verdicts = nullptr});
 }
 
 void UmoNatFlowActionSm::explainPortSets(Ip::Nat::NatFlowVlanPortSets &vps,
                                          UmoNatFlowVerdicts &verdicts) const {
     if (complete()) {
-        collectPorts({.vps = vps, .registrant = nullptr, .verdicts = &verdicts});
+        collectPorts(
+            {.vps = vps, .type = getFlowType(), .registrant = nullptr, .verdicts = &verdicts});
     }
 }
 
@@ -74,6 +68,17 @@ void UmoNatFlowActionSm::collectPorts(PortSetPass const &pass) const {
     }
 }
 
+/// Neither unicast nor multicast copies go to the port, if the pass is about both.
+void UmoNatFlowActionSm::reportForAllKinds(PortSetPass const &pass, std::uint16_t vlan,
+                                           Nexo::IntfId port, UmoNatFlowHindrance hindrance) {
+    if (pass.wantsUnicast()) {
+        report(pass.verdicts, vlan, port, true, hindrance);
+    }
+    if (pass.wantsMulticast()) {
+        report(pass.verdicts, vlan, port, false, hindrance);
+    }
+}
+
 /// Recirculated copies are unicast copies to the switch itself, whatever the flow type.
 void UmoNatFlowActionSm::addRecirculation(PortSetPass const &pass) const {
     std::uint16_t const vlan = inputs_.topologySm->natFlowRecircVlan();
@@ -87,14 +92,14 @@ void UmoNatFlowActionSm::addRecirculation(PortSetPass const &pass) const {
         inputs_.topologySm->addActionSmRecirc(pass.registrant);
     }
     report(pass.verdicts, vlan, {}, true,
-           wantsUnicast() ? UmoNatFlowHindrance::none : UmoNatFlowHindrance::notForMulticast);
+           pass.wantsUnicast() ? UmoNatFlowHindrance::none : UmoNatFlowHindrance::notForMulticast);
 }
 
 void UmoNatFlowActionSm::addSvi(std::uint16_t vlan, Nexo::EthAddr const &mac,
                                 PortSetPass const &pass) const {
     if (!Bridging::VlanIdOrNone(vlan).usable()) {
         trace.at(2, "Invalid vlan");
-        report(pass.verdicts, 0, {}, wantsUnicast(), UmoNatFlowHindrance::noVlan);
+        reportForAllKinds(pass, 0, {}, UmoNatFlowHindrance::noVlan);
         return;
     }
     auto const add = [&](Nexo::EthAddr const &dmac, bool unicast) {
@@ -103,14 +108,14 @@ void UmoNatFlowActionSm::addSvi(std::uint16_t vlan, Nexo::EthAddr const &mac,
                    ? topologySm.addSviPorts(vlan, dmac, &pass.vps, unicast, pass.registrant)
                    : topologySm.sviPorts(vlan, dmac, pass.vps, unicast, pass.verdicts);
     };
-    if (wantsUnicast() && !add(mac, true)) {
+    if (pass.wantsUnicast() && !add(mac, true)) {
         trace.at(2, "Invalid or empty vlan");
-        if (wantsMulticast()) {
+        if (pass.wantsMulticast()) {
             report(pass.verdicts, vlan, {}, false, UmoNatFlowHindrance::nothingUnicast);
         }
         return;
     }
-    if (wantsMulticast() && !add(kMulticastMac, false)) {
+    if (pass.wantsMulticast() && !add(kMulticastMac, false)) {
         trace.at(2, "Invalid or empty vlan");
     }
 }
@@ -126,7 +131,7 @@ void UmoNatFlowActionSm::addPort(Nexo::IntfId intf, Ip::Nat::NatFlowNextHop cons
         bool const usable = carried.hindrance == UmoNatFlowHindrance::none;
         vlan = usable ? carried.vlan : std::uint16_t{0};
         if (!usable) {
-            report(pass.verdicts, carried.vlan, intf, wantsUnicast(), carried.hindrance);
+            reportForAllKinds(pass, carried.vlan, intf, carried.hindrance);
         }
     }
     if (vlan == 0) {
@@ -134,20 +139,20 @@ void UmoNatFlowActionSm::addPort(Nexo::IntfId intf, Ip::Nat::NatFlowNextHop cons
         return;
     }
     trace.at(2, "PortSet intf: ", intf, ", vlan: ", vlan);
-    if (wantsUnicast()) {
+    if (pass.wantsUnicast()) {
         auto const ps = pass.vps.ucastPortSetIs(vlan);
         Base::assertThat(bool(ps), "ps");
         Base::assertThat(!nextHop.mac.isZero(), "iter->mac() != Nexo::EthAddr::ethAddrZero()");
         if (!ps->dmac().isZero() && ps->dmac() != nextHop.mac) {
             trace.at(2, "Different mac (", ps->dmac(), ") already found in the vlan, skip intf");
-            report(pass.verdicts, vlan, intf, true, UmoNatFlowHindrance::otherMac);
+            reportForAllKinds(pass, vlan, intf, UmoNatFlowHindrance::otherMac);
             return;
         }
         ps->intfIs(intf);
         ps->dmacIs(nextHop.mac);
         report(pass.verdicts, vlan, intf, true, UmoNatFlowHindrance::none);
     }
-    if (wantsMulticast()) {
+    if (pass.wantsMulticast()) {
         auto const ps = pass.vps.mcastPortSetIs(vlan);
         Base::assertThat(bool(ps), "ps");
         ps->intfIs(intf);

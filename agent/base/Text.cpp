@@ -46,12 +46,6 @@ bool isControlCharacter(std::string_view character) {
     return first < 0x20 || first == 0x7f || (first == 0xc2 && byteOf(character[1]) < 0xa0);
 }
 
-void printPort(std::ostream &out, std::uint16_t port) {
-    if (port != 0) {
-        out << " port " << port;
-    }
-}
-
 } // namespace
 
 std::string stamp(Vyr::Time time) {
@@ -97,20 +91,6 @@ std::string counted(std::size_t count, std::string_view one, std::string_view se
 
 std::string inQuotes(std::string_view text) {
     return '"' + printable(text) + '"';
-}
-
-void printFlowEnd(std::ostream &out, Ip::Nat::NatFlowEnd const &end) {
-    if (end.addr.isZero() && end.prefixLength == 0) {
-        out << "any";
-    } else {
-        out << end.addr << '/' << end.prefixLength;
-    }
-    printPort(out, end.port);
-}
-
-void printAddress(std::ostream &out, Nexo::IpAndPort const &address) {
-    out << address.addr();
-    printPort(out, address.port());
 }
 
 void printInterface(std::ostream &out, Nexo::IntfId intf) {

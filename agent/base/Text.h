@@ -1,8 +1,6 @@
 #pragma once
 
-#include "Ip/NatFlow.h"
 #include "Nexo/IntfId.h"
-#include "Nexo/IpAndPort.h"
 #include "Vyr/Clock.h"
 
 #include <cstddef>
@@ -32,12 +30,6 @@ std::string counted(std::size_t count, std::string_view one, std::string_view se
 
 /// The text in quotes, printable.
 std::string inQuotes(std::string_view text);
-
-/// `10.1.0.0/16 port 5000`; without a port if it is 0, and `any` without an address.
-void printFlowEnd(std::ostream &out, Ip::Nat::NatFlowEnd const &end);
-
-/// `10.9.9.9 port 5000`; without a port if it is 0.
-void printAddress(std::ostream &out, Nexo::IpAndPort const &address);
 
 /// The interface's name; `recirculation` for the nameless recirculation port.
 void printInterface(std::ostream &out, Nexo::IntfId intf);

@@ -8,6 +8,7 @@
 #include "agent/base/Text.h"
 #include "agent/console/CommandTable.h"
 #include "agent/explain/Explanation.h"
+#include "agent/explain/ExplanationText.h"
 #include "agent/explain/Picture.h"
 #include "agent/show/Printers.h"
 
@@ -127,9 +128,9 @@ void Console::listenAt(std::string path) {
     });
 }
 
-void Console::add(char const *name, TextCommand::Function function) {
-    commands_.commandIs(Mox::make<TextCommand>(name, helpOf(name), std::move(function),
-                                               [this] { return trouble(); }));
+void Console::add(char const *name, TextCommand::Function function, char const *comment) {
+    commands_.commandIs(Mox::make<TextCommand>(
+        name, helpOf(name), std::move(function), [this] { return trouble(); }, comment));
 }
 
 void Console::addShowCommands() {
@@ -152,7 +153,7 @@ void Console::addShowCommands() {
         };
     };
     add("explain", explained(printExplanation));
-    add("picture", explained(printPicture));
+    add("picture", explained(printPicture), "# ");
     add("showRecircVlan",
         plain([this](Reply const &reply) { printRecircVlan(reply, agent_.root()); }));
     add("showBacklog", plain([this](Reply const &reply) { printBacklog(reply, agent_.root()); }));
@@ -166,7 +167,8 @@ void Console::addShowCommands() {
         }));
     add("showCounters",
         plain([this](Reply const &reply) { printCounters(reply, agent_.chip(), programmer_); }));
-    add("metrics", plain([this](Reply const &reply) { printMetrics(reply, agent_, programmer_); }));
+    add("metrics", plain([this](Reply const &reply) { printMetrics(reply, agent_, programmer_); }),
+        "# ");
     add("showLogEvents", plain(printLogEvents));
     add("showSkimtrace", showSkimtrace);
 }
@@ -207,7 +209,7 @@ void Console::answer(std::uint32_t socket, std::string const &line, Done const &
     } else if (name == kAudit && !strange) {
         audit(argumentsOf(plainLine), later);
     } else {
-        done(written([&] { answerNow(socket, line); }));
+        done(written([&] { answerNow(socket, plainLine, json); }));
     }
 }
 
@@ -250,13 +252,13 @@ std::string Console::trouble() const {
     return programmer_ == nullptr ? "" : programmer_->trouble();
 }
 
-void Console::answerNow(std::uint32_t socket, std::string const &line) const {
+void Console::answerNow(std::uint32_t socket, std::string const &line, bool json) const {
     if (std::any_of(line.begin(), line.end(), isControl)) {
         writeAll(static_cast<int>(socket), std::string(kErrorMark) + "a control character in " +
                                                inQuotes(line) + '\n' + noteLine(trouble()));
         return;
     }
-    if (commands_.handleCommand(socket, line)) {
+    if (commands_.handleCommand(socket, json ? line + ' ' + kJsonWord : line)) {
         return;
     }
     std::string const name = Agent::AgentCommands::nameOf(line);

@@ -49,10 +49,10 @@ class Console {
     void answer(std::uint32_t socket, std::string const &line, Done const &done);
 
   private:
-    void add(char const *name, TextCommand::Function function);
+    void add(char const *name, TextCommand::Function function, char const *comment = "");
     void addShowCommands();
     void addActingCommands();
-    void answerNow(std::uint32_t socket, std::string const &line) const;
+    void answerNow(std::uint32_t socket, std::string const &line, bool json) const;
     void audit(std::string const &arguments, std::function<void(std::string const &answer)> done);
     [[nodiscard]] std::string answerOf(std::string const &text, bool json) const;
     [[nodiscard]] std::string trouble() const;

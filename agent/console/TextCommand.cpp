@@ -46,10 +46,12 @@ std::pair<std::string, bool> withoutJsonWord(std::string const &line) {
     return {json ? rest : line, json};
 }
 
-TextCommand::TextCommand(Pelo::String name, Pelo::String help, Function function, Note note)
+TextCommand::TextCommand(Pelo::String name, Pelo::String help, Function function, Note note,
+                         char const *comment)
     : AgentCommandCallback(std::move(name), std::move(help)),
       function_(std::move(function)),
-      note_(std::move(note)) {}
+      note_(std::move(note)),
+      comment_(comment) {}
 
 void TextCommand::handleCommand(std::uint32_t socket, Pelo::String const &command) {
     std::ostringstream out;
@@ -59,7 +61,7 @@ void TextCommand::handleCommand(std::uint32_t socket, Pelo::String const &comman
     try {
         auto const [line, json] = withoutJsonWord(command);
         function_({out, json, printable(note)}, argumentsOf(line));
-        text = out.str() + (json ? "" : noteLine(note));
+        text = out.str() + (json || note.empty() ? "" : comment_ + noteLine(note));
     } catch (CommandError const &error) {
         text = markedError(nameString(), error.what()) + noteLine(note);
     } catch (std::bad_alloc const &) {

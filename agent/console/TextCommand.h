@@ -45,7 +45,10 @@ class TextCommand final : public Agent::AgentCommandCallback {
     /// What a reader of any answer must know; empty: nothing.
     using Note = std::function<std::string()>;
 
-    TextCommand(Pelo::String name, Pelo::String help, Function function, Note note);
+    /// A note follows an answer in text, after `comment`, which makes it one in the answer's
+    /// format.
+    TextCommand(Pelo::String name, Pelo::String help, Function function, Note note,
+                char const *comment = "");
 
     /// Throws std::system_error if the answer cannot be written.
     void handleCommand(std::uint32_t socket, Pelo::String const &command) override;
@@ -53,6 +56,7 @@ class TextCommand final : public Agent::AgentCommandCallback {
   private:
     Function function_;
     Note note_;
+    char const *comment_;
 };
 
 } // namespace UmoAgent

@@ -1,12 +1,12 @@
 #include "agent/explain/Explanation.h"
 
+#include "Mox/Trace.h"
 #include "UmoNat/UmoNatFlowMatchSm.h"
 #include "UmoNat/UmoNatFlowMcastTopologySm.h"
 #include "UmoNat/UmoNatFlowPolicySm.h"
 #include "agent/explain/ExplanationText.h"
 #include "agent/explain/Reasons.h"
 #include "agent/show/GroupState.h"
-#include "agent/show/Printers.h"
 #include "agent/show/Values.h"
 
 #include <algorithm>
@@ -14,6 +14,8 @@
 #include <map>
 #include <set>
 #include <stdexcept>
+#include <string_view>
+#include <unordered_map>
 #include <utility>
 
 namespace UmoAgent {
@@ -72,24 +74,39 @@ std::map<std::uint16_t, Nexo::EthAddr> macsOf(NatFlowVlanPortSets const &portSet
     return macs;
 }
 
+/// Drops traces as long as it exists.
+class Untraced final : public Mox::TraceSink {
+  public:
+    Untraced() : before_(Mox::traceSinkIs(this)) {}
+    ~Untraced() override { Mox::traceSinkIs(before_); }
+    Untraced(Untraced const &) = delete;
+    Untraced &operator=(Untraced const &) = delete;
+
+    void message(std::string_view /*handle*/, int /*level*/, std::string_view /*text*/) override {}
+
+  private:
+    Mox::TraceSink *before_;
+};
+
 /// Explains one action of a match.
 class ActionExplanation {
   public:
-    ActionExplanation(ForwardingAgent const &agent, UmoNatFlowActionSm const &machine,
-                      GroupState groups)
+    ActionExplanation(ForwardingAgent const &agent, UmoNatFlowActionSm &machine, GroupState groups)
         : agent_(agent),
           machine_(machine),
           groups_(groups),
           action_(*machine.inputs().actionStatus),
           computed_(Ip::Nat::natFlowVlanPortSetsFactory()) {
+        Untraced const untraced; // no pass is made
         machine_.explainPortSets(*computed_, verdicts_);
+        type_ = machine_.getFlowType();
         wanted_ = placesOf(*computed_, Which::all);
         if (auto const &hw = machine_.hwActionStatus(); hw && hw->vlanPortSets()) {
             auto const &recorded = *hw->vlanPortSets();
             programmed_ = placesOf(recorded, Which::programmed);
             current_ =
                 placesOf(recorded, Which::all) == wanted_ && macsOf(recorded) == macsOf(*computed_);
-            if (hw->flowType() == Ip::Nat::natFlowTypeMulticast) { // its recirculation is recorded
+            if (type_ == Ip::Nat::natFlowTypeMulticast) { // its recirculation is recorded
                 std::erase_if(wanted_, [](Place const &place) { return place.unicast; }); // only
             }
         }
@@ -103,13 +120,15 @@ class ActionExplanation {
     [[nodiscard]] char const *state() const;
     [[nodiscard]] Json flowType() const;
     [[nodiscard]] Json egress() const;
+    [[nodiscard]] UmoNatFlowVerdict const *hindranceOf(Place const &place) const;
     [[nodiscard]] Json portValue(Place const &place, Reason const &reason) const;
 
     ForwardingAgent const &agent_;
-    UmoNatFlowActionSm const &machine_;
+    UmoNatFlowActionSm &machine_;
     GroupState groups_;
     Ip::Nat::NatFlowActionStatus const &action_;
     Mox::Ptr<NatFlowVlanPortSets> computed_;
+    Ip::Nat::NatFlowType type_ = Ip::Nat::natFlowTypeNone;
     UmoNatFlowVerdicts verdicts_;
     std::set<Place> programmed_;
     std::set<Place> wanted_; // what would be computed now
@@ -126,11 +145,8 @@ Json ActionExplanation::value() const {
 
 /// What holds for the action as a whole.
 char const *ActionExplanation::state() const {
-    bool queued = false;
-    for (UmoNatFlowActionSm const *const action :
-         agent_.root().topologySm()->actionSmUpdateBacklog()) {
-        queued = queued || action == &machine_;
-    }
+    bool const queued =
+        !current_ && agent_.root().topologySm()->actionSmUpdateBacklog().contains(&machine_);
     return !complete()      ? "incomplete"
            : !holdsGroups() ? "without groups"
            : current_       ? "up to date"
@@ -141,7 +157,7 @@ char const *ActionExplanation::state() const {
 Json ActionExplanation::flowType() const {
     Nexo::IpAddr const own = action_.dst().addr();
     auto const &flow = machine_.inputs().hwMatchStatus->flow();
-    Json value{{"type", flowTypeText(machine_.getFlowType())}, {"decided-by", nullptr}};
+    Json value{{"type", flowTypeText(type_)}, {"decided-by", nullptr}};
     if (!own.isZero()) {
         value["decided-by"] = "the action's destination " + own.stringValue();
     } else if (!flow.destination.addr.isZero()) {
@@ -154,26 +170,46 @@ Json ActionExplanation::flowType() const {
 /// though nothing in the action leads there any more.
 Json ActionExplanation::egress() const {
     Json interfaces = Json::array();
-    auto left = programmed_;
     auto const listFor = [&](Json const &name) -> Json & {
-        if (interfaces.empty() || interfaces.back().at("interface") != name) {
-            interfaces.push_back({{"interface", name}, {"ports", Json::array()}});
+        for (Json &list : interfaces) {
+            if (list.at("interface") == name) {
+                return list.at("ports");
+            }
         }
+        interfaces.push_back({{"interface", name}, {"ports", Json::array()}});
         return interfaces.back().at("ports");
     };
+    auto const nameOf = [](Nexo::IntfId intf) { return namesOf(std::array{intf}).front(); };
+    auto left = programmed_;
     for (UmoNatFlowVerdict const &verdict : verdicts_) {
         Place const place{verdict.vlan, verdict.unicast, verdict.port};
         left.erase(place);
-        listFor(namesOf(std::array{verdict.egress}).front())
+        listFor(nameOf(verdict.egress))
             .push_back(portValue(place, reasonOf(verdict, action_, *computed_, agent_.state())));
     }
     for (Place const &place : left) {
-        listFor(nullptr).push_back(
-            portValue(place, {namesOf(std::array{place.port}).front().get<std::string>() +
-                                  ": nothing in the action leads there any more",
-                              ""}));
+        if (auto const *const verdict = hindranceOf(place)) {
+            listFor(nameOf(verdict->egress))
+                .push_back(
+                    portValue(place, reasonOf(*verdict, action_, *computed_, agent_.state())));
+        } else {
+            char const *const why =
+                complete() ? ": nothing in the action leads there" : ": the action is incomplete";
+            listFor(nullptr).push_back(
+                portValue(place, {nameOf(place.port).get<std::string>() + why, ""}));
+        }
     }
     return interfaces;
+}
+
+/// Why the place, which is in a port set, would not be in it now; null if nothing says so.
+UmoNatFlowVerdict const *ActionExplanation::hindranceOf(Place const &place) const {
+    auto const found =
+        std::find_if(verdicts_.begin(), verdicts_.end(), [&](UmoNatFlowVerdict const &verdict) {
+            return verdict.hindrance != UmoNatFlowHindrance::none &&
+                   (verdict.port.empty() ? verdict.vlan == place.vlan : verdict.port == place.port);
+        });
+    return found == verdicts_.end() ? nullptr : &*found;
 }
 
 Json ActionExplanation::portValue(Place const &place, Reason const &reason) const {
@@ -189,28 +225,33 @@ Json ActionExplanation::portValue(Place const &place, Reason const &reason) cons
     return value;
 }
 
-Json groupsValue(UmoNatFlowMcastSm const &root, UmoNatFlowMatchSm &match) {
+/// The waiting matches, with the number of those before each.
+using Queue = std::unordered_map<UmoNatFlowMatchSm const *, std::size_t>;
+
+Queue queueOf(UmoNatFlowMcastSm const &root) {
+    Queue queue;
+    for (UmoNatFlowMatchSm const *const waiting : root.unprogrammedGroup()) {
+        queue.emplace(waiting, queue.size());
+    }
+    return queue;
+}
+
+Json groupsValue(UmoNatFlowMcastSm const &root, UmoNatFlowMatchSm &match, Queue const &queue) {
     GroupState const state = groupStateOf(root, match);
     Json value{{"state", textOf(state)},
                {"wanted", match.matchSmStatus()->groupNum()},
                {"unicast", match.hwMatchStatus()->groupIdUc()},
                {"multicast", match.hwMatchStatus()->groupIdMc()}};
-    if (state == GroupState::waiting) {
-        std::size_t before = 0;
-        for (UmoNatFlowMatchSm const *const waiting : root.unprogrammedGroup()) {
-            if (waiting == &match) {
-                break;
-            }
-            ++before;
-        }
+    if (auto const place = queue.find(&match); state == GroupState::waiting) {
         auto const &task = root.unprogrammedGroupTask();
-        value["waiting-before"] = before;
+        value["waiting-before"] = place->second;
         value["retry-scheduled"] = task && task->taskScheduled();
     }
     return value;
 }
 
-Json matchValue(ForwardingAgent const &agent, UmoNatFlowMatchSm &match, std::string const &only) {
+Json matchValue(ForwardingAgent const &agent, UmoNatFlowMatchSm &match, Queue const &queue,
+                std::string const &only) {
     Json actions = Json::array();
     GroupState const groups = groupStateOf(agent.root(), match);
     for (auto const &[name, machine] : match.actionSm()) {
@@ -222,7 +263,7 @@ Json matchValue(ForwardingAgent const &agent, UmoNatFlowMatchSm &match, std::str
             {"flow",
              {{"source", valueOf(match.inputs().matchStatus->flow().source)},
               {"destination", valueOf(match.inputs().matchStatus->flow().destination)}}},
-            {"groups", groupsValue(agent.root(), match)},
+            {"groups", groupsValue(agent.root(), match, queue)},
             {"actions", std::move(actions)}};
 }
 
@@ -234,9 +275,10 @@ Json explanationOf(ForwardingAgent const &agent, Subject const &subject) {
         throw std::invalid_argument("there is no policy " + inQuotes(subject.policy));
     }
     Json matches = Json::array();
+    Queue const queue = queueOf(agent.root());
     for (auto const &[name, match] : (*policy)->matchSm()) {
         if (subject.match.empty() || name == subject.match) {
-            matches.push_back(matchValue(agent, *match, subject.action));
+            matches.push_back(matchValue(agent, *match, queue, subject.action));
         }
     }
     if (matches.empty() && !subject.match.empty()) {
@@ -251,11 +293,11 @@ Json explanationOf(ForwardingAgent const &agent, Subject const &subject) {
 }
 
 std::string firstReason(ForwardingAgent const &agent, UmoNatFlowMatchSm &match,
-                        UmoNatFlowActionSm const &machine) {
+                        UmoNatFlowActionSm &machine) {
     GroupState const groups = groupStateOf(agent.root(), match);
     Json const action = ActionExplanation(agent, machine, groups).value();
     if (groups != GroupState::programmed) {
-        return groupsText(groupsValue(agent.root(), match));
+        return groupsText(groupsValue(agent.root(), match, queueOf(agent.root())));
     }
     if (std::string remark = remarkOf(textOf(action, "state")); !remark.empty()) {
         return remark;

@@ -24,10 +24,8 @@ struct Subject {
 /// std::invalid_argument, with a text for the user, if there is no such policy, match or action.
 Json explanationOf(ForwardingAgent const &agent, Subject const &subject);
 
-void printExplanation(std::ostream &out, Json const &explanation);
-
 /// The first reason why an action that sends nothing does so.
 std::string firstReason(ForwardingAgent const &agent, UmoNatFlowMatchSm &match,
-                        UmoNatFlowActionSm const &machine);
+                        UmoNatFlowActionSm &machine);
 
 } // namespace UmoAgent

@@ -1,6 +1,5 @@
 #include "agent/explain/ExplanationText.h"
 
-#include "agent/explain/Explanation.h"
 #include "agent/show/Values.h"
 
 #include <cstddef>
@@ -79,7 +78,7 @@ char const *remarkOf(std::string const &state) {
            : state == "without groups" ? "nothing is programmed until the match has its groups"
            : state == "queued"         ? "it is queued: the next run of the backlog evaluates it"
            : state == "out of date"
-               ? "it is out of date, and nothing has told it: raise its version"
+               ? "it is out of date, and no change has notified it: raise its version"
                : "";
 }
 

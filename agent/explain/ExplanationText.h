@@ -2,10 +2,13 @@
 
 #include "agent/show/Reply.h"
 
+#include <iosfwd>
 #include <string>
 
 /// Texts for parts of an explanation.
 namespace UmoAgent {
+
+void printExplanation(std::ostream &out, Json const &explanation);
 
 /// How a match stands with its groups, and why.
 std::string groupsText(Json const &groups);

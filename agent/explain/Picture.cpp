@@ -17,7 +17,8 @@ std::string quoted(std::string const &text) {
     return Json(text).dump();
 }
 
-/// Draws one explanation. Nodes are named by what they stand for, so that each is drawn once.
+/// Draws one explanation. Nodes are named by what they stand for, so that each is drawn once: the
+/// kind and the names, each in a line, since a name has no ends of lines.
 class Picture {
   public:
     explicit Picture(std::ostream &out) : out_(out) {}
@@ -46,12 +47,13 @@ class Picture {
     }
 
     void drawMatch(Json const &match) {
-        std::string const name = "match " + textOf(match, "match");
+        std::string const &matchName = textOf(match, "match");
+        std::string const name = "match\n" + matchName;
         Json const &flow = match.at("flow"), &groups = match.at("groups");
-        node(name, name + "\nfrom " + flowEndText(flow.at("source")) + "\nto " +
+        node(name, "match " + matchName + "\nfrom " + flowEndText(flow.at("source")) + "\nto " +
                        flowEndText(flow.at("destination")));
         bool const holds = textOf(groups, "state") == "programmed";
-        std::string const group = name + " groups";
+        std::string const group = "groups\n" + matchName;
         Json const &unicast = groups.at("unicast"), &multicast = groups.at("multicast");
         node(group,
              !holds                 ? textOf(groups, "state")
@@ -60,31 +62,35 @@ class Picture {
              holds ? "" : kRed);
         edge(name, group);
         for (Json const &action : match.at("actions")) {
-            drawAction(group, name + ' ' + textOf(action, "action"), action);
+            drawAction(group, matchName + "\n" + textOf(action, "action"), action);
         }
     }
 
-    void drawAction(std::string const &group, std::string const &name, Json const &action) {
+    void drawAction(std::string const &group, std::string const &names, Json const &action) {
+        std::string const name = "action\n" + names;
         node(name, "action " + textOf(action, "action") + "\n" + textOf(action.at("flow"), "type") +
                        "\n" + textOf(action, "state"));
         edge(group, name);
         for (Json const &intf : action.at("egress")) {
             for (Json const &port : intf.at("ports")) {
-                drawPort(name, port);
+                drawPort(name, names, port);
             }
         }
     }
 
-    void drawPort(std::string const &action, Json const &port) {
+    void drawPort(std::string const &action, std::string const &names, Json const &port) {
         std::string const &kind = textOf(port, "copies");
-        std::string const portSet = action + " VLAN " + port.at("vlan").dump() + ' ' + kind;
-        node(portSet, "VLAN " + port.at("vlan").dump() + "\n" + kind);
+        Json const &vlan = port.at("vlan");
+        std::string const portSet = "port set\n" + names + "\n" + vlan.dump() + "\n" + kind;
+        node(portSet, (vlan == 0 ? "no VLAN" : "VLAN " + vlan.dump()) + "\n" + kind);
         edge(action, portSet);
         Json const &name = port.at("port"), &reason = port.at("reason");
-        std::string const place = name.is_null()
-                                      ? (reason.is_null() ? "recirculation" : portSet + " nowhere")
-                                      : name.get<std::string>();
-        node(place, name.is_null() && !reason.is_null() ? "nowhere" : place, ", shape=ellipse");
+        bool const nowhere = name.is_null() && !reason.is_null();
+        std::string const label = nowhere          ? "nowhere"
+                                  : name.is_null() ? "recirculation"
+                                                   : name.get<std::string>();
+        std::string const place = "port\n" + label + (nowhere ? portSet : "");
+        node(place, label, ", shape=ellipse");
         bool const in = port.at("in-port-set").get<bool>();
         edge(portSet, place, reason.is_null() ? (in ? "" : "not yet") : reason.get<std::string>(),
              in ? "" : kRed);

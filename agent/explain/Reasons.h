@@ -11,7 +11,7 @@ namespace UmoAgent {
 /// engineer. Both are printable, and empty without a hindrance.
 struct Reason {
     std::string text;   // `Ethernet4: native VLAN 30 is not 20`
-    std::string remedy; // `give it native VLAN 20, or make it a trunk`
+    std::string remedy; // `give it that native VLAN, or make it a trunk`
 };
 
 /// `action` has the egress interface of the verdict, and `computed` are the port sets that the

@@ -29,15 +29,14 @@ class Warnings {
     Warnings(Warnings const &) = delete;
     Warnings &operator=(Warnings const &) = delete;
 
-    void look(UmoNatFlowMatchSm &match, UmoNatFlowActionSm const &action) {
+    void look(UmoNatFlowMatchSm &match, UmoNatFlowActionSm &action) {
         auto const &hw = action.hwActionStatus();
         if ((hw && sendsCopies(*hw)) || ++count_ > kPrinted) {
             return;
         }
-        std::string const reason = firstReason(agent_, match, action); // may trace
         out_ << "warning: policy " << printable(action.policy()) << ", match "
              << printable(action.match()) << ", action " << printable(action.action())
-             << " sends nothing: " << reason << '\n';
+             << " sends nothing: " << firstReason(agent_, match, action) << '\n';
     }
 
   private:

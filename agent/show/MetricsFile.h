@@ -9,8 +9,8 @@
 
 namespace UmoAgent {
 
-/// Keeps a file with the agent's metrics, for a collector of text files: writes it anew every 10 s,
-/// as a whole or not at all. Its destructor leaves the file.
+/// Keeps a file with the agent's metrics, for a collector of text files: writes it anew every 10 s
+/// of wall-clock time, as a whole or not at all. Its destructor leaves the file.
 class MetricsFile {
   public:
     /// `agent` and `programmer`, which may be null, outlive the object; nothing is written before

@@ -114,8 +114,9 @@ void addSwitch(Metrics &metrics, SwitchProgrammer const &programmer) {
     add("umo_switch_refused_bundles_total", "Bundles that the switch refused.", counters.refused);
     add("umo_switch_audits_total", "Comparisons with the switch.", counters.audits);
     add("umo_switch_mended_total", "Groups and flows that audits mended.", counters.mended);
-    metrics.declare("umo_switch_in_step", "gauge", "1 if the switch has what it should have.");
-    metrics.sample(programmer.trouble().empty() ? 1 : 0);
+    metrics.declare("umo_switch_in_step", "gauge",
+                    "0 while the switch is away or refuses what it should have.");
+    metrics.sample(programmer.begun() && programmer.trouble().empty() ? 1 : 0);
 }
 
 /// In the text format of Prometheus.

@@ -14,8 +14,7 @@ void Reply::give(Json value, void (*text)(std::ostream &out, Json const &value))
     if (!note.empty()) {
         value["note"] = note;
     }
-    constexpr int kIndent = 2;
-    out << value.dump(kIndent) << '\n';
+    out << value.dump() << '\n'; // in one line: large tables must not become larger
 }
 
 } // namespace UmoAgent

@@ -1,5 +1,7 @@
 #include "agent/switch/Meter.h"
 
+#include "UmoNat/UmoNatFlowActionSm.h"
+
 #include <algorithm>
 #include <iterator>
 
@@ -22,9 +24,9 @@ void Meter::queuedEvaluationBegins(UmoNatFlowActionSm const &action) {
     }
 }
 
-void Meter::evaluationBegins(UmoNatFlowActionSm const & /*action*/,
-                             UmoNatFlowCause::Kind /*cause*/) {
-    ++evaluationsAtOnce_;
+/// An incomplete action is not evaluated.
+void Meter::evaluationBegins(UmoNatFlowActionSm const &action, UmoNatFlowCause::Kind /*cause*/) {
+    evaluationsAtOnce_ += action.inputs().actionStatus->version() != 0 ? 1 : 0;
 }
 
 } // namespace UmoAgent

@@ -40,7 +40,7 @@ class Meter final : public UmoNatFlowObserver {
     explicit Meter(EventLoop const &loop) : loop_(loop) {}
 
     [[nodiscard]] Histogram const &queueDelays() const { return queueDelays_; }
-    /// Of actions at once: when they or their matches changed.
+    /// Of actions at once, because they or their matches changed, since the library was loaded.
     [[nodiscard]] std::uint64_t evaluationsAtOnce() const { return evaluationsAtOnce_; }
 
     void actionQueued(UmoNatFlowActionSm const &action, UmoNatFlowCause const &cause) override;

@@ -376,11 +376,9 @@ TEST(Session, WhateverIsAppliedTheSwitchAnswersMeanwhileAndIsAsItWasIfItIsTooMuc
 
 TEST(Session, AFileThatThereIsNoMemoryForStopsNeitherTheAgentNorTheNextFile) {
     std::string const little = "sh -c \"ulimit -v ";
-    std::string const version = "90000; exec '" UMO_AGENT "' --version\"";
-    if (std::string const said = Process(little + version).end();
-        said.find("AddressSanitizer") != std::string::npos) {
-        GTEST_SKIP() << said; // the sanitizer itself needs more memory
-    }
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "the sanitizer itself needs more memory";
+#endif
     ScenarioFile const file("");
     // The first file, written out, is too large for the reading process; the second, in the agent,
     // for the changes made of it. With twice the limit both have enough.

@@ -1,5 +1,6 @@
 #include "agent/explain/Explanation.h"
 #include "agent/base/EventLoop.h"
+#include "agent/explain/ExplanationText.h"
 #include "agent/explain/Picture.h"
 #include "agent/explain/Silence.h"
 #include "agent/scenario/ScenarioReader.h"
@@ -165,8 +166,8 @@ TEST(Explanation, DrawsWhatIsMissingInRed) {
         out, explanationOf(Switch(replaced("Ethernet3: forwarding", "Ethernet3: blocking")).agent,
                            {"feed"}));
     EXPECT_THAT(out.str(),
-                AllOf(HasSubstr("multicast\" -> \"Ethernet2\" [label=\"\"];\n"),
-                      HasSubstr(" -> \"Ethernet3\" [label=\"Ethernet3: not forwarding in "
+                AllOf(HasSubstr(" -> \"port\\nEthernet2\" [label=\"\"];\n"),
+                      HasSubstr(" -> \"port\\nEthernet3\" [label=\"Ethernet3: not forwarding in "
                                 "topology main\", color=red, fontcolor=red];\n")));
 }
 
@@ -192,15 +193,41 @@ TEST(Explanation, SaysWhatIsOutOfDate) {
     sw.event("remove: {vlans: {20: [Ethernet2]}}, set: {vlans: {20: [Ethernet5]}}");
     sw.pass(1);
     EXPECT_THAT(sw.text(),
-                AllOf(HasSubstr("\n    it is out of date, and nothing has told it: raise its "),
+                AllOf(HasSubstr("\n    it is out of date, and no change has notified it: raise "),
                       EndsWith("    nowhere\n      multicast copies in VLAN 20 still: Ethernet2: "
-                               "nothing in the action leads there any more\n")));
+                               "nothing in the action leads there\n")));
     sw.event("set: {policies: {feed: {matches: {m: {actions: {a: {egress: [Vlan20]}}}}}}}");
     EXPECT_THAT(sw.text(), Not(HasSubstr("out of date")));
 
     sw.event("remove: {interfaces: [Ethernet3]}, "
              "set: {policies: {feed: {matches: {m: {actions: {a: {egress: [Vlan20]}}}}}}}");
     EXPECT_THAT(sw.text(), HasSubstr("Ethernet3: it has no switchport settings (add it to the "));
+}
+
+TEST(Explanation, GivesTheReasonOfPortsThatStillGetCopies) {
+    Switch sw;
+    sw.event("remove: {ip-interfaces: [Vlan20]}");
+    sw.pass(1);
+    EXPECT_THAT(sw.text(),
+                HasSubstr("    Vlan20\n"
+                          "      no multicast copies in VLAN 20: Vlan20: Vlan20 has no IP "
+                          "settings (add it to the IP interfaces)\n"
+                          "      multicast copies in VLAN 20 still: Vlan20: Vlan20 has "));
+    sw.event("set: {policies: {feed: {matches: {m: {actions: {a: {version: 0}}}}}}}");
+    EXPECT_THAT(sw.text(), HasSubstr("still: Ethernet2: the action is incomplete\n"));
+}
+
+TEST(Explanation, ExplainsAnActionThatWasNeverEvaluated) {
+    Switch sw(replaced("{flow: {destination: 239.1.1.1}, actions: {a: {egress: [Vlan20]}}}",
+                       "{flow: {}, actions: {a: {destination: 239.2.2.2, egress: [Ethernet2], "
+                       "version: 0}, b: {destination: 10.2.2.2, egress: {Ethernet3: {mac: "
+                       "\"02:00:00:00:00:77\"}}}}}"));
+    sw.agent.chip().refuseGroups(2);
+    sw.event("remove: {policies: {feed: {matches: {m: {actions: {b: [destination]}}}}}}, "
+             "set: {policies: {feed: {matches: {m: {actions: {a: {version: 1}}}}}}}");
+    EXPECT_THAT(sw.text({"feed", "m", "a"}),
+                HasSubstr("version 1: multicast, by the action's destination 239.2.2.2\n"));
+    EXPECT_THAT(sw.warnings(), HasSubstr("action a sends nothing: the chip has no group for it"));
 }
 
 TEST(Explanation, SaysWhyAMatchHasNoGroups) {
