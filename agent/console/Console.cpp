@@ -209,7 +209,9 @@ void Console::answer(std::uint32_t socket, std::string const &line, Done const &
     } else if (name == kAudit && !strange) {
         audit(argumentsOf(plainLine), later);
     } else {
-        done(written([&] { answerNow(socket, plainLine, json); }));
+        std::string const &words = plainLine;
+        bool const inJson = json;
+        done(written([&] { answerNow(socket, words, inJson); }));
     }
 }
 

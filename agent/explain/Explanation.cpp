@@ -97,24 +97,13 @@ class ActionExplanation {
           groups_(groups),
           action_(*machine.inputs().actionStatus),
           computed_(Ip::Nat::natFlowVlanPortSetsFactory()) {
-        Untraced const untraced; // no pass is made
-        machine_.explainPortSets(*computed_, verdicts_);
-        type_ = machine_.getFlowType();
-        wanted_ = placesOf(*computed_, Which::all);
-        if (auto const &hw = machine_.hwActionStatus(); hw && hw->vlanPortSets()) {
-            auto const &recorded = *hw->vlanPortSets();
-            programmed_ = placesOf(recorded, Which::programmed);
-            current_ =
-                placesOf(recorded, Which::all) == wanted_ && macsOf(recorded) == macsOf(*computed_);
-            if (type_ == Ip::Nat::natFlowTypeMulticast) { // its recirculation is recorded
-                std::erase_if(wanted_, [](Place const &place) { return place.unicast; }); // only
-            }
-        }
+        compute();
     }
 
     [[nodiscard]] Json value() const;
 
   private:
+    void compute();
     [[nodiscard]] bool complete() const { return action_.version() != 0; }
     [[nodiscard]] bool holdsGroups() const { return groups_ == GroupState::programmed; }
     [[nodiscard]] char const *state() const;
@@ -134,6 +123,22 @@ class ActionExplanation {
     std::set<Place> wanted_; // what would be computed now
     bool current_ = false;   // what is recorded is what would be computed now
 };
+
+void ActionExplanation::compute() {
+    Untraced const untraced; // no pass is made
+    machine_.explainPortSets(*computed_, verdicts_);
+    type_ = machine_.getFlowType();
+    wanted_ = placesOf(*computed_, Which::all);
+    if (auto const &hw = machine_.hwActionStatus(); hw && hw->vlanPortSets()) {
+        auto const &recorded = *hw->vlanPortSets();
+        programmed_ = placesOf(recorded, Which::programmed);
+        current_ =
+            placesOf(recorded, Which::all) == wanted_ && macsOf(recorded) == macsOf(*computed_);
+        if (type_ == Ip::Nat::natFlowTypeMulticast) { // its recirculation is recorded
+            std::erase_if(wanted_, [](Place const &place) { return place.unicast; }); // only
+        }
+    }
+}
 
 Json ActionExplanation::value() const {
     return {{"action", printable(action_.name())},
