@@ -51,8 +51,7 @@ std::set<Place> placesOf(NatFlowVlanPortSets const &portSets, Which which) {
     std::set<Place> places;
     auto const add = [&](auto const &sets, bool unicast) {
         for (auto const &[vlan, portSet] : sets) {
-            bool const programmed = portSet->portSetId() != 0 || portSet->portSetId2() != 0;
-            if (which == Which::programmed && !programmed) {
+            if (which == Which::programmed && !isInAGroup(*portSet)) {
                 continue;
             }
             for (Nexo::IntfId const port : portSet->intf()) {
@@ -300,10 +299,10 @@ Json explanationOf(ForwardingAgent const &agent, Subject const &subject) {
 std::string firstReason(ForwardingAgent const &agent, UmoNatFlowMatchSm &match,
                         UmoNatFlowActionSm &machine) {
     GroupState const groups = groupStateOf(agent.root(), match);
-    Json const action = ActionExplanation(agent, machine, groups).value();
     if (groups != GroupState::programmed) {
         return groupsText(groupsValue(agent.root(), match, queueOf(agent.root())));
     }
+    Json const action = ActionExplanation(agent, machine, groups).value();
     if (std::string remark = remarkOf(textOf(action, "state")); !remark.empty()) {
         return remark;
     }

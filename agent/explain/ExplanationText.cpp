@@ -52,7 +52,6 @@ void printAction(std::ostream &out, Json const &action) {
 
 std::string groupsText(Json const &groups) {
     std::string const &state = textOf(groups, "state");
-    Json const &unicast = groups.at("unicast"), &multicast = groups.at("multicast");
     if (state == "waiting") {
         return "the chip has no group for it; " +
                counted(groups.at("waiting-before").get<std::size_t>(), "match waits",
@@ -68,9 +67,7 @@ std::string groupsText(Json const &groups) {
     if (state != "programmed") {
         return "no groups, since it has no actions";
     }
-    return unicast == multicast
-               ? "group " + unicast.dump()
-               : "unicast group " + unicast.dump() + ", multicast group " + multicast.dump();
+    return groupIdsText(groups);
 }
 
 char const *remarkOf(std::string const &state) {

@@ -1,6 +1,7 @@
 #include "agent/explain/Reasons.h"
 
 #include "agent/base/Text.h"
+#include "agent/show/Values.h"
 
 #include <sstream>
 
@@ -9,20 +10,6 @@ namespace UmoAgent {
 namespace {
 
 using Bridging::Topology::PortState;
-
-char const *textOf(PortState state) {
-    switch (state) {
-    case PortState::disabled:
-        return "disabled";
-    case PortState::blocking:
-        return "blocking";
-    case PortState::learning:
-        return "learning";
-    case PortState::forwarding:
-        break;
-    }
-    return "forwarding";
-}
 
 /// Finds the words for one verdict.
 class Words {
@@ -67,7 +54,7 @@ class Words {
         auto const name = state_.find<Table::VlanTopology>(Bridging::VlanId(verdict_.vlan));
         auto const found = name ? state_.find<Table::TopologyPort>({*name, verdict_.port})
                                 : std::optional<PortState>();
-        return found ? textOf(*found) : "unknown";
+        return found ? streamed(*found) : "unknown";
     }
     /// The VLAN that the action wants on its own port, or else on the port behind its VLAN
     /// interface.

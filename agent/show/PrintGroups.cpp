@@ -16,7 +16,7 @@ namespace {
 template <class PortSets>
 bool anySends(PortSets const &portSets) {
     for (auto const &[vlan, portSet] : portSets) {
-        if (vlan != 0 && (portSet->portSetId() != 0 || portSet->portSetId2() != 0)) {
+        if (vlan != 0 && isInAGroup(*portSet)) {
             return true;
         }
     }

@@ -26,7 +26,7 @@ template <class PortSets>
 Json portSetsValue(PortSets const &portSets) {
     Json rows = Json::array();
     for (auto const &[vlan, portSet] : portSets) {
-        if (portSet->portSetId() != 0 || portSet->portSetId2() != 0) {
+        if (isInAGroup(*portSet)) {
             rows.push_back({{"port-set", portSet->portSetId()},
                             {"second", portSet->portSetId2()},
                             {"vlan", vlan},
@@ -61,17 +61,6 @@ Json matchValue(HwNatFlowMatchStatus const &match) {
             {"actions", std::move(actions)}};
 }
 
-void printMatchGroups(std::ostream &out, Json const &match) {
-    Json const &unicast = match.at("unicast"), &multicast = match.at("multicast");
-    if (unicast == 0 && multicast == 0) {
-        out << "no group";
-    } else if (unicast == multicast) {
-        out << "group " << unicast;
-    } else {
-        out << "unicast group " << unicast << ", multicast group " << multicast;
-    }
-}
-
 void printNat(std::ostream &out, Json const &action, char const *which) {
     Json const &translation = action.at(which);
     if (!translation.is_null()) {
@@ -102,9 +91,7 @@ void printAction(std::ostream &out, Json const &action) {
 
 void printMatch(std::ostream &out, Json const &match) {
     out << "    match " << textOf(match, "match") << ": from " << flowEndText(match.at("source"))
-        << " to " << flowEndText(match.at("destination")) << ", ";
-    printMatchGroups(out, match);
-    out << '\n';
+        << " to " << flowEndText(match.at("destination")) << ", " << groupIdsText(match) << '\n';
     for (Json const &action : match.at("actions")) {
         printAction(out, action);
     }

@@ -57,4 +57,14 @@ std::string namesText(Json const &names) {
     return text;
 }
 
+std::string groupIdsText(Json const &holder) {
+    Json const &unicast = holder.at("unicast"), &multicast = holder.at("multicast");
+    if (unicast == 0 && multicast == 0) {
+        return "no group";
+    }
+    return unicast == multicast
+               ? "group " + unicast.dump()
+               : "unicast group " + unicast.dump() + ", multicast group " + multicast.dump();
+}
+
 } // namespace UmoAgent

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Ip/NatFlow.h"
+#include "Ip/NatPortSets.h"
 #include "Nexo/IpAndPort.h"
 #include "agent/base/Text.h"
 #include "agent/show/Reply.h"
@@ -37,6 +38,14 @@ Json namesOf(Interfaces const &interfaces) {
 
 /// Each after a blank.
 std::string namesText(Json const &names);
+
+/// The groups whose ids are the members `unicast` and `multicast`; `no group`.
+std::string groupIdsText(Json const &holder);
+
+/// Whether the chip has the port set, in one of its match's groups.
+inline bool isInAGroup(Ip::Nat::NatFlowPortSet const &portSet) {
+    return portSet.portSetId() != 0 || portSet.portSetId2() != 0;
+}
 
 /// The text of a member that is a string.
 inline std::string const &textOf(Json const &value, char const *member) {
