@@ -80,6 +80,7 @@ void LiveSwitch::bridgeChanged(BridgeState const &state) {
             changes.emplace_back(Change<Table::IpInterface>{intf, value});
         }
         changes.insert(changes.end(), feeds_.policies.begin(), feeds_.policies.end());
+        changes.emplace_back(Change<Table::Tuning>{{}, feeds_.tuning});
     }
     if (!apply(std::move(changes))) {
         return;
@@ -139,6 +140,9 @@ std::optional<std::size_t> LiveSwitch::feedsAre(Feeds feeds) {
     }
     auto const policies = differenceToPolicies(agent_.state(), feeds.policies);
     changes.insert(changes.end(), policies.begin(), policies.end());
+    if (agent_.state().find<Table::Tuning>({}) != feeds.tuning) {
+        changes.emplace_back(Change<Table::Tuning>{{}, feeds.tuning});
+    }
     std::size_t const count = changes.size();
     if (!apply(std::move(changes))) {
         return std::nullopt;

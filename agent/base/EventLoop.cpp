@@ -1,6 +1,7 @@
 #include "agent/base/EventLoop.h"
 
 #include "Base/Assert.h"
+#include "agent/base/Timer.h"
 
 #include <poll.h>
 
@@ -19,6 +20,10 @@ class EventLoop::Clock final : public Vyr::Clock {
     }
 
     void wallTime() { wallSince_ = wallSince_.value_or(steady_->now()); }
+    void virtualTime() {
+        virtual_->advanceTo(now());
+        wallSince_.reset();
+    }
     [[nodiscard]] bool onWallTime() const { return wallSince_.has_value(); }
     [[nodiscard]] Vyr::VirtualClock &virtualClock() { return *virtual_; }
 
@@ -66,6 +71,15 @@ void EventLoop::run() {
     wallTime();
     while (!stopped_) {
         serve(runDueTasks());
+    }
+}
+
+void EventLoop::rehearse() {
+    clock_->virtualTime();
+    watches_.clear();
+    Timer::endAll();
+    while (auto const due = scheduler_->nextDue()) {
+        scheduler_->runUntil(clock_->virtualClock(), *due);
     }
 }
 

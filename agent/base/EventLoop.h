@@ -52,6 +52,10 @@ class EventLoop {
     /// task throws ends the process, as everywhere.
     void breathe() noexcept { scheduler_->runDueTasks(); }
 
+    /// For a copy of the process that ends afterwards: goes back to virtual time, watches nothing
+    /// and serves no timer any more, and lets time pass until no task is scheduled.
+    void rehearse();
+
     /// Ends the current wall-clock run as soon as it regains control, and later runs at once.
     /// Virtual time is not affected.
     void stop() { stopped_ = true; }

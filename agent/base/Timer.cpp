@@ -16,7 +16,9 @@ Timer::Timer(std::function<void()> work)
 }
 
 void Timer::run(void *self, Pelo::Change const & /*change*/) {
-    std::function<void()>(static_cast<Timer *>(self)->work_)(); // it may destroy the timer
+    if (!ended_) {
+        std::function<void()>(static_cast<Timer *>(self)->work_)(); // it may destroy the timer
+    }
 }
 
 void Retries::later() {

@@ -22,8 +22,13 @@ class Timer {
     void stop() { task_->stopTimerTask(); }
     [[nodiscard]] bool pending() const { return task_->taskScheduled(); }
 
+    /// For a copy of the process that ends afterwards: no timer does its work any more.
+    static void endAll() { ended_ = true; }
+
   private:
     static void run(void *self, Pelo::Change const &change);
+
+    inline static bool ended_ = false;
 
     std::function<void()> work_;
     Mox::Ptr<Vyr::TimerTask> task_;

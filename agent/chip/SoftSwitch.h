@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <numeric>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -115,6 +116,10 @@ class SoftSwitch final : public UmoHelper::UmoNatFlowMcastHelper {
     [[nodiscard]] std::uint64_t refusals() const { return refusals_; }
     [[nodiscard]] std::uint64_t calls(Operation operation) const {
         return calls_.at(static_cast<std::size_t>(operation));
+    }
+    /// How often any operation was called.
+    [[nodiscard]] std::uint64_t allCalls() const {
+        return std::accumulate(calls_.begin(), calls_.end(), std::uint64_t{0});
     }
 
     std::uint32_t createNatFlowGroup(Pelo::String const &policy, Pelo::String const &match,

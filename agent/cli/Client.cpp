@@ -29,10 +29,12 @@ std::string lineOf(std::vector<std::string> const &words) {
     for (std::string const &word : words) {
         line += (line.empty() ? "" : " ") + word;
     }
-    std::string const apply = "apply ";
-    std::size_t const file = line.find_first_not_of(' ', apply.size());
-    if (line.rfind(apply, 0) == 0 && file != std::string::npos) {
-        line = apply + std::filesystem::absolute(line.substr(file)).string();
+    for (std::string const command : {"apply --dry-run ", "apply "}) {
+        std::size_t const file = line.find_first_not_of(' ', command.size());
+        if (line.rfind(command, 0) == 0 && file != std::string::npos) {
+            line = command + std::filesystem::absolute(line.substr(file)).string();
+            break;
+        }
     }
     if (line.find('\n') != std::string::npos) {
         throw std::invalid_argument("a command is one line");
@@ -108,18 +110,24 @@ ClientStatus diff(Request const &request) {
 } // namespace
 
 ClientStatus carryOut(Request const &request) {
-    std::string const command = lineOf(request.words);
-    std::string const line = request.json ? command + ' ' + kJsonWord : command;
-    std::string const watched = "watch";
-    if (request.words.front() == "diff") {
+    std::vector<std::string> words = request.words;
+    bool const watched = words.front() == "watch";
+    if (words.front() == "diff") {
         return diff(request);
+    }
+    if (watched) {
+        words.erase(words.begin());
+        if (words.empty()) {
+            words = {"showNatFlowGroup"};
+        }
+    }
+    std::string const command = lineOf(words);
+    std::string const line = request.json ? command + ' ' + kJsonWord : command;
+    if (watched) {
+        watch(request, line);
     }
     if (command == "events") {
         return followEvents(request.socket, line);
-    }
-    if (command == watched || command.rfind(watched + ' ', 0) == 0) {
-        watch(commandLine,
-              command == watched ? "showNatFlowGroup" : line.substr(watched.size() + 1));
     }
     ClientStatus status = ClientStatus::good;
     try {

@@ -4,9 +4,12 @@
 #include "agent/cli/Client.h"
 #include "agent/cli/Prompt.h"
 
+#include <sys/wait.h>
+
 #include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
 #include <iostream>
 #include <iterator>
 #include <sstream>
@@ -25,6 +28,7 @@ constexpr char const *kFooter =
     "  umo-cli events                   # what happens, as it happens\n"
     "  umo-cli --json showChip >then; umo-cli diff then showChip\n"
     "  umo-cli apply changes.yaml\n"
+    "  umo-cli apply --dry-run changes.yaml  # the chip's calls that it would lead to\n"
     "  umo-cli trace 'UmoNat*/1-3'      # the agent traces on its own standard error\n"
     "\n"
     "Exit status:\n"
@@ -52,8 +56,9 @@ void declare(CLI::App &app, UmoAgent::Request &request) {
 std::vector<std::string> wordsOf(CLI::App const &app) {
     std::vector<std::string> words = app.remaining();
     auto const mark = std::find(words.begin(), words.end(), "--");
-    auto const option = std::find_if(words.begin(), mark, [](std::string const &word) {
-        return word.size() > 1 && word.front() == '-';
+    bool const apply = words.begin() != mark && words.front() == "apply";
+    auto const option = std::find_if(words.begin(), mark, [&](std::string const &word) {
+        return word.size() > 1 && word.front() == '-' && !(apply && word == "--dry-run");
     });
     if (option != mark) {
         throw CLI::ExtrasError({*option});
@@ -77,18 +82,30 @@ UmoAgent::ClientStatus run(UmoAgent::Request const &request) {
     }
 }
 
-/// Each line is a request of its own, for the same agent.
+/// Each line is a request of its own, for the same agent. It runs in a process of its own, so an
+/// interrupt ends what goes on, such as events, and not the prompt.
 void runPrompt(UmoAgent::Request const &request) {
-    UmoAgent::prompt(
-        [&](std::string const &line) {
+    auto const carryOut = [&](std::string const &line) {
+        std::cout.flush();
+        pid_t const child = fork();
+        if (child < 0) {
+            std::cerr << "umo-cli: no process for the command\n";
+        } else if (child == 0) {
             std::istringstream words(line);
             UmoAgent::Request each = request;
             each.words.assign(std::istream_iterator<std::string>(words), {});
-            static_cast<void>(run(each)); // which has printed why not
-        },
-        [&](std::vector<std::string> const &words) {
-            return UmoAgent::choicesAfter(words, request.socket);
-        });
+            int const status = static_cast<int>(run(each));
+            std::cout.flush();
+            _exit(status);
+        } else {
+            auto *const before = std::signal(SIGINT, SIG_IGN);
+            waitpid(child, nullptr, 0);
+            std::signal(SIGINT, before);
+        }
+    };
+    UmoAgent::prompt(carryOut, [&](std::vector<std::string> const &words) {
+        return UmoAgent::choicesAfter(words, request.socket);
+    });
 }
 
 } // namespace

@@ -1,13 +1,16 @@
 #include "agent/console/ApplyCommand.h"
 
 #include "agent/base/BoundedText.h"
+#include "agent/base/Text.h"
 #include "agent/console/TextCommand.h"
 #include "agent/explain/Silence.h"
 #include "agent/scenario/Limits.h"
 #include "agent/show/CarryOut.h"
 
+#include <cstddef>
 #include <ostream>
 #include <set>
+#include <system_error>
 #include <utility>
 
 namespace UmoAgent {
@@ -22,43 +25,81 @@ namespace {
     throw CommandError(lines + "nothing was applied");
 }
 
-} // namespace
-
-ApplyCommand::ApplyCommand(ForwardingAgent &agent, EventLoop &loop, Scope scope)
-    : agent_(agent), loop_(loop), reading_(loop), scope_(scope) {}
-
-void ApplyCommand::apply(std::string const &file, Done done) {
-    if (file.empty() || !hindrance_.empty()) {
-        done(markedError(kName, hindrance_.empty() ? "expected a file with events" : hindrance_));
-        return;
+void carryOutAll(ForwardingAgent &agent, std::vector<Event> const &events, std::ostream &out) {
+    for (Event const &event : events) {
+        carryOut(agent, event, out);
     }
-    reading_.read(file, [this, file, done = std::move(done)](auto read) {
-        BoundedText answer(Limits::kAnswerBytes);
-        std::ostream out(&answer);
-        try {
-            carryOutEvents(std::move(read), file, out);
-        } catch (CommandError const &error) {
-            done(markedError(kName, error.what()));
-            return;
-        }
-        done(answer.text());
-    });
 }
 
-void ApplyCommand::carryOutEvents(std::variant<Document, ScenarioFaults> read,
-                                  std::string const &file, std::ostream &out) {
-    auto const events = eventsOf(std::move(read), file);
+/// Warns of actions that the events set and that send nothing.
+void warnOf(std::vector<Event> const &events, ForwardingAgent const &agent, std::ostream &out) {
     std::set<Table::Action::Key> actions;
     for (Event const &event : events) {
-        carryOut(agent_, event, out);
         for (AnyChange const &change : event.changes) {
             if (auto const *const action = std::get_if<Change<Table::Action>>(&change)) {
                 actions.insert(action->key);
             }
         }
     }
-    out << "applied " << events.size() << (events.size() == 1 ? " event\n" : " events\n");
-    warnOfSilence(out, agent_, actions);
+    warnOfSilence(out, agent, actions);
+}
+
+} // namespace
+
+ApplyCommand::ApplyCommand(ForwardingAgent &agent, EventLoop &loop, Scope scope)
+    : agent_(agent), loop_(loop), reading_(loop), dryRun_(loop), scope_(scope) {}
+
+void ApplyCommand::apply(std::string const &arguments, Done done) {
+    std::string const dryRun = std::string(kDryRun) + ' ';
+    bool const dry = arguments == kDryRun || arguments.rfind(dryRun, 0) == 0;
+    std::string const file = dry ? argumentsOf(arguments) : arguments;
+    if (file.empty() || !hindrance_.empty()) {
+        done(markedError(kName, hindrance_.empty() ? "expected a file with events" : hindrance_));
+        return;
+    }
+    reading_.read(file, [this, file, dry, done = std::move(done)](auto read) {
+        try {
+            auto const events = eventsOf(std::move(read), file);
+            if (dry) {
+                rehearse(events, done);
+                return;
+            }
+            BoundedText answer(Limits::kAnswerBytes);
+            std::ostream out(&answer);
+            carryOutAll(agent_, events, out);
+            out << "applied " << counted(events.size(), "event", "events") << '\n';
+            warnOf(events, agent_, out);
+            done(answer.text());
+        } catch (CommandError const &error) {
+            done(markedError(kName, error.what()));
+        }
+    });
+}
+
+/// The copy also does what the library would do later, without waiting for it.
+void ApplyCommand::rehearse(std::vector<Event> const &events, Done const &done) {
+    if (dryRun_.running()) {
+        throw CommandError("another dry run is in progress");
+    }
+    auto const work = [&](std::ostream &out) {
+        std::size_t calls = 0;
+        agent_.chip().callLogIs([&](std::string const &line) {
+            out << stamp(loop_.now()) << ' ' << line << '\n';
+            ++calls;
+        });
+        carryOutAll(agent_, events, out);
+        loop_.rehearse();
+        out << "nothing was changed: these would be " << counted(calls, "call", "calls")
+            << " of the chip\n";
+        warnOf(events, agent_, out);
+    };
+    try {
+        dryRun_.start(work, [done](std::string const &text, std::string const &error) {
+            done(error.empty() ? text : markedError(kName, error));
+        });
+    } catch (std::system_error const &error) {
+        throw CommandError(error.what());
+    }
 }
 
 /// The document is freed before the events are carried out.

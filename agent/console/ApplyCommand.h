@@ -1,6 +1,7 @@
 #pragma once
 
 #include "agent/base/EventLoop.h"
+#include "agent/console/DryRun.h"
 #include "agent/scenario/ReadingProcess.h"
 #include "agent/scenario/Scenario.h"
 #include "agent/scenario/ScenarioReader.h"
@@ -18,6 +19,8 @@ namespace UmoAgent {
 /// The command that carries out the events of a file, all of them at once or none. A separate
 /// process reads the file. While its events are read the switch's tasks keep running. Commands that
 /// arrive meanwhile are answered first; further files wait.
+///
+/// A dry run carries them out in a copy of the agent, and answers with the chip's calls.
 class ApplyCommand {
   public:
     static constexpr char const *kName = "apply";
@@ -35,18 +38,21 @@ class ApplyCommand {
     /// one: its events were validated only against the state that the scenario itself makes.
     void hindranceIs(std::string hindrance) { hindrance_ = std::move(hindrance); }
 
-    void apply(std::string const &file, Done done);
+    /// `arguments` name the file, after kDryRun if nothing shall be changed.
+    void apply(std::string const &arguments, Done done);
+
+    static constexpr char const *kDryRun = "--dry-run";
 
   private:
+    void rehearse(std::vector<Event> const &events, Done const &done);
     /// Throws CommandError.
-    void carryOutEvents(std::variant<Document, ScenarioFaults> read, std::string const &file,
-                        std::ostream &out);
     [[nodiscard]] std::vector<Event> eventsOf(std::variant<Document, ScenarioFaults> read,
                                               std::string const &file);
 
     ForwardingAgent &agent_;
     EventLoop &loop_;
     ReadingProcess reading_;
+    DryRun dryRun_;
     Scope scope_;
     std::string hindrance_;
 };

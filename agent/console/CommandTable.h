@@ -16,7 +16,7 @@ struct CommandText {
 /// All commands of the console, by name. The agent answers them; `umo-cli help` lists them without
 /// an agent.
 inline constexpr std::array<CommandText, 18> kCommands{{
-    {"apply", "FILE.yaml: carries out the events of a file at once, all of them or none"},
+    {"apply", "[--dry-run] FILE.yaml: carries out the events of a file at once, all or none"},
     {"audit", "compares the switch with what it should have, and mends what differs"},
     {"events", "what happens, a line each, until you end it"},
     {"explain", "POLICY [MATCH [ACTION]]: why its copies go where they go, and nowhere else"},

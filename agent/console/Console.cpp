@@ -106,12 +106,7 @@ void trace(Reply const &reply, std::string const &setting) {
 } // namespace
 
 Console::Console(ForwardingAgent &agent, EventLoop &loop, Scope scope)
-    : agent_(agent), loop_(loop), apply_(agent, loop, scope), feed_(loop), chronicle_(agent) {
-    chronicle_.sinkIs([this](Json const &event) {
-        if (feed_.followed()) {
-            feed_.tell(textOfEvent(event), event.dump());
-        }
-    });
+    : agent_(agent), loop_(loop), apply_(agent, loop, scope), chronicle_(agent, loop) {
     addShowCommands();
     addActingCommands();
     Base::assertThat(commands_.commands().size() + 2 == kCommands.size(),
@@ -124,7 +119,7 @@ void Console::listenAt(std::string path) {
                            CommandServer::Done const &done) { answer(socket, line, done); });
     server_->handoverIs([this](std::string const &line, Descriptor &socket) {
         auto const [words, json] = withoutJsonWord(line);
-        return words == kEvents && feed_.add(socket, json);
+        return words == kEvents && chronicle_.follow(socket, json);
     });
 }
 

@@ -3,7 +3,6 @@
 #include "Agent/AgentCommands.h"
 #include "agent/console/ApplyCommand.h"
 #include "agent/console/CommandServer.h"
-#include "agent/console/EventFeed.h"
 #include "agent/console/TextCommand.h"
 #include "agent/events/Chronicle.h"
 #include "agent/openflow/SwitchProgrammer.h"
@@ -62,7 +61,6 @@ class Console {
     SwitchProgrammer *programmer_ = nullptr;
     Agent::AgentCommands commands_; // except `apply` and `audit`, whose answers come later
     ApplyCommand apply_;
-    EventFeed feed_;
     Chronicle chronicle_;
     std::optional<CommandServer> server_;
 };

@@ -6,8 +6,7 @@
 #include "agent/show/Values.h"
 
 #include <chrono>
-#include <cstddef>
-#include <utility>
+#include <string>
 
 namespace UmoAgent {
 
@@ -43,7 +42,7 @@ Json nameOf(UmoNatFlowMatchSm const &match) {
 
 } // namespace
 
-Chronicle::Chronicle(ForwardingAgent &agent) : agent_(agent) {
+Chronicle::Chronicle(ForwardingAgent &agent, EventLoop &loop) : agent_(agent), feed_(loop) {
     agent_.observers().add(*this);
 }
 
@@ -51,42 +50,49 @@ Chronicle::~Chronicle() {
     agent_.observers().remove(*this);
 }
 
+bool Chronicle::follow(Descriptor &socket, bool json) {
+    return feed_.add(socket, json, lineOf("events from now on", Json::object()));
+}
+
 void Chronicle::actionQueued(UmoNatFlowActionSm const &action, UmoNatFlowCause const &cause) {
-    because_.insert_or_assign(&action, textOf(cause));
+    queued_.insert_or_assign(&action, cause);
 }
 
 void Chronicle::queuedEvaluationBegins(UmoNatFlowActionSm const &action) {
-    auto const queued = because_.extract(&action);
-    begin(queued ? queued.mapped() : "");
+    auto const queued = queued_.extract(&action);
+    evaluations_.push_back(
+        {queued ? std::optional(queued.mapped()) : std::nullopt, agent_.chip().allCalls()});
 }
 
 void Chronicle::evaluationBegins(UmoNatFlowActionSm const & /*action*/,
                                  UmoNatFlowCause::Kind cause) {
-    begin(textOf({.kind = cause}));
-}
-
-void Chronicle::begin(std::string because) {
-    evaluations_.push_back({std::move(because), calls()});
+    evaluations_.push_back({UmoNatFlowCause{.kind = cause}, agent_.chip().allCalls()});
 }
 
 /// Calls made by an evaluation within this one count for that one only.
 void Chronicle::evaluationEnds(UmoNatFlowActionSm const &action) {
-    Evaluation const evaluation = std::move(evaluations_.back());
+    Evaluation const evaluation = evaluations_.back();
     evaluations_.pop_back();
-    if (calls() == evaluation.callsBefore) {
+    std::uint64_t const calls = agent_.chip().allCalls();
+    if (calls == evaluation.callsBefore) {
         return;
     }
     for (Evaluation &outer : evaluations_) {
-        outer.callsBefore = calls();
+        outer.callsBefore = calls;
     }
-    tell("action programmed", {{"policy", printable(action.policy())},
-                               {"match", printable(action.match())},
-                               {"action", printable(action.action())},
-                               {"because", evaluation.because}});
+    if (feed_.followed()) {
+        Json names{{"policy", printable(action.policy())},
+                   {"match", printable(action.match())},
+                   {"action", printable(action.action())}};
+        if (evaluation.cause) {
+            names["because"] = textOf(*evaluation.cause);
+        }
+        tell("action programmed", names);
+    }
 }
 
 void Chronicle::actionGone(UmoNatFlowActionSm const &action) {
-    because_.erase(&action);
+    queued_.erase(&action);
 }
 
 void Chronicle::matchWaits(UmoNatFlowMatchSm const &match) {
@@ -115,35 +121,28 @@ void Chronicle::noLongerWaits(UmoNatFlowMatchSm const &match) {
     }
 }
 
-void Chronicle::tell(char const *event, Json more) {
-    if (sink_) {
-        Json line{{"at", std::chrono::duration<double>(agent_.loop().now()).count()},
-                  {"event", event}};
-        line.update(more);
-        sink_(std::move(line));
+void Chronicle::tell(char const *event, Json const &more) {
+    if (feed_.followed()) {
+        feed_.tell(lineOf(event, more));
     }
 }
 
-std::uint64_t Chronicle::calls() const {
-    std::uint64_t sum = 0;
-    for (std::size_t i = 0; i < SoftSwitch::kOperations; ++i) {
-        sum += agent_.chip().calls(static_cast<SoftSwitch::Operation>(i));
-    }
-    return sum;
-}
-
-std::string textOfEvent(Json const &event) {
-    auto const at = std::chrono::duration<double>(event.at("at").get<double>());
-    std::string line =
-        stamp(std::chrono::duration_cast<Vyr::Time>(at)) + ' ' + UmoAgent::textOf(event, "event");
+EventFeed::Line Chronicle::lineOf(char const *event, Json const &more) const {
+    Vyr::Time const now = agent_.loop().now();
+    Json line{{"at", std::chrono::duration<double>(now).count()}, {"event", event}};
+    line.update(more);
+    std::string text = stamp(now) + ' ' + event;
+    char const *separator = ": ";
     for (char const *const name : {"policy", "match", "action"}) {
-        if (auto const found = event.find(name); found != event.end()) {
-            line.append(*name == 'p' ? ": " : ", ").append(name).append(1, ' ');
-            line.append(found->get_ref<std::string const &>());
+        if (auto const found = more.find(name); found != more.end()) {
+            text += separator + std::string(name) + ' ' + found->get<std::string>();
+            separator = ", ";
         }
     }
-    auto const because = event.find("because");
-    return line + (because == event.end() ? "" : "; " + because->get<std::string>());
+    if (auto const because = more.find("because"); because != more.end()) {
+        text += "; " + because->get<std::string>();
+    }
+    return {text, line.dump()};
 }
 
 } // namespace UmoAgent

@@ -92,6 +92,8 @@ Feeds Feeds::of(Changes const &changes) {
     for (AnyChange const &change : changes) {
         if (auto const *const address = std::get_if<Change<Table::IpInterface>>(&change)) {
             feeds.ipInterfaces.insert_or_assign(address->key, *address->value);
+        } else if (auto const *const tuning = std::get_if<Change<Table::Tuning>>(&change)) {
+            feeds.tuning = *tuning->value;
         } else {
             feeds.policies.push_back(change);
         }

@@ -14,6 +14,7 @@ struct Feeds {
 
     Changes policies; // with their matches and actions
     std::map<Nexo::IntfId, Table::IpInterface::Value> ipInterfaces;
+    Table::Tuning::Value tuning;
 };
 
 /// The changes that make the mounted policies those of `policies`, changes that make them of

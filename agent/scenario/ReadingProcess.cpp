@@ -1,12 +1,10 @@
 #include "agent/scenario/ReadingProcess.h"
 
+#include "agent/base/ProcessCopy.h"
+
 #include <poll.h>
-#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
-
-#include <fcntl.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
@@ -21,27 +19,6 @@ namespace {
 
 /// The most bytes received before the loop continues.
 constexpr std::size_t kPortion = std::size_t{1} << 20U;
-
-/// Closes every descriptor of the agent except the channel. So nobody who waits for the end of the
-/// agent's output or connections has to wait for the child.
-[[noreturn]] void beChild(int channel) {
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    for (int const signal : {SIGINT, SIGTERM, SIGHUP}) { // the agent handles these
-        std::signal(signal, SIG_IGN);
-    }
-    int const moved = dup2(channel, STDERR_FILENO + 1);
-    close_range(STDERR_FILENO + 2, ~0U, 0);
-    int const nowhere = open("/dev/null", O_RDWR);
-    for (int const standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-        dup2(nowhere, standard);
-    }
-    try {
-        answerReadRequests(moved);
-    } catch (std::exception const &) {
-        // The agent has closed the channel.
-    }
-    _exit(0);
-}
 
 } // namespace
 
@@ -69,21 +46,9 @@ void ReadingProcess::read(std::string path, Done done) {
 }
 
 void ReadingProcess::start() {
-    int ends[2];
-    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) {
-        throw std::system_error(errno, std::generic_category(), "a process that reads");
-    }
-    Descriptor mine(ends[0]);
-    Descriptor const childs(ends[1]);
-    pid_t const child = fork();
-    if (child < 0) {
-        throw std::system_error(errno, std::generic_category(), "a process that reads");
-    }
-    if (child == 0) {
-        beChild(childs.number());
-    }
-    child_ = child;
-    channel_ = std::move(mine);
+    ProcessCopy copy = ProcessCopy::start("a process that reads", &answerReadRequests);
+    child_ = copy.number;
+    channel_ = std::move(copy.channel);
 }
 
 /// A child that hangs in a system call ends later; nobody waits for it.

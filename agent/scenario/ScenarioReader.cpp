@@ -62,7 +62,7 @@ ScenarioDocument::fields(Verb verb, std::set<std::string_view> const &ofFeeds) {
 
 Changes ScenarioDocument::readFeeds(YamlNode document) {
     nodes_.fields(document, "a mapping with policies",
-                  fields(Verb::set, {"policies", "ip-interfaces"}));
+                  fields(Verb::set, {"policies", "ip-interfaces", "tuning"}));
     Changes changes = state_.end();
     values_.checkUses();
     return changes;

@@ -48,8 +48,9 @@ struct EventsToFollow {
     Scope scope = Scope::wholeSwitch;
 };
 
-/// Reads the feeds of a real switch: a mapping with `policies` and optionally `ip-interfaces`, as
-/// in a state. Interfaces need no declaration. Returns the changes that make them of nothing.
+/// Reads the feeds of a real switch: a mapping with `policies` and optionally `ip-interfaces` and
+/// `tuning`, as in a state. Interfaces need no declaration. Returns the changes that make them of
+/// nothing.
 std::variant<Changes, ScenarioFaults> readFeeds(Document const &document, ScenarioErrors &errors);
 
 /// The same for a text; `file` is its name in messages.

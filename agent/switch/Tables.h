@@ -57,6 +57,8 @@ struct Tuning {
         /// From the first queued action to the run, and between runs.
         Vyr::Time backlogInterval = std::chrono::milliseconds(100);
         Vyr::Time retryDelay = std::chrono::seconds(10); // from freed groups to the retry
+
+        bool operator==(Value const &) const = default;
     };
 };
 

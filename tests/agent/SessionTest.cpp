@@ -11,10 +11,12 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 
 using testing::ContainsRegex;
 using testing::EndsWith;
 using testing::HasSubstr;
+using testing::StartsWith;
 
 namespace {
 
@@ -112,6 +114,18 @@ struct Changes : File {
         return clientCommand + "--timeout 60 apply " + path();
     }
 };
+
+/// The calls of the chip in `text`, without their times.
+std::string callsIn(std::string const &text) {
+    std::istringstream lines(text);
+    std::string calls;
+    for (std::string line; std::getline(lines, line);) {
+        if (line.front() == '[' && line.back() != 'n') {
+            calls += line.substr(line.find(']')) + '\n';
+        }
+    }
+    return calls;
+}
 
 /// A policy with so many actions that their table or tree does not fit in the system's buffers.
 std::string manyActions() {
@@ -409,6 +423,7 @@ TEST(Session, EventsAreFollowedAndASlowReaderLosesLinesAndIsToldHowMany) {
     Process saving(clientCommand + "--json showNatFlowGroup >" + socketPath + ".saved");
     saving.end();
     Process follower(clientCommand + "events"), watcher(clientCommand + "watch");
+    follower.readUntil("events from now on\n");
     watcher.readUntil("programmed\n");
     auto const slow = UmoAgent::connectTo(socketPath);
     ASSERT_GT(send(slow.number(), "events --json\n", 14, 0), 0);
@@ -443,4 +458,29 @@ TEST(Session, EventsAreFollowedAndASlowReaderLosesLinesAndIsToldHowMany) {
     EXPECT_LE(whole + lost, 6010);
     agent.signal(SIGTERM);
     EXPECT_THAT(follower.end(), EndsWith("=> 0"));
+}
+
+TEST(Session, ADryRunTellsTheCallsOfAnApplyAndChangesNothing) {
+    ScenarioFile const scenario("policies: {p: {matches: {m: {flow: {destination: 239.1.1.1}, "
+                                "actions: {a: {egress: [Vlan1]}}}}}}\n");
+    Process agent(agentCommand + "--show-calls " + scenario.path());
+    agent.readUntil("the switch goes on\n");
+    // The second event calls the chip at once, the first one by the backlog.
+    Changes const change("events: [{set: {topologies: {t: {ports: {Et1: disabled}}}}},\n"
+                         "{set: {policies: {q: {matches: {m: {flow: {destination: 239.1.1.2}, "
+                         "actions: {b: {egress: [Vlan3]}}}}}}}}]");
+    std::string const state = client("--json showChip") + client("--json showNatFlowActionHw");
+    std::string const dry = client("apply --dry-run " + change.path());
+    EXPECT_EQ(client("--json showChip") + client("--json showNatFlowActionHw"), state);
+    EXPECT_THAT(dry, ContainsRegex("\nnothing was changed: these would be [1-9] calls of the chip\n"
+                                   "warning: .*\n=> 0$"));
+
+    client("apply " + change.path());
+    while (client("showBacklog") != "=> 0") {
+    }
+    agent.signal(SIGTERM);
+    std::string const played = agent.end();
+    auto const calls = callsIn(dry);
+    EXPECT_THAT(calls, AllOf(HasSubstr("create"), HasSubstr("action a")));
+    EXPECT_THAT(callsIn(played.substr(played.find("the switch goes on"))), StartsWith(calls));
 }

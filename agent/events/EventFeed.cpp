@@ -1,4 +1,4 @@
-#include "agent/console/EventFeed.h"
+#include "agent/events/EventFeed.h"
 
 #include "agent/base/Text.h"
 
@@ -17,7 +17,7 @@ EventFeed::~EventFeed() {
     }
 }
 
-bool EventFeed::add(Descriptor &socket, bool json) {
+bool EventFeed::add(Descriptor &socket, bool json, Line const &first) {
     if (clients_.size() == kMaxClients) {
         return false;
     }
@@ -25,23 +25,24 @@ bool EventFeed::add(Descriptor &socket, bool json) {
     Client &client = clients_[descriptor];
     client.socket = std::move(socket);
     client.json = json;
-    await(client);
+    queue(client, first);
     return true;
 }
 
-void EventFeed::tell(std::string const &text, std::string const &json) {
+void EventFeed::tell(Line const &line) {
     for (auto &[descriptor, client] : clients_) {
-        queue(client, client.json ? json : text);
+        queue(client, line);
     }
 }
 
 /// Once a line is lost, so are the next ones until the queue is empty: the count has its place.
-void EventFeed::queue(Client &client, std::string const &line) {
-    if (client.lost > 0 || client.queued.size() + line.size() > kMostQueued) {
+void EventFeed::queue(Client &client, Line const &line) {
+    std::string const &form = client.json ? line.json : line.text;
+    if (client.lost > 0 || client.queued.size() + form.size() > kMostQueued) {
         ++client.lost;
         return;
     }
-    client.queued.append(line).append(1, '\n');
+    client.queued.append(form).append(1, '\n');
     await(client);
 }
 
@@ -77,8 +78,8 @@ void EventFeed::send(Client &client) {
     client.queued.erase(0, static_cast<std::size_t>(sent));
     if (client.queued.empty() && client.lost > 0) {
         std::size_t const lost = std::exchange(client.lost, 0);
-        queue(client, client.json ? "{\"lost\":" + std::to_string(lost) + "}"
-                                  : "(" + counted(lost, "line", "lines") + " lost)");
+        queue(client, {"(" + counted(lost, "line", "lines") + " lost)",
+                       "{\"lost\":" + std::to_string(lost) + "}"});
     }
     await(client);
 }

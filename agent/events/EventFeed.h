@@ -22,14 +22,20 @@ class EventFeed {
     EventFeed(EventFeed const &) = delete;
     EventFeed &operator=(EventFeed const &) = delete;
 
-    /// Takes over the connection, which does not block, until the client closes it. Returns false,
-    /// and takes nothing, if there are too many clients.
-    bool add(Descriptor &socket, bool json);
+    /// An event in both forms, without the end of a line.
+    struct Line {
+        std::string text;
+        std::string json;
+    };
+
+    /// Takes over the connection, which does not block, until the client closes it, and sends it
+    /// the first line. Returns false, and takes nothing, if there are too many clients.
+    bool add(Descriptor &socket, bool json, Line const &first);
 
     [[nodiscard]] bool followed() const { return !clients_.empty(); }
 
-    /// Sends every client the line in its form; neither has an end.
-    void tell(std::string const &text, std::string const &json);
+    /// Sends every client the line in its form.
+    void tell(Line const &line);
 
   private:
     struct Client {
@@ -39,7 +45,7 @@ class EventFeed {
         std::size_t lost = 0; // lines since the queue was full
     };
 
-    void queue(Client &client, std::string const &line);
+    void queue(Client &client, Line const &line);
     void await(Client &client);
     void serve(Client &client, short events);
     void send(Client &client);
