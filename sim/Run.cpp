@@ -22,6 +22,18 @@ std::uint64_t hashed(std::uint64_t hash, std::string_view text) {
     return hash;
 }
 
+/// Ends the call log of a chip that outlives the log's reader when a step is rejected.
+class LogEnd {
+  public:
+    explicit LogEnd(UmoAgent::SoftSwitch &chip) : chip_(chip) {}
+    ~LogEnd() { chip_.callLogIs(nullptr); }
+    LogEnd(LogEnd const &) = delete;
+    LogEnd &operator=(LogEnd const &) = delete;
+
+  private:
+    UmoAgent::SoftSwitch &chip_;
+};
+
 } // namespace
 
 Figures run(std::string const &initial, NextStep const &next) {
@@ -39,6 +51,7 @@ Figures run(std::string const &initial, NextStep const &next) {
         hash(call);
         checker.called(call);
     });
+    LogEnd const logEnd(agent.chip());
     Packets packets(agent, checker, [&](UmoAgent::FrameView frame) {
         hash({reinterpret_cast<char const *>(frame.data()), frame.size()});
     });

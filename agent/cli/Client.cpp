@@ -29,9 +29,10 @@ std::string lineOf(std::vector<std::string> const &words) {
     for (std::string const &word : words) {
         line += (line.empty() ? "" : " ") + word;
     }
-    for (std::string const command : {"apply --dry-run ", "apply "}) {
+    std::string const dryRun = "apply --dry-run";
+    for (std::string const &command : {dryRun + ' ', std::string("apply ")}) {
         std::size_t const file = line.find_first_not_of(' ', command.size());
-        if (line.rfind(command, 0) == 0 && file != std::string::npos) {
+        if (line.rfind(command, 0) == 0 && file != std::string::npos && line != dryRun) {
             line = command + std::filesystem::absolute(line.substr(file)).string();
             break;
         }

@@ -120,7 +120,7 @@ std::string callsIn(std::string const &text) {
     std::istringstream lines(text);
     std::string calls;
     for (std::string line; std::getline(lines, line);) {
-        if (line.front() == '[' && line.back() != 'n') {
+        if (line.find('(') != std::string::npos) {
             calls += line.substr(line.find(']')) + '\n';
         }
     }
@@ -390,8 +390,10 @@ TEST(Session, WhateverIsAppliedTheSwitchAnswersMeanwhileAndIsAsItWasIfItIsTooMuc
 
 TEST(Session, AFileThatThereIsNoMemoryForStopsNeitherTheAgentNorTheNextFile) {
     std::string const little = "sh -c \"ulimit -v ";
-#ifdef __SANITIZE_ADDRESS__
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
     GTEST_SKIP() << "the sanitizer itself needs more memory";
+#endif
 #endif
     ScenarioFile const file("");
     // The first file, written out, is too large for the reading process; the second, in the agent,
@@ -433,15 +435,16 @@ TEST(Session, EventsAreFollowedAndASlowReaderLosesLinesAndIsToldHowMany) {
     EXPECT_THAT(follower.readUntil("VLAN 1\n"),
                 ContainsRegex("\\] action programmed: policy p, match m, action a; something "
                               "changed in VLAN 1\n$"));
-    EXPECT_THAT(watcher.readUntil("programmed\n"), ContainsRegex("-- after [1-9].* s\n.* 0 +1  "));
+    EXPECT_THAT(watcher.readUntil("0        1  programmed\n"),
+                ContainsRegex("-- after [1-9].* s\n"));
     EXPECT_EQ(client("diff " + socketPath + ".saved showNatFlowGroup"),
               "matches, p m, with-copies: 1 -> 0\nmatches, p m, without-copies: 0 -> 1\n=> 1");
     std::remove((socketPath + ".saved").c_str());
 
     std::string many = "events: [{set: {topologies: {t: {ports: {Et1: forwarding}}}}}";
     for (int i = 0; i < 6000; ++i) {
-        many += ", {set: {policies: {p: {matches: {m: {actions: {a: {egress: [Vlan" +
-                std::string(i % 2 == 0 ? "2" : "1") + "]}}}}}}}}";
+        many += ", {set: {policies: {p: {matches: {m: {actions: {a: {source: 10.0.1." +
+                std::to_string(1 + i % 2) + "}}}}}}}}";
     }
     Changes const changes(many + "]");
     EXPECT_THAT(Process(changes.command()).end(), HasSubstr("applied 6001 events"));
@@ -476,11 +479,11 @@ TEST(Session, ADryRunTellsTheCallsOfAnApplyAndChangesNothing) {
                                    "warning: .*\n=> 0$"));
 
     client("apply " + change.path());
-    while (client("showBacklog") != "=> 0") {
+    while (!client("showBacklog").starts_with("backlog: 0 ")) {
     }
     agent.signal(SIGTERM);
     std::string const played = agent.end();
     auto const calls = callsIn(dry);
-    EXPECT_THAT(calls, AllOf(HasSubstr("create"), HasSubstr("action a")));
+    EXPECT_THAT(calls, AllOf(HasSubstr("policy q, match m"), HasSubstr("Set(group 1, port set 1)")));
     EXPECT_THAT(callsIn(played.substr(played.find("the switch goes on"))), StartsWith(calls));
 }
