@@ -39,8 +39,7 @@ namespace {
 
 } // namespace
 
-ProcessCopy ProcessCopy::start(char const *purpose,
-                                 std::function<void(int channel)> const &work) {
+ProcessCopy ProcessCopy::start(char const *purpose, std::function<void(int channel)> const &work) {
     int ends[2];
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) {
         throw std::system_error(errno, std::generic_category(), purpose);

@@ -27,7 +27,7 @@ namespace {
 std::string lineOf(std::vector<std::string> const &words) {
     std::string line;
     for (std::string const &word : words) {
-        line += (line.empty() ? "" : " ") + word;
+        line.append(line.empty() ? "" : " ").append(word);
     }
     std::string const dryRun = "apply --dry-run";
     for (std::string const &command : {dryRun + ' ', std::string("apply ")}) {
@@ -55,8 +55,7 @@ ClientStatus followEvents(std::string const &socket, std::string const &line) {
         rest += piece;
         std::size_t const end = rest.rfind('\n') + 1; // 0 if there is none
         refused = refused || rest.rfind(kErrorMark, 0) == 0;
-        (refused ? std::cerr : std::cout)
-            << printable(rest.substr(0, end), "\n\t") << std::flush;
+        (refused ? std::cerr : std::cout) << printable(rest.substr(0, end), "\n\t") << std::flush;
         rest.erase(0, end);
         if (!std::cout) {
             throw std::runtime_error("cannot write to standard output");
@@ -69,8 +68,7 @@ ClientStatus followEvents(std::string const &socket, std::string const &line) {
 [[noreturn]] void watch(Request const &request, std::string const &line) {
     std::string before;
     for (std::size_t seconds = 0;; ++seconds) {
-        std::string const answer =
-            ask(request.socket, line, std::chrono::seconds(request.timeout));
+        std::string const answer = ask(request.socket, line, std::chrono::seconds(request.timeout));
         if (answer != before || seconds == 0) {
             std::cout << "-- after " << seconds << " s\n"
                       << printable(answer, "\n\t") << std::flush;
@@ -95,8 +93,7 @@ ClientStatus diff(Request const &request) {
     }
     std::string const line =
         lineOf({request.words.begin() + 2, request.words.end()}) + ' ' + kJsonWord;
-    std::string const now =
-        ask(request.socket, line, std::chrono::seconds(request.timeout));
+    std::string const now = ask(request.socket, line, std::chrono::seconds(request.timeout));
     if (now.rfind(kErrorMark, 0) == 0) {
         std::cerr << printable(now, "\n\t");
         return ClientStatus::notDone;
@@ -132,8 +129,7 @@ ClientStatus carryOut(Request const &request) {
     }
     ClientStatus status = ClientStatus::good;
     try {
-        std::string const answer =
-            ask(request.socket, line, std::chrono::seconds(request.timeout));
+        std::string const answer = ask(request.socket, line, std::chrono::seconds(request.timeout));
         bool const done = answer.rfind(kErrorMark, 0) != 0;
         (done ? std::cout : std::cerr) << printable(answer, "\n\t") << std::flush;
         status = done ? ClientStatus::good : ClientStatus::notDone;

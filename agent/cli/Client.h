@@ -21,8 +21,8 @@ enum class ClientStatus {
     notAsked = 2,
 };
 
-/// Sends the command to the agent, and prints the answer; or follows the agent, or compares answers.
-/// Throws std::runtime_error if the agent cannot be asked.
+/// Sends the command to the agent, and prints the answer; or follows the agent, or compares
+/// answers. Throws std::runtime_error if the agent cannot be asked.
 ClientStatus carryOut(Request const &request);
 
 } // namespace UmoAgent

@@ -29,9 +29,9 @@ std::string nameOf(json const &row, std::size_t place) {
     for (std::string_view const member : kNames) {
         auto const found = row.is_object() ? row.find(member) : row.end();
         if (row.is_object() && found != row.end() && found->is_primitive()) {
-            name += (name.empty() ? "" : " ") +
-                    (found->is_string() ? found->get<std::string>()
-                                        : std::string(member) + ' ' + found->dump());
+            name += (name.empty() ? "" : " ") + (found->is_string()
+                                                     ? found->get<std::string>()
+                                                     : std::string(member) + ' ' + found->dump());
         }
     }
     return name.empty() ? std::to_string(place) : name;

@@ -67,8 +67,7 @@ std::vector<std::string> valuesOf(nlohmann::json const &rows, char const *member
 std::vector<std::string> namesAfter(std::vector<std::string> const &words, std::size_t names,
                                     std::string const &socket) {
     auto const answer = [&](std::string const &line) {
-        return nlohmann::json::parse(
-            ask(socket, line + ' ' + kJsonWord, std::chrono::seconds(1)));
+        return nlohmann::json::parse(ask(socket, line + ' ' + kJsonWord, std::chrono::seconds(1)));
     };
     if (words.size() > names) {
         return {};
@@ -79,8 +78,8 @@ std::vector<std::string> namesAfter(std::vector<std::string> const &words, std::
     if (words.size() == 2) {
         return valuesOf(answer("explain " + words[1]).at("matches"), "match");
     }
-    return valuesOf(answer("explain " + words[1] + ' ' + words[2]).at("matches").at(0).at("actions"),
-                    "action");
+    return valuesOf(
+        answer("explain " + words[1] + ' ' + words[2]).at("matches").at(0).at("actions"), "action");
 }
 
 } // namespace

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "agent/base/ProcessCopy.h"
 #include "agent/base/EventLoop.h"
+#include "agent/base/ProcessCopy.h"
 
 #include <functional>
 #include <iosfwd>

@@ -15,7 +15,8 @@ namespace UmoAgent {
 
 /// Tells what the NAT library does as it happens: actions that it programmed or changed and why,
 /// matches that wait for groups and get them, and when the chip has no groups left. Each event is a
-/// line: a JSON object with at, event, the names that it concerns, and because; or the same as text.
+/// line: a JSON object with at, event, the names that it concerns, and because; or the same as
+/// text.
 class Chronicle final : public UmoNatFlowObserver {
   public:
     /// Observes the agent. Both outlive it.
@@ -40,7 +41,7 @@ class Chronicle final : public UmoNatFlowObserver {
     /// An evaluation that has begun and not ended.
     struct Evaluation {
         std::optional<UmoNatFlowCause> cause;
-        std::uint64_t callsBefore;
+        std::uint64_t callsBefore = 0;
     };
 
     void tell(char const *event, Json const &more);

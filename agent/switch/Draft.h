@@ -211,9 +211,9 @@ class Draft {
     std::size_t lists_ = 1;   // this one included
     std::size_t order_ = 0;
     std::size_t actionsLookedAt_ = 0;
-    std::tuple<DraftRows<Table::Chip>, DraftRows<Table::Tuning>, DraftRows<Table::BridgeMac>, DraftRows<Table::Interface>,
-               DraftRows<Table::VlanTopology>, DraftRows<Table::IpInterface>,
-               DraftRows<Table::L3Interface>>
+    std::tuple<DraftRows<Table::Chip>, DraftRows<Table::Tuning>, DraftRows<Table::BridgeMac>,
+               DraftRows<Table::Interface>, DraftRows<Table::VlanTopology>,
+               DraftRows<Table::IpInterface>, DraftRows<Table::L3Interface>>
         rows_;
     std::set<std::pair<Bridging::VlanId, Nexo::IntfId>> l3Owners_; // of the ids in rows_
     std::tuple<DraftHolders<Table::VlanMember>, DraftHolders<Table::TopologyPort>,

@@ -484,6 +484,7 @@ TEST(Session, ADryRunTellsTheCallsOfAnApplyAndChangesNothing) {
     agent.signal(SIGTERM);
     std::string const played = agent.end();
     auto const calls = callsIn(dry);
-    EXPECT_THAT(calls, AllOf(HasSubstr("policy q, match m"), HasSubstr("Set(group 1, port set 1)")));
+    EXPECT_THAT(calls,
+                AllOf(HasSubstr("policy q, match m"), HasSubstr("Set(group 1, port set 1)")));
     EXPECT_THAT(callsIn(played.substr(played.find("the switch goes on"))), StartsWith(calls));
 }
