@@ -41,7 +41,8 @@ class LiveSwitch {
     [[nodiscard]] bool following() const { return following_; }
 
     /// Replaces the feeds: mounts what differs, all of it or nothing. Returns the number of changes
-    /// of policies, matches, actions and IP interfaces; none if the log says why it cannot be.
+    /// of policies, matches, actions, IP interfaces and tuning; none if the log says why it cannot
+    /// be.
     std::optional<std::size_t> feedsAre(Feeds feeds);
 
     /// Ends the NAT library. If `leave`, the switch keeps what was programmed; else it is taken

@@ -2,10 +2,8 @@
 
 #include <nlohmann/json.hpp>
 
-#include <algorithm>
 #include <array>
 #include <cstddef>
-#include <iterator>
 #include <stdexcept>
 #include <string_view>
 
@@ -40,67 +38,100 @@ std::string nameOf(json const &row, std::size_t place) {
 /// The same value with mappings instead of lists. Rows of the same name are numbered; a text is
 /// only a name.
 json named(json const &value) {
-    json result = json::object();
-    if (value.is_array()) {
-        for (std::size_t i = 0; i < value.size(); ++i) {
-            std::string const name = nameOf(value[i], i);
-            std::string unique = name;
-            for (int copy = 2; result.contains(unique); ++copy) {
-                unique = name + " #" + std::to_string(copy);
-            }
-            result[unique] = value[i].is_string() ? json() : named(value[i]);
-        }
-    } else if (value.is_object()) {
-        for (auto const &[key, member] : value.items()) {
-            result[key] = named(member);
-        }
-    } else {
+    if (!value.is_structured()) {
         return value;
+    }
+    json result = json::object();
+    for (auto const &[key, member] : value.items()) {
+        bool const row = value.is_array();
+        std::string const name = row ? nameOf(member, result.size()) : key;
+        std::string unique = name;
+        for (int copy = 2; result.contains(unique); ++copy) {
+            unique = name + " #" + std::to_string(copy);
+        }
+        result[unique] = row && member.is_string() ? json() : named(member);
     }
     return result;
 }
 
 void compare(std::string const &path, json const &before, json const &now,
-             std::vector<std::string> &lines) {
+             std::vector<Difference> &found) {
     if (before == now) {
         return;
     }
     if (!before.is_object() || !now.is_object()) {
-        lines.push_back(path + ": " + before.dump() + " -> " + now.dump());
+        found.push_back({path, before.dump(), now.dump()});
         return;
     }
     std::string const prefix = path.empty() ? "" : path + ", ";
-    auto const valueOf = [](char const *separator, json const &value) {
-        return value.is_null() ? "" : separator + value.dump();
-    };
     for (auto const &[key, value] : before.items()) {
         if (!now.contains(key)) {
-            lines.push_back(prefix + key + ": gone" + valueOf(", was ", value));
+            found.push_back({prefix + key, value.dump(), std::nullopt});
         } else {
-            compare(prefix + key, value, now.at(key), lines);
+            compare(prefix + key, value, now.at(key), found);
         }
     }
     for (auto const &[key, value] : now.items()) {
         if (!before.contains(key)) {
-            lines.push_back(prefix + key + ": new" + valueOf(", ", value));
+            found.push_back({prefix + key, std::nullopt, value.dump()});
         }
     }
 }
 
 json parsed(std::string const &text, char const *what) {
-    auto value = json::parse(text, nullptr, false);
-    if (value.is_discarded()) {
-        throw std::invalid_argument(std::string(what) + " is not JSON");
+    constexpr int kDeepest = 100; // no answer is; each level takes stack
+    bool deep = false;
+    auto const value = json::parse(
+        text,
+        [&](int depth, json::parse_event_t /*event*/, json const & /*parsed*/) {
+            deep = deep || depth > kDeepest;
+            return !deep;
+        },
+        false);
+    if (value.is_discarded() || deep) {
+        throw std::invalid_argument(std::string(what) + " is not JSON of an answer");
     }
     return named(value);
 }
 
 } // namespace
 
-std::vector<std::string> differences(std::string const &before, std::string const &now) {
-    std::vector<std::string> lines;
-    compare("", parsed(before, "the saved answer"), parsed(now, "the agent's answer"), lines);
+std::vector<Difference> differences(std::string const &before, std::string const &now) {
+    std::vector<Difference> found;
+    compare("", parsed(before, "the saved answer"), parsed(now, "the agent's answer"), found);
+    return found;
+}
+
+std::string textOf(std::vector<Difference> const &differences) {
+    std::string lines;
+    for (Difference const &difference : differences) {
+        lines += difference.path;
+        if (difference.before && difference.now) {
+            lines += ": " + *difference.before + " -> " + *difference.now;
+        } else {
+            auto const &value = difference.now ? difference.now : difference.before;
+            lines += difference.now ? ": new" : ": gone";
+            if (value != "null") {
+                lines += (difference.now ? ", " : ", was ") + *value;
+            }
+        }
+        lines += '\n';
+    }
     return lines;
+}
+
+std::string jsonOf(std::vector<Difference> const &differences) {
+    auto list = nlohmann::ordered_json::array();
+    for (Difference const &difference : differences) {
+        auto &row = list.emplace_back(nlohmann::ordered_json{{"path", difference.path}});
+        if (difference.before) {
+            row["before"] = nlohmann::ordered_json::parse(*difference.before);
+        }
+        if (difference.now) {
+            row["now"] = nlohmann::ordered_json::parse(*difference.now);
+        }
+    }
+    return nlohmann::ordered_json{{"differences", list}}.dump() + '\n';
 }
 
 } // namespace UmoAgent

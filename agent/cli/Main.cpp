@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <iostream>
 #include <iterator>
@@ -84,28 +85,30 @@ UmoAgent::ClientStatus run(UmoAgent::Request const &request) {
 
 /// Each line is a request of its own, for the same agent. It runs in a process of its own, so an
 /// interrupt ends what goes on, such as events, and not the prompt.
-void runPrompt(UmoAgent::Request const &request) {
-    auto const carryOut = [&](std::string const &line) {
+void carryOutLine(UmoAgent::Request const &request, std::string const &line) {
+    std::cout.flush();
+    pid_t const child = fork();
+    if (child < 0) {
+        std::cerr << "umo-cli: no process for the command\n";
+    } else if (child == 0) {
+        std::signal(SIGINT, SIG_DFL);
+        std::istringstream words(line);
+        UmoAgent::Request each = request;
+        each.words.assign(std::istream_iterator<std::string>(words), {});
+        int const status = static_cast<int>(run(each));
         std::cout.flush();
-        pid_t const child = fork();
-        if (child < 0) {
-            std::cerr << "umo-cli: no process for the command\n";
-        } else if (child == 0) {
-            std::istringstream words(line);
-            UmoAgent::Request each = request;
-            each.words.assign(std::istream_iterator<std::string>(words), {});
-            int const status = static_cast<int>(run(each));
-            std::cout.flush();
-            _exit(status);
-        } else {
-            auto *const before = std::signal(SIGINT, SIG_IGN);
-            waitpid(child, nullptr, 0);
-            std::signal(SIGINT, before);
-        }
-    };
-    UmoAgent::prompt(carryOut, [&](std::vector<std::string> const &words) {
-        return UmoAgent::choicesAfter(words, request.socket);
-    });
+        _exit(status);
+    }
+    while (child > 0 && waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
+    }
+}
+
+void runPrompt(UmoAgent::Request const &request) {
+    std::signal(SIGINT, SIG_IGN);
+    UmoAgent::prompt([&](std::string const &line) { carryOutLine(request, line); },
+                     [&](std::vector<std::string> const &words) {
+                         return UmoAgent::choicesAfter(words, request.socket);
+                     });
 }
 
 } // namespace

@@ -10,6 +10,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <iostream>
 #include <set>
 #include <sstream>
 #include <stdexcept>
@@ -43,14 +44,17 @@ char *nextMatching(char const * /*text*/, int number) {
 
 char **complete(char const *text, int start, int /*end*/) {
     std::string_view const typed(text);
+    auto const words = wordsOf(std::string(rl_line_buffer, static_cast<std::size_t>(start)));
+    if (words.size() == 1 && (words.front() == "apply" || words.front() == "diff")) {
+        return nullptr; // the editor completes names of files
+    }
     theMatching.clear();
-    for (std::string &choice :
-         theChoices(wordsOf(std::string(rl_line_buffer, static_cast<std::size_t>(start))))) {
+    for (std::string &choice : theChoices(words)) {
         if (choice.rfind(typed, 0) == 0) {
             theMatching.push_back(std::move(choice));
         }
     }
-    rl_attempted_completion_over = 1; // no names of files
+    rl_attempted_completion_over = 1; // no names of files here
     return theMatching.empty() ? nullptr : rl_completion_matches(text, &nextMatching);
 }
 
@@ -72,14 +76,12 @@ std::vector<std::string> namesAfter(std::vector<std::string> const &words, std::
     if (words.size() > names) {
         return {};
     }
-    if (words.size() == 1) {
-        return valuesOf(answer("showNatFlowGroup").at("matches"), "policy");
+    if (words.size() < 3) { // explaining a whole policy for its names would cost the agent time
+        std::string const line = "showNatFlowGroup" + (words.size() == 1 ? "" : ' ' + words[1]);
+        return valuesOf(answer(line).at("matches"), words.size() == 1 ? "policy" : "match");
     }
-    if (words.size() == 2) {
-        return valuesOf(answer("explain " + words[1]).at("matches"), "match");
-    }
-    return valuesOf(
-        answer("explain " + words[1] + ' ' + words[2]).at("matches").at(0).at("actions"), "action");
+    auto const explained = answer("explain " + words[1] + ' ' + words[2]);
+    return valuesOf(explained.at("matches").at(0).at("actions"), "action");
 }
 
 } // namespace
@@ -91,9 +93,13 @@ std::vector<std::string> choicesAfter(std::vector<std::string> const &words,
         for (CommandText const &command : kCommands) {
             choices.emplace_back(command.name);
         }
+        choices.insert(choices.end(), {"diff", "exit", "watch"});
         return choices;
     }
     std::string const &command = words.front();
+    if (command == "watch") {
+        return choicesAfter({words.begin() + 1, words.end()}, socket);
+    }
     try {
         if (command == "explain" || command == "picture") {
             choices = namesAfter(words, 3, socket);
@@ -126,6 +132,7 @@ void prompt(std::function<void(std::string const &line)> const &run, Choices cho
         }
         run(line);
     }
+    std::cout << '\n'; // the end of input leaves the prompt's line open
 }
 
 } // namespace UmoAgent

@@ -93,11 +93,10 @@ std::string ask(std::string const &path, std::string const &line, std::chrono::s
     return connection.receive();
 }
 
-void follow(std::string const &path, std::string const &line,
+void follow(std::string const &path, std::string const &line, std::chrono::seconds patience,
             std::function<void(std::string_view piece)> const &take) {
-    constexpr std::chrono::seconds kPatience(10); // to be accepted
-    Descriptor const socket = connectTo(path, kPatience);
-    writeAll(socket.number(), line + '\n');
+    Descriptor const socket = connectTo(path, patience);
+    writeAll(socket.number(), line + "\n\n"); // more than the line, as above
     std::vector<char> bytes(65536);
     for (;;) {
         ssize_t const got = recv(socket.number(), bytes.data(), bytes.size(), 0);

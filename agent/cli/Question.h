@@ -17,8 +17,8 @@ inline constexpr std::size_t kMaxAnswer = std::size_t{64} << 20U;
 std::string ask(std::string const &path, std::string const &line, std::chrono::seconds patience);
 
 /// Sends `line`, and hands what comes to `take` in pieces until the agent ends the connection.
-/// Throws as ask() does; it waits without limit.
-void follow(std::string const &path, std::string const &line,
+/// Throws as ask() does; `patience` is only for the agent to take the line.
+void follow(std::string const &path, std::string const &line, std::chrono::seconds patience,
             std::function<void(std::string_view piece)> const &take);
 
 } // namespace UmoAgent

@@ -76,21 +76,25 @@ void ApplyCommand::apply(std::string const &arguments, Done done) {
     });
 }
 
-/// The copy also does what the library would do later, without waiting for it.
+/// The copy first does what is queued already, so that only what follows from the file is told, and
+/// then what the file leaves to be done later, without waiting for either.
 void ApplyCommand::rehearse(std::vector<Event> const &events, Done const &done) {
     if (dryRun_.running()) {
         throw CommandError("another dry run is in progress");
     }
     auto const work = [&](std::ostream &out) {
+        loop_.rehearse();
+        BoundedText text(Limits::kAnswerBytes);
+        std::ostream told(&text);
         std::size_t calls = 0;
         agent_.chip().callLogIs([&](std::string const &line) {
-            out << stamp(loop_.now()) << ' ' << line << '\n';
+            told << stamp(loop_.now()) << ' ' << line << '\n';
             ++calls;
         });
-        carryOutAll(agent_, events, out);
+        carryOutAll(agent_, events, told);
         loop_.rehearse();
-        out << "nothing was changed: these would be " << counted(calls, "call", "calls")
-            << " of the chip\n";
+        out << text.text() << "nothing was changed: these would be "
+            << counted(calls, "call", "calls") << " of the chip\n";
         warnOf(events, agent_, out);
     };
     try {

@@ -17,7 +17,6 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
-#include <limits>
 #include <sstream>
 #include <stdexcept>
 #include <system_error>
@@ -68,9 +67,12 @@ void setTuning(ForwardingAgent &agent, std::string const &arguments) {
         throw CommandError("found " + inQuotes(arguments) +
                            ", expected backlog-limit, backlog-interval or retry-delay and a value");
     }
-    if (isLimit ? !number || *number > std::numeric_limits<std::uint32_t>::max() : !time) {
+    if (isLimit ? !number || *number > Table::Tuning::kLargestLimit : !time) {
         throw CommandError("found " + inQuotes(value) + ", expected " +
-                           (isLimit ? "a number of actions, 0 for all" : "a time such as 100ms"));
+                           (isLimit
+                                ? "a number of actions up to " +
+                                      std::to_string(Table::Tuning::kLargestLimit) + ", 0 for all"
+                                : "a time such as 100ms"));
     }
     if (isLimit) {
         tuning.backlogLimit = static_cast<std::uint32_t>(*number);
@@ -119,7 +121,8 @@ void Console::listenAt(std::string path) {
                            CommandServer::Done const &done) { answer(socket, line, done); });
     server_->handoverIs([this](std::string const &line, Descriptor &socket) {
         auto const [words, json] = withoutJsonWord(line);
-        return words == kEvents && chronicle_.follow(socket, json);
+        return Agent::AgentCommands::nameOf(words) == kEvents && argumentsOf(words).empty() &&
+               chronicle_.follow(socket, json);
     });
 }
 

@@ -28,7 +28,7 @@ constexpr std::chrono::milliseconds kPatience{60'000}; // for the whole run
 
 void DryRun::start(Work const &work, Done done) {
     copy_ = ProcessCopy::start("a copy of the agent", [&work](int channel) {
-        BoundedText text(Limits::kAnswerBytes);
+        BoundedText text(2 * Limits::kAnswerBytes); // of an answer with what follows it
         std::ostream out(&text);
         work(out);
         writeAll(channel, text.text() + kEnd);

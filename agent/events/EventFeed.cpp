@@ -11,9 +11,14 @@
 
 namespace UmoAgent {
 
+/// What a client has sent is read only here: left unread, it resets the connection, which tells
+/// the client of an agent that died.
 EventFeed::~EventFeed() {
+    std::array<char, 4096> bytes{};
     for (auto const &[descriptor, client] : clients_) {
         loop_.unwatch(descriptor);
+        while (recv(descriptor, bytes.data(), bytes.size(), MSG_DONTWAIT) > 0) {
+        }
     }
 }
 
@@ -46,22 +51,17 @@ void EventFeed::queue(Client &client, Line const &line) {
     await(client);
 }
 
+/// That a client has gone is told without being asked for.
 void EventFeed::await(Client &client) {
-    short const events = client.queued.empty() ? POLLIN : POLLIN | POLLOUT;
+    short const events = client.queued.empty() ? 0 : POLLOUT;
     loop_.watch(client.socket.number(), events,
                 [this, &client](short came) { serve(client, came); });
 }
 
 void EventFeed::serve(Client &client, short events) {
-    if ((events & ~POLLOUT) != 0) { // what a client sends is not read, only that it has gone
-        std::array<char, 4096> bytes{};
-        ssize_t const got = recv(client.socket.number(), bytes.data(), bytes.size(), 0);
-        if (got == 0 || (got < 0 && errno != EAGAIN && errno != EINTR)) {
-            drop(client);
-            return;
-        }
-    }
-    if ((events & POLLOUT) != 0) {
+    if ((events & (POLLHUP | POLLERR)) != 0) {
+        drop(client);
+    } else if ((events & POLLOUT) != 0) {
         send(client);
     }
 }

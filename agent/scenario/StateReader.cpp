@@ -83,13 +83,13 @@ void StateReader::chip(YamlNode node) {
 }
 
 void StateReader::tuning(YamlNode node) {
-    static constexpr std::uint32_t kMax = 1'000'000;
     auto tuning = *changes_.draft().find<Table::Tuning>({});
     nodes_.fields(
         node, "a mapping with backlog-limit, backlog-interval and retry-delay",
         {{"backlog-limit",
           [&](YamlNode value) {
-              keep(values_.number<std::uint32_t>(value, 0, kMax, "a number of actions"),
+              keep(values_.number<std::uint32_t>(value, 0, Table::Tuning::kLargestLimit,
+                                                 "a number of actions"),
                    tuning.backlogLimit);
           }},
          {"backlog-interval",

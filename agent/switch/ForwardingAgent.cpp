@@ -19,6 +19,9 @@ void ForwardingAgent::start(Changes const &initial) {
                                      state_.topologyConfig(), state_.l3Table(), state_.ipStatus(),
                                      chip_);
     root_->topologySm()->observerIs(&observers_);
+    for (UmoNatFlowMatchSm const *const match : root_->unprogrammedGroup()) {
+        observers_.matchWaits(*match); // since the library was loaded
+    }
     tune();
 }
 

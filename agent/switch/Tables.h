@@ -52,6 +52,7 @@ struct Chip {
 struct Tuning {
     static constexpr std::string_view kOne = "the tuning";
     using Key = Only;
+    static constexpr std::uint32_t kLargestLimit = 1'000'000;
     struct Value {                        // the defaults are the library's
         std::uint32_t backlogLimit = 100; // actions evaluated in a run; 0: all that were queued
         /// From the first queued action to the run, and between runs.
