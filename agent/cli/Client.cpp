@@ -144,8 +144,7 @@ ClientStatus diff(Request const &request, std::string const &file, std::string c
 
 } // namespace
 
-ClientStatus carryOut(Request const &given) {
-    Request request = given;
+ClientStatus carryOut(Request request) {
     auto &words = request.words;
     request.json = std::erase(words, kJsonWord) != 0 || request.json;
     if (words.empty()) {

@@ -23,6 +23,6 @@ enum class ClientStatus {
 
 /// Sends the command to the agent, and prints the answer; or follows the agent, or compares
 /// answers. Throws std::runtime_error if the agent cannot be asked.
-ClientStatus carryOut(Request const &request);
+ClientStatus carryOut(Request request);
 
 } // namespace UmoAgent

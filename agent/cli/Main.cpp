@@ -15,6 +15,7 @@
 #include <iterator>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 /// umo-cli: sends one command to a running umo-agent, and prints the answer.
@@ -74,9 +75,9 @@ std::vector<std::string> wordsOf(CLI::App const &app) {
 }
 
 /// Carries the request out, and prints why it cannot be.
-UmoAgent::ClientStatus run(UmoAgent::Request const &request) {
+UmoAgent::ClientStatus run(UmoAgent::Request request) {
     try {
-        return UmoAgent::carryOut(request);
+        return UmoAgent::carryOut(std::move(request));
     } catch (std::exception const &error) {
         std::cerr << "umo-cli: " << UmoAgent::printable(error.what()) << '\n';
         return UmoAgent::ClientStatus::notAsked;
@@ -95,7 +96,7 @@ void carryOutLine(UmoAgent::Request const &request, std::string const &line) {
         std::istringstream words(line);
         UmoAgent::Request each = request;
         each.words.assign(std::istream_iterator<std::string>(words), {});
-        int const status = static_cast<int>(run(each));
+        int const status = static_cast<int>(run(std::move(each)));
         std::cout.flush();
         _exit(status);
     }
@@ -134,5 +135,5 @@ int main(int argc, char **argv) {
         runPrompt(request);
         return static_cast<int>(UmoAgent::ClientStatus::good);
     }
-    return static_cast<int>(run(request));
+    return static_cast<int>(run(std::move(request)));
 }
