@@ -69,7 +69,7 @@ LiveAgent::LiveAgent(Changes const &feeds, LiveOptions const &options, std::ostr
         queue->patienceIs(std::chrono::milliseconds(0));
     }
     if (options.showCalls) {
-        switch_.agent().chip().callLogIs([this](std::string const &line) { say(line); });
+        switch_.agent().callLogIs([this](std::string const &line) { say(line); });
     }
     console_.programmerIs(&switch_.programmer());
     if (!options.metricsFile.empty()) {
@@ -132,7 +132,7 @@ ExitStatus LiveAgent::run() {
          : options_.leave ? "its flows are left in the switch"
          : asWanted       ? "its flows are taken out of the switch"
                           : "its flows are perhaps still in the switch"));
-    printChip(out_, switch_.agent().chip());
+    printChip(out_, switch_.agent());
     out_.flush();
     for (OutputQueue *const queue : options_.queues) {
         queue->finish();

@@ -106,7 +106,7 @@ Player::Player(Scenario const &scenario, PlayOptions const &options, std::ostrea
         onWallTime();
     }
     if (options.showCalls) {
-        agent_.chip().callLogIs([this](std::string const &line) {
+        agent_.callLogIs([this](std::string const &line) {
             out_ << stamp(loop_.now()) << ' ' << line
                  << std::endl; // flushed, in case it is the last line
         });
@@ -199,7 +199,7 @@ ExitStatus Player::play(Scenario scenario) {
     agent_.shutDown();
     out_ << stamp(loop_.now()) << ' ' << (signal != nullptr ? signal : "end of the scenario")
          << ", NAT is shut down\n";
-    printChip(out_, agent_.chip());
+    printChip(out_, agent_);
     out_.flush();
     if (waits) {
         patienceIs(OutputQueue::kLastPatience); // a signal may just have ended the wait

@@ -1,8 +1,7 @@
 #include "BenchSwitch.h"
-#include "CallRecorder.h"
 #include "ForgetfulChip.h"
+#include "StrictChip.h"
 #include "Timing.h"
-#include "agent/chip/SoftSwitch.h"
 
 #include <benchmark/benchmark.h>
 
@@ -17,15 +16,6 @@
 /// Bringing up and removing N actions: on the strict software chip, against making the same calls
 /// of that chip alone; and on a chip of no cost, for the library's own part.
 namespace {
-
-Mox::Ptr<UmoAgent::SoftSwitch> strictChip() {
-    constexpr auto kNoLimit = std::numeric_limits<std::uint32_t>::max();
-    return Mox::make<UmoAgent::SoftSwitch>(UmoAgent::ChipCapacity{kNoLimit, kNoLimit},
-                                           [](std::string const &error) {
-                                               std::cerr << error << '\n';
-                                               std::abort();
-                                           });
-}
 
 Mox::Ptr<Bench::ForgetfulChip> forgetfulChip() {
     return Mox::make<Bench::ForgetfulChip>();
@@ -80,16 +70,20 @@ void tearDown(benchmark::State &state, MakeChip const &makeChip) {
 
 void replay(benchmark::State &state) {
     Bench::BenchSwitch &sw = inputs(state);
-    auto const recorder = Mox::make<Bench::CallRecorder>(strictChip());
+    std::vector<UmoHelper::Call> calls;
+    auto const recorder = Bench::strictChip();
+    recorder->logIs([&](UmoHelper::Call const &call, UmoHelper::Call::Result const & /*result*/) {
+        calls.push_back(call);
+    });
     sw.start(recorder);
-    std::vector<Bench::CallRecorder::Call> const calls = recorder->calls();
+    recorder->logIs(nullptr);
     sw.stop();
     for (auto _ : state) {
         freshHeap();
-        auto const chip = strictChip();
+        auto const chip = Bench::strictChip();
         Bench::timed(state, [&] {
             for (auto const &call : calls) {
-                call(*chip);
+                call.on(*chip);
             }
         });
     }
@@ -100,10 +94,10 @@ void replay(benchmark::State &state) {
 void sizes(benchmark::internal::Benchmark *bench) {
     bench->RangeMultiplier(10)->Range(1000, 100000)->UseManualTime();
 }
-BENCHMARK_CAPTURE(bringUp, strict, &strictChip)->Name("bring-up/strict")->Apply(sizes);
+BENCHMARK_CAPTURE(bringUp, strict, &Bench::strictChip)->Name("bring-up/strict")->Apply(sizes);
 BENCHMARK_CAPTURE(bringUp, own, &forgetfulChip)->Name("bring-up/own")->Apply(sizes);
 BENCHMARK(replay)->Name("bring-up/replay")->Apply(sizes);
-BENCHMARK_CAPTURE(tearDown, strict, &strictChip)->Name("teardown/strict")->Apply(sizes);
+BENCHMARK_CAPTURE(tearDown, strict, &Bench::strictChip)->Name("teardown/strict")->Apply(sizes);
 BENCHMARK_CAPTURE(tearDown, own, &forgetfulChip)->Name("teardown/own")->Apply(sizes);
 
 } // namespace

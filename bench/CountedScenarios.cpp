@@ -1,6 +1,6 @@
 #include "BenchSwitch.h"
 #include "agent/Player.h"
-#include "agent/chip/SoftSwitch.h"
+#include "StrictChip.h"
 #include "agent/scenario/ScenarioReader.h"
 
 #include <functional>
@@ -21,16 +21,11 @@ namespace {
 
 constexpr std::size_t kActions = 1000;
 
-Mox::Ptr<UmoAgent::SoftSwitch> chip() {
-    constexpr auto kNoLimit = std::numeric_limits<std::uint32_t>::max();
-    return Mox::make<UmoAgent::SoftSwitch>(UmoAgent::ChipCapacity{kNoLimit, kNoLimit}, nullptr);
-}
-
 /// Brings up a thousand actions and removes them.
 void bringUp() {
     Bench::BenchSwitch sw(kActions);
     countedWork([&] {
-        sw.start(chip());
+        sw.start(Bench::strictChip());
         sw.stop();
     });
 }
@@ -38,7 +33,7 @@ void bringUp() {
 /// On a switch of a thousand actions a port with a hundred of them flaps ten times.
 void portFlaps() {
     Bench::BenchSwitch sw(kActions);
-    sw.start(chip());
+    sw.start(Bench::strictChip());
     countedWork([&] {
         for (int i = 0; i < 10; ++i) {
             sw.flapPortIs(false);

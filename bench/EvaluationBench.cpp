@@ -1,7 +1,7 @@
 #include "BenchSwitch.h"
 #include "HeapCount.h"
 #include "Timing.h"
-#include "agent/chip/SoftSwitch.h"
+#include "StrictChip.h"
 
 #include <benchmark/benchmark.h>
 
@@ -17,21 +17,12 @@ namespace {
 struct RunningSwitch {
     explicit RunningSwitch(std::size_t actions) : sw(actions) { sw.start(chip); }
 
-    [[nodiscard]] std::uint64_t helperCalls() const {
-        std::uint64_t calls = 0;
-        for (std::size_t i = 0; i < UmoAgent::SoftSwitch::kOperations; ++i) {
-            calls += chip->calls(static_cast<UmoAgent::SoftSwitch::Operation>(i));
-        }
-        return calls;
-    }
+    [[nodiscard]] std::uint64_t helperCalls() const { return chip->allCalls(); }
     [[nodiscard]] std::size_t middleMatch() const {
         return sw.actionCount() / Bench::BenchSwitch::kActionsPerMatch / 2;
     }
 
-    Mox::Ptr<UmoAgent::SoftSwitch> chip = Mox::make<UmoAgent::SoftSwitch>(
-        UmoAgent::ChipCapacity{std::numeric_limits<std::uint32_t>::max(),
-                               std::numeric_limits<std::uint32_t>::max()},
-        nullptr);
+    Mox::Ptr<UmoHelper::CheckedHelper> chip = Bench::strictChip();
     Bench::BenchSwitch sw;
 };
 

@@ -2,7 +2,7 @@
 #include "ReadPipe.h"
 #include "Timing.h"
 #include "UmoNat/UmoNatFlowMcastSmCli.h"
-#include "agent/chip/SoftSwitch.h"
+#include "StrictChip.h"
 
 #include <benchmark/benchmark.h>
 
@@ -39,9 +39,7 @@ struct Row {
 /// A programmed switch, and the rows that the command prints for it.
 struct ShownSwitch {
     explicit ShownSwitch(std::size_t actions) : sw(actions) {
-        constexpr auto kNoLimit = std::numeric_limits<std::uint32_t>::max();
-        sw.start(
-            Mox::make<UmoAgent::SoftSwitch>(UmoAgent::ChipCapacity{kNoLimit, kNoLimit}, nullptr));
+        sw.start(Bench::strictChip());
         callback = umoNatFlowMcastSmCliCallbackFactory("showNatFlowActionHw", "", sw.hw);
         Bench::ReadPipe pipe;
         show(pipe.writeEnd());

@@ -28,19 +28,19 @@ std::uint32_t groupOf(HwNatFlowMatchStatus const &match, Ip::Nat::NatFlowType ty
 /// Checks that the chip's port set is what the tree records; `check` says where a fault is.
 template <class Check>
 void checkPortSet(Check const &check, HwNatFlowActionStatus const &action, bool unicast,
-                  NatFlowPortSet const &portSet, SoftSwitch::PortSet const &programmed) {
+                  NatFlowPortSet const &portSet, UmoHelper::PortSet const &programmed) {
     std::set<Nexo::IntfId> const interfaces(programmed.interfaces.begin(),
                                             programmed.interfaces.end());
     check(programmed.vlan == portSet.vlan() && interfaces == interfacesOf(portSet) &&
               interfaces.size() == programmed.interfaces.size(),
           "the chip has other interfaces than the tree");
-    std::optional<SoftSwitch::Translation> source;
+    std::optional<UmoHelper::Translation> source;
     if (!action.srcNat().addr().isZero()) {
         source = {action.srcNat(), action.srcFlow(), action.srcLen(), {}};
     }
     check(programmed.source == source, "the chip's source translation is not the tree's");
     bool const recorded = !action.dstNat().addr().isZero();
-    std::optional<SoftSwitch::Translation> destination;
+    std::optional<UmoHelper::Translation> destination;
     if (unicast || recorded) {
         destination = {action.dstNat(), action.dstFlow(), action.dstLen(), portSet.dmac()};
     }

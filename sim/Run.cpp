@@ -25,13 +25,13 @@ std::uint64_t hashed(std::uint64_t hash, std::string_view text) {
 /// Ends the call log of a chip that outlives the log's reader when a step is rejected.
 class LogEnd {
   public:
-    explicit LogEnd(UmoAgent::SoftSwitch &chip) : chip_(chip) {}
-    ~LogEnd() { chip_.callLogIs(nullptr); }
+    explicit LogEnd(UmoAgent::ForwardingAgent &agent) : agent_(agent) {}
+    ~LogEnd() { agent_.callLogIs(nullptr); }
     LogEnd(LogEnd const &) = delete;
     LogEnd &operator=(LogEnd const &) = delete;
 
   private:
-    UmoAgent::SoftSwitch &chip_;
+    UmoAgent::ForwardingAgent &agent_;
 };
 
 } // namespace
@@ -46,12 +46,12 @@ Figures run(std::string const &initial, NextStep const &next) {
         loop, [](std::string const &error) { require(false, "contract error: ", error); });
     auto const &state = agent.state();
     Checker checker(agent);
-    agent.chip().callLogIs([&](std::string const &call) {
+    agent.callLogIs([&](std::string const &call) {
         ++figures.calls;
         hash(call);
         checker.called(call);
     });
-    LogEnd const logEnd(agent.chip());
+    LogEnd const logEnd(agent);
     Packets packets(agent, checker, [&](UmoAgent::FrameView frame) {
         hash({reinterpret_cast<char const *>(frame.data()), frame.size()});
     });
@@ -80,7 +80,7 @@ Figures run(std::string const &initial, NextStep const &next) {
     }
     figures.packets = packets.compared();
     UmoAgent::printTree({printed}, *state.hwStatus());
-    UmoAgent::printChip(printed, agent.chip());
+    UmoAgent::printChip(printed, agent);
     UmoAgent::printGroups({printed}, agent.root(), *state.hwStatus());
     hash(printed.str());
     if (figures.hash % 2 == 0) {

@@ -87,7 +87,7 @@ void ApplyCommand::rehearse(std::vector<Event> const &events, Done const &done) 
         BoundedText text(Limits::kAnswerBytes);
         std::ostream told(&text);
         std::size_t calls = 0;
-        agent_.chip().callLogIs([&](std::string const &line) {
+        agent_.callLogIs([&](std::string const &line) {
             told << stamp(loop_.now()) << ' ' << line << '\n';
             ++calls;
         });

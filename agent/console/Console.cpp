@@ -164,7 +164,7 @@ void Console::addShowCommands() {
             printPackets(reply, agent_);
         }));
     add("showCounters",
-        plain([this](Reply const &reply) { printCounters(reply, agent_.chip(), programmer_); }));
+        plain([this](Reply const &reply) { printCounters(reply, agent_.helper(), programmer_); }));
     add("metrics", plain([this](Reply const &reply) { printMetrics(reply, agent_, programmer_); }),
         "# ");
     add("showLogEvents", plain(printLogEvents));

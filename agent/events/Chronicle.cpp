@@ -61,19 +61,19 @@ void Chronicle::actionQueued(UmoNatFlowActionSm const &action, UmoNatFlowCause c
 void Chronicle::queuedEvaluationBegins(UmoNatFlowActionSm const &action) {
     auto const queued = queued_.extract(&action);
     evaluations_.push_back(
-        {queued ? std::optional(queued.mapped()) : std::nullopt, agent_.chip().allCalls()});
+        {queued ? std::optional(queued.mapped()) : std::nullopt, agent_.helper().allCalls()});
 }
 
 void Chronicle::evaluationBegins(UmoNatFlowActionSm const & /*action*/,
                                  UmoNatFlowCause::Kind cause) {
-    evaluations_.push_back({UmoNatFlowCause{.kind = cause}, agent_.chip().allCalls()});
+    evaluations_.push_back({UmoNatFlowCause{.kind = cause}, agent_.helper().allCalls()});
 }
 
 /// Calls made by an evaluation within this one count for that one only.
 void Chronicle::evaluationEnds(UmoNatFlowActionSm const &action) {
     Evaluation const evaluation = evaluations_.back();
     evaluations_.pop_back();
-    std::uint64_t const calls = agent_.chip().allCalls();
+    std::uint64_t const calls = agent_.helper().allCalls();
     if (calls == evaluation.callsBefore) {
         return;
     }

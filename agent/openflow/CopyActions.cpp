@@ -9,7 +9,7 @@ namespace UmoAgent {
 
 namespace {
 
-using Translation = std::optional<SoftSwitch::Translation>;
+using Translation = std::optional<UmoHelper::Translation>;
 
 /// What a set_field needs to write a VLAN id also into an untagged packet.
 constexpr unsigned kTagPresent = 0x1000;
@@ -32,13 +32,13 @@ void translate(std::ostream &out, Translation const &translation, char const *si
     }
 }
 
-void translate(std::ostream &out, SoftSwitch::PortSet const &portSet) {
+void translate(std::ostream &out, UmoHelper::PortSet const &portSet) {
     translate(out, portSet.source, "src");
     translate(out, portSet.destination, "dst");
     out << "dec_ttl,";
 }
 
-void setDestinationMac(std::ostream &out, SoftSwitch::PortSet const &portSet, Served served) {
+void setDestinationMac(std::ostream &out, UmoHelper::PortSet const &portSet, Served served) {
     bool const translated = translates(portSet.destination);
     bool const multicast =
         translated ? portSet.destination->nat.addr().isMulticast() : served.multicast;
@@ -54,7 +54,7 @@ void setDestinationMac(std::ostream &out, SoftSwitch::PortSet const &portSet, Se
 
 } // namespace
 
-bool fits(Fragments fragments, SoftSwitch::PortSet const &portSet, Datapath datapath) {
+bool fits(Fragments fragments, UmoHelper::PortSet const &portSet, Datapath datapath) {
     bool const spoilt = fragments == Fragments::later && datapath == Datapath::userspace;
     auto const fits = [&](Translation const &translation) {
         return !translates(translation) || (translation->nat.port() == 0 && !spoilt);
@@ -62,7 +62,7 @@ bool fits(Fragments fragments, SoftSwitch::PortSet const &portSet, Datapath data
     return fragments == Fragments::none || (fits(portSet.source) && fits(portSet.destination));
 }
 
-std::string copyActions(SoftSwitch::PortSet const &portSet, Served served, Nexo::EthAddr bridgeMac,
+std::string copyActions(UmoHelper::PortSet const &portSet, Served served, Nexo::EthAddr bridgeMac,
                         Egress egress) {
     std::ostringstream out;
     translate(out, portSet);
@@ -77,7 +77,7 @@ std::string copyActions(SoftSwitch::PortSet const &portSet, Served served, Nexo:
     return out.str();
 }
 
-std::string recirculationActions(SoftSwitch::PortSet const &portSet) {
+std::string recirculationActions(UmoHelper::PortSet const &portSet) {
     std::ostringstream out;
     translate(out, portSet);
     out << "set_field:0->" << kGroupRegister << ",resubmit(,"

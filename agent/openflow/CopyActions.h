@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Nexo/EthAddr.h"
-#include "agent/chip/SoftSwitch.h"
+#include "HelperKit/Contents.h"
 
 #include <cstdint>
 #include <string>
@@ -36,14 +36,14 @@ enum class Datapath : std::uint8_t {
 };
 
 /// Whether such packets can have the port set's copies.
-bool fits(Fragments fragments, SoftSwitch::PortSet const &portSet, Datapath datapath);
+bool fits(Fragments fragments, UmoHelper::PortSet const &portSet, Datapath datapath);
 
 /// The actions of a bucket that makes a port set's copy for one interface.
-std::string copyActions(SoftSwitch::PortSet const &portSet, Served served, Nexo::EthAddr bridgeMac,
+std::string copyActions(UmoHelper::PortSet const &portSet, Served served, Nexo::EthAddr bridgeMac,
                         Egress egress);
 
 /// The actions of a bucket that sends a port set's copy through classification once more.
-std::string recirculationActions(SoftSwitch::PortSet const &portSet);
+std::string recirculationActions(UmoHelper::PortSet const &portSet);
 
 /// Recirculated packets have 1 here, all others 0.
 inline constexpr char const *kRecirculatedRegister = "reg15";

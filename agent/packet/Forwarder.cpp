@@ -12,7 +12,7 @@ namespace UmoAgent {
 
 namespace {
 
-Nexo::EthAddr destinationMac(Packet const &copy, SoftSwitch::PortSet const &portSet) {
+Nexo::EthAddr destinationMac(Packet const &copy, UmoHelper::PortSet const &portSet) {
     auto const destination = copy.address(Side::destination);
     if (destination.isMulticast()) {
         return groupMac(destination);
@@ -20,7 +20,7 @@ Nexo::EthAddr destinationMac(Packet const &copy, SoftSwitch::PortSet const &port
     return portSet.nextHopMac();
 }
 
-bool translate(Packet &copy, SoftSwitch::PortSet const &portSet) {
+bool translate(Packet &copy, UmoHelper::PortSet const &portSet) {
     return (!portSet.source || copy.translate(Side::source, portSet.source->nat)) &&
            (!portSet.destination || copy.translate(Side::destination, portSet.destination->nat));
 }
@@ -90,7 +90,7 @@ void Forwarder::classify(Packet const &packet, std::size_t bytes, Pass pass) {
 
 /// Makes the copies of one port set.
 void Forwarder::replicate(Packet const &packet, std::uint32_t portSetId,
-                          SoftSwitch::PortSet const &portSet, std::size_t bytes, Pass pass) {
+                          UmoHelper::PortSet const &portSet, std::size_t bytes, Pass pass) {
     Packet copy = packet;
     copy.decrementTtl();
     if (!translate(copy, portSet)) {
@@ -111,7 +111,7 @@ void Forwarder::replicate(Packet const &packet, std::uint32_t portSetId,
     }
 }
 
-std::optional<std::size_t> Forwarder::send(Packet const &copy, SoftSwitch::PortSet const &portSet,
+std::optional<std::size_t> Forwarder::send(Packet const &copy, UmoHelper::PortSet const &portSet,
                                            Nexo::IntfId intf, std::size_t bytes) {
     auto const settings = bridging_->switchIntfConfig(intf);
     if (!settings) {

@@ -51,9 +51,9 @@ class Forwarder {
 
     void classify(Packet const &packet, std::size_t bytes, Pass pass);
     void replicate(Packet const &packet, std::uint32_t portSetId,
-                   SoftSwitch::PortSet const &portSet, std::size_t bytes, Pass pass);
+                   UmoHelper::PortSet const &portSet, std::size_t bytes, Pass pass);
     /// Returns the length of the frame, or none if the copy was dropped.
-    std::optional<std::size_t> send(Packet const &copy, SoftSwitch::PortSet const &portSet,
+    std::optional<std::size_t> send(Packet const &copy, UmoHelper::PortSet const &portSet,
                                     Nexo::IntfId intf, std::size_t bytes);
 
     SoftSwitch &chip_;

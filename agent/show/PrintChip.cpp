@@ -15,7 +15,7 @@ namespace UmoAgent {
 
 namespace {
 
-Json translationValue(SoftSwitch::Translation const &translation) {
+Json translationValue(UmoHelper::Translation const &translation) {
     Json value{
         {"flow", valueOf(Ip::Nat::NatFlowEnd{translation.flow.addr(), translation.prefixLength,
                                              translation.flow.port()})},
@@ -26,7 +26,7 @@ Json translationValue(SoftSwitch::Translation const &translation) {
     return value;
 }
 
-Json portSetValue(std::uint32_t id, SoftSwitch::PortSet const &portSet) {
+Json portSetValue(std::uint32_t id, UmoHelper::PortSet const &portSet) {
     Json value{{"port-set", id},
                {"vlan", portSet.vlan},
                {"dmac", streamed(portSet.dmac)},
@@ -40,7 +40,7 @@ Json portSetValue(std::uint32_t id, SoftSwitch::PortSet const &portSet) {
     return value;
 }
 
-Json groupValue(std::uint32_t id, SoftSwitch::Group const &group) {
+Json groupValue(std::uint32_t id, UmoHelper::Group const &group) {
     Json portSets = Json::array();
     for (auto const &[portSetId, portSet] : group.portSets) {
         portSets.push_back(portSetValue(portSetId, portSet));
@@ -109,7 +109,8 @@ void printChipTables(std::ostream &out, Json const &tables) {
     }
 }
 
-Json chipValue(SoftSwitch const &chip) {
+Json chipValue(ForwardingAgent const &agent) {
+    SoftSwitch const &chip = agent.chip();
     Json groups = Json::array();
     for (auto const &[id, group] : chip.groups()) {
         groups.push_back(groupValue(id, group));
@@ -117,7 +118,7 @@ Json chipValue(SoftSwitch const &chip) {
     return {{"groups-in-use", chip.groupsInUse()},
             {"capacity", chip.capacity().groups},
             {"refusals", chip.refusals()},
-            {"contract-errors", chip.contractErrors()},
+            {"contract-errors", agent.helper().found(UmoHelper::CheckedHelper::Party::caller)},
             {"groups", std::move(groups)}};
 }
 
@@ -137,8 +138,8 @@ void printChipText(std::ostream &out, Json const &chip) {
 
 } // namespace
 
-void printChip(std::ostream &out, SoftSwitch const &chip) {
-    printChipText(out, chipValue(chip));
+void printChip(std::ostream &out, ForwardingAgent const &agent) {
+    printChipText(out, chipValue(agent));
 }
 
 void printChip(Reply const &reply, ForwardingAgent &agent, bool tables) {
@@ -146,7 +147,7 @@ void printChip(Reply const &reply, ForwardingAgent &agent, bool tables) {
     if (tables) {
         value["tables"] = chipTablesValue(agent.chip());
     }
-    value["chip"] = chipValue(agent.chip());
+    value["chip"] = chipValue(agent);
     value["traffic"] = trafficValue(agent);
     reply.give(std::move(value), [](std::ostream &out, Json const &whole) {
         if (auto const tablesOf = whole.find("tables"); tablesOf != whole.end()) {

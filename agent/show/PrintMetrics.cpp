@@ -39,17 +39,18 @@ class Metrics {
     Json metrics_ = Json::array();
 };
 
-void addChip(Metrics &metrics, SoftSwitch const &chip) {
+void addChip(Metrics &metrics, ForwardingAgent const &agent) {
+    SoftSwitch const &chip = agent.chip();
     metrics.declare("umo_helper_calls_total", "counter", "Calls of the switch chip.");
-    for (std::size_t i = 0; i < SoftSwitch::kOperations; ++i) {
-        metrics.sample(chip.calls(static_cast<SoftSwitch::Operation>(i)),
-                       {{"operation", SoftSwitch::operationNames().at(i)}});
+    for (std::size_t i = 0; i < UmoHelper::kOperations; ++i) {
+        metrics.sample(agent.helper().calls(static_cast<UmoHelper::Operation>(i)),
+                       {{"operation", UmoHelper::operationNames().at(i)}});
     }
     metrics.declare("umo_refusals_total", "counter", "Groups and port sets that the chip refused.");
     metrics.sample(chip.refusals());
     metrics.declare("umo_contract_errors_total", "counter",
                     "Calls that broke the contract of the chip's interface.");
-    metrics.sample(chip.contractErrors());
+    metrics.sample(agent.helper().found(UmoHelper::CheckedHelper::Party::caller));
     metrics.declare("umo_chip_groups", "gauge", "Groups in use.");
     metrics.sample(chip.groupsInUse());
     metrics.declare("umo_chip_groups_capacity", "gauge", "Groups that the chip has room for.");
@@ -141,7 +142,7 @@ void printMetricsText(std::ostream &out, Json const &metrics) {
 void printMetrics(Reply const &reply, ForwardingAgent const &agent,
                   SwitchProgrammer const *programmer) {
     Metrics metrics;
-    addChip(metrics, agent.chip());
+    addChip(metrics, agent);
     addMatches(metrics, agent.root());
     addBacklog(metrics, agent.root(), agent.meter());
     addTasks(metrics, agent.root());

@@ -93,14 +93,15 @@ std::string levelsOf(Mox::TraceHandle const &handle) {
 
 } // namespace
 
-void printCounters(Reply const &reply, SoftSwitch const &chip, SwitchProgrammer const *programmer) {
+void printCounters(Reply const &reply, UmoHelper::CheckedHelper const &helper,
+                   SwitchProgrammer const *programmer) {
     Json handlers = Json::object(), operations = Json::object();
     for (Skimtrace::Point const *point : Skimtrace::points()) {
         handlers[std::string(point->name())] = point->entries();
     }
-    for (std::size_t i = 0; i < SoftSwitch::kOperations; ++i) {
-        operations[std::string(SoftSwitch::operationNames().at(i))] =
-            chip.calls(static_cast<SoftSwitch::Operation>(i));
+    for (std::size_t i = 0; i < UmoHelper::kOperations; ++i) {
+        operations[std::string(UmoHelper::operationNames().at(i))] =
+            helper.calls(static_cast<UmoHelper::Operation>(i));
     }
     Json value{{"handlers", std::move(handlers)}, {"chip", std::move(operations)}};
     if (programmer != nullptr) {

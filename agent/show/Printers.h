@@ -34,7 +34,7 @@ void printTable(Reply const &reply, Mox::Ptr<Ip::Nat::HwNatFlowStatus> const &st
                 std::string const &arguments = "");
 
 /// The switch chip, as text: a line about its use, then its groups with their contents.
-void printChip(std::ostream &out, SoftSwitch const &chip);
+void printChip(std::ostream &out, ForwardingAgent const &agent);
 
 /// Which counters of packets to show.
 enum class Counted : std::uint8_t {
@@ -78,7 +78,8 @@ void printBacklog(Reply const &reply, UmoNatFlowMcastSm const &root);
 
 /// How often each handler of the process was entered, and each operation of the chip called; what
 /// was sent to the real switch by `programmer`, unless that is null, and what became of it.
-void printCounters(Reply const &reply, SoftSwitch const &chip, SwitchProgrammer const *programmer);
+void printCounters(Reply const &reply, UmoHelper::CheckedHelper const &helper,
+                   SwitchProgrammer const *programmer);
 
 /// What the agent does, in numbers: calls of the chip, matches by state, the backlog, tasks, and
 /// what was sent to the real switch by `programmer`, unless that is null. As text in the format of

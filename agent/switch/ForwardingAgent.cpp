@@ -1,5 +1,6 @@
 #include "agent/switch/ForwardingAgent.h"
 
+#include "agent/base/Text.h"
 #include "Base/Assert.h"
 
 #include <utility>
@@ -7,7 +8,15 @@
 namespace UmoAgent {
 
 ForwardingAgent::ForwardingAgent(EventLoop const &loop, SoftSwitch::LineSink errors)
-    : loop_(loop), chip_(Mox::make<SoftSwitch>(ChipCapacity{}, std::move(errors))) {
+    : loop_(loop),
+      chip_(Mox::make<SoftSwitch>(ChipCapacity{})),
+      helper_(Mox::make<UmoHelper::CheckedHelper>(
+          chip_, [errors = std::move(errors)](UmoHelper::CheckedHelper::Finding const &finding) {
+              // The software chip breaks its part knowingly: a full group refuses a port set.
+              if (errors && finding.party == UmoHelper::CheckedHelper::Party::caller) {
+                  errors(printable(finding.text()));
+              }
+          })) {
     observers_.add(meter_);
 }
 
@@ -17,7 +26,7 @@ void ForwardingAgent::start(Changes const &initial) {
     root_ = umoNatFlowMcastSmFactory(state_.natStatus(), state_.hwStatus(), state_.bridgingConfig(),
                                      state_.bridgingStatus(), state_.vlanStatusDir(),
                                      state_.topologyConfig(), state_.l3Table(), state_.ipStatus(),
-                                     chip_);
+                                     helper_);
     root_->topologySm()->observerIs(&observers_);
     for (UmoNatFlowMatchSm const *const match : root_->unprogrammedGroup()) {
         observers_.matchWaits(*match); // since the library was loaded
@@ -46,8 +55,19 @@ void ForwardingAgent::tune() {
     root_->unprogrammedGroupTaskDelayIs(Mox::Seconds(tuning.retryDelay));
 }
 
+void ForwardingAgent::callLogIs(SoftSwitch::LineSink log) {
+    if (!log) {
+        helper_->logIs(nullptr);
+        return;
+    }
+    helper_->logIs([log = std::move(log)](UmoHelper::Call const &call,
+                                          UmoHelper::Call::Result const &result) {
+        log(printable(call.text()) + textOf(result));
+    });
+}
+
 bool ForwardingAgent::clean() const {
-    return chip_->contractErrors() == 0 && (root_ || chip_->groupsInUse() == 0);
+    return helper_->found(UmoHelper::CheckedHelper::Party::caller) == 0 && (root_ || chip_->groupsInUse() == 0);
 }
 
 } // namespace UmoAgent

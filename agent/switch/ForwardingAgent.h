@@ -1,5 +1,6 @@
 #pragma once
 
+#include "HelperKit/CheckedHelper.h"
 #include "Mox/Ptr.h"
 #include "UmoNat/UmoNatFlowMcastSm.h"
 #include "agent/base/EventLoop.h"
@@ -44,6 +45,11 @@ class ForwardingAgent {
     [[nodiscard]] EventLoop const &loop() const { return loop_; }
     [[nodiscard]] SoftSwitch &chip() { return *chip_; }
     [[nodiscard]] SoftSwitch const &chip() const { return *chip_; }
+    /// What the NAT library has for the chip.
+    [[nodiscard]] UmoHelper::CheckedHelper const &helper() const { return *helper_; }
+    /// Writes every call of the chip with its result to `log` as it happens; an empty `log` ends
+    /// that.
+    void callLogIs(SoftSwitch::LineSink log);
     [[nodiscard]] Forwarder &forwarder() { return forwarder_; }
     [[nodiscard]] Forwarder const &forwarder() const { return forwarder_; }
     [[nodiscard]] SwitchState const &state() const { return state_; }
@@ -57,6 +63,7 @@ class ForwardingAgent {
 
     EventLoop const &loop_;
     Mox::Ptr<SoftSwitch> chip_;
+    Mox::Ptr<UmoHelper::CheckedHelper> helper_; // around the chip
     SwitchState state_;
     Forwarder forwarder_{*chip_, state_.hwStatus(), state_.bridgingConfig()};
     Meter meter_{loop_};

@@ -35,7 +35,7 @@ TEST(Retry, WorksOnlyInARunWhichYieldsWhenItsTimeSliceIsOverAndGoesOnAtOnce) {
     FullSwitch sw({"m1", "m2"});
     sw.chip->capacityIs({.groups = 2});
     sw.freeHolder();
-    sw.chip->callLogIs([&](std::string const &) { // a slow chip
+    sw.checked->logIs([&](auto const &, auto const &) { // a slow chip
         sw.clock->advanceTo(sw.clock->now() + std::chrono::milliseconds(20));
     });
     sw.clock->advanceTo(std::chrono::seconds(10));
@@ -49,7 +49,7 @@ TEST(Retry, WorksOnlyInARunWhichYieldsWhenItsTimeSliceIsOverAndGoesOnAtOnce) {
     EXPECT_EQ(storyOf(traces.messages), "Entries checked: 1, remaining: 0|");
     EXPECT_EQ(sw.scheduler->runDueTasks(), 0U);
     EXPECT_EQ(sw.root->unprogrammedGroupTask()->taskWorkCount(), 2U);
-    sw.chip->callLogIs(nullptr);
+    sw.checked->logIs(nullptr);
 }
 
 TEST(Retry, KeepsAMatchWhoseNumberChangesInItAndIsRefused) {
@@ -145,7 +145,7 @@ TEST(Root, NeedsItsTreeAndItsHelperButNoPoliciesAndGivesAMachineOneSetOfInputs) 
     sw.hw = hw;
     sw.helper = nullptr;
     EXPECT_DEATH(sw.start(), "helper\\(\\)");
-    sw.helper = sw.chip;
+    sw.helper = sw.checked;
     sw.match("m", kMulticast);
     auto const nat = std::exchange(sw.nat, nullptr);
     sw.start();

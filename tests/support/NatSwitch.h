@@ -1,5 +1,6 @@
 #pragma once
 
+#include "HelperKit/CheckedHelper.h"
 #include "UmoNat/UmoNatFlowActionSm.h"
 #include "UmoNat/UmoNatFlowMcastSm.h"
 #include "Vyr/Clock.h"
@@ -44,14 +45,21 @@ struct OnChange {
 /// the contract broken, if groups are left in it, or if a task is left scheduled.
 struct NatSwitch {
     explicit NatSwitch(UmoAgent::ChipCapacity capacity = {})
-        : chip(Mox::make<UmoAgent::SoftSwitch>(
-              capacity, [](std::string const &error) { ADD_FAILURE() << error; })) {
-        chip->callLogIs([this](std::string const &call) { calls.push_back(call); });
+        : chip(Mox::make<UmoAgent::SoftSwitch>(capacity)),
+          checked(Mox::make<UmoHelper::CheckedHelper>(
+              chip, [](UmoHelper::CheckedHelper::Finding const &finding) {
+                  if (finding.party == UmoHelper::CheckedHelper::Party::caller) {
+                      ADD_FAILURE() << finding.text();
+                  }
+              })) {
+        checked->logIs([this](UmoHelper::Call const &call, UmoHelper::Call::Result const &result) {
+            calls.push_back(call.text() + textOf(result));
+        });
         Vyr::TaskSchedulerRoot::schedulerIs(scheduler);
     }
     ~NatSwitch() {
         stop();
-        EXPECT_EQ(chip->contractErrors(), 0U);
+        EXPECT_EQ(checked->found(UmoHelper::CheckedHelper::Party::caller), 0U);
         EXPECT_EQ(chip->groupsInUse(), groupsLeft);
         EXPECT_FALSE(scheduler->nextDue());
         EXPECT_TRUE(hw->natFlow().empty());
@@ -178,7 +186,8 @@ struct NatSwitch {
 
     std::vector<std::string> calls;
     Mox::Ptr<UmoAgent::SoftSwitch> chip;
-    Mox::Ptr<UmoHelper::UmoNatFlowMcastHelper> helper = chip;
+    Mox::Ptr<UmoHelper::CheckedHelper> checked; // around the chip
+    Mox::Ptr<UmoHelper::UmoNatFlowMcastHelper> helper = checked;
     Mox::Ptr<UmoNatFlowMcastSm> root;
 
     /// Groups that are allowed to be left in the chip: halves of pairs that failed.

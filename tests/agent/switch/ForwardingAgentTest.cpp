@@ -54,7 +54,7 @@ constexpr std::uint32_t kUnicast = 0x0a020202, kMulticast = 0xef020202;
 std::string textOf(ForwardingAgent const &agent) {
     std::ostringstream out;
     printTree({out}, *agent.state().hwStatus());
-    printChip(out, agent.chip());
+    printChip(out, agent);
     return out.str();
 }
 

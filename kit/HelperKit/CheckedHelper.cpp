@@ -1,0 +1,202 @@
+#include "HelperKit/CheckedHelper.h"
+
+#include <algorithm>
+#include <numeric>
+#include <optional>
+
+namespace UmoHelper {
+
+namespace {
+
+constexpr std::uint32_t kMaxPrefixLength = 32;
+
+bool deletesTranslation(Call const &call) {
+    return call.operation == Operation::deleteSource ||
+           call.operation == Operation::deleteDestination;
+}
+
+bool sameOwner(Call const &one, Call const &other) {
+    return one.policy == other.policy && one.match == other.match;
+}
+
+std::string owner(Group const &group) {
+    return "policy " + group.policy + ", match " + group.match;
+}
+
+bool recirculates(std::vector<Nexo::IntfId> const &interfaces) {
+    return std::any_of(interfaces.begin(), interfaces.end(),
+                       [](Nexo::IntfId intf) { return intf.empty(); });
+}
+
+} // namespace
+
+CheckedHelper::CheckedHelper(Mox::Ptr<UmoNatFlowMcastHelper> helper, Findings findings)
+    : CallingHelper("CheckedHelper"), helper_(std::move(helper)), findings_(std::move(findings)) {}
+
+std::uint64_t CheckedHelper::allCalls() const {
+    return std::accumulate(calls_.begin(), calls_.end(), std::uint64_t{0});
+}
+
+Call::Result CheckedHelper::called(Call const &call) {
+    ++calls_.at(static_cast<std::size_t>(call.operation));
+    bool const afterItsPortSet =
+        deletesTranslation(call) && justDeleted_ == Identity(call.group, call.portSet);
+    if (!afterItsPortSet) {
+        justDeleted_ = {};
+    }
+    std::string problem = afterItsPortSet ? "" : problemOf(call);
+    Call::Result const result = call.on(*helper_);
+    if (!problem.empty()) {
+        tell(Party::caller, call, std::move(problem));
+    } else if (!afterItsPortSet) {
+        carryOut(call, result);
+    }
+    if (log_) {
+        log_(call, result);
+    }
+    return result;
+}
+
+/// What is wrong with the call, as things are before it; empty: nothing.
+std::string CheckedHelper::problemOf(Call const &call) const {
+    if (call.operation == Operation::createGroup) {
+        return "";
+    }
+    auto const group = contents_.find(call.group);
+    if (group == contents_.end()) {
+        return call.group == 0               ? "a group's id is never 0"
+               : call.group <= highestGroup_ ? "the group has been deleted before"
+                                             : "there was never a group of this id";
+    }
+    if (call.operation == Operation::deleteGroup) {
+        bool const own = group->second.policy == call.policy && group->second.match == call.match;
+        return own ? "" : "the group is of " + owner(group->second);
+    }
+    bool const isNew = call.operation == Operation::updatePortSet && call.portSet == 0;
+    if (!isNew && group->second.portSets.find(call.portSet) == group->second.portSets.end()) {
+        return call.portSet == 0 ? "a port set's id is never 0"
+               : call.portSet <= highestPortSet_
+                   ? "the port set has been deleted or is of another group"
+                   : "there was never a port set of this id";
+    }
+    return call.operation == Operation::updatePortSet ? problemOfPortSet(call)
+                                                      : problemOfTranslation(call);
+}
+
+std::string CheckedHelper::problemOfPortSet(Call const &call) const {
+    if (!call.ps) {
+        return "there is no port set to program";
+    }
+    auto const interfaces = PortSet::of(*call.ps).interfaces;
+    if (interfaces.empty()) {
+        return "the port set has no interface";
+    }
+    if (recirculates(interfaces)) {
+        return interfaces.size() == 1 ? "" : "an interface has no name";
+    }
+    return call.ps->dmac() == Nexo::EthAddr() ? "the destination MAC address is missing" : "";
+}
+
+std::string CheckedHelper::problemOfTranslation(Call const &call) const {
+    if (call.operation != Operation::updateSource &&
+        call.operation != Operation::updateDestination) {
+        return "";
+    }
+    PortSet const &portSet = contents_.at(call.group).portSets.at(call.portSet);
+    if (portSet.vlan != call.vlan) {
+        return "the port set is of VLAN " + std::to_string(portSet.vlan);
+    }
+    if (call.prefixLength > kMaxPrefixLength) {
+        return "no prefix is longer than 32 bits";
+    }
+    bool const needsMac =
+        call.operation == Operation::updateDestination && !recirculates(portSet.interfaces);
+    return needsMac && call.dmac == Nexo::EthAddr() ? "the destination MAC address is missing" : "";
+}
+
+/// Follows a call that keeps the contract, and looks at its result.
+void CheckedHelper::carryOut(Call const &call, Call::Result const &result) {
+    switch (call.operation) {
+    case Operation::createGroup:
+        created(call, std::get<std::uint32_t>(result));
+        break;
+    case Operation::deleteGroup:
+        contents_.erase(call.group);
+        break;
+    case Operation::updatePortSet:
+        updated(call, std::get<std::uint32_t>(result));
+        break;
+    case Operation::deletePortSet:
+        contents_.at(call.group).portSets.erase(call.portSet);
+        justDeleted_ = {call.group, call.portSet};
+        break;
+    case Operation::updateSource:
+        contents_.at(call.group).portSets.at(call.portSet).source =
+            Translation{call.nat, call.flow, call.prefixLength, {}};
+        break;
+    case Operation::updateDestination:
+        contents_.at(call.group).portSets.at(call.portSet).destination =
+            Translation{call.nat, call.flow, call.prefixLength, call.dmac};
+        break;
+    case Operation::deleteSource:
+        contents_.at(call.group).portSets.at(call.portSet).source.reset();
+        break;
+    case Operation::deleteDestination:
+        contents_.at(call.group).portSets.at(call.portSet).destination.reset();
+        break;
+    }
+}
+
+/// A pair is requested one half after the other. If one is refused, the library forgets both.
+void CheckedHelper::created(Call const &call, std::uint32_t id) {
+    refusals_ += id == 0 ? 1 : 0;
+    mayHold_.erase(id); // reclaimed, and given out again
+    if (id != 0) {
+        auto const [at, isNew] = contents_.try_emplace(
+            id, Group{.policy = call.policy, .match = call.match, .unicast = call.unicast});
+        if (!isNew) {
+            tell(Party::helper, call,
+                 "group " + std::to_string(id) + " is given out, which " + owner(at->second) +
+                     " has");
+        }
+        highestGroup_ = std::max(highestGroup_, id);
+    }
+    bool const secondHalf = unicastHalf_.unicast && !call.unicast && sameOwner(unicastHalf_, call);
+    if (secondHalf && (id == 0) != (unicastHalfId_ == 0)) {
+        std::uint32_t const half = id == 0 ? unicastHalfId_ : id;
+        contents_.erase(half);
+        mayHold_.insert(half);
+    }
+    unicastHalf_ = call;
+    unicastHalfId_ = id;
+}
+
+void CheckedHelper::updated(Call const &call, std::uint32_t id) {
+    auto &portSets = contents_.at(call.group).portSets;
+    PortSet programmed = PortSet::of(*call.ps);
+    if (call.portSet != 0) {
+        auto const old = portSets.extract(call.portSet);
+        programmed.source = old.mapped().source;
+        programmed.destination = old.mapped().destination;
+    }
+    if (id == 0) {
+        tell(Party::helper, call, "a port set cannot be refused");
+        return;
+    }
+    if (call.portSet != 0 && id != call.portSet) {
+        tell(Party::helper, call, "its identifier is changed without need");
+    }
+    if (!portSets.try_emplace(id, std::move(programmed)).second) {
+        tell(Party::helper, call, "its identifier is that of another port set of the group");
+    }
+    highestPortSet_ = std::max(highestPortSet_, id);
+}
+
+void CheckedHelper::tell(Party party, Call const &call, std::string problem) {
+    ++found_.at(static_cast<std::size_t>(party));
+    if (findings_) {
+        findings_({party, call, std::move(problem)});
+    }
+}
+
+} // namespace UmoHelper

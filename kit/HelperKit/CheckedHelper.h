@@ -1,0 +1,89 @@
+#pragma once
+
+#include "HelperKit/Call.h"
+#include "HelperKit/CallingHelper.h"
+#include "HelperKit/Contents.h"
+#include "Mox/Ptr.h"
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <set>
+#include <string>
+#include <utility>
+
+namespace UmoHelper {
+
+/// A helper around any helper. It passes every call on as it is, and holds the calls and their
+/// results against the contract of UmoNatFlowMcastHelper; it counts and tells them, and knows what
+/// the chip should hold. A call that breaks the contract changes nothing of that.
+class CheckedHelper final : public CallingHelper {
+  public:
+    /// Who breaks the contract.
+    enum class Party : std::uint8_t {
+        caller, // the library, by a call
+        helper, // the helper inside, by a result
+    };
+    struct Finding {
+        Party party = Party::caller;
+        Call const &call; // valid during the report
+        std::string problem;
+
+        /// `CALL: PROBLEM`.
+        [[nodiscard]] std::string text() const { return call.text() + ": " + problem; }
+    };
+    /// Receives what was found; it must not call the helper.
+    using Findings = std::function<void(Finding const &finding)>;
+    /// Receives each call with its result, after it has returned.
+    using Log = std::function<void(Call const &call, Call::Result const &result)>;
+
+    CheckedHelper(Mox::Ptr<UmoNatFlowMcastHelper> helper, Findings findings);
+
+    /// An empty `log` ends the log.
+    void logIs(Log log) { log_ = std::move(log); }
+
+    /// What the chip should hold, but for mayHold().
+    [[nodiscard]] Contents const &contents() const { return contents_; }
+
+    /// Groups that the chip may keep or reclaim as it likes: halves of pairs, of which it refused
+    /// the other half. The library neither uses nor frees them.
+    [[nodiscard]] std::set<std::uint32_t> const &mayHold() const { return mayHold_; }
+
+    [[nodiscard]] std::uint64_t calls(Operation operation) const {
+        return calls_.at(static_cast<std::size_t>(operation));
+    }
+    [[nodiscard]] std::uint64_t allCalls() const;
+    /// Groups that the helper did not give.
+    [[nodiscard]] std::uint64_t refusals() const { return refusals_; }
+    [[nodiscard]] std::uint64_t found(Party party) const {
+        return found_.at(static_cast<std::size_t>(party));
+    }
+
+  private:
+    using Identity = std::pair<std::uint32_t, std::uint32_t>; // group, port set
+
+    Call::Result called(Call const &call) override;
+    [[nodiscard]] std::string problemOf(Call const &call) const;
+    [[nodiscard]] std::string problemOfPortSet(Call const &call) const;
+    [[nodiscard]] std::string problemOfTranslation(Call const &call) const;
+    void carryOut(Call const &call, Call::Result const &result);
+    void created(Call const &call, std::uint32_t id);
+    void updated(Call const &call, std::uint32_t id);
+    void tell(Party party, Call const &call, std::string problem);
+
+    Mox::Ptr<UmoNatFlowMcastHelper> helper_;
+    Findings findings_;
+    Log log_;
+    Contents contents_;
+    std::set<std::uint32_t> mayHold_;
+    std::array<std::uint64_t, kOperations> calls_{};
+    std::array<std::uint64_t, 2> found_{};
+    std::uint64_t refusals_ = 0;
+    std::uint32_t highestGroup_ = 0;
+    std::uint32_t highestPortSet_ = 0;
+    Call unicastHalf_;                  // the last request for one, until that for its other half
+    std::uint32_t unicastHalfId_ = 0;   // which was given for it
+    Identity justDeleted_{};            // whose translations may still be deleted
+};
+
+} // namespace UmoHelper
