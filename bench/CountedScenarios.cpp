@@ -1,6 +1,6 @@
 #include "BenchSwitch.h"
-#include "agent/Player.h"
 #include "StrictChip.h"
+#include "agent/Player.h"
 #include "agent/scenario/ScenarioReader.h"
 
 #include <functional>

@@ -1,7 +1,7 @@
 #include "BenchSwitch.h"
 #include "HeapCount.h"
-#include "Timing.h"
 #include "StrictChip.h"
+#include "Timing.h"
 
 #include <benchmark/benchmark.h>
 

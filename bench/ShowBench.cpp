@@ -1,8 +1,8 @@
 #include "BenchSwitch.h"
 #include "ReadPipe.h"
+#include "StrictChip.h"
 #include "Timing.h"
 #include "UmoNat/UmoNatFlowMcastSmCli.h"
-#include "StrictChip.h"
 
 #include <benchmark/benchmark.h>
 

@@ -115,7 +115,8 @@ bool Checker::noteEnds(PlainSwitch const &before) {
 }
 
 void Checker::checkState(bool policyEnded) {
-    require(agent_.helper().found(UmoHelper::CheckedHelper::Party::caller) == 0, "a call broke the chip's contract");
+    require(agent_.helper().found(UmoHelper::CheckedHelper::Party::caller) == 0,
+            "a call broke the chip's contract");
     require(topology().natFlowRecircVlan() == recirc_.vlan(), "the recirculation VLAN is ",
             topology().natFlowRecircVlan(), ", not ", recirc_.vlan());
     machines_.clear();

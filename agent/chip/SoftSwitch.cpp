@@ -33,12 +33,13 @@ UmoHelper::Call::Result SoftSwitch::called(Call const &call) {
         call.operation == Operation::updateSource || call.operation == Operation::updateDestination;
     bool const ofSource =
         call.operation == Operation::updateSource || call.operation == Operation::deleteSource;
-    bool const done = portSet != nullptr && (!update || (portSet->vlan == call.vlan && call.prefixLength <= 32));
+    bool const done =
+        portSet != nullptr && (!update || (portSet->vlan == call.vlan && call.prefixLength <= 32));
     if (done) {
         auto &translation = ofSource ? portSet->source : portSet->destination;
-        translation = update ? std::optional(Translation{call.nat, call.flow, call.prefixLength,
-                                                         call.dmac})
-                             : std::nullopt;
+        translation =
+            update ? std::optional(Translation{call.nat, call.flow, call.prefixLength, call.dmac})
+                   : std::nullopt;
         changed(groups_.at(call.group));
     }
     return update ? Call::Result(done) : Call::Result();

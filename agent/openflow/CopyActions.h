@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Nexo/EthAddr.h"
 #include "HelperKit/Contents.h"
+#include "Nexo/EthAddr.h"
 
 #include <cstdint>
 #include <string>

@@ -50,8 +50,8 @@ class Forwarder {
     enum class Pass : std::uint8_t { first, recirculated };
 
     void classify(Packet const &packet, std::size_t bytes, Pass pass);
-    void replicate(Packet const &packet, std::uint32_t portSetId,
-                   UmoHelper::PortSet const &portSet, std::size_t bytes, Pass pass);
+    void replicate(Packet const &packet, std::uint32_t portSetId, UmoHelper::PortSet const &portSet,
+                   std::size_t bytes, Pass pass);
     /// Returns the length of the frame, or none if the copy was dropped.
     std::optional<std::size_t> send(Packet const &copy, UmoHelper::PortSet const &portSet,
                                     Nexo::IntfId intf, std::size_t bytes);

@@ -1,7 +1,7 @@
 #include "agent/switch/ForwardingAgent.h"
 
-#include "agent/base/Text.h"
 #include "Base/Assert.h"
+#include "agent/base/Text.h"
 
 #include <utility>
 
@@ -60,14 +60,15 @@ void ForwardingAgent::callLogIs(SoftSwitch::LineSink log) {
         helper_->logIs(nullptr);
         return;
     }
-    helper_->logIs([log = std::move(log)](UmoHelper::Call const &call,
-                                          UmoHelper::Call::Result const &result) {
-        log(printable(call.text()) + textOf(result));
-    });
+    helper_->logIs(
+        [log = std::move(log)](UmoHelper::Call const &call, UmoHelper::Call::Result const &result) {
+            log(printable(call.text()) + UmoHelper::textOf(result));
+        });
 }
 
 bool ForwardingAgent::clean() const {
-    return helper_->found(UmoHelper::CheckedHelper::Party::caller) == 0 && (root_ || chip_->groupsInUse() == 0);
+    return helper_->found(UmoHelper::CheckedHelper::Party::caller) == 0 &&
+           (root_ || chip_->groupsInUse() == 0);
 }
 
 } // namespace UmoAgent

@@ -6,9 +6,8 @@ namespace UmoHelper {
 
 std::array<std::string_view, kOperations> const &operationNames() {
     static constexpr std::array<std::string_view, kOperations> kNames{
-        "createNatFlowGroup",          "deleteNatFlowGroup",
-        "updateNatFlowVlanPortSet",    "deleteNatFlowVlanPortSet",
-        "updateNatFlowSrcTranslation", "deleteNatFlowSrcTranslation",
+        "createNatFlowGroup",          "deleteNatFlowGroup",          "updateNatFlowVlanPortSet",
+        "deleteNatFlowVlanPortSet",    "updateNatFlowSrcTranslation", "deleteNatFlowSrcTranslation",
         "updateNatFlowDstTranslation", "deleteNatFlowDstTranslation",
     };
     return kNames;

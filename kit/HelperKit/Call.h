@@ -53,7 +53,8 @@ struct Call {
     /// Calls the helper so.
     Result on(UmoNatFlowMcastHelper &helper) const;
 
-    /// `deleteNatFlowGroup(policy p, match m, group 1)`. Names are as they are, whatever is in them.
+    /// `deleteNatFlowGroup(policy p, match m, group 1)`. Names are as they are, whatever is in
+    /// them.
     [[nodiscard]] std::string text() const;
 };
 

@@ -16,19 +16,15 @@ std::uint32_t CallingHelper::createNatFlowGroup(Pelo::String const &policy,
 
 void CallingHelper::deleteNatFlowGroup(Pelo::String const &policy, Pelo::String const &match,
                                        std::uint32_t groupId) {
-    called({.operation = Operation::deleteGroup,
-            .policy = policy,
-            .match = match,
-            .group = groupId});
+    called(
+        {.operation = Operation::deleteGroup, .policy = policy, .match = match, .group = groupId});
 }
 
 std::uint32_t
 CallingHelper::updateNatFlowVlanPortSet(std::uint32_t groupId, std::uint32_t portSetId,
                                         Mox::Ptr<Ip::Nat::NatFlowPortSet const> const &ps) {
-    return std::get<std::uint32_t>(called({.operation = Operation::updatePortSet,
-                                           .group = groupId,
-                                           .portSet = portSetId,
-                                           .ps = ps}));
+    return std::get<std::uint32_t>(called(
+        {.operation = Operation::updatePortSet, .group = groupId, .portSet = portSetId, .ps = ps}));
 }
 
 void CallingHelper::deleteNatFlowVlanPortSet(std::uint32_t groupId, std::uint32_t portSetId) {

@@ -15,9 +15,8 @@ class CallingHelper : public UmoNatFlowMcastHelper {
                                      bool unicast) final;
     void deleteNatFlowGroup(Pelo::String const &policy, Pelo::String const &match,
                             std::uint32_t groupId) final;
-    std::uint32_t
-    updateNatFlowVlanPortSet(std::uint32_t groupId, std::uint32_t portSetId,
-                             Mox::Ptr<Ip::Nat::NatFlowPortSet const> const &ps) final;
+    std::uint32_t updateNatFlowVlanPortSet(std::uint32_t groupId, std::uint32_t portSetId,
+                                           Mox::Ptr<Ip::Nat::NatFlowPortSet const> const &ps) final;
     void deleteNatFlowVlanPortSet(std::uint32_t groupId, std::uint32_t portSetId) final;
     bool updateNatFlowSrcTranslation(std::uint32_t groupId, std::uint32_t portSetId,
                                      std::uint16_t vlan, Nexo::IpAndPort const &srcNat,

@@ -81,9 +81,9 @@ class CheckedHelper final : public CallingHelper {
     std::uint64_t refusals_ = 0;
     std::uint32_t highestGroup_ = 0;
     std::uint32_t highestPortSet_ = 0;
-    Call unicastHalf_;                  // the last request for one, until that for its other half
-    std::uint32_t unicastHalfId_ = 0;   // which was given for it
-    Identity justDeleted_{};            // whose translations may still be deleted
+    Call unicastHalf_;                // the last request for one, until that for its other half
+    std::uint32_t unicastHalfId_ = 0; // which was given for it
+    Identity justDeleted_{};          // whose translations may still be deleted
 };
 
 } // namespace UmoHelper

@@ -39,9 +39,9 @@ struct Step {
     };
     Kind kind = Kind::createGroup;
     int match = 0;
-    bool second = false;         // in the multicast group of a pair, not the unicast one
-    int portSet = 0;             // of the group; stands for a VLAN
-    std::uint32_t variant = 0;   // selects interfaces, MAC and addresses
+    bool second = false;       // in the multicast group of a pair, not the unicast one
+    int portSet = 0;           // of the group; stands for a VLAN
+    std::uint32_t variant = 0; // selects interfaces, MAC and addresses
 };
 
 /// A run that has failed.

@@ -38,7 +38,9 @@ struct PortSet {
 
     /// The destination MAC address of unicast copies. A next hop's new one is programmed with the
     /// translation only.
-    [[nodiscard]] Nexo::EthAddr nextHopMac() const { return destination ? destination->dmac : dmac; }
+    [[nodiscard]] Nexo::EthAddr nextHopMac() const {
+        return destination ? destination->dmac : dmac;
+    }
 
     bool operator==(PortSet const &) const = default;
 };

@@ -73,7 +73,10 @@ TEST(CheckedHelper, EachBreakOfTheContractIsCountedReportedAndWithoutEffect) {
         {[&] { checked->deleteNatFlowVlanPortSet(9, 1); }, "there was never a group of this id"},
         {[&] { checked->updateNatFlowVlanPortSet(1, 0, nullptr); }, "no port set to program"},
         {[&] { programAs(portSetOf(10, {})); }, "the port set has no interface"},
-        {[&] { programAs(portSetOf(10, {"Ethernet1", ""})); }, "an interface has no name"},
+        {[&] {
+             programAs(portSetOf(10, {"Ethernet1", ""}));
+         },
+         "an interface has no name"},
         {[&] { programAs(portSetOf(10, {"Ethernet1"}, "00:00:00:00:00:00")); }, "is missing"},
         {[&] { checked->deleteNatFlowVlanPortSet(1, 0); }, "a port set's id is never 0"},
         {[&] { program(1, 2, 10); }, "has been deleted or is of another"},
@@ -115,9 +118,9 @@ TEST(CheckedHelper, ResultsAreHeldAgainstTheContractToo) {
     program(3, 4);
     program(0, 4);
     program(0, 0);
-    EXPECT_THAT(found.texts, ElementsAre(HasSubstr("changed without need"),
-                                         HasSubstr("of another port set"),
-                                         HasSubstr("a port set cannot be refused")));
+    EXPECT_THAT(found.texts,
+                ElementsAre(HasSubstr("changed without need"), HasSubstr("of another port set"),
+                            HasSubstr("a port set cannot be refused")));
     EXPECT_EQ(checked->found(CheckedHelper::Party::helper), 4U);
 
     create("half", 8, true);

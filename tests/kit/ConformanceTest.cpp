@@ -38,8 +38,8 @@ class Faulty final : public UmoHelper::CallingHelper {
 template <Operation kOperation>
 Call::Result without(SoftSwitch &chip, Call call) {
     bool const ignored = call.operation == kOperation;
-    bool const update =
-        ignored && (kOperation == Operation::updateSource || kOperation == Operation::updateDestination);
+    bool const update = ignored && (kOperation == Operation::updateSource ||
+                                    kOperation == Operation::updateDestination);
     return update ? Call::Result(true) : ignored ? Call::Result() : call.on(chip);
 }
 
@@ -159,11 +159,12 @@ struct PlantedFault : testing::TestWithParam<Planted> {};
 TEST_P(PlantedFault, IsFound) {
     auto const make = [] {
         auto const chip = Mox::make<SoftSwitch>(UmoAgent::ChipCapacity{4, 100});
-        return Subject{Mox::make<Faulty>(chip, GetParam().fault), [chip] { return chip->groups(); }};
+        return Subject{Mox::make<Faulty>(chip, GetParam().fault),
+                       [chip] { return chip->groups(); }};
     };
     std::optional<UmoHelper::Failure> failure;
     for (std::uint64_t seed = 1; seed <= 20 && !failure; ++seed) {
-        failure = UmoHelper::conduct(make, UmoHelper::randomSteps(seed, 60));
+        failure = UmoHelper::conduct(make, UmoHelper::randomSteps(seed, 100));
     }
     ASSERT_TRUE(failure);
     EXPECT_LE(failure->calls.size(), 8U) << testing::PrintToString(failure->calls);
@@ -171,24 +172,20 @@ TEST_P(PlantedFault, IsFound) {
 
 INSTANTIATE_TEST_SUITE_P(
     Helper, PlantedFault,
-    testing::Values(Planted{"KeepsGroups", &without<Operation::deleteGroup>},
-                    Planted{"KeepsPortSets", &without<Operation::deletePortSet>},
-                    Planted{"ForgetsSources", &without<Operation::updateSource>},
-                    Planted{"ForgetsDestinations", &without<Operation::updateDestination>},
-                    Planted{"KeepsSources", &without<Operation::deleteSource>},
-                    Planted{"KeepsDestinations", &without<Operation::deleteDestination>},
-                    Planted{"LosesTranslations", &losesTranslations},
-                    Planted{"MovesAPortSet", &movesAPortSet},
-                    Planted{"NeverShrinks", &neverShrinks},
-                    Planted{"KeepsTheFirstMac", &keepsTheFirstMac},
-                    Planted{"GivesOutTwice", &givesOutTwice},
-                    Planted{"RefusesPortSets", &refusesPortSets},
-                    Planted{"LeavesOutTheMac", &leavesOutTheMac},
-                    Planted{"SwapsThePair", &swapsThePair},
-                    Planted{"KeepsTheFirstSource", &keepsTheFirstSource},
-                    Planted{"ClearsBoth", &clearsBoth},
-                    Planted{"FreesTheOtherHalfToo", &freesTheOtherHalfToo},
-                    Planted{"ErasesWithTheLastTranslation", &erasesWithTheLastTranslation}),
-    [](auto const &info) { return std::string(info.param.name); });
+    testing::Values(
+        Planted{"KeepsGroups", &without<Operation::deleteGroup>},
+        Planted{"KeepsPortSets", &without<Operation::deletePortSet>},
+        Planted{"ForgetsSources", &without<Operation::updateSource>},
+        Planted{"ForgetsDestinations", &without<Operation::updateDestination>},
+        Planted{"KeepsSources", &without<Operation::deleteSource>},
+        Planted{"KeepsDestinations", &without<Operation::deleteDestination>},
+        Planted{"LosesTranslations", &losesTranslations}, Planted{"MovesAPortSet", &movesAPortSet},
+        Planted{"NeverShrinks", &neverShrinks}, Planted{"KeepsTheFirstMac", &keepsTheFirstMac},
+        Planted{"GivesOutTwice", &givesOutTwice}, Planted{"RefusesPortSets", &refusesPortSets},
+        Planted{"LeavesOutTheMac", &leavesOutTheMac}, Planted{"SwapsThePair", &swapsThePair},
+        Planted{"KeepsTheFirstSource", &keepsTheFirstSource}, Planted{"ClearsBoth", &clearsBoth},
+        Planted{"FreesTheOtherHalfToo", &freesTheOtherHalfToo},
+        Planted{"ErasesWithTheLastTranslation", &erasesWithTheLastTranslation}),
+    [](auto const &planted) { return std::string(planted.param.name); });
 
 } // namespace

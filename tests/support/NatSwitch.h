@@ -53,7 +53,7 @@ struct NatSwitch {
                   }
               })) {
         checked->logIs([this](UmoHelper::Call const &call, UmoHelper::Call::Result const &result) {
-            calls.push_back(call.text() + textOf(result));
+            calls.push_back(call.text() + UmoHelper::textOf(result));
         });
         Vyr::TaskSchedulerRoot::schedulerIs(scheduler);
     }
