@@ -14,4 +14,7 @@ install(FILES "${PROJECT_BINARY_DIR}/UmoNatConfig.cmake"
 
 string(REGEX REPLACE "[^/]+" ".." UMO_PC_TO_PREFIX "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
 configure_file(cmake/umonat.pc.in umonat.pc @ONLY)
-install(FILES "${PROJECT_BINARY_DIR}/umonat.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+configure_file(cmake/umonat-helper-kit.pc.in umonat-helper-kit.pc @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/umonat.pc" "${PROJECT_BINARY_DIR}/umonat-helper-kit.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+
+install(DIRECTORY examples/helper-template/ DESTINATION "${CMAKE_INSTALL_DOCDIR}/umonat-helper-template")
