@@ -34,9 +34,9 @@ class HelperConformance : public testing::TestWithParam<UmoHelper::MakeSubject> 
         }
     }
 
-    /// The steps, then the same for port set 1 with everything the other way round, so that
-    /// neighbours are seen to stay as they are.
-    static Steps withNeighbours(Steps steps) {
+    /// The steps, for match 1, after three port sets of it with translations: what happens to one
+    /// must leave the others as they are.
+    static Steps withNeighbours(Steps const &steps) {
         Steps all{{Kind::createGroup, 1}};
         for (int portSet = 1; portSet < 4; ++portSet) {
             all.push_back({Kind::program, 1, false, portSet, 5});
