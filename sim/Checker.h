@@ -6,7 +6,6 @@
 
 #include <cstdint>
 #include <map>
-#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -21,7 +20,7 @@ namespace Sim {
 ///
 /// These documented behaviours are not faults:
 ///
-///  - the half of a pair whose other half was refused stays in the chip (`halves_`);
+///  - the half of a pair whose other half was refused stays in the chip;
 ///  - an action that is removed while incomplete leaves its entry in the tree (`leftOver_`), and
 ///    what it programmed;
 ///  - an incomplete action gains or loses its destination without a notification (checkMatch);
@@ -52,7 +51,6 @@ class Checker {
 
     /// The current inputs.
     [[nodiscard]] PlainSwitch const &inputs() const { return inputs_; }
-    [[nodiscard]] std::set<std::uint32_t> const &halves() const { return halves_; }
 
   private:
     /// The current state of a complete action.
@@ -99,8 +97,6 @@ class Checker {
     UmoAgent::ForwardingAgent const &agent_;
     PlainSwitch inputs_;
     RecircOracle recirc_;
-    std::optional<std::uint32_t> unicastHalf_; // the chip's answer for the first of a pair
-    std::set<std::uint32_t> halves_;
     std::map<std::string, std::set<std::string>> leftOver_; // actions by match
     bool freed_ = false;                                    // groups were freed in this event
     bool asked_ = false;                                    // groups were requested in this event

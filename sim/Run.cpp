@@ -95,7 +95,7 @@ Figures run(std::string const &initial, NextStep const &next) {
     }
     agent.shutDown();
     require(state.hwStatus()->natFlow().empty(), "shut down, but the tree is not empty");
-    checkChip(agent.chip(), *state.hwStatus(), checker.halves());
+    checkChip(agent.chip(), *state.hwStatus(), agent.helper().mayHold());
     requireNothingScheduled();
     return figures;
 }

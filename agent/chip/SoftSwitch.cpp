@@ -34,7 +34,8 @@ UmoHelper::Call::Result SoftSwitch::called(Call const &call) {
     bool const ofSource =
         call.operation == Operation::updateSource || call.operation == Operation::deleteSource;
     bool const done =
-        portSet != nullptr && (!update || (portSet->vlan == call.vlan && call.prefixLength <= 32));
+        portSet != nullptr && (!update || (portSet->vlan == call.vlan &&
+                                           call.prefixLength <= UmoHelper::kMaxPrefixLength));
     if (done) {
         auto &translation = ofSource ? portSet->source : portSet->destination;
         translation =

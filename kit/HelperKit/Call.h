@@ -28,6 +28,9 @@ enum class Operation : std::uint8_t {
 };
 inline constexpr std::size_t kOperations = 8;
 
+/// Of an IPv4 address, in bits.
+inline constexpr std::uint32_t kMaxPrefixLength = 32;
+
 /// The helper's function for each operation, in order.
 std::array<std::string_view, kOperations> const &operationNames();
 

@@ -8,8 +8,6 @@ namespace UmoHelper {
 
 namespace {
 
-constexpr std::uint32_t kMaxPrefixLength = 32;
-
 bool deletesTranslation(Call const &call) {
     return call.operation == Operation::deleteSource ||
            call.operation == Operation::deleteDestination;
