@@ -6,17 +6,19 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cxxabi.h>
+#include <functional>
 #include <limits>
+#include <map>
 #include <memory>
-#include <typeindex>
-#include <unordered_map>
+#include <string_view>
 
 namespace Mox {
 
 namespace {
 
 struct Classes {
-    std::unordered_map<std::type_index, std::size_t> numbers;
+    // By name: the type's own record goes with its library.
+    std::map<std::string, std::size_t, std::less<>> numbers;
     std::vector<Census::Entry> entries; // class number n is at n - 1
 };
 
@@ -48,8 +50,9 @@ std::vector<Census::Entry> Census::live() {
 
 void Census::enterAs(PtrInterface const &object, std::type_info const &type, std::size_t size) {
     auto &[numbers, entries] = classes();
-    auto const [place, added] = numbers.try_emplace(type, entries.size() + 1);
-    if (added) {
+    auto place = numbers.find(std::string_view(type.name()));
+    if (place == numbers.end()) {
+        place = numbers.try_emplace(type.name(), entries.size() + 1).first;
         Base::assertThat(place->second <= std::numeric_limits<ClassNumber>::max(),
                          "place->second <= std::numeric_limits<ClassNumber>::max()");
         entries.push_back({readable(type.name()), size, 0});

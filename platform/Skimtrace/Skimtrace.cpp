@@ -1,7 +1,11 @@
 #include "Skimtrace/Skimtrace.h"
 
+#include <dlfcn.h>
+
 #include <algorithm>
 #include <ostream>
+#include <set>
+#include <string>
 #include <utility>
 
 namespace Skimtrace {
@@ -11,7 +15,13 @@ constinit Ring ring{};
 
 namespace {
 
-constinit Point const *lastEntered = nullptr;
+constinit Point *lastEntered = nullptr;
+
+/// Where the library that holds the address begins; null if none does.
+void const *libraryOf(void const *address) {
+    Dl_info found{};
+    return dladdr(address, &found) != 0 ? found.dli_fbase : nullptr;
+}
 
 void print(std::ostream &out, Record const &record) {
     std::size_t nextName = 0;
@@ -47,6 +57,29 @@ std::vector<Point const *> points() {
     std::sort(all.begin(), all.end(),
               [](Point const *a, Point const *b) { return a->name() < b->name(); });
     return all;
+}
+
+void forgetLibraryOf(void const *address) {
+    // Never destroyed, because libraries are unloaded also while the process ends. A library that
+    // is loaded again has the same texts.
+    static auto &texts = *new std::set<std::string>;
+    void const *const library = libraryOf(address);
+    for (Point **at = &lastEntered; *at != nullptr;) {
+        bool const goes = libraryOf(*at) == library;
+        Point *const next = (*at)->enteredBefore_;
+        if (goes) {
+            *at = next;
+        } else {
+            at = &(*at)->enteredBefore_;
+        }
+    }
+    std::uint64_t const kept = std::min<std::uint64_t>(ring.recorded, kCapacity);
+    for (std::uint64_t i = 0; i < kept; ++i) {
+        char const *&format = ring.records[i].format;
+        if (libraryOf(format) == library) {
+            format = texts.insert(format).first->c_str();
+        }
+    }
 }
 
 void dump(std::ostream &out, std::size_t count) {

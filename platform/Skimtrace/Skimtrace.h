@@ -76,7 +76,8 @@ struct Ring {
 PLATFORM_API extern Ring ring;
 
 /// A place in the code whose entries are recorded and counted, such as the beginning of a handler.
-/// Define it as a static variable of its function, so that it lives as long as the process:
+/// Define it as a static variable of its function, so that it lives as long as the library in
+/// which it is:
 ///
 ///     static constinit Skimtrace::Point entered("UmoNatFlowMatchSm::handleNatFlow policy %s");
 ///     entered.record({policy_});
@@ -107,16 +108,22 @@ class PLATFORM_API Point {
 
   private:
     friend std::vector<Point const *> points();
+    friend void forgetLibraryOf(void const *address);
 
     void joinEntered() noexcept;
 
     char const *format_;
     std::uint64_t entries_ = 0;
-    Point const *enteredBefore_ = nullptr; // the next in the list of entered places
+    Point *enteredBefore_ = nullptr; // the next in the list of entered places
 };
 
-/// All places that were entered since the process started, in order of name.
+/// All places that were entered since the process started, in order of name, but for those in
+/// libraries that were unloaded.
 PLATFORM_API std::vector<Point const *> points();
+
+/// Forgets the places in the library that holds `address`, and keeps the texts of their records. A
+/// library with places calls it when it is unloaded.
+PLATFORM_API void forgetLibraryOf(void const *address);
 
 /// Writes the newest `count` records, oldest first, a line each: its number, then the text.
 PLATFORM_API void dump(std::ostream &out, std::size_t count = kCapacity);
