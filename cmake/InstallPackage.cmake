@@ -17,4 +17,6 @@ configure_file(cmake/umonat.pc.in umonat.pc @ONLY)
 configure_file(cmake/umonat-helper-kit.pc.in umonat-helper-kit.pc @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/umonat.pc" "${PROJECT_BINARY_DIR}/umonat-helper-kit.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
 
+install(DIRECTORY docs/ DESTINATION "${CMAKE_INSTALL_DOCDIR}" FILES_MATCHING PATTERN "*.md" PATTERN "*.svg"
+        PATTERN "*.json" PATTERN man EXCLUDE)
 install(DIRECTORY examples/helper-template/ DESTINATION "${CMAKE_INSTALL_DOCDIR}/umonat-helper-template")
