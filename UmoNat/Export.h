@@ -2,5 +2,5 @@
 
 /// Exports a symbol of the NAT library to agents: its factories, and the types that an agent
 /// implements or holds. The library is compiled with hidden visibility, so all other symbols are
-/// private. tests/install/exports.txt lists what may be exported.
+/// private. tests/install/libUmoNat.exports lists what may be exported.
 #define UMONAT_API [[gnu::visibility("default")]]

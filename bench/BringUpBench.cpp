@@ -72,9 +72,8 @@ void replay(benchmark::State &state) {
     Bench::BenchSwitch &sw = inputs(state);
     std::vector<UmoHelper::Call> calls;
     auto const recorder = Bench::strictChip();
-    recorder->logIs([&](UmoHelper::Call const &call, UmoHelper::Call::Result const & /*result*/) {
-        calls.push_back(call);
-    });
+    recorder->logIs(
+        [&](UmoHelper::CheckedHelper::Logged const &logged) { calls.push_back(logged.call); });
     sw.start(recorder);
     recorder->logIs(nullptr);
     sw.stop();

@@ -60,10 +60,9 @@ void ForwardingAgent::callLogIs(SoftSwitch::LineSink log) {
         helper_->logIs(nullptr);
         return;
     }
-    helper_->logIs(
-        [log = std::move(log)](UmoHelper::Call const &call, UmoHelper::Call::Result const &result) {
-            log(printable(call.text()) + UmoHelper::textOf(result));
-        });
+    helper_->logIs([log = std::move(log)](UmoHelper::CheckedHelper::Logged const &logged) {
+        log(printable(logged.text()));
+    });
 }
 
 bool ForwardingAgent::clean() const {

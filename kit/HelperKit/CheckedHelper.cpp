@@ -1,5 +1,7 @@
 #include "HelperKit/CheckedHelper.h"
 
+#include "Vyr/TaskScheduler.h"
+
 #include <algorithm>
 #include <numeric>
 #include <optional>
@@ -43,16 +45,23 @@ Call::Result CheckedHelper::called(Call const &call) {
         justDeleted_ = {};
     }
     std::string problem = afterItsPortSet ? "" : problemOf(call);
+    Vyr::Time const began = now();
     Call::Result const result = call.on(*helper_);
+    Vyr::Time const ended = now();
     if (!problem.empty()) {
         tell(Party::caller, call, std::move(problem));
     } else if (!afterItsPortSet) {
         carryOut(call, result);
     }
     if (log_) {
-        log_(call, result);
+        log_({call, result, began, ended});
     }
     return result;
+}
+
+/// For the log only: without one nothing reads a clock.
+Vyr::Time CheckedHelper::now() const {
+    return log_ ? Vyr::TaskSchedulerRoot::findOrCreateScheduler()->now() : Vyr::Time{};
 }
 
 /// What is wrong with the call, as things are before it; empty: nothing.

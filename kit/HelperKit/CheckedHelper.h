@@ -4,6 +4,7 @@
 #include "HelperKit/CallingHelper.h"
 #include "HelperKit/Contents.h"
 #include "Mox/Ptr.h"
+#include "Vyr/Clock.h"
 
 #include <array>
 #include <cstdint>
@@ -34,8 +35,17 @@ class CheckedHelper final : public CallingHelper {
     };
     /// Receives what was found; it must not call the helper.
     using Findings = std::function<void(Finding const &finding)>;
-    /// Receives each call with its result, after it has returned.
-    using Log = std::function<void(Call const &call, Call::Result const &result)>;
+    /// A call that has returned.
+    struct Logged {
+        Call const &call; // valid during the report, like the result
+        Call::Result const &result;
+        Vyr::Time began{}; // by the clock of the process's scheduler
+        Vyr::Time ended{};
+
+        /// `CALL -> RESULT`.
+        [[nodiscard]] std::string text() const { return call.text() + textOf(result); }
+    };
+    using Log = std::function<void(Logged const &logged)>;
 
     CheckedHelper(Mox::Ptr<UmoNatFlowMcastHelper> helper, Findings findings);
 
@@ -63,6 +73,7 @@ class CheckedHelper final : public CallingHelper {
     using Identity = std::pair<std::uint32_t, std::uint32_t>; // group, port set
 
     Call::Result called(Call const &call) override;
+    [[nodiscard]] Vyr::Time now() const;
     [[nodiscard]] std::string problemOf(Call const &call) const;
     [[nodiscard]] std::string problemOfPortSet(Call const &call) const;
     [[nodiscard]] std::string problemOfTranslation(Call const &call) const;

@@ -20,8 +20,8 @@ constexpr std::uint32_t kVariants = 7;
 class Run {
   public:
     explicit Run(Subject subject) : subject_(std::move(subject)) {
-        checked_->logIs([this](Call const &call, Call::Result const &result) {
-            calls_.push_back(call.text() + textOf(result));
+        checked_->logIs([this](CheckedHelper::Logged const &logged) {
+            calls_.push_back(logged.text());
             problem_ = problem_.empty() ? difference() : problem_;
         });
     }

@@ -35,7 +35,7 @@ TEST(Retry, WorksOnlyInARunWhichYieldsWhenItsTimeSliceIsOverAndGoesOnAtOnce) {
     FullSwitch sw({"m1", "m2"});
     sw.chip->capacityIs({.groups = 2});
     sw.freeHolder();
-    sw.checked->logIs([&](auto const &, auto const &) { // a slow chip
+    sw.checked->logIs([&](auto const &) { // a slow chip
         sw.clock->advanceTo(sw.clock->now() + std::chrono::milliseconds(20));
     });
     sw.clock->advanceTo(std::chrono::seconds(10));

@@ -1,9 +1,11 @@
 #include "HelperKit/CheckedHelper.h"
+#include "Vyr/TaskScheduler.h"
 #include "agent/chip/SoftSwitch.h"
 
 #include <gmock/gmock.h>
 
 #include <functional>
+#include <sstream>
 
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -22,14 +24,18 @@ Mox::Ptr<Ip::Nat::NatFlowPortSet> portSetOf(std::uint16_t vlan,
     return portSet;
 }
 
-/// Gives the results that it is told to give.
+/// Gives the results that it is told to give, and takes 2 ms for it.
 class Obedient final : public UmoHelper::CallingHelper {
   public:
     Obedient() : CallingHelper("Obedient") {}
     UmoHelper::Call::Result next;
+    Mox::Ptr<Vyr::VirtualClock> const clock = Mox::make<Vyr::VirtualClock>();
 
   private:
-    UmoHelper::Call::Result called(UmoHelper::Call const & /*call*/) override { return next; }
+    UmoHelper::Call::Result called(UmoHelper::Call const & /*call*/) override {
+        clock->advanceTo(clock->now() + std::chrono::milliseconds(2));
+        return next;
+    }
 };
 
 struct Found {
@@ -131,6 +137,25 @@ TEST(CheckedHelper, ResultsAreHeldAgainstTheContractToo) {
     EXPECT_THAT(checked->mayHold(), ElementsAre());
     EXPECT_EQ(checked->contents().size(), 3U);
     EXPECT_EQ(checked->refusals(), 1U);
+}
+
+TEST(CheckedHelper, TellsEachCallWithItsResultAndTimes) {
+    auto const chip = Mox::make<Obedient>();
+    Vyr::TaskSchedulerRoot::schedulerIs(Mox::make<Vyr::TaskScheduler>(chip->clock));
+    auto const checked = Mox::make<CheckedHelper>(chip, nullptr);
+    std::ostringstream log;
+    checked->logIs([&](CheckedHelper::Logged const &logged) {
+        log << logged.began.count() << ' ' << logged.ended.count() << ' ' << logged.text() << '\n';
+    });
+    chip->next = 7U;
+    checked->createNatFlowGroup("p", "m", false);
+    chip->next = {};
+    checked->deleteNatFlowGroup("p", "m", 7);
+    checked->logIs(nullptr);
+    checked->deleteNatFlowGroup("p", "m", 7);
+    EXPECT_EQ(log.str(), "0 2000000 createNatFlowGroup(policy p, match m, unicast false) -> 7\n"
+                         "2000000 4000000 deleteNatFlowGroup(policy p, match m, group 7)\n");
+    Vyr::TaskSchedulerRoot::schedulerIs(nullptr);
 }
 
 TEST(SoftSwitch, RefusesWhatItHasNoRoomForAndIgnoresWhatBreaksTheContract) {

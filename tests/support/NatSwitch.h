@@ -52,8 +52,8 @@ struct NatSwitch {
                       ADD_FAILURE() << finding.text();
                   }
               })) {
-        checked->logIs([this](UmoHelper::Call const &call, UmoHelper::Call::Result const &result) {
-            calls.push_back(call.text() + UmoHelper::textOf(result));
+        checked->logIs([this](UmoHelper::CheckedHelper::Logged const &logged) {
+            calls.push_back(logged.text());
         });
         Vyr::TaskSchedulerRoot::schedulerIs(scheduler);
     }
