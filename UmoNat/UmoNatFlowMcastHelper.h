@@ -37,10 +37,14 @@ class UMONAT_API UmoNatFlowMcastHelper : public Mox::Entity {
     virtual void deleteNatFlowGroup(Pelo::String const &policy, Pelo::String const &match,
                                     std::uint32_t groupId);
 
-    /// Programs a port set: a new one if `portSetId` is 0, else a replacement of that one. Returns
-    /// its identifier from now on, never 0. (The default returns 0, which is safe only because the
-    /// default allocates no group.) The helper may keep `ps`, which no longer changes once a later
-    /// one has replaced it.
+    /// Programs a port set: a new one if `portSetId` is 0, else a replacement of the interfaces and
+    /// the MAC address of that one, which keeps its VLAN, its translations and its identifier.
+    /// Returns the identifier, never 0. (The default returns 0, which is safe only because the
+    /// default allocates no group.) A group may have several port sets of one VLAN: those of
+    /// different actions. An interface without a name, which is then the only one, is recirculation
+    /// through the switch itself. The MAC address 01:00:5e:00:00:00 stands for that of the copies'
+    /// own multicast group. The helper may keep `ps`; the library sets the identifiers in it after
+    /// the call, and changes it no more once a later one has replaced it.
     virtual std::uint32_t
     updateNatFlowVlanPortSet(std::uint32_t groupId, std::uint32_t portSetId,
                              Mox::Ptr<Ip::Nat::NatFlowPortSet const> const &ps);

@@ -103,8 +103,9 @@ bool Checker::noteEnds(PlainSwitch const &before) {
 }
 
 void Checker::checkState(bool policyEnded) {
-    require(agent_.helper().found(UmoHelper::CheckedHelper::Party::caller) == 0,
-            "a call broke the chip's contract");
+    require(agent_.contractErrors() == 0, "a call broke the chip's contract");
+    auto const difference = agent_.helper().differenceFrom(agent_.chip().groups());
+    require(difference.empty(), "the chip does not hold what it should: ", difference);
     require(topology().natFlowRecircVlan() == recirc_.vlan(), "the recirculation VLAN is ",
             topology().natFlowRecircVlan(), ", not ", recirc_.vlan());
     machines_.clear();

@@ -118,7 +118,7 @@ Json chipValue(ForwardingAgent const &agent) {
     return {{"groups-in-use", chip.groupsInUse()},
             {"capacity", chip.capacity().groups},
             {"refusals", chip.refusals()},
-            {"contract-errors", agent.helper().found(UmoHelper::CheckedHelper::Party::caller)},
+            {"contract-errors", agent.contractErrors()},
             {"groups", std::move(groups)}};
 }
 

@@ -50,7 +50,7 @@ void addChip(Metrics &metrics, ForwardingAgent const &agent) {
     metrics.sample(chip.refusals());
     metrics.declare("umo_contract_errors_total", "counter",
                     "Calls that broke the contract of the chip's interface.");
-    metrics.sample(agent.helper().found(UmoHelper::CheckedHelper::Party::caller));
+    metrics.sample(agent.contractErrors());
     metrics.declare("umo_chip_groups", "gauge", "Groups in use.");
     metrics.sample(chip.groupsInUse());
     metrics.declare("umo_chip_groups_capacity", "gauge", "Groups that the chip has room for.");

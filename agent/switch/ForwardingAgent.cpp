@@ -7,13 +7,14 @@
 
 namespace UmoAgent {
 
+using Breach = UmoHelper::CheckedHelper::Breach;
+
 ForwardingAgent::ForwardingAgent(EventLoop const &loop, SoftSwitch::LineSink errors)
     : loop_(loop),
       chip_(Mox::make<SoftSwitch>(ChipCapacity{})),
       helper_(Mox::make<UmoHelper::CheckedHelper>(
           chip_, [errors = std::move(errors)](UmoHelper::CheckedHelper::Finding const &finding) {
-              // The software chip breaks its part knowingly: a full group refuses a port set.
-              if (errors && finding.party == UmoHelper::CheckedHelper::Party::caller) {
+              if (errors && finding.breach != Breach::refusedPortSet) {
                   errors(printable(finding.text()));
               }
           })) {
@@ -65,9 +66,13 @@ void ForwardingAgent::callLogIs(SoftSwitch::LineSink log) {
     });
 }
 
+std::uint64_t ForwardingAgent::contractErrors() const {
+    return helper_->found(Breach::call) + helper_->found(Breach::wrongIdentifier) +
+           helper_->found(Breach::failedTranslation);
+}
+
 bool ForwardingAgent::clean() const {
-    return helper_->found(UmoHelper::CheckedHelper::Party::caller) == 0 &&
-           (root_ || chip_->groupsInUse() == 0);
+    return contractErrors() == 0 && (root_ || chip_->groupsInUse() == 0);
 }
 
 } // namespace UmoAgent

@@ -38,6 +38,10 @@ class ForwardingAgent {
     /// chip can be read.
     void shutDown() { root_ = nullptr; }
 
+    /// Calls and results that broke the chip's contract, but for port sets that the chip refused:
+    /// the software chip does so knowingly when a group is full.
+    [[nodiscard]] std::uint64_t contractErrors() const;
+
     /// Whether there was no contract error so far; after the shut-down also whether the chip is
     /// empty.
     [[nodiscard]] bool clean() const;

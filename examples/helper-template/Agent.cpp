@@ -3,13 +3,17 @@
 
 #include "MyChip.h"
 
+#include "HelperKit/CheckedHelper.h"
 #include "UmoNat/UmoNatFlowMcastSm.h"
 #include "UmoNat/UmoNatFlowMcastSmCli.h"
 #include "Vyr/TaskScheduler.h"
 
+#include <poll.h>
 #include <unistd.h>
 
-#include <thread>
+#include <algorithm>
+#include <chrono>
+#include <iostream>
 
 int main() {
     // The inputs, as the agent's mounts would fill them: ports, their VLAN, and that they forward.
@@ -27,6 +31,8 @@ int main() {
         topology->topoPortConfigIs(port)->portStateIs(Bridging::Topology::PortState::forwarding);
     }
     topologies->vidToTopoMapIs(vlan, topology);
+    Nexo::EthAddr const host = Nexo::EthAddr::parse("02:00:00:00:00:01");
+    status->fdbStatusIs(Bridging::Fid(10))->learnedHostIs(host, {out});
 
     // The VLAN's interface: its L3 id in both maps of the table, and its address.
     auto const l3 = Mox::make<UmoL3Intf::Table>();
@@ -42,19 +48,23 @@ int main() {
     match->flowIs({{}, {Nexo::IpAddr::parse("239.1.1.1"), 32, 5000}});
     auto const action = match->actionIs("customer");
     action->dstIs(Nexo::IpAndPort::parse("239.2.2.2:6000"));
-    action->intfIs(svi, {});
+    action->intfIs(svi, {0, host});
     action->versionIs(1);
 
     auto const hw = Mox::make<Ip::Nat::HwNatFlowStatus>(); // what the library programs
     auto const chip = Mox::make<MyChip>();
-    auto root = umoNatFlowMcastSmFactory(nat, hw, config, status, vlans, topologies, l3, ip, chip);
+    auto const checked = Mox::make<UmoHelper::CheckedHelper>(
+        chip, [](auto const &finding) { std::cerr << finding.text() << '\n'; });
+    auto root =
+        umoNatFlowMcastSmFactory(nat, hw, config, status, vlans, topologies, l3, ip, checked);
 
     // A change, which the library follows after 0.1 s; and the event loop, until nothing is left to
     // do.
     topology->topoPortConfigIs(in)->portStateIs(Bridging::Topology::PortState::disabled);
     auto const scheduler = Vyr::TaskSchedulerRoot::findOrCreateScheduler();
     while (auto const due = scheduler->nextDue()) {
-        std::this_thread::sleep_for(*due - scheduler->now()); // or poll(2), for this long
+        auto const wait = std::chrono::ceil<std::chrono::milliseconds>(*due - scheduler->now());
+        poll(nullptr, 0, std::max(0, static_cast<int>(wait.count()))); // with your descriptors
         scheduler->runDueTasks();
     }
 

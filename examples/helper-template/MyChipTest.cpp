@@ -37,6 +37,6 @@ UmoHelper::Subject myChip() {
 }
 
 INSTANTIATE_TEST_SUITE_P(MyChip, HelperConformance,
-                         testing::Values(UmoHelper::MakeSubject(&myChip)));
+                         testing::Values(UmoHelper::Candidate{"MyChip", &myChip}));
 
 } // namespace

@@ -1,7 +1,5 @@
 #include "HelperKit/CheckedHelper.h"
 
-#include "Vyr/TaskScheduler.h"
-
 #include <algorithm>
 #include <numeric>
 #include <optional>
@@ -33,6 +31,13 @@ bool recirculates(std::vector<Nexo::IntfId> const &interfaces) {
 CheckedHelper::CheckedHelper(Mox::Ptr<UmoNatFlowMcastHelper> helper, Findings findings)
     : CallingHelper("CheckedHelper"), helper_(std::move(helper)), findings_(std::move(findings)) {}
 
+std::string CheckedHelper::differenceFrom(Contents chip) const {
+    for (std::uint32_t const half : mayHold_) {
+        chip.erase(half);
+    }
+    return difference(contents_, chip);
+}
+
 std::uint64_t CheckedHelper::allCalls() const {
     return std::accumulate(calls_.begin(), calls_.end(), std::uint64_t{0});
 }
@@ -49,7 +54,9 @@ Call::Result CheckedHelper::called(Call const &call) {
     Call::Result const result = call.on(*helper_);
     Vyr::Time const ended = now();
     if (!problem.empty()) {
-        tell(Party::caller, call, std::move(problem));
+        if (!followsFromAResult(call)) {
+            tell(Breach::call, call, std::move(problem));
+        }
     } else if (!afterItsPortSet) {
         carryOut(call, result);
     }
@@ -59,9 +66,10 @@ Call::Result CheckedHelper::called(Call const &call) {
     return result;
 }
 
-/// For the log only: without one nothing reads a clock.
-Vyr::Time CheckedHelper::now() const {
-    return log_ ? Vyr::TaskSchedulerRoot::findOrCreateScheduler()->now() : Vyr::Time{};
+bool CheckedHelper::followsFromAResult(Call const &call) const {
+    bool const ofRefused = call.portSet == 0 && call.operation != Operation::updatePortSet &&
+                           refusedIn_.find(call.group) != refusedIn_.end();
+    return ofRefused || ambiguous_.find(call.group) != ambiguous_.end();
 }
 
 /// What is wrong with the call, as things are before it; empty: nothing.
@@ -98,6 +106,12 @@ std::string CheckedHelper::problemOfPortSet(Call const &call) const {
     if (interfaces.empty()) {
         return "the port set has no interface";
     }
+    if (call.portSet != 0) {
+        std::uint16_t const vlan = contents_.at(call.group).portSets.at(call.portSet).vlan;
+        if (vlan != call.ps->vlan()) {
+            return "the port set is of VLAN " + std::to_string(vlan);
+        }
+    }
     if (recirculates(interfaces)) {
         return interfaces.size() == 1 ? "" : "an interface has no name";
     }
@@ -129,6 +143,7 @@ void CheckedHelper::carryOut(Call const &call, Call::Result const &result) {
         break;
     case Operation::deleteGroup:
         contents_.erase(call.group);
+        refusedIn_.erase(call.group);
         break;
     case Operation::updatePortSet:
         updated(call, std::get<std::uint32_t>(result));
@@ -152,6 +167,9 @@ void CheckedHelper::carryOut(Call const &call, Call::Result const &result) {
         contents_.at(call.group).portSets.at(call.portSet).destination.reset();
         break;
     }
+    if (auto const *const success = std::get_if<bool>(&result); success != nullptr && !*success) {
+        tell(Breach::failedTranslation, call, "the translation is not programmed");
+    }
 }
 
 /// A pair is requested one half after the other. If one is refused, the library forgets both.
@@ -161,8 +179,11 @@ void CheckedHelper::created(Call const &call, std::uint32_t id) {
     if (id != 0) {
         auto const [at, isNew] = contents_.try_emplace(
             id, Group{.policy = call.policy, .match = call.match, .unicast = call.unicast});
-        if (!isNew) {
-            tell(Party::helper, call,
+        if (isNew) {
+            ambiguous_.erase(id);
+        } else {
+            ambiguous_.insert(id);
+            tell(Breach::wrongIdentifier, call,
                  "group " + std::to_string(id) + " is given out, which " + owner(at->second) +
                      " has");
         }
@@ -171,8 +192,10 @@ void CheckedHelper::created(Call const &call, std::uint32_t id) {
     bool const secondHalf = unicastHalf_.unicast && !call.unicast && sameOwner(unicastHalf_, call);
     if (secondHalf && (id == 0) != (unicastHalfId_ == 0)) {
         std::uint32_t const half = id == 0 ? unicastHalfId_ : id;
-        contents_.erase(half);
-        mayHold_.insert(half);
+        if (ambiguous_.find(half) == ambiguous_.end()) {
+            contents_.erase(half);
+            mayHold_.insert(half);
+        }
     }
     unicastHalf_ = call;
     unicastHalfId_ = id;
@@ -187,22 +210,25 @@ void CheckedHelper::updated(Call const &call, std::uint32_t id) {
         programmed.destination = old.mapped().destination;
     }
     if (id == 0) {
-        tell(Party::helper, call, "a port set cannot be refused");
+        refusedIn_.insert(call.group);
+        tell(Breach::refusedPortSet, call, "a port set cannot be refused");
         return;
     }
     if (call.portSet != 0 && id != call.portSet) {
-        tell(Party::helper, call, "its identifier is changed without need");
+        tell(Breach::wrongIdentifier, call, "its identifier is changed");
     }
     if (!portSets.try_emplace(id, std::move(programmed)).second) {
-        tell(Party::helper, call, "its identifier is that of another port set of the group");
+        ambiguous_.insert(call.group);
+        tell(Breach::wrongIdentifier, call,
+             "its identifier is that of another port set of the group");
     }
     highestPortSet_ = std::max(highestPortSet_, id);
 }
 
-void CheckedHelper::tell(Party party, Call const &call, std::string problem) {
-    ++found_.at(static_cast<std::size_t>(party));
+void CheckedHelper::tell(Breach breach, Call const &call, std::string problem) {
+    ++found_.at(static_cast<std::size_t>(breach));
     if (findings_) {
-        findings_({party, call, std::move(problem)});
+        findings_({breach, call, std::move(problem)});
     }
 }
 

@@ -20,13 +20,16 @@ namespace UmoHelper {
 /// the chip should hold. A call that breaks the contract changes nothing of that.
 class CheckedHelper final : public CallingHelper {
   public:
-    /// Who breaks the contract.
-    enum class Party : std::uint8_t {
-        caller, // the library, by a call
-        helper, // the helper inside, by a result
+    /// How the contract is broken: by the caller, which is the library, or by the helper inside.
+    enum class Breach : std::uint8_t {
+        call,              // by the caller
+        refusedPortSet,    // by a result
+        wrongIdentifier,   // given out twice, or changed
+        failedTranslation, // which the library does not look at
     };
+    static constexpr std::size_t kBreaches = 4;
     struct Finding {
-        Party party = Party::caller;
+        Breach breach = Breach::call;
         Call const &call; // valid during the report
         std::string problem;
 
@@ -39,7 +42,7 @@ class CheckedHelper final : public CallingHelper {
     struct Logged {
         Call const &call; // valid during the report, like the result
         Call::Result const &result;
-        Vyr::Time began{}; // by the clock of the process's scheduler
+        Vyr::Time began{}; // by the log's clock
         Vyr::Time ended{};
 
         /// `CALL -> RESULT`.
@@ -49,15 +52,23 @@ class CheckedHelper final : public CallingHelper {
 
     CheckedHelper(Mox::Ptr<UmoNatFlowMcastHelper> helper, Findings findings);
 
-    /// An empty `log` ends the log.
-    void logIs(Log log) { log_ = std::move(log); }
+    /// An empty `log` ends the log. Without a clock all times are 0.
+    void logIs(Log log, Mox::Ptr<Vyr::Clock const> clock = nullptr) {
+        log_ = std::move(log);
+        clock_ = std::move(clock);
+    }
 
-    /// What the chip should hold, but for mayHold().
+    /// What the chip should hold, but for mayHold(). That includes translations which the helper
+    /// failed to program.
     [[nodiscard]] Contents const &contents() const { return contents_; }
 
     /// Groups that the chip may keep or reclaim as it likes: halves of pairs, of which it refused
     /// the other half. The library neither uses nor frees them.
     [[nodiscard]] std::set<std::uint32_t> const &mayHold() const { return mayHold_; }
+
+    /// The first difference between what the chip should hold and what it holds, in words; empty:
+    /// there is none.
+    [[nodiscard]] std::string differenceFrom(Contents chip) const;
 
     [[nodiscard]] std::uint64_t calls(Operation operation) const {
         return calls_.at(static_cast<std::size_t>(operation));
@@ -65,36 +76,41 @@ class CheckedHelper final : public CallingHelper {
     [[nodiscard]] std::uint64_t allCalls() const;
     /// Groups that the helper did not give.
     [[nodiscard]] std::uint64_t refusals() const { return refusals_; }
-    [[nodiscard]] std::uint64_t found(Party party) const {
-        return found_.at(static_cast<std::size_t>(party));
+    [[nodiscard]] std::uint64_t found(Breach breach) const {
+        return found_.at(static_cast<std::size_t>(breach));
     }
 
   private:
     using Identity = std::pair<std::uint32_t, std::uint32_t>; // group, port set
 
     Call::Result called(Call const &call) override;
-    [[nodiscard]] Vyr::Time now() const;
+    [[nodiscard]] Vyr::Time now() const { return clock_ ? clock_->now() : Vyr::Time{}; }
+    [[nodiscard]] bool followsFromAResult(Call const &call) const;
     [[nodiscard]] std::string problemOf(Call const &call) const;
     [[nodiscard]] std::string problemOfPortSet(Call const &call) const;
     [[nodiscard]] std::string problemOfTranslation(Call const &call) const;
     void carryOut(Call const &call, Call::Result const &result);
     void created(Call const &call, std::uint32_t id);
     void updated(Call const &call, std::uint32_t id);
-    void tell(Party party, Call const &call, std::string problem);
+    void tell(Breach breach, Call const &call, std::string problem);
 
     Mox::Ptr<UmoNatFlowMcastHelper> helper_;
     Findings findings_;
     Log log_;
+    Mox::Ptr<Vyr::Clock const> clock_;
     Contents contents_;
     std::set<std::uint32_t> mayHold_;
     std::array<std::uint64_t, kOperations> calls_{};
-    std::array<std::uint64_t, 2> found_{};
+    std::array<std::uint64_t, kBreaches> found_{};
     std::uint64_t refusals_ = 0;
     std::uint32_t highestGroup_ = 0;
     std::uint32_t highestPortSet_ = 0;
     Call unicastHalf_;                // the last request for one, until that for its other half
     std::uint32_t unicastHalfId_ = 0; // which was given for it
     Identity justDeleted_{};          // whose translations may still be deleted
+    // Groups that lost their order by a result: calls for them may look like the caller's fault.
+    std::set<std::uint32_t> ambiguous_; // an identifier was given out twice
+    std::set<std::uint32_t> refusedIn_; // a port set was refused: its translations come with id 0
 };
 
 } // namespace UmoHelper

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <exception>
 #include <map>
 #include <random>
 #include <utility>
@@ -12,63 +13,110 @@ namespace UmoHelper {
 
 namespace {
 
-constexpr int kMatches = 6;
-constexpr int kPortSets = 5;
-constexpr std::uint32_t kVariants = 7;
+/// Notes each call before it is made, so that one that does not return is noted too.
+class Noting final : public CallingHelper {
+  public:
+    Noting(Mox::Ptr<UmoNatFlowMcastHelper> helper, std::vector<std::string> &calls)
+        : CallingHelper("Noting"), helper_(std::move(helper)), calls_(calls) {}
+
+  private:
+    Call::Result called(Call const &call) override {
+        calls_.push_back(call.text());
+        Call::Result const result = call.on(*helper_);
+        calls_.back() += textOf(result);
+        return result;
+    }
+
+    Mox::Ptr<UmoNatFlowMcastHelper> helper_;
+    std::vector<std::string> &calls_;
+};
 
 /// Plays the library on one subject.
 class Run {
   public:
     explicit Run(Subject subject) : subject_(std::move(subject)) {
-        checked_->logIs([this](CheckedHelper::Logged const &logged) {
-            calls_.push_back(logged.text());
-            problem_ = problem_.empty() ? difference() : problem_;
+        checked_->logIs([this](CheckedHelper::Logged const & /*logged*/) {
+            std::string const text =
+                problem_.empty() ? checked_->differenceFrom(subject_.probe()) : "";
+            problem_ = text.empty() ? problem_ : "the chip does not hold what it should: " + text;
         });
     }
 
-    void carryOut(Step const &step);
+    /// After something was wrong nothing is carried out.
+    void carryOut(std::vector<Step> const &steps);
 
-    /// What was wrong first, after some call; empty: nothing.
-    [[nodiscard]] std::string const &problem() const { return problem_; }
-
-    [[nodiscard]] std::vector<std::string> const &calls() const { return calls_; }
+    /// How many steps were carried out, and what happened.
+    [[nodiscard]] std::size_t carriedOut() const { return carriedOut_; }
+    [[nodiscard]] Outcome outcome() const;
 
   private:
     struct Programmed {
         std::uint32_t id = 0;
         std::uint16_t vlan = 0;
+        bool source = false; // has the translation
+        bool destination = false;
     };
     struct Match {
+        Pelo::String policy;
+        Pelo::String name;
         std::array<std::uint32_t, 2> groups{}; // the second is 0 for a single group
-        std::array<std::map<int, Programmed>, 2> portSets;
+        std::array<std::map<int, Programmed>, 2> portSets{};
     };
 
-    void createGroups(Match &match, std::string const &name, bool pair);
-    void deleteGroups(Match &match, std::string const &name);
+    void carryOut(Step const &step);
+    void createGroups(Match &match, bool pair);
+    void deleteGroups(Match &match);
     void program(Match &match, std::size_t half, Step const &step);
-    void change(std::uint32_t group, Programmed const &portSet, Step const &step);
-    [[nodiscard]] std::string difference() const;
+    void erase(Match &match, std::size_t half, Step const &step);
+    void change(std::uint32_t group, Programmed &portSet, Step const &step);
 
     Subject subject_;
-    std::string problem_;
-    Mox::Ptr<CheckedHelper> checked_ =
-        Mox::make<CheckedHelper>(subject_.helper, [this](CheckedHelper::Finding const &finding) {
+    std::vector<std::string> calls_;
+    std::string problem_; // what was wrong first; empty: nothing
+    Mox::Ptr<CheckedHelper> checked_ = Mox::make<CheckedHelper>(
+        Mox::make<Noting>(subject_.helper, calls_), [this](CheckedHelper::Finding const &finding) {
             problem_ = problem_.empty() ? finding.text() : problem_;
         });
-    std::array<Match, kMatches> matches_;
-    std::vector<std::string> calls_;
+    std::map<int, Match> matches_;
+    std::size_t carriedOut_ = 0;
+    std::uint64_t refusedGroups_ = 0;
+    std::uint64_t refusedHalves_ = 0;
 };
 
+void Run::carryOut(std::vector<Step> const &steps) {
+    try {
+        for (Step const &step : steps) {
+            if (problem_.empty()) {
+                ++carriedOut_;
+                carryOut(step);
+            }
+        }
+    } catch (std::exception const &error) {
+        problem_ = std::string("the helper threw: ") + error.what();
+    }
+}
+
+Outcome Run::outcome() const {
+    Outcome outcome{{}, refusedGroups_, refusedHalves_};
+    if (!problem_.empty()) {
+        outcome.failure = {problem_, calls_};
+    }
+    return outcome;
+}
+
+/// Matches of different policies may have the same name.
 void Run::carryOut(Step const &step) {
-    std::string const name = "match" + std::to_string(step.match);
-    Match &match = matches_.at(static_cast<std::size_t>(step.match));
+    auto const at =
+        matches_.try_emplace(step.match, Match{.policy = "policy" + std::to_string(step.match % 2),
+                                               .name = "match" + std::to_string(step.match / 2)});
+    Match &match = at.first->second;
     bool const pair = step.kind == Step::Kind::createPair;
     if (pair || step.kind == Step::Kind::createGroup) {
-        createGroups(match, name, pair);
+        createGroups(match, pair);
         return;
     }
     if (step.kind == Step::Kind::deleteGroups) {
-        deleteGroups(match, name);
+        deleteGroups(match);
         return;
     }
     std::size_t const half = step.second && match.groups[1] != 0 ? 1 : 0;
@@ -78,11 +126,7 @@ void Run::carryOut(Step const &step) {
     if (group != 0 && step.kind == Step::Kind::program) {
         program(match, half, step);
     } else if (there && step.kind == Step::Kind::erase) {
-        std::uint32_t const id = portSet->second.id;
-        checked_->deleteNatFlowVlanPortSet(group, id);
-        checked_->deleteNatFlowSrcTranslation(group, id);
-        checked_->deleteNatFlowDstTranslation(group, id);
-        match.portSets.at(half).erase(portSet);
+        erase(match, half, step);
     } else if (there) {
         change(group, portSet->second, step);
     }
@@ -90,114 +134,224 @@ void Run::carryOut(Step const &step) {
 
 /// As the library does: the second half is requested even if the first was refused, and of half a
 /// pair nothing is kept.
-void Run::createGroups(Match &match, std::string const &name, bool pair) {
+void Run::createGroups(Match &match, bool pair) {
     if (match.groups[0] != 0) {
         return;
     }
-    std::uint32_t const unicast = pair ? checked_->createNatFlowGroup("policy", name, true) : 0;
-    std::uint32_t const multicast = checked_->createNatFlowGroup("policy", name, false);
+    std::uint32_t const unicast =
+        pair ? checked_->createNatFlowGroup(match.policy, match.name, true) : 0;
+    std::uint32_t const multicast = checked_->createNatFlowGroup(match.policy, match.name, false);
     if (pair && unicast != 0 && multicast != 0) {
         match.groups = {unicast, multicast};
     } else if (!pair) {
         match.groups = {multicast, 0};
+        refusedGroups_ += multicast == 0 ? 1 : 0;
+    } else {
+        refusedHalves_ += unicast != multicast ? 1 : 0;
     }
 }
 
-void Run::deleteGroups(Match &match, std::string const &name) {
+void Run::deleteGroups(Match &match) {
     for (std::uint32_t const group : match.groups) {
         if (group != 0) {
-            checked_->deleteNatFlowGroup("policy", name, group);
+            checked_->deleteNatFlowGroup(match.policy, match.name, group);
         }
     }
-    match = {};
+    match.groups = {};
+    match.portSets = {};
 }
 
+/// Two port sets have the same VLAN, as those of two actions. The last one recirculates in no VLAN.
+/// Port sets of multicast copies have the MAC address that stands for the copies' group.
 void Run::program(Match &match, std::size_t half, Step const &step) {
     constexpr std::uint32_t kPorts = 4;
-    auto const vlan = static_cast<std::uint16_t>(100 + step.portSet);
+    bool const noVlan = step.portSet == kStepPortSets - 1;
+    auto const vlan = static_cast<std::uint16_t>(noVlan ? 0 : 100 + step.portSet / 2);
     auto const portSet = Mox::make<Ip::Nat::NatFlowPortSet>(vlan);
-    bool const recirculates = step.variant == 0;
-    if (recirculates) {
+    if (noVlan || step.variant == 0) {
         portSet->intfIs(Nexo::IntfId());
-    }
-    for (std::uint32_t port = 1; port <= kPorts && !recirculates; ++port) {
-        if (port == 1 || ((step.variant >> (port - 2U)) & 1U) != 0) {
-            portSet->intfIs(Nexo::IntfId("Ethernet" + std::to_string(port)));
+    } else {
+        for (std::uint32_t port = 1; port <= kPorts; ++port) {
+            if (port == 1 || ((step.variant >> (port - 2U)) & 1U) != 0) {
+                portSet->intfIs(Nexo::IntfId("Ethernet" + std::to_string(port)));
+            }
         }
     }
-    portSet->dmacIs(Nexo::EthAddr::parse("02:00:00:00:00:0" + std::to_string(step.variant % 3)));
-    Programmed &programmed = match.portSets.at(half)[step.portSet];
-    programmed = {checked_->updateNatFlowVlanPortSet(match.groups.at(half), programmed.id, portSet),
-                  vlan};
+    if (!noVlan) {
+        portSet->dmacIs(step.variant % 3 == 0 ? Nexo::EthAddr(0x01005e000000)
+                                              : Nexo::EthAddr(0x020000000000 + step.variant % 3));
+    }
+    // The groups of a pair share one object if they have the same copies.
+    bool const both = match.groups[1] != 0 && step.variant % 2 == 1;
+    for (std::size_t const in : {half, 1 - half}) {
+        if (in == half || both) {
+            Programmed &programmed = match.portSets.at(in)[step.portSet];
+            programmed.vlan = vlan;
+            programmed.id =
+                checked_->updateNatFlowVlanPortSet(match.groups.at(in), programmed.id, portSet);
+            in == 0 ? portSet->portSetIdIs(programmed.id) : portSet->portSetId2Is(programmed.id);
+        }
+    }
 }
 
-void Run::change(std::uint32_t group, Programmed const &portSet, Step const &step) {
-    auto const variant = std::to_string(1 + step.variant);
-    Nexo::IpAndPort const nat = Nexo::IpAndPort::parse("10.0.0." + variant + ":600" + variant);
-    Nexo::IpAndPort const group1 = Nexo::IpAndPort::parse("239.1.1." + variant + ":0");
-    auto const mac = Nexo::EthAddr::parse("02:00:00:00:01:0" + variant);
+/// What it has is deleted after it, and sometimes what it has not.
+void Run::erase(Match &match, std::size_t half, Step const &step) {
+    auto const taken = match.portSets.at(half).extract(step.portSet);
+    Programmed const &portSet = taken.mapped();
+    std::uint32_t const group = match.groups.at(half);
+    checked_->deleteNatFlowVlanPortSet(group, portSet.id);
+    if (portSet.source || step.variant % 2 == 1) {
+        checked_->deleteNatFlowSrcTranslation(group, portSet.id);
+    }
+    if (portSet.destination || step.variant % 3 == 1) {
+        checked_->deleteNatFlowDstTranslation(group, portSet.id);
+    }
+}
+
+/// Variant 0 matches any address, and of a destination it translates the MAC address only.
+void Run::change(std::uint32_t group, Programmed &portSet, Step const &step) {
+    std::uint32_t const n = step.variant;
+    auto const port = static_cast<std::uint16_t>(6000 + n % 4);
+    std::uint32_t const length = std::array{0U, 1U, 24U, 32U, 8U, 31U, 16U}.at(n);
+    auto const flow = [&](std::uint32_t net) {
+        return n == 0
+                   ? Nexo::IpAndPort()
+                   : Nexo::IpAndPort(Nexo::IpAddr(net + n), static_cast<std::uint16_t>(7000 + n));
+    };
     switch (step.kind) {
     case Step::Kind::setSource:
-        checked_->updateNatFlowSrcTranslation(group, portSet.id, portSet.vlan, nat, {}, 24);
+        checked_->updateNatFlowSrcTranslation(group, portSet.id, portSet.vlan,
+                                              {Nexo::IpAddr(0x0a000001 + n), port},
+                                              flow(0xc0a80000), length);
+        portSet.source = true;
         break;
     case Step::Kind::setDestination:
-        checked_->updateNatFlowDstTranslation(group, portSet.id, portSet.vlan, group1, {}, 32, mac);
+        checked_->updateNatFlowDstTranslation(
+            group, portSet.id, portSet.vlan,
+            n == 0 ? Nexo::IpAndPort() : Nexo::IpAndPort(Nexo::IpAddr(0xef010101 + n), port),
+            flow(0xe0010100), length, Nexo::EthAddr(0x020000000100 + n));
+        portSet.destination = true;
         break;
     case Step::Kind::clearSource:
         checked_->deleteNatFlowSrcTranslation(group, portSet.id);
+        portSet.source = false;
         break;
     default:
         checked_->deleteNatFlowDstTranslation(group, portSet.id);
+        portSet.destination = false;
         break;
     }
 }
 
-std::string Run::difference() const {
-    Contents there = subject_.probe();
-    for (std::uint32_t const half : checked_->mayHold()) {
-        there.erase(half);
-    }
-    std::string const text = UmoHelper::difference(checked_->contents(), there);
-    return text.empty() ? "" : "the chip does not hold what it should: " + text;
+/// A run and how many of the steps it took, to fail or to the end.
+std::pair<std::size_t, Outcome> runOf(MakeSubject const &make, std::vector<Step> const &steps) {
+    Run run(make());
+    run.carryOut(steps);
+    return {run.carriedOut(), run.outcome()};
 }
 
-/// How many of the first steps it takes to fail, and what the failure is.
-std::optional<std::pair<std::size_t, Failure>> failureOf(MakeSubject const &make,
-                                                         std::vector<Step> const &steps) {
-    Run run(make());
-    for (std::size_t i = 0; i < steps.size(); ++i) {
-        run.carryOut(steps[i]);
-        if (!run.problem().empty()) {
-            return std::pair(i + 1, Failure{run.problem(), run.calls()});
-        }
+/// The steps, for match 1, after three port sets of it with translations: what happens to one must
+/// leave the others as they are.
+std::vector<Step> withNeighbours(std::vector<Step> const &steps) {
+    using Kind = Step::Kind;
+    std::vector<Step> all{{Kind::createGroup, 1}};
+    for (int portSet = 1; portSet < 4; ++portSet) {
+        all.push_back({Kind::program, 1, false, portSet, 5});
+        all.push_back({Kind::setSource, 1, false, portSet, 1});
+        all.push_back({Kind::setDestination, 1, false, portSet, 2});
     }
-    return std::nullopt;
+    all.insert(all.end(), steps.begin(), steps.end());
+    return all;
 }
 
 } // namespace
 
-std::optional<Failure> conduct(MakeSubject const &make, std::vector<Step> const &steps) {
-    auto failure = failureOf(make, steps);
-    if (!failure) {
-        return std::nullopt;
+std::vector<Sequence> sequences() {
+    using Kind = Step::Kind;
+    std::vector<Step> changes;
+    for (std::uint32_t const variant : {1U, 3U, 6U, 4U, 0U, 2U, 5U}) {
+        changes.push_back({Kind::program, 1, false, 1, variant});
     }
-    std::vector<Step> needed(steps.begin(),
-                             steps.begin() + static_cast<std::ptrdiff_t>(failure->first));
+    changes.push_back({Kind::program, 1, false, kStepPortSets - 1});
+    return {
+        {"a match has a group and frees it and gets one again",
+         {{Kind::createGroup, 0},
+          {Kind::deleteGroups, 0},
+          {Kind::createGroup, 0},
+          {Kind::createGroup, 1},
+          {Kind::deleteGroups, 0},
+          {Kind::deleteGroups, 1}}},
+        {"a pair is two groups with port sets of their own",
+         {{Kind::createPair, 0},
+          {Kind::program, 0, false, 1, 1},
+          {Kind::program, 0, true, 1, 2},
+          {Kind::setSource, 0, true, 1, 1},
+          {Kind::erase, 0, false, 1, 1},
+          {Kind::deleteGroups, 0}}},
+        {"a port set grows, shrinks, changes its MAC address and recirculates",
+         withNeighbours(changes)},
+        {"translations are set, replaced and deleted twice",
+         withNeighbours({{Kind::setSource, 1, false, 1, 3},
+                         {Kind::setDestination, 1, false, 1, 4},
+                         {Kind::setDestination, 1, false, 1, 0},
+                         {Kind::clearSource, 1, false, 1},
+                         {Kind::clearSource, 1, false, 1},
+                         {Kind::setSource, 1, false, 1, 6},
+                         {Kind::clearDestination, 1, false, 1},
+                         {Kind::clearDestination, 1, false, 1}})},
+        {"a port set is erased, and its translations after it",
+         withNeighbours({{Kind::erase, 1, false, 2, 1},
+                         {Kind::program, 1, false, 2, 1},
+                         {Kind::clearSource, 1, false, 2},
+                         {Kind::erase, 1, false, 1, 1},
+                         {Kind::erase, 1, false, 3, 1}})},
+        {"a group goes with everything in it", withNeighbours({{Kind::createPair, 2},
+                                                               {Kind::program, 2, true, 1, 2},
+                                                               {Kind::deleteGroups, 1},
+                                                               {Kind::createGroup, 1},
+                                                               {Kind::program, 1, false, 1, 6},
+                                                               {Kind::deleteGroups, 2}})},
+    };
+}
+
+Sequence fillingSequence() {
+    using Kind = Step::Kind;
+    std::vector<Step> steps;
+    for (int match = 0; match < kStepMatches; ++match) {
+        steps.push_back({Kind::createGroup, match});
+        steps.push_back({Kind::program, match, false, 0, 3});
+    }
+    for (int match = 0; match < kStepMatches; ++match) {
+        steps.push_back({Kind::deleteGroups, match});
+        steps.push_back({Kind::createPair, match}); // half of it, if one group has become free
+        steps.push_back({Kind::program, match, match % 2 == 1, 0, 3});
+        steps.push_back({Kind::createGroup, (match + 3) % kStepMatches});
+    }
+    return {"a full chip refuses groups and halves of pairs, and loses none", steps};
+}
+
+Outcome conduct(MakeSubject const &make, std::vector<Step> const &steps) {
+    auto [taken, outcome] = runOf(make, steps);
+    if (!outcome.failure) {
+        return outcome;
+    }
+    std::vector<Step> needed(steps.begin(), steps.begin() + static_cast<std::ptrdiff_t>(taken));
     for (std::size_t size = needed.size() / 2; size > 0; size /= 2) {
         for (std::size_t at = 0; at + size <= needed.size();) {
             auto without = needed;
             auto const from = without.begin() + static_cast<std::ptrdiff_t>(at);
             without.erase(from, from + static_cast<std::ptrdiff_t>(size));
-            if (auto shorter = failureOf(make, without)) {
-                without.resize(shorter->first);
+            auto shorter = runOf(make, without);
+            if (shorter.second.failure) {
+                without.resize(shorter.first);
                 needed = std::move(without);
-                failure = std::move(shorter);
+                outcome = std::move(shorter.second);
             } else {
                 at += size;
             }
         }
     }
-    return std::move(failure->second);
+    return outcome;
 }
 
 std::vector<Step> randomSteps(std::uint64_t seed, std::size_t count) {
@@ -217,10 +371,10 @@ std::vector<Step> randomSteps(std::uint64_t seed, std::size_t count) {
     for (std::size_t i = 0; i < count; ++i) {
         Step step;
         step.kind = kKinds.at(below(kKinds.size()));
-        step.match = below(2) == 0 ? 0 : static_cast<int>(below(kMatches));
+        step.match = below(2) == 0 ? 0 : static_cast<int>(below(kStepMatches));
         step.second = below(2) == 1;
-        step.portSet = below(2) == 0 ? 0 : static_cast<int>(below(kPortSets));
-        step.variant = static_cast<std::uint32_t>(below(kVariants));
+        step.portSet = below(2) == 0 ? 0 : static_cast<int>(below(kStepPortSets));
+        step.variant = static_cast<std::uint32_t>(below(kStepVariants));
         steps.push_back(step);
     }
     return steps;

@@ -1,5 +1,5 @@
 #include "HelperKit/CheckedHelper.h"
-#include "Vyr/TaskScheduler.h"
+#include "Vyr/Clock.h"
 #include "agent/chip/SoftSwitch.h"
 
 #include <gmock/gmock.h>
@@ -42,7 +42,7 @@ struct Found {
     std::vector<std::string> texts;
     CheckedHelper::Findings sink() {
         return [this](CheckedHelper::Finding const &finding) {
-            texts.push_back((finding.party == CheckedHelper::Party::helper ? "helper: " : "") +
+            texts.push_back((finding.breach == CheckedHelper::Breach::call ? "" : "helper: ") +
                             finding.text());
         };
     }
@@ -86,6 +86,7 @@ TEST(CheckedHelper, EachBreakOfTheContractIsCountedReportedAndWithoutEffect) {
         {[&] { programAs(portSetOf(10, {"Ethernet1"}, "00:00:00:00:00:00")); }, "is missing"},
         {[&] { checked->deleteNatFlowVlanPortSet(1, 0); }, "a port set's id is never 0"},
         {[&] { program(1, 2, 10); }, "has been deleted or is of another"},
+        {[&] { program(1, 1, 11); }, "the port set is of VLAN 10"},
         {[&] { updateSource(7, 10); }, "there was never a port set of this id"},
         {[&] { updateSource(1, 11); }, "the port set is of VLAN 10"},
         {[&] { updateSource(1, 10, 33); }, "no prefix is longer than 32 bits"},
@@ -99,7 +100,7 @@ TEST(CheckedHelper, EachBreakOfTheContractIsCountedReportedAndWithoutEffect) {
         EXPECT_THAT(found.texts, ElementsAre(HasSubstr(problem)));
         EXPECT_EQ(difference(before, checked->contents()), "");
     }
-    EXPECT_EQ(checked->found(CheckedHelper::Party::caller), cases.size());
+    EXPECT_EQ(checked->found(CheckedHelper::Breach::call), cases.size());
 }
 
 TEST(CheckedHelper, ResultsAreHeldAgainstTheContractToo) {
@@ -125,9 +126,17 @@ TEST(CheckedHelper, ResultsAreHeldAgainstTheContractToo) {
     program(0, 4);
     program(0, 0);
     EXPECT_THAT(found.texts,
-                ElementsAre(HasSubstr("changed without need"), HasSubstr("of another port set"),
+                ElementsAre(HasSubstr("identifier is changed"), HasSubstr("of another port set"),
                             HasSubstr("a port set cannot be refused")));
-    EXPECT_EQ(checked->found(CheckedHelper::Party::helper), 4U);
+    EXPECT_EQ(checked->found(CheckedHelper::Breach::wrongIdentifier), 3U);
+    EXPECT_EQ(checked->found(CheckedHelper::Breach::refusedPortSet), 1U);
+    found.texts.clear();
+    chip->next = false;
+    checked->updateNatFlowSrcTranslation(7, 0, 10, {}, {}, 24); // as after the refusal
+    checked->updateNatFlowSrcTranslation(7, 4, 10, {}, {}, 24);
+    checked->deleteNatFlowVlanPortSet(7, 4); // of one of those that have this identifier,
+    checked->deleteNatFlowVlanPortSet(7, 4); // and of the other
+    EXPECT_THAT(found.texts, ElementsAre(HasSubstr("helper: update"))); // nothing of the caller's
 
     create("half", 8, true);
     create("half", 0);
@@ -141,12 +150,14 @@ TEST(CheckedHelper, ResultsAreHeldAgainstTheContractToo) {
 
 TEST(CheckedHelper, TellsEachCallWithItsResultAndTimes) {
     auto const chip = Mox::make<Obedient>();
-    Vyr::TaskSchedulerRoot::schedulerIs(Mox::make<Vyr::TaskScheduler>(chip->clock));
     auto const checked = Mox::make<CheckedHelper>(chip, nullptr);
     std::ostringstream log;
-    checked->logIs([&](CheckedHelper::Logged const &logged) {
-        log << logged.began.count() << ' ' << logged.ended.count() << ' ' << logged.text() << '\n';
-    });
+    checked->logIs(
+        [&](CheckedHelper::Logged const &logged) {
+            log << logged.began.count() << ' ' << logged.ended.count() << ' ' << logged.text()
+                << '\n';
+        },
+        chip->clock);
     chip->next = 7U;
     checked->createNatFlowGroup("p", "m", false);
     chip->next = {};
@@ -155,7 +166,6 @@ TEST(CheckedHelper, TellsEachCallWithItsResultAndTimes) {
     checked->deleteNatFlowGroup("p", "m", 7);
     EXPECT_EQ(log.str(), "0 2000000 createNatFlowGroup(policy p, match m, unicast false) -> 7\n"
                          "2000000 4000000 deleteNatFlowGroup(policy p, match m, group 7)\n");
-    Vyr::TaskSchedulerRoot::schedulerIs(nullptr);
 }
 
 TEST(SoftSwitch, RefusesWhatItHasNoRoomForAndIgnoresWhatBreaksTheContract) {

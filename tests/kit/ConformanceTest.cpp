@@ -1,4 +1,5 @@
 #include "HelperKit/CallingHelper.h"
+#include "HelperKit/CheckedHelper.h"
 #include "HelperKit/HelperConformance.h"
 #include "agent/chip/SoftSwitch.h"
 
@@ -16,8 +17,17 @@ Subject softSwitch() {
     return {chip, [chip] { return chip->groups(); }};
 }
 
-INSTANTIATE_TEST_SUITE_P(SoftSwitch, HelperConformance,
-                         testing::Values(UmoHelper::MakeSubject(&softSwitch)));
+/// As the agent has it.
+Subject checkedSoftSwitch() {
+    Subject subject = softSwitch();
+    subject.helper = Mox::make<UmoHelper::CheckedHelper>(subject.helper, nullptr);
+    return subject;
+}
+
+INSTANTIATE_TEST_SUITE_P(Kit, HelperConformance,
+                         testing::Values(UmoHelper::Candidate{"SoftSwitch", &softSwitch},
+                                         UmoHelper::Candidate{"Checked", &checkedSoftSwitch, 100}),
+                         [](auto const &candidate) { return candidate.param.name; });
 
 /// A software chip whose driver has a fault: it gets the calls and may do something else.
 class Faulty final : public UmoHelper::CallingHelper {
@@ -145,47 +155,166 @@ Call::Result erasesWithTheLastTranslation(SoftSwitch &chip, Call call) {
     return result;
 }
 
+Call::Result mergesPortSetsOfAVlan(SoftSwitch &chip, Call call) {
+    if (call.operation == Operation::updatePortSet && call.portSet == 0) {
+        for (auto const &[id, portSet] : chip.groups().at(call.group).portSets) {
+            call.portSet = portSet.vlan == call.ps->vlan() ? id : call.portSet;
+        }
+    }
+    return call.on(chip);
+}
+Call::Result ownsByMatchAlone(SoftSwitch &chip, Call call) {
+    if (call.operation == Operation::createGroup) {
+        for (auto const &[id, group] : chip.groups()) {
+            if (group.match == call.match && group.policy != call.policy) {
+                return id;
+            }
+        }
+    }
+    return call.on(chip);
+}
+Call::Result dropsTheFlow(SoftSwitch &chip, Call call) {
+    call.flow = {};
+    return call.on(chip);
+}
+Call::Result dropsThePort(SoftSwitch &chip, Call call) {
+    call.nat = {call.nat.addr(), 0};
+    return call.on(chip);
+}
+Call::Result takesWholeAddresses(SoftSwitch &chip, Call call) {
+    call.prefixLength = 32;
+    return call.on(chip);
+}
+Call::Result deletesForNoAddress(SoftSwitch &chip, Call call) {
+    if (call.operation == Operation::updateDestination && call.nat.addr().isZero()) {
+        chip.deleteNatFlowDstTranslation(call.group, call.portSet);
+        return true;
+    }
+    return call.on(chip);
+}
+Call::Result knowsNoMulticastMac(SoftSwitch &chip, Call call) {
+    if (call.ps && call.ps->dmac().isMulticast()) {
+        auto const copy = copyOf(call);
+        copy->dmacIs({});
+        call.ps = copy;
+    }
+    return call.on(chip);
+}
+Call::Result failsForLongPrefixes(SoftSwitch &chip, Call call) {
+    return call.prefixLength > 24 ? Call::Result(false) : call.on(chip);
+}
+Call::Result throwsWhenFull(SoftSwitch &chip, Call call) {
+    auto const result = call.on(chip);
+    if (call.operation == Operation::createGroup && result == Call::Result(0U)) {
+        throw std::runtime_error("no room");
+    }
+    return result;
+}
+
 struct Planted {
     char const *name;
+    char const *problem; // as the suite must tell it
     Faulty::Fault fault;
 };
 std::ostream &operator<<(std::ostream &out, Planted const &planted) {
     return out << planted.name;
 }
 
+/// The first failure in the usual work, or in random runs.
+std::optional<UmoHelper::Failure> failureOf(UmoHelper::MakeSubject const &make) {
+    auto runs = UmoHelper::sequences();
+    runs.push_back(UmoHelper::fillingSequence());
+    for (std::uint64_t seed = 1; seed <= 20; ++seed) {
+        runs.push_back({"random", UmoHelper::randomSteps(seed, 100)});
+    }
+    for (UmoHelper::Sequence const &run : runs) {
+        if (auto failure = UmoHelper::conduct(make, run.steps).failure) {
+            return failure;
+        }
+    }
+    return std::nullopt;
+}
+
 struct PlantedFault : testing::TestWithParam<Planted> {};
 
-/// By some run of the suite; the failure names calls that lead to it.
+/// The failure names the calls that lead to it.
 TEST_P(PlantedFault, IsFound) {
-    auto const make = [] {
+    auto const failure = failureOf([] {
         auto const chip = Mox::make<SoftSwitch>(UmoAgent::ChipCapacity{4, 100});
         return Subject{Mox::make<Faulty>(chip, GetParam().fault),
                        [chip] { return chip->groups(); }};
-    };
-    std::optional<UmoHelper::Failure> failure;
-    for (std::uint64_t seed = 1; seed <= 20 && !failure; ++seed) {
-        failure = UmoHelper::conduct(make, UmoHelper::randomSteps(seed, 100));
-    }
+    });
     ASSERT_TRUE(failure);
+    EXPECT_THAT(failure->problem, testing::HasSubstr(GetParam().problem));
     EXPECT_LE(failure->calls.size(), 8U) << testing::PrintToString(failure->calls);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Helper, PlantedFault,
     testing::Values(
-        Planted{"KeepsGroups", &without<Operation::deleteGroup>},
-        Planted{"KeepsPortSets", &without<Operation::deletePortSet>},
-        Planted{"ForgetsSources", &without<Operation::updateSource>},
-        Planted{"ForgetsDestinations", &without<Operation::updateDestination>},
-        Planted{"KeepsSources", &without<Operation::deleteSource>},
-        Planted{"KeepsDestinations", &without<Operation::deleteDestination>},
-        Planted{"LosesTranslations", &losesTranslations}, Planted{"MovesAPortSet", &movesAPortSet},
-        Planted{"NeverShrinks", &neverShrinks}, Planted{"KeepsTheFirstMac", &keepsTheFirstMac},
-        Planted{"GivesOutTwice", &givesOutTwice}, Planted{"RefusesPortSets", &refusesPortSets},
-        Planted{"LeavesOutTheMac", &leavesOutTheMac}, Planted{"SwapsThePair", &swapsThePair},
-        Planted{"KeepsTheFirstSource", &keepsTheFirstSource}, Planted{"ClearsBoth", &clearsBoth},
-        Planted{"FreesTheOtherHalfToo", &freesTheOtherHalfToo},
-        Planted{"ErasesWithTheLastTranslation", &erasesWithTheLastTranslation}),
+        Planted{"KeepsGroups", "group 1 is left", &without<Operation::deleteGroup>},
+        Planted{"KeepsPortSets", "is left", &without<Operation::deletePortSet>},
+        Planted{"ForgetsSources", "another source", &without<Operation::updateSource>},
+        Planted{"ForgetsDestinations", "another dest", &without<Operation::updateDestination>},
+        Planted{"KeepsSources", "another source", &without<Operation::deleteSource>},
+        Planted{"KeepsDestinations", "another dest", &without<Operation::deleteDestination>},
+        Planted{"LosesTranslations", "another destination translation", &losesTranslations},
+        Planted{"MovesAPortSet", "its identifier is changed", &movesAPortSet},
+        Planted{"NeverShrinks", "another interfaces", &neverShrinks},
+        Planted{"KeepsTheFirstMac", "another destination MAC", &keepsTheFirstMac},
+        Planted{"GivesOutTwice", "is given out, which", &givesOutTwice},
+        Planted{"RefusesPortSets", "a port set cannot be refused", &refusesPortSets},
+        Planted{"LeavesOutTheMac", "another destination translation", &leavesOutTheMac},
+        Planted{"SwapsThePair", "it is of the other kind", &swapsThePair},
+        Planted{"KeepsTheFirstSource", "another source translation", &keepsTheFirstSource},
+        Planted{"ClearsBoth", "another source translation", &clearsBoth},
+        Planted{"FreesTheOtherHalfToo", "is missing", &freesTheOtherHalfToo},
+        Planted{"ErasesWithTheLastTranslation", "is missing", &erasesWithTheLastTranslation},
+        Planted{"MergesPortSetsOfAVlan", "that of another port set", &mergesPortSetsOfAVlan},
+        Planted{"OwnsByMatchAlone", "is given out, which", &ownsByMatchAlone},
+        Planted{"DropsTheFlow", "another source translation", &dropsTheFlow},
+        Planted{"DropsThePort", "another source translation", &dropsThePort},
+        Planted{"TakesWholeAddresses", "another source translation", &takesWholeAddresses},
+        Planted{"DeletesForNoAddress", "another destination translation", &deletesForNoAddress},
+        Planted{"KnowsNoMulticastMac", "another destination MAC", &knowsNoMulticastMac},
+        Planted{"FailsForLongPrefixes", "is not programmed", &failsForLongPrefixes},
+        Planted{"ThrowsWhenFull", "the helper threw: no room", &throwsWhenFull}),
     [](auto const &planted) { return std::string(planted.param.name); });
+
+/// Has its source translations in a table of their own, and forgets them there when a group goes.
+class Leaking final : public UmoHelper::CallingHelper {
+  public:
+    Leaking() : CallingHelper("Leaking") {}
+
+    UmoHelper::Contents contents() const {
+        UmoHelper::Contents all = chip_->groups();
+        for (auto const &[of, source] : sources_) {
+            all[of.first].portSets[of.second].source = source;
+        }
+        return all;
+    }
+
+  private:
+    Call::Result called(Call const &call) override {
+        if (call.operation == Operation::updateSource) {
+            sources_[{call.group, call.portSet}] = {call.nat, call.flow, call.prefixLength, {}};
+        } else if (call.operation == Operation::deleteSource) {
+            sources_.erase({call.group, call.portSet});
+        }
+        return call.on(*chip_);
+    }
+
+    Mox::Ptr<SoftSwitch> chip_ = Mox::make<SoftSwitch>(UmoAgent::ChipCapacity{4, 100});
+    std::map<std::pair<std::uint32_t, std::uint32_t>, UmoHelper::Translation> sources_;
+};
+
+TEST(PlantedLeak, OfATranslationWhoseGroupIsGoneIsFound) {
+    auto const failure = failureOf([] {
+        auto const helper = Mox::make<Leaking>();
+        return Subject{helper, [helper] { return helper->contents(); }};
+    });
+    ASSERT_TRUE(failure);
+    EXPECT_THAT(failure->problem, testing::HasSubstr("is left"));
+}
 
 } // namespace

@@ -48,7 +48,7 @@ struct NatSwitch {
         : chip(Mox::make<UmoAgent::SoftSwitch>(capacity)),
           checked(Mox::make<UmoHelper::CheckedHelper>(
               chip, [](UmoHelper::CheckedHelper::Finding const &finding) {
-                  if (finding.party == UmoHelper::CheckedHelper::Party::caller) {
+                  if (finding.breach != UmoHelper::CheckedHelper::Breach::refusedPortSet) {
                       ADD_FAILURE() << finding.text();
                   }
               })) {
@@ -59,7 +59,7 @@ struct NatSwitch {
     }
     ~NatSwitch() {
         stop();
-        EXPECT_EQ(checked->found(UmoHelper::CheckedHelper::Party::caller), 0U);
+        EXPECT_EQ(checked->differenceFrom(chip->groups()), "");
         EXPECT_EQ(chip->groupsInUse(), groupsLeft);
         EXPECT_FALSE(scheduler->nextDue());
         EXPECT_TRUE(hw->natFlow().empty());
