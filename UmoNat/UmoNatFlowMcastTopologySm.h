@@ -52,21 +52,21 @@ class UMONAT_API UmoNatFlowMcastTopologySm : public Mox::Reactor {
 
     // Nested reactors and parts, private to the library.
     template <class Followed, class Owner = UmoNatFlowMcastTopologySm>
-    class NestedSm;
+    class UMONAT_HIDDEN NestedSm;
     template <class Input, auto kAttribute, auto kIs, auto kDel>
-    class Directory;
-    class MoxBridgingConfig;
-    class MoxVlanStatusDir;
-    class MoxBridgingStatus;
-    class MoxIpStatus;
-    class NestedSm_SwitchIntfConfig;
-    class NestedSm_VlanStatus;
-    class NestedSm_FdbStatus;
-    class NestedSm_IpIntfStatus;
-    class MoxTopoConfig;
-    class MoxTopoPortConfig;
-    class Backlog;
-    class Recirculation;
+    class UMONAT_HIDDEN Directory;
+    class UMONAT_HIDDEN MoxBridgingConfig;
+    class UMONAT_HIDDEN MoxVlanStatusDir;
+    class UMONAT_HIDDEN MoxBridgingStatus;
+    class UMONAT_HIDDEN MoxIpStatus;
+    class UMONAT_HIDDEN NestedSm_SwitchIntfConfig;
+    class UMONAT_HIDDEN NestedSm_VlanStatus;
+    class UMONAT_HIDDEN NestedSm_FdbStatus;
+    class UMONAT_HIDDEN NestedSm_IpIntfStatus;
+    class UMONAT_HIDDEN MoxTopoConfig;
+    class UMONAT_HIDDEN MoxTopoPortConfig;
+    class UMONAT_HIDDEN Backlog;
+    class UMONAT_HIDDEN Recirculation;
 
     [[nodiscard]] Inputs const &inputs() const noexcept { return inputs_; }
     [[nodiscard]] bool initialized() const noexcept { return initialized_; }

@@ -2,6 +2,8 @@
 
 namespace Ip::Nat {
 
+NatFlowPortSet::~NatFlowPortSet() = default;
+
 Mox::Ptr<NatFlowVlanPortSets> natFlowVlanPortSetsFactory() {
     return Mox::make<NatFlowVlanPortSets>();
 }

@@ -6,6 +6,7 @@
 #include <ostream>
 #include <set>
 #include <string>
+#include <unordered_map>
 #include <utility>
 
 namespace Skimtrace {
@@ -73,12 +74,16 @@ void forgetLibraryOf(void const *address) {
             at = &(*at)->enteredBefore_;
         }
     }
+    // Finding a library takes microseconds, and many records have the same format.
+    std::unordered_map<char const *, char const *> formats; // and what replaces each
     std::uint64_t const kept = std::min<std::uint64_t>(ring.recorded, kCapacity);
     for (std::uint64_t i = 0; i < kept; ++i) {
         char const *&format = ring.records[i].format;
-        if (libraryOf(format) == library) {
-            format = texts.insert(format).first->c_str();
+        auto const [place, first] = formats.try_emplace(format, format);
+        if (first && libraryOf(format) == library) {
+            place->second = texts.insert(format).first->c_str();
         }
+        format = place->second;
     }
 }
 

@@ -1,0 +1,11 @@
+#include "Ip/NatHwStatus.h"
+
+namespace Ip::Nat {
+
+HwNatFlowActionStatus::~HwNatFlowActionStatus() = default;
+
+HwNatFlowMatchStatus::~HwNatFlowMatchStatus() = default;
+
+HwNatFlowPolicyStatus::~HwNatFlowPolicyStatus() = default;
+
+} // namespace Ip::Nat
