@@ -52,6 +52,8 @@ class UMONAT_API UmoNatFlowActionSm : public Mox::Reactor {
 
     [[nodiscard]] Inputs const &inputs() const noexcept { return inputs_; }
     [[nodiscard]] bool initialized() const noexcept { return initialized_; }
+    /// Whether the action has a destination, as last heard.
+    [[nodiscard]] bool destinationNamed() const noexcept { return destinationNamed_; }
     [[nodiscard]] Pelo::String const &policy() const noexcept { return inputs_.policy; }
     [[nodiscard]] Pelo::String const &match() const noexcept { return inputs_.match; }
     /// The action's name; empty without an action status.
@@ -68,6 +70,7 @@ class UMONAT_API UmoNatFlowActionSm : public Mox::Reactor {
     [[nodiscard]] UmoNatflowActionSmEntries &indexEntries() noexcept { return indexEntries_; }
 
     void handleInitialized() override;
+    void hasNotificationActiveIs(bool active) override;
 
     /// Removes the action from the hardware and from the status tree. Does nothing while the
     /// version is 0: the hardware status stays, and the next machine of that name continues from
@@ -130,6 +133,7 @@ class UMONAT_API UmoNatFlowActionSm : public Mox::Reactor {
 
   private:
     void actionStatusDispatch(Pelo::ChangeOf<Ip::Nat::NatFlowActionStatus> const &change);
+    void followDestination();
     // The configured values; 0 without an action status.
     [[nodiscard]] std::uint32_t version() const noexcept;
     [[nodiscard]] Nexo::IpAndPort src() const noexcept;
@@ -185,9 +189,10 @@ class UMONAT_API UmoNatFlowActionSm : public Mox::Reactor {
     Mox::Ptr<Ip::Nat::HwNatFlowActionStatus> hwActionStatus_;
     UmoNatflowActionSmEntries indexEntries_;
     bool initialized_ = false;
+    bool destinationNamed_;
 
-    Mox::Subscription<Ip::Nat::NatFlowActionStatus> actionStatusSubscription_{
-        *this, &UmoNatFlowActionSm::actionStatusDispatch};
+    Mox::Subscription<Ip::Nat::NatFlowActionStatus, &UmoNatFlowActionSm::actionStatusDispatch>
+        actionStatusSubscription_{*this};
 };
 
 Mox::Ptr<UmoNatFlowActionSm> UmoNatFlowActionSmIs(UmoNatFlowActionSm::Inputs const &inputs);

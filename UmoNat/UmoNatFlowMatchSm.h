@@ -46,6 +46,7 @@ class UMONAT_API UmoNatFlowMatchSm : public Mox::Reactor {
     }
 
     void handleInitialized() override;
+    void hasNotificationActiveIs(bool active) override;
     void doCleanup() override;
 
     [[nodiscard]] Mox::Ptr<UmoNatFlowMatchSmStatus> const &matchSmStatus() const noexcept {
@@ -88,8 +89,8 @@ class UMONAT_API UmoNatFlowMatchSm : public Mox::Reactor {
                                             UmoNatFlowActionSm::Inputs const &inputs) {
         return actionSm_.is(name, inputs, &UmoNatFlowActionSmIs);
     }
-    void actionSmDel(Pelo::String const &name) { actionSm_.del(name); }
-    void actionSmDelAll() { actionSm_.delAll(); }
+    void actionSmDel(Pelo::String const &name);
+    void actionSmDelAll();
 
   protected:
     explicit UmoNatFlowMatchSm(Inputs const &inputs);
@@ -99,6 +100,7 @@ class UMONAT_API UmoNatFlowMatchSm : public Mox::Reactor {
   private:
     void matchStatusDispatch(Pelo::ChangeOf<Ip::Nat::NatFlowMatchStatus> const &change);
     void matchSmStatusDispatch(Pelo::ChangeOf<UmoNatFlowMatchSmStatus> const &change);
+    void followDestinations(Pelo::String const &action);
     bool createSingleGroup();
     bool createGroupPair();
     bool recordGroups(std::uint32_t unicast, std::uint32_t multicast);
@@ -110,10 +112,10 @@ class UMONAT_API UmoNatFlowMatchSm : public Mox::Reactor {
     Mox::ReactorCollection<Pelo::String, UmoNatFlowActionSm> actionSm_;
     bool initialized_ = false;
 
-    Mox::Subscription<Ip::Nat::NatFlowMatchStatus> matchStatusSubscription_{
-        *this, &UmoNatFlowMatchSm::matchStatusDispatch};
-    Mox::Subscription<UmoNatFlowMatchSmStatus> matchSmStatusSubscription_{
-        *this, &UmoNatFlowMatchSm::matchSmStatusDispatch};
+    Mox::Subscription<Ip::Nat::NatFlowMatchStatus, &UmoNatFlowMatchSm::matchStatusDispatch>
+        matchStatusSubscription_{*this};
+    Mox::Subscription<UmoNatFlowMatchSmStatus, &UmoNatFlowMatchSm::matchSmStatusDispatch>
+        matchSmStatusSubscription_{*this};
 };
 
 Mox::Ptr<UmoNatFlowMatchSm> UmoNatFlowMatchSmIs(UmoNatFlowMatchSm::Inputs const &inputs);

@@ -2,6 +2,7 @@
 
 #include "Mox/Attributes.h"
 #include "UmoNat/Export.h"
+#include "UmoNat/UmoNatFlowDestinations.h"
 
 #include <cstdint>
 
@@ -14,6 +15,12 @@ class UMONAT_API UmoNatFlowMatchSmStatus final : public Mox::Entity {
     /// An action increments this counter when it finds that the match needs a different number of
     /// groups. On each change the match re-evaluates the number.
     MOX_ATTRIBUTE(std::uint32_t, groupNumUpdate)
+
+  public:
+    [[nodiscard]] UmoNatFlowDestinations &destinations() noexcept { return destinations_; }
+
+  private:
+    UmoNatFlowDestinations destinations_;
 };
 
 Mox::Ptr<UmoNatFlowMatchSmStatus> UmoNatFlowMatchSmStatusIs();

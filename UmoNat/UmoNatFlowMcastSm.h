@@ -104,10 +104,10 @@ class UMONAT_API UmoNatFlowMcastSm : public Mox::Reactor {
     Mox::Ptr<Vyr::TaskScheduler> groupScheduler_;
     bool initialized_ = false;
 
-    Mox::Subscription<Ip::Nat::Status> statusSubscription_{*this,
-                                                           &UmoNatFlowMcastSm::statusDispatch};
-    Mox::Subscription<Vyr::Task> unprogrammedGroupTaskSubscription_{
-        *this, &UmoNatFlowMcastSm::unprogrammedGroupTaskDispatch};
+    Mox::Subscription<Ip::Nat::Status, &UmoNatFlowMcastSm::statusDispatch> statusSubscription_{
+        *this};
+    Mox::Subscription<Vyr::Task, &UmoNatFlowMcastSm::unprogrammedGroupTaskDispatch>
+        unprogrammedGroupTaskSubscription_{*this};
 };
 
 /// Makes a root, for the agent.

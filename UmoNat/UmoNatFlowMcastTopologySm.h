@@ -358,12 +358,12 @@ class UMONAT_API UmoNatFlowMcastTopologySm : public Mox::Reactor {
     UmoNatFlowObserver *observer_ = nullptr;
     bool initialized_ = false;
 
-    Mox::Subscription<Bridging::Topology::Config> bridgingTopoSubscription_{
-        *this, &UmoNatFlowMcastTopologySm::bridgingTopoDispatch};
-    Mox::Subscription<UmoL3Intf::Table> umoL3IntfTableSubscription_{
-        *this, &UmoNatFlowMcastTopologySm::umoL3IntfTableDispatch};
-    Mox::Subscription<Vyr::Task> actionSmUpdateBacklogTaskSubscription_{
-        *this, &UmoNatFlowMcastTopologySm::actionSmUpdateBacklogTaskDispatch};
+    Mox::Subscription<Bridging::Topology::Config, &UmoNatFlowMcastTopologySm::bridgingTopoDispatch>
+        bridgingTopoSubscription_{*this};
+    Mox::Subscription<UmoL3Intf::Table, &UmoNatFlowMcastTopologySm::umoL3IntfTableDispatch>
+        umoL3IntfTableSubscription_{*this};
+    Mox::Subscription<Vyr::Task, &UmoNatFlowMcastTopologySm::actionSmUpdateBacklogTaskDispatch>
+        actionSmUpdateBacklogTaskSubscription_{*this};
 };
 
 /// Makes a topology machine. If its start throws, nothing is left behind.

@@ -65,8 +65,8 @@ class UMONAT_API UmoNatFlowPolicySm : public Mox::Reactor {
     Mox::ReactorCollection<Pelo::String, UmoNatFlowMatchSm> matchSm_;
     bool initialized_ = false;
 
-    Mox::Subscription<Ip::Nat::NatFlowPolicyStatus> policyStatusSubscription_{
-        *this, &UmoNatFlowPolicySm::policyStatusDispatch};
+    Mox::Subscription<Ip::Nat::NatFlowPolicyStatus, &UmoNatFlowPolicySm::policyStatusDispatch>
+        policyStatusSubscription_{*this};
 };
 
 Mox::Ptr<UmoNatFlowPolicySm> UmoNatFlowPolicySmIs(UmoNatFlowPolicySm::Inputs const &inputs);

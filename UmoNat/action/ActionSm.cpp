@@ -47,7 +47,8 @@ std::ostream &operator<<(std::ostream &out, ActionSmEntry const &entry) {
                << ", match: " << machine.match() << ", action: " << machine.action();
 }
 
-UmoNatFlowActionSm::UmoNatFlowActionSm(Inputs const &inputs) : inputs_(inputs) {
+UmoNatFlowActionSm::UmoNatFlowActionSm(Inputs const &inputs)
+    : inputs_(inputs), destinationNamed_(!dst().addr().isZero()) {
     actionStatusSubscription_.follow(inputs_.actionStatus);
 }
 
@@ -91,6 +92,26 @@ void UmoNatFlowActionSm::actionStatusDispatch(
     Pelo::ChangeOf<Ip::Nat::NatFlowActionStatus> const &change) {
     if (change.isOf(Ip::Nat::NatFlowActionStatus::versionAttribute)) {
         evaluate(UmoNatFlowCause::Kind::version);
+    } else if (change.isOf(Ip::Nat::NatFlowActionStatus::dstAttribute)) {
+        followDestination();
+    }
+}
+
+/// For the match's count of them. Somebody may hold a machine whose action is gone.
+void UmoNatFlowActionSm::followDestination() {
+    bool const named = !dst().addr().isZero();
+    if (named != destinationNamed_) {
+        destinationNamed_ = named;
+        if (inputs_.matchStatus->action(action()) == inputs_.actionStatus) {
+            inputs_.matchSmStatus->destinations().changed(named);
+        }
+    }
+}
+
+void UmoNatFlowActionSm::hasNotificationActiveIs(bool active) {
+    Mox::Reactor::hasNotificationActiveIs(active);
+    if (!active && !markedForDeletion()) {
+        inputs_.matchSmStatus->destinations().blind();
     }
 }
 
@@ -112,7 +133,10 @@ Ip::Nat::NatFlowType UmoNatFlowActionSm::getFlowType() const {
 }
 
 std::uint32_t UmoNatFlowActionSm::getGroupNum() const {
-    return needsTwoGroups(inputs_.hwMatchStatus->flow(), *inputs_.matchStatus) ? 2 : 1;
+    return needsTwoGroups(inputs_.hwMatchStatus->flow(), *inputs_.matchStatus,
+                          *inputs_.matchSmStatus)
+               ? 2
+               : 1;
 }
 
 NatFlowGroupUses UmoNatFlowActionSm::groupUses() const noexcept {

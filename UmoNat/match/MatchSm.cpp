@@ -37,12 +37,51 @@ void UmoNatFlowMatchSm::matchStatusDispatch(
     if (change.isOf(Ip::Nat::NatFlowMatchStatus::flowAttribute)) {
         handleNatFlow();
     } else if (auto const *name = change.keyOf(Ip::Nat::NatFlowMatchStatus::actionAttribute)) {
+        followDestinations(*name);
         handleNatFlowAction(*name);
     }
 }
 
+/// After the action was added or removed.
+void UmoNatFlowMatchSm::followDestinations(Pelo::String const &action) {
+    if (!matchSmStatus_) {
+        return;
+    }
+    auto &destinations = matchSmStatus_->destinations();
+    auto const *const machine = actionSm_.machines().find(action);
+    auto const actionStatus = inputs_.matchStatus->action(action);
+    if (actionStatus && machine == nullptr) {
+        destinations.added(*actionStatus);
+    } else if (!actionStatus && machine != nullptr) {
+        destinations.removed((*machine)->destinationNamed());
+    } else {
+        destinations.forget();
+    }
+}
+
+void UmoNatFlowMatchSm::hasNotificationActiveIs(bool active) {
+    Mox::Reactor::hasNotificationActiveIs(active);
+    if (!active && matchSmStatus_) {
+        matchSmStatus_->destinations().blind();
+    }
+}
+
+/// The action may go on without a machine that tells its changes.
+void UmoNatFlowMatchSm::actionSmDel(Pelo::String const &name) {
+    actionSm_.del(name);
+    matchSmStatus_->destinations().blind();
+}
+
+void UmoNatFlowMatchSm::actionSmDelAll() {
+    actionSm_.delAll();
+    matchSmStatus_->destinations().blind();
+}
+
 void UmoNatFlowMatchSm::matchSmStatusIs(Mox::Ptr<UmoNatFlowMatchSmStatus> const &status) {
     matchSmStatus_ = status;
+    if (status && !actionSm_.machines().empty()) {
+        status->destinations().blind(); // the machines keep the old one
+    }
     matchSmStatusSubscription_.follow(status);
     if (!markedForDeletion()) {
         handleGroupNumUpdate();
@@ -118,14 +157,14 @@ void UmoNatFlowMatchSm::handleNatFlowAction(Pelo::String const &name) {
                           .bridgingConfig = inputs_.bridgingConfig});
     } else {
         trace.at(2, "Delete actionSm");
-        actionSmDel(name);
+        actionSm_.del(name);
     }
 }
 
 void UmoNatFlowMatchSm::doCleanup() {
     enterMatchSm<"doCleanup">(*this, 1);
     if (initialized_) {
-        actionSmDelAll();
+        actionSm_.delAll();
         deleteNatFlowGroups();
         inputs_.hwPolicyStatus->matchDel(inputs_.matchStatus->name());
     }
@@ -134,7 +173,7 @@ void UmoNatFlowMatchSm::doCleanup() {
 void UmoNatFlowMatchSm::childrenDelAll() {
     // Not in the cleanup: deleteNatFlowGroups, which runs there, still counts the match as waiting.
     inputs_.mcastSm->unprogrammedGroupDel(this);
-    actionSmDelAll();
+    actionSm_.delAll();
     if (auto *const observer =
             inputs_.topologySm != nullptr ? inputs_.topologySm->observer() : nullptr) {
         observer->matchGone(*this);

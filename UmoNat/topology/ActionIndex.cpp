@@ -144,7 +144,7 @@ void UmoNatflowActionSmIndex::withdraw(UmoNatFlowActionSm *actionSm, bool traced
         removeEmptied(actionMac_, emptied, removed("Removed actionMac for mac "),
                       actionMacPublish());
         std::erase_if(emptied, [](Mox::Ptr<UmoNatflowActionSmEntry> const &entry) {
-            return entry->references() > 1 || entry->notifier().everSubscribed();
+            return entry->references() > 1 || entry->notifier().hasSubscribers();
         });
     }
     actionRecircDel(actionSm);

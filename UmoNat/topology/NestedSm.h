@@ -42,5 +42,5 @@ class UmoNatFlowMcastTopologySm::NestedSm : public Mox::Reactor {
 
   private:
     Inputs const inputs_;
-    Mox::Subscription<Followed> subscription_{*this, &NestedSm::dispatch};
+    Mox::Subscription<Followed, &NestedSm::dispatch> subscription_{*this};
 };

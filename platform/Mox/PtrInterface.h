@@ -59,20 +59,10 @@ class PLATFORM_API PtrInterface {
 
     void markForDeletion() noexcept { markedForDeletion_ = true; }
 
-    /// Holds the object while its construction hands out pointers to it: releasing such a pointer
-    /// must not destroy an object that has no owner yet. Restores the count, and never destroys.
-    class Pin {
-      public:
-        explicit Pin(PtrInterface const &object) noexcept : object_(object) {
-            object_.referenceInc();
-        }
-        ~Pin() { object_.shared().fetch_sub(1, std::memory_order_relaxed); }
-        Pin(Pin const &) = delete;
-        Pin &operator=(Pin const &) = delete;
-
-      private:
-        PtrInterface const &object_;
-    };
+    /// Hold the object while its construction hands out pointers to it: releasing such a pointer
+    /// must not destroy an object that has no owner yet. The end of it never destroys either.
+    void pin() const noexcept { referenceInc(); }
+    void unpin() const noexcept { shared().fetch_sub(1, std::memory_order_relaxed); }
 
   private:
     friend class Census;

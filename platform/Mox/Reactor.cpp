@@ -5,12 +5,12 @@
 namespace Mox {
 
 AnySubscription::AnySubscription(Reactor &owner, Pelo::Subscriber::Callback callback)
-    : owner_(owner), next_(owner.subscriptions_), subscriber_(callback, this) {
+    : next_(owner.subscriptions_), subscriber_(callback, &owner) {
     owner.subscriptions_ = this;
 }
 
 AnySubscription::~AnySubscription() {
-    AnySubscription **link = &owner_.subscriptions_;
+    AnySubscription **link = &owner().subscriptions_;
     while (*link != this) {
         link = &(*link)->next_;
     }
@@ -20,7 +20,7 @@ AnySubscription::~AnySubscription() {
 void AnySubscription::followEntity(Entity const *input) {
     subscriber_.detach();
     if (input != nullptr) {
-        input->notifier().subscriberAdd(subscriber_, owner_.hasNotificationActive());
+        input->notifier().subscriberAdd(subscriber_, owner().hasNotificationActive());
     }
 }
 
@@ -36,7 +36,7 @@ void Reactor::hasNotificationActiveIs(bool active) {
 void Reactor::start() {
     try {
         handleInitialized();
-        construction_.reset();
+        unpin();
     } catch (...) {
         retire();
         throw;

@@ -5,7 +5,6 @@
 #include "Mox/Ptr.h"
 #include "Pelo/Publisher.h"
 
-#include <optional>
 #include <type_traits>
 #include <utility>
 
@@ -24,39 +23,35 @@ class PLATFORM_API AnySubscription {
     ~AnySubscription();
 
     void followEntity(Entity const *input);
-    [[nodiscard]] Reactor &owner() const noexcept { return owner_; }
 
   private:
     friend class Reactor;
 
-    Reactor &owner_;
-    AnySubscription *next_; // the owner's other subscriptions
-    Pelo::Subscriber subscriber_;
+    [[nodiscard]] Reactor &owner() const noexcept;
+
+    AnySubscription *next_;       // the owner's other subscriptions
+    Pelo::Subscriber subscriber_; // its context is the owner
 };
 
 /// A reactor's connection to one input of the class `Followed`, declared as a member with the
 /// reactor's dispatch function:
 ///
-///     Mox::Subscription<Ip::Nat::Status> statusSubscription_{*this, &Root::statusDispatch};
+///     Mox::Subscription<Ip::Nat::Status, &Root::statusDispatch> statusSubscription_{*this};
 ///
 /// It follows nothing until `follow` is called. The dispatch function is called while the reactor's
 /// notifications are on and its destruction has not begun.
-template <class Followed>
+template <class Followed, auto kDispatch>
 class Subscription : public AnySubscription {
   public:
     template <class Owner>
-    Subscription(Owner &owner, void (Owner::*dispatch)(Pelo::ChangeOf<Followed> const &))
-        : AnySubscription(owner, &call), dispatch_(static_cast<Dispatch>(dispatch)) {}
+    explicit Subscription(Owner &owner) : AnySubscription(owner, &call<Owner>) {}
 
     /// Stops following the old input and follows `input`; null follows nothing.
     void follow(Ptr<Followed const> const &input) { followEntity(input.ptr()); }
 
   private:
-    using Dispatch = void (Reactor::*)(Pelo::ChangeOf<Followed> const &);
-
-    static void call(void *self, Pelo::Change const &change);
-
-    Dispatch dispatch_;
+    template <class Owner>
+    static void call(void *reactor, Pelo::Change const &change);
 };
 
 /// Base of every state machine: an object that follows entities and reacts to their changes.
@@ -86,7 +81,7 @@ class PLATFORM_API Reactor : public Entity {
     void hasNotificationActiveIs(bool active) override;
 
   protected:
-    Reactor() = default;
+    Reactor() { pin(); } // until the start has succeeded
     ~Reactor() override;
 
     /// Clears the collections of children, the last declared first.
@@ -103,13 +98,17 @@ class PLATFORM_API Reactor : public Entity {
     void retire() noexcept;
 
     AnySubscription *subscriptions_ = nullptr;
-    std::optional<Pin> construction_{std::in_place, *this}; // until the start has succeeded
 };
 
-template <class Followed>
-void Subscription<Followed>::call(void *self, Pelo::Change const &change) {
-    auto *const subscription = static_cast<Subscription *>(static_cast<AnySubscription *>(self));
-    (subscription->owner().*subscription->dispatch_)(Pelo::ChangeOf<Followed>(change));
+inline Reactor &AnySubscription::owner() const noexcept {
+    return *static_cast<Reactor *>(subscriber_.context());
+}
+
+template <class Followed, auto kDispatch>
+template <class Owner>
+void Subscription<Followed, kDispatch>::call(void *reactor, Pelo::Change const &change) {
+    auto &owner = static_cast<Owner &>(*static_cast<Reactor *>(reactor));
+    (owner.*kDispatch)(Pelo::ChangeOf<Followed>(change));
 }
 
 /// The most derived class of every state machine `Sm`. It starts the machine when it is fully

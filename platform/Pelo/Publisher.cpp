@@ -3,16 +3,17 @@
 #include "Base/Assert.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace Pelo {
 
 void Notifier::Places::add(Subscriber &subscriber) {
     if (size == capacity) {
-        auto grown = std::make_unique<Place[]>(std::size_t{capacity} * 4);
-        std::copy_n(places, size, grown.get());
-        more = std::move(grown);
-        places = more.get();
-        capacity *= 4;
+        std::uint32_t const larger = std::max(4U, capacity * 4);
+        auto grown = std::make_unique<Place[]>(larger);
+        std::copy_n(places.get(), size, grown.get());
+        places = std::move(grown);
+        capacity = larger;
     }
     subscriber.place_ = size++;
     places[subscriber.place_].subscriber = &subscriber;
@@ -32,9 +33,10 @@ void Notifier::Places::closeUp() noexcept {
     if (std::size_t{empty} * 2 < size) {
         return;
     }
-    auto const *const end = std::remove_if(
-        places, places + size, [](Place const &place) { return place.subscriber == nullptr; });
-    size = static_cast<std::uint32_t>(end - places);
+    auto const *const end =
+        std::remove_if(places.get(), places.get() + size,
+                       [](Place const &place) { return place.subscriber == nullptr; });
+    size = static_cast<std::uint32_t>(end - places.get());
     for (std::uint32_t i = 0; i < size; ++i) {
         places[i].subscriber->place_ = i;
     }
@@ -59,29 +61,41 @@ void Notifier::Places::stop() noexcept {
 Notifier::Notifier() noexcept = default;
 
 Notifier::~Notifier() {
-    if (places_ == nullptr) {
+    if (!several()) {
+        if (who_ != 0) {
+            only().notifier_ = nullptr;
+        }
         return;
     }
-    for (std::uint32_t i = 0; i < places_->size; ++i) {
-        Places::Place &place = places_->places[i];
+    Places &all = places();
+    for (std::uint32_t i = 0; i < all.size; ++i) {
+        Places::Place &place = all.places[i];
         if (place.subscriber != nullptr) {
             place.subscriber->notifier_ = nullptr;
             place = Places::Place();
         }
     }
-    if (places_->publishing) {
-        places_->orphaned = places_->unsettled = true; // the outermost publication frees it
+    if (all.publishing) {
+        all.orphaned = all.unsettled = true; // the outermost publication frees it
     } else {
-        delete places_;
+        delete &all;
     }
 }
 
 void Notifier::subscriberAdd(Subscriber &subscriber, bool active) const {
     Base::assertThat(!subscriber.attached(), "!subscriber.attached()");
-    if (places_ == nullptr) {
-        places_ = new Places;
+    if (who_ == 0) {
+        who_ = reinterpret_cast<std::uintptr_t>(&subscriber);
+    } else {
+        if (!several()) {
+            Subscriber &first = only();
+            auto all = std::make_unique<Places>();
+            all->add(first);
+            who_ = reinterpret_cast<std::uintptr_t>(all.release()) + kSeveral;
+            first.activeIs(first.active_);
+        }
+        places().add(subscriber);
     }
-    places_->add(subscriber);
     subscriber.notifier_ = this;
     subscriber.activeIs(active);
 }
@@ -89,13 +103,18 @@ void Notifier::subscriberAdd(Subscriber &subscriber, bool active) const {
 void Notifier::subscriberRemove(Subscriber &subscriber) const noexcept {
     if (subscriber.notifier_ == this) {
         subscriber.notifier_ = nullptr;
-        places_->remove(subscriber.place_);
+        if (several()) {
+            places().remove(subscriber.place_);
+        } else {
+            who_ = 0;
+        }
     }
 }
 
 void Subscriber::activeIs(bool active) noexcept {
-    if (notifier_ != nullptr) {
-        Notifier::Places::Place &place = notifier_->places_->places[place_];
+    active_ = active;
+    if (notifier_ != nullptr && notifier_->several()) {
+        Notifier::Places::Place &place = notifier_->places().places[place_];
         place.call = active ? callback_ : &Notifier::Places::callNobody;
         place.context = context_;
     }

@@ -3,7 +3,6 @@
 #include "Base/Export.h"
 #include "Pelo/Attribute.h"
 
-#include <cstddef>
 #include <cstdint>
 #include <memory>
 
@@ -25,6 +24,7 @@ class PLATFORM_API Subscriber {
     Subscriber &operator=(Subscriber const &) = delete;
 
     [[nodiscard]] bool attached() const noexcept { return notifier_ != nullptr; }
+    [[nodiscard]] void *context() const noexcept { return context_; }
 
     /// While off, changes are not delivered, not even later.
     void activeIs(bool active) noexcept;
@@ -34,11 +34,13 @@ class PLATFORM_API Subscriber {
 
   private:
     friend class Notifier;
+    friend class Publisher;
 
     Callback callback_;
     void *context_;
     Notifier const *notifier_ = nullptr;
-    std::size_t place_ = 0;
+    std::uint32_t place_ = 0; // among several
+    bool active_ = false;
 };
 
 /// The public side of a publisher: it allows subscribing only.
@@ -56,8 +58,9 @@ class PLATFORM_API Notifier {
     /// Subscriber::activeIs.
     void subscriberAdd(Subscriber &subscriber, bool active = true) const;
 
-    /// Whether there is, or was, a subscriber.
-    [[nodiscard]] bool everSubscribed() const noexcept { return places_ != nullptr; }
+    [[nodiscard]] bool hasSubscribers() const noexcept {
+        return several() ? places().size > places().empty : who_ != 0;
+    }
 
     /// Disconnects `subscriber`; does nothing if it is not attached here.
     void subscriberRemove(Subscriber &subscriber) const noexcept;
@@ -68,7 +71,7 @@ class PLATFORM_API Notifier {
     Notifier() noexcept;
     ~Notifier();
 
-    /// The subscribers in order of subscription. A place holds the call to make, so that a
+    /// Several subscribers in order of subscription. A place holds the call to make, so that a
     /// publication reads nothing else; if the subscriber is off or removed, that call does nothing.
     /// The place of a removed subscriber stays until no publication walks the list and half of it
     /// is empty.
@@ -79,16 +82,14 @@ class PLATFORM_API Notifier {
             Subscriber *subscriber = nullptr;
         };
 
-        Place *places = &first;
+        std::unique_ptr<Place[]> places;
         std::uint32_t size = 0;
-        std::uint32_t capacity = 1;
+        std::uint32_t capacity = 0;
         std::uint32_t empty = 0;
         // A flag, not a count: consecutive publications need not wait for it.
-        bool publishing = false;       // the list is walked, by one publication or by nested ones
-        bool unsettled = false;        // a subscriber or the notifier was removed meanwhile
-        bool orphaned = false;         // the notifier was destroyed
-        Place first;                   // most notifiers have one subscriber
-        std::unique_ptr<Place[]> more; // instead of `first`
+        bool publishing = false; // the list is walked, by one publication or by nested ones
+        bool unsettled = false;  // a subscriber or the notifier was removed meanwhile
+        bool orphaned = false;   // the notifier was destroyed
 
         void add(Subscriber &subscriber);
         void remove(std::size_t place) noexcept;
@@ -108,7 +109,19 @@ class PLATFORM_API Notifier {
         [[noreturn]] static void stop() noexcept; // with the current exception
     };
 
-    mutable Places *places_ = nullptr; // null until the first subscription
+    [[nodiscard]] bool several() const noexcept { return (who_ & kSeveral) != 0; }
+    [[nodiscard]] Places &places() const noexcept {
+        return *reinterpret_cast<Places *>(who_ - kSeveral);
+    }
+    [[nodiscard]] Subscriber &only() const noexcept {
+        return *reinterpret_cast<Subscriber *>(who_);
+    }
+
+    static constexpr std::uintptr_t kSeveral = 1;
+
+    // Most entities have no subscriber, and most others one: the address of that subscriber, or,
+    // from the second one on, that of their places plus kSeveral.
+    mutable std::uintptr_t who_ = 0;
 };
 
 /// A notifier that can also publish; its owner keeps it private. An exception that leaves a
@@ -120,23 +133,32 @@ class PLATFORM_API Publisher : public Notifier {
 
     /// Inline, so that the calls are made from the publisher's own library.
     void publishChange(Change const &change) const noexcept {
-        if (places_ == nullptr) {
+        if (who_ == 0) {
             return;
         }
-        Places &places = *places_; // outlives this publisher if a subscriber destroys it
         try {
-            if (places.publishing) [[unlikely]] {
-                places.tell(change);
-                return;
+            if (several()) {
+                tellSeveral(change);
+            } else if (Subscriber const &one = only(); one.active_) {
+                one.callback_(one.context_, change); // which may destroy it, and this
             }
-            places.publishing = true;
-            places.tell(change);
-            places.publishing = false;
         } catch (...) {
             Places::stop();
         }
-        if (places.unsettled) [[unlikely]] {
-            places.settle();
+    }
+
+  private:
+    void tellSeveral(Change const &change) const {
+        Places &all = places(); // outlives this publisher if a subscriber destroys it
+        if (all.publishing) [[unlikely]] {
+            all.tell(change);
+            return;
+        }
+        all.publishing = true;
+        all.tell(change);
+        all.publishing = false;
+        if (all.unsettled) [[unlikely]] {
+            all.settle();
         }
     }
 };

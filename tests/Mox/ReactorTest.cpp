@@ -45,7 +45,7 @@ struct Machine : Reactor {
     std::string &log;
     Ptr<Machine> child;
     std::function<void()> atVersion = [] {};
-    Subscription<Input> subscription{*this, &Machine::dispatch};
+    Subscription<Input, &Machine::dispatch> subscription{*this};
 };
 
 TEST(Reactor, FollowsOneInputAndEndsInOrderAlsoInItsOwnReaction) {

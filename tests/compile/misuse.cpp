@@ -15,10 +15,14 @@ using Ip::Nat::NatFlowVlanPortSets;
 using Ip::Nat::Status;
 using Topologies = Bridging::Topology::Config;
 
+struct Follower : Mox::Reactor {
+    void dispatch(Pelo::ChangeOf<Status> const &change);
+};
+
 [[maybe_unused]] void read(NatFlowPolicyStatus const &policy, Topologies const &topologies,
                            HwNatFlowActionStatus const &action,
                            Pelo::ChangeOf<Status> const &change,
-                           Mox::Subscription<Status> &subscription) {
+                           Mox::Subscription<Status, &Follower::dispatch> &subscription) {
     for (auto const &[name, match] : policy.match()) {
         static_cast<void>(match->flow());
     }
