@@ -7,15 +7,15 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
+#include <new>
 #include <optional>
 #include <utility>
-#include <vector>
 
 namespace Mox {
 
-/// The storage of Collection and Set: contiguous records in order of insertion and, from the ninth
-/// record on, a hashed index of their places.
+/// The storage of Collection and Set: contiguous records in order of insertion and, from the
+/// thirteenth on, a hashed index of their places. Most collections have few elements or none, so a
+/// table is one pointer, to one block of memory with all of that; an empty one has no block.
 ///
 /// A record has a `key` and can be moved. A removed record leaves a dead place, so that removal is
 /// O(1) and disturbs no walk. When more places are dead than alive, the table removes the dead ones
@@ -24,91 +24,105 @@ namespace Mox {
 template <class Record>
 class DenseTable {
     struct Place {
-        Record record;
+        union {
+            Record record; // exists unless the hash is 0
+        };
         std::uint32_t hash; // with kLive set; 0 where the record was removed
+
+        Place(Record &&of, std::uint32_t itsHash) : record(std::move(of)), hash(itsHash) {}
+        ~Place() {}
+        Place(Place const &) = delete;
+        Place &operator=(Place const &) = delete;
     };
 
   public:
     using Key = decltype(Record::key);
+    class Walker;
 
     DenseTable() noexcept = default;
     DenseTable(DenseTable const &) = delete;
     DenseTable &operator=(DenseTable const &) = delete;
     ~DenseTable() {
-        for (Walker *walker = walkers_; walker != nullptr; walker = walker->nextWalker_) {
+        if (block_ == nullptr) {
+            return;
+        }
+        for (Walker *walker = block_->walkers; walker != nullptr; walker = walker->nextWalker_) {
             walker->table_ = nullptr;
             walker->next_ = walker->end_ = nullptr;
         }
-        walkers_ = nullptr;
         // A record's destructor may look into the table, and then finds it empty.
-        std::vector<Place> released(std::move(places_));
-        index_.reset();
-        live_ = 0;
-        for (Place &place : released) { // in order, unlike a vector's destructor
-            [[maybe_unused]] Record const last(std::move(place.record));
+        Block *const released = std::exchange(block_, nullptr);
+        for (Place *place = released->begin(); place != released->end(); ++place) {
+            if (place->hash != 0) {
+                place->record.~Record();
+            }
         }
+        Block::free(released);
     }
 
-    [[nodiscard]] std::size_t size() const noexcept { return live_; }
+    [[nodiscard]] std::size_t size() const noexcept { return block_ == nullptr ? 0 : block_->live; }
 
     /// The record of `key`, or null. Valid until the table changes; its key must not change.
     [[nodiscard]] Record const *find(Key const &key) const noexcept {
-        std::size_t const place = placeOf(key, hashOf(key));
-        return place == kNone ? nullptr : &places_[place].record;
+        return const_cast<DenseTable *>(this)->find(key);
     }
     [[nodiscard]] Record *find(Key const &key) noexcept {
-        return const_cast<Record *>(std::as_const(*this).find(key));
+        if (block_ == nullptr) {
+            return nullptr;
+        }
+        Place *const place = block_->placeOf(key, hashOf(key) | kLive);
+        return place == nullptr ? nullptr : &place->record;
     }
 
     /// Appends a record whose key is not in the table.
     Record &append(Record &&record) {
-        if (places_.size() == capacity()) {
-            rebuild();
+        if (block_ == nullptr) {
+            block_ = Block::make(kFirstRoom);
+        } else if (block_->size == block_->capacity) {
+            makeRoom();
         }
         std::uint32_t const hash = hashOf(record.key) | kLive;
-        if (walkers_ == nullptr) [[likely]] {
-            addPlace(std::move(record), hash);
-        } else {
-            walkersLeave();
-            addPlace(std::move(record), hash);
-            walkersReturn();
+        Place *const place = new (block_->end()) Place(std::move(record), hash);
+        ++block_->size;
+        ++block_->live;
+        block_->enterIndex(hash, place);
+        for (Walker *walker = block_->walkers; walker != nullptr; walker = walker->nextWalker_) {
+            walker->end_ = block_->end();
         }
-        ++live_;
-        if (index_ != nullptr) {
-            enterIndex(hash, places_.size() - 1);
-        }
-        return places_.back().record;
+        return place->record;
     }
 
     /// Removes and returns the record of `key`, if there is one. `key` may be the record's own.
     std::optional<Record> take(Key const &key) {
-        std::uint32_t const hash = hashOf(key);
-        std::size_t const place = placeOf(key, hash);
-        if (place == kNone) {
+        std::uint32_t const hash = hashOf(key) | kLive;
+        Place *const place = block_ == nullptr ? nullptr : block_->placeOf(key, hash);
+        if (place == nullptr) {
             return std::nullopt;
         }
-        if (index_ != nullptr) {
-            indexIs(indexPlaceOf(hash | kLive, place), kDeleted);
-        }
-        std::optional<Record> taken(std::move(places_[place].record));
-        places_[place].hash = 0;
-        --live_;
-        if (live_ == 0) {
+        block_->leaveIndex(hash, place);
+        std::optional<Record> taken(std::move(place->record));
+        place->record.~Record();
+        place->hash = 0;
+        --block_->live;
+        if (block_->live == 0) {
             clearPlaces();
-        } else if (places_.size() > kSmall && places_.size() - live_ > live_) {
-            rebuild();
+        } else if (block_->size > kSmall && block_->size - block_->live > block_->live) {
+            closeUp();
         }
         return taken;
     }
 
     /// Moves all records to the empty table `taken`; current walks have nothing left to visit.
-    void takeAll(DenseTable &taken) noexcept {
-        std::swap(places_, taken.places_);
-        std::swap(index_, taken.index_);
-        std::swap(indexSize_, taken.indexSize_);
-        std::swap(live_, taken.live_);
-        for (Walker *walker = walkers_; walker != nullptr; walker = walker->nextWalker_) {
-            walker->next_ = walker->end_ = places_.data();
+    void takeAll(DenseTable &taken) {
+        if (block_ == nullptr) {
+            return;
+        }
+        Walker *const walkers = std::exchange(block_->walkers, nullptr);
+        Block::free(std::exchange(taken.block_, std::exchange(block_, nullptr)));
+        if (walkers != nullptr) { // they stay here
+            block_ = Block::make(kFirstRoom);
+            block_->walkers = walkers;
+            block_->walkersAtEnd();
         }
     }
 
@@ -116,18 +130,20 @@ class DenseTable {
     /// table exactly once, whatever else changes. It also visits records appended during the walk.
     class Walker {
       public:
-        explicit Walker(DenseTable const &table) noexcept
-            : next_(table.places_.data()),
-              end_(next_ + table.places_.size()),
-              table_(&table),
-              nextWalker_(table.walkers_) {
-            enter(table);
+        explicit Walker(DenseTable const &table) noexcept {
+            if (Block *const block = table.block_) { // else the walk ends at once
+                next_ = block->begin();
+                end_ = block->end();
+                table_ = &table;
+                nextWalker_ = block->walkers;
+                enter(*block);
+            }
         }
         ~Walker() {
             if (table_ == nullptr) {
                 return;
             }
-            Walker **link = &table_->walkers_;
+            Walker **link = &table_->block_->walkers;
             if (*link == this) [[likely]] { // walks nest
                 *link = nextWalker_;
                 return;
@@ -154,34 +170,33 @@ class DenseTable {
       private:
         friend class DenseTable;
 
-        void enter(DenseTable const &table) noexcept {
+        template <class Block>
+        void enter(Block &block) noexcept {
             // g++ 12 does not see that the destructor removes the address again.
 #if defined(__GNUC__) && !defined(__clang__)
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdangling-pointer"
 #endif
-            table.walkers_ = this;
+            block.walkers = this;
 #if defined(__GNUC__) && !defined(__clang__)
 #pragma GCC diagnostic pop
 #endif
         }
 
-        Place const *next_; // the table updates both when places move
-        Place const *end_;
-        std::size_t position_ = 0; // of next_, while places move
-        DenseTable const *table_;  // null once the table is destroyed
-        Walker *nextWalker_;
+        Place const *next_ = nullptr; // the table updates both when places move
+        Place const *end_ = nullptr;
+        DenseTable const *table_ = nullptr; // also null once the table is destroyed
+        Walker *nextWalker_ = nullptr;
     };
 
   private:
     static constexpr std::uint32_t kLive = 1U << 31U;
-    static constexpr std::size_t kSmall = 8; // up to here a scan is as fast as an index
-    static constexpr std::size_t kNone = ~std::size_t{0};
+    static constexpr std::uint32_t kSmall = 12; // up to here a scan is as fast as an index
 
     /// Room for several small records at once: the allocator rounds small requests up anyway.
-    static constexpr std::size_t kFirstRoom = sizeof(Place) >= 24 ? 1 : 56 / sizeof(Place);
+    static constexpr std::uint32_t kFirstRoom = std::max<std::uint32_t>(1, 40 / sizeof(Place));
 
-    // An index entry is one number: the position in `places_` plus 2 in its low bits, and above
+    // An index entry is one number: the position of the place plus 2 in its low bits, and above
     // them as many bits of the hash as fit, which avoid most comparisons with a wrong record. The
     // top bit is kLive of the hash, so that entries without a record match no hash. A lookup
     // compares kStride entries at once, which costs less than a branch for each; for this the first
@@ -191,131 +206,177 @@ class DenseTable {
     static constexpr std::uint32_t kFirstPosition = 2;
     static constexpr std::uint32_t kStride = IndexStride::kWidth;
 
-    [[nodiscard]] std::size_t capacity() const noexcept {
-        return index_ == nullptr ? kSmall : indexSize_ / 2;
-    }
-    [[nodiscard]] std::uint32_t indexMask() const noexcept {
-        return indexSize_ - 1;
-    }
-    [[nodiscard]] std::uint32_t indexEntry(std::uint32_t hash, std::size_t place) const noexcept {
-        return (hash & ~indexMask()) | (static_cast<std::uint32_t>(place) + kFirstPosition);
-    }
+    /// Places in order of insertion, and after them the index if there is one.
+    struct Block {
+        Walker *walkers = nullptr;
+        std::uint32_t live = 0;
+        std::uint32_t size = 0; // with the dead places
+        std::uint32_t capacity;
+        std::uint32_t indexSize; // a power of two, twice the capacity at least; or 0
 
-    [[nodiscard]] std::size_t placeOf(Key const &key, std::uint32_t hash) const noexcept {
-        hash |= kLive;
-        if (index_ == nullptr) {
-            for (std::size_t i = 0; i < places_.size(); ++i) {
-                if (places_[i].hash == hash && places_[i].record.key == key) {
-                    return i;
+        Block(std::uint32_t room, std::uint32_t itsIndexSize) noexcept
+            : capacity(room), indexSize(itsIndexSize) {}
+
+        static Block *make(std::uint32_t room) {
+            static_assert(alignof(Place) <= alignof(Block));
+            std::uint32_t const indexSize = room <= kSmall ? 0 : std::bit_ceil(2 * room);
+            std::size_t const entries = indexSize == 0 ? 0 : indexSize + kStride - 1;
+            void *const memory = ::operator new(sizeof(Block) + room * sizeof(Place) +
+                                                entries * sizeof(std::uint32_t));
+            auto *const block = new (memory) Block(room, indexSize);
+            block->clearIndex();
+            return block;
+        }
+        static void free(Block *block) noexcept { ::operator delete(block); }
+
+        [[nodiscard]] Place *begin() noexcept { return reinterpret_cast<Place *>(this + 1); }
+        [[nodiscard]] Place *end() noexcept { return begin() + size; }
+        [[nodiscard]] std::uint32_t *index() noexcept {
+            return reinterpret_cast<std::uint32_t *>(begin() + capacity);
+        }
+        [[nodiscard]] std::uint32_t mask() const noexcept { return indexSize - 1; }
+
+        [[nodiscard]] Place *placeOf(Key const &key, std::uint32_t hash) noexcept {
+            if (indexSize == 0) {
+                for (Place *place = begin(); place != end(); ++place) {
+                    if (place->hash == hash && place->record.key == key) {
+                        return place;
+                    }
+                }
+                return nullptr;
+            }
+            for (std::uint32_t i = hash & mask();; i = (i + kStride) & mask()) {
+                std::uint32_t const *const entries = index() + i;
+                unsigned same = IndexStride::matches(entries, hash, ~mask());
+                for (; same != 0; same &= same - 1) {
+                    Place *const place =
+                        begin() + ((entries[std::countr_zero(same)] & mask()) - kFirstPosition);
+                    if (place->record.key == key) [[likely]] {
+                        return place;
+                    }
+                }
+                if (IndexStride::matches(entries, kEmpty, ~std::uint32_t{0}) != 0) {
+                    return nullptr;
                 }
             }
-            return kNone;
         }
-        std::uint32_t const mask = indexMask();
-        for (std::uint32_t i = hash & mask;; i = (i + kStride) & mask) {
-            std::uint32_t const *const entries = &index_[i];
-            unsigned same = IndexStride::matches(entries, hash, ~mask);
-            for (; same != 0; same &= same - 1) {
-                std::size_t const place = (entries[std::countr_zero(same)] & mask) - kFirstPosition;
-                if (places_[place].record.key == key) [[likely]] {
-                    return place;
+
+        [[nodiscard]] std::uint32_t indexEntry(std::uint32_t hash, Place *place) noexcept {
+            return (hash & ~mask()) |
+                   (static_cast<std::uint32_t>(place - begin()) + kFirstPosition);
+        }
+        void enterIndex(std::uint32_t hash, Place *place) noexcept {
+            if (indexSize != 0) {
+                std::uint32_t i = hash & mask();
+                while (index()[i] > kDeleted) {
+                    i = (i + 1) & mask();
+                }
+                indexIs(i, indexEntry(hash, place));
+            }
+        }
+        void leaveIndex(std::uint32_t hash, Place *place) noexcept {
+            if (indexSize != 0) {
+                std::uint32_t i = hash & mask();
+                while (index()[i] != indexEntry(hash, place)) {
+                    i = (i + 1) & mask();
+                }
+                indexIs(i, kDeleted);
+            }
+        }
+        void indexIs(std::uint32_t i, std::uint32_t entry) noexcept {
+            index()[i] = entry;
+            if (i < kStride - 1) {
+                index()[indexSize + i] = entry;
+            }
+        }
+        void clearIndex() noexcept {
+            if (indexSize != 0) {
+                std::fill_n(index(), indexSize + kStride - 1, kEmpty);
+            }
+        }
+
+        void walkersAtEnd() noexcept {
+            for (Walker *walker = walkers; walker != nullptr; walker = walker->nextWalker_) {
+                walker->next_ = walker->end_ = end();
+            }
+        }
+
+        /// Moves the live records, with the walkers, to `to`: an empty block, or this one.
+        void moveTo(Block &to) noexcept {
+            to.walkers = walkers;
+            Place *const from = begin();
+            Place *const last = end();
+            to.size = 0;
+            to.live = live;
+            to.clearIndex();
+            for (Place *place = from;; ++place) {
+                for (Walker *walker = to.walkers; walker != nullptr; walker = walker->nextWalker_) {
+                    if (walker->next_ == place) {
+                        walker->next_ = to.end(); // compared no more: it is not behind `place`
+                    }
+                }
+                if (place == last) {
+                    break;
+                }
+                if (place->hash != 0) {
+                    to.accept(*place);
                 }
             }
-            if (IndexStride::matches(entries, kEmpty, ~std::uint32_t{0}) != 0) {
-                return kNone;
+            for (Walker *walker = to.walkers; walker != nullptr; walker = walker->nextWalker_) {
+                walker->end_ = to.end();
             }
         }
+        void accept(Place &place) noexcept {
+            Place *const now = end();
+            if (now != &place) {
+                new (now) Place(std::move(place.record), place.hash);
+                place.record.~Record();
+            }
+            ++size;
+            enterIndex(now->hash, now);
+        }
+    };
+
+    /// After a place was needed and none was left.
+    void makeRoom() {
+        bool const small = block_->capacity <= kSmall;
+        if (block_->live < (small ? block_->capacity : block_->capacity / 3 * 2)) {
+            block_->moveTo(*block_);
+        } else {
+            std::uint32_t const twice = 2 * block_->capacity;
+            moveToNew(block_->capacity < kSmall    ? std::min(twice, kSmall)
+                      : block_->capacity == kSmall ? 32
+                                                   : twice);
+        }
     }
 
-    [[nodiscard]] std::uint32_t indexPlaceOf(std::uint32_t hash, std::size_t place) const noexcept {
-        std::uint32_t i = hash & indexMask();
-        while (index_[i] != indexEntry(hash, place)) {
-            i = (i + 1) & indexMask();
-        }
-        return i;
-    }
-
-    void enterIndex(std::uint32_t hash, std::size_t place) noexcept {
-        std::uint32_t i = hash & indexMask();
-        while (index_[i] > kDeleted) {
-            i = (i + 1) & indexMask();
-        }
-        indexIs(i, indexEntry(hash, place));
-    }
-
-    void indexIs(std::uint32_t i, std::uint32_t entry) noexcept {
-        index_[i] = entry;
-        if (i < kStride - 1) {
-            index_[indexSize_ + i] = entry;
+    /// After more places were dead than alive.
+    void closeUp() {
+        if (block_->capacity > 4 * kSmall && block_->capacity / 4 > block_->live) {
+            moveToNew(std::bit_ceil(block_->live * 3) / 2);
+        } else {
+            block_->moveTo(*block_);
         }
     }
 
-    void addPlace(Record &&record, std::uint32_t hash) {
-        if (places_.capacity() == 0) {
-            places_.reserve(kFirstRoom);
-        }
-        places_.push_back(Place{std::move(record), hash});
-    }
-
-    /// Save and restore the walkers' positions when places move.
-    void walkersLeave() noexcept {
-        for (Walker *walker = walkers_; walker != nullptr; walker = walker->nextWalker_) {
-            walker->position_ = static_cast<std::size_t>(walker->next_ - places_.data());
-        }
-    }
-    void walkersReturn() noexcept {
-        for (Walker *walker = walkers_; walker != nullptr; walker = walker->nextWalker_) {
-            walker->next_ = places_.data() + walker->position_;
-            walker->end_ = places_.data() + places_.size();
-        }
+    void moveToNew(std::uint32_t room) {
+        Block *const larger = Block::make(room);
+        block_->moveTo(*larger);
+        Block::free(std::exchange(block_, larger));
     }
 
     /// After the last record was removed: removes the dead places, and frees the memory of a large
     /// table.
     void clearPlaces() noexcept {
-        places_.clear();
-        if (index_ != nullptr) {
-            index_.reset();
-            indexSize_ = 0;
-            std::vector<Place>().swap(places_);
-        }
-        for (Walker *walker = walkers_; walker != nullptr; walker = walker->nextWalker_) {
-            walker->next_ = walker->end_ = places_.data();
+        block_->size = 0;
+        block_->clearIndex();
+        block_->walkersAtEnd();
+        if (block_->indexSize != 0 && block_->walkers == nullptr) {
+            Block::free(std::exchange(block_, nullptr));
         }
     }
 
-    /// Removes the dead places and sizes the index for at least half as many records again.
-    void rebuild() {
-        std::uint32_t const indexSize =
-            live_ < kSmall ? 0 : static_cast<std::uint32_t>(std::bit_ceil(live_ * 3));
-        if (indexSize != indexSize_) {
-            // The one step that can fail comes first.
-            index_ = indexSize == 0 ? nullptr
-                                    : std::make_unique<std::uint32_t[]>(indexSize + kStride - 1);
-            indexSize_ = indexSize;
-        } else if (index_ != nullptr) {
-            std::fill_n(index_.get(), indexSize + kStride - 1, kEmpty);
-        }
-        for (Walker *walker = walkers_; walker != nullptr; walker = walker->nextWalker_) {
-            walker->position_ = static_cast<std::size_t>(
-                std::count_if(std::as_const(places_).data(), walker->next_,
-                              [](Place const &place) { return place.hash != 0; }));
-        }
-        std::erase_if(places_, [](Place const &place) { return place.hash == 0; });
-        if (places_.capacity() > 4 * kSmall && places_.capacity() / 4 > places_.size()) {
-            places_.shrink_to_fit();
-        }
-        walkersReturn();
-        for (std::size_t i = 0; index_ != nullptr && i < places_.size(); ++i) {
-            enterIndex(places_[i].hash, i);
-        }
-    }
-
-    std::vector<Place> places_;
-    std::unique_ptr<std::uint32_t[]> index_;
-    std::uint32_t indexSize_ = 0;
-    std::uint32_t live_ = 0;
-    mutable Walker *walkers_ = nullptr;
+    Block *block_ = nullptr;
 };
 
 } // namespace Mox
