@@ -14,6 +14,7 @@
 #include "UmoNat/UmoNatflowActionSmIndex.h"
 
 #include <cstdint>
+#include <utility>
 
 class UmoNatFlowMcastTopologySm;
 class NatFlowGroupUses;
@@ -36,26 +37,40 @@ struct NatFlowGroupUse;
 /// While the match waits for its groups, full passes run but program nothing.
 class UMONAT_API UmoNatFlowActionSm : public Mox::Reactor {
   public:
-    struct Inputs {
+    /// What all actions of a match have in common.
+    struct OfMatch {
         Pelo::String policy;
         Pelo::String match;
         Mox::Ptr<Ip::Nat::NatFlowMatchStatus const> matchStatus;
-        Mox::Ptr<Ip::Nat::NatFlowActionStatus const> actionStatus;
         Mox::Ptr<Ip::Nat::HwNatFlowMatchStatus> hwMatchStatus;
         Mox::Ptr<UmoNatFlowMatchSmStatus> matchSmStatus;
         UmoNatFlowMcastTopologySm *topologySm = nullptr; // outlives the machine
         Mox::Ptr<UmoHelper::UmoNatFlowMcastHelper> helper;
         Mox::Ptr<Bridging::Config const> bridgingConfig;
 
-        bool operator==(Inputs const &) const = default;
+        bool operator==(OfMatch const &) const = default;
+    };
+    /// Held once for all of them.
+    struct Shared final : Mox::PtrInterface {
+        explicit Shared(OfMatch of) : ofMatch(std::move(of)) {}
+        OfMatch const ofMatch;
+    };
+    struct Inputs {
+        Mox::Ptr<Shared const> shared;
+        Mox::Ptr<Ip::Nat::NatFlowActionStatus const> actionStatus;
+
+        bool operator==(Inputs const &other) const {
+            return actionStatus == other.actionStatus && shared->ofMatch == other.shared->ofMatch;
+        }
     };
 
     [[nodiscard]] Inputs const &inputs() const noexcept { return inputs_; }
+    [[nodiscard]] OfMatch const &ofMatch() const noexcept { return inputs_.shared->ofMatch; }
     [[nodiscard]] bool initialized() const noexcept { return initialized_; }
     /// Whether the action has a destination, as last heard.
     [[nodiscard]] bool destinationNamed() const noexcept { return destinationNamed_; }
-    [[nodiscard]] Pelo::String const &policy() const noexcept { return inputs_.policy; }
-    [[nodiscard]] Pelo::String const &match() const noexcept { return inputs_.match; }
+    [[nodiscard]] Pelo::String const &policy() const noexcept { return ofMatch().policy; }
+    [[nodiscard]] Pelo::String const &match() const noexcept { return ofMatch().match; }
     /// The action's name; empty without an action status.
     [[nodiscard]] Pelo::String const &action() const noexcept;
     [[nodiscard]] Mox::Ptr<Ip::Nat::HwNatFlowActionStatus> const &hwActionStatus() const noexcept {

@@ -109,6 +109,7 @@ class UMONAT_API UmoNatFlowMatchSm : public Mox::Reactor {
     Inputs const inputs_;
     Mox::Ptr<Ip::Nat::HwNatFlowMatchStatus> hwMatchStatus_;
     Mox::Ptr<UmoNatFlowMatchSmStatus> matchSmStatus_;
+    Mox::Ptr<UmoNatFlowActionSm::Shared const> ofActions_;
     Mox::ReactorCollection<Pelo::String, UmoNatFlowActionSm> actionSm_;
     bool initialized_ = false;
 

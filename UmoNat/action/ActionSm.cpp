@@ -20,8 +20,9 @@ class Observed {
   public:
     Observed(UmoNatFlowActionSm const &machine, UmoNatFlowCause::Kind cause)
         : machine_(machine),
-          observer_(machine.inputs().topologySm != nullptr ? machine.inputs().topologySm->observer()
-                                                           : nullptr) {
+          observer_(machine.ofMatch().topologySm != nullptr
+                        ? machine.ofMatch().topologySm->observer()
+                        : nullptr) {
         if (observer_ != nullptr) {
             observer_->evaluationBegins(machine_, cause);
         }
@@ -84,7 +85,7 @@ void UmoNatFlowActionSm::assertProgrammable() const {
 void UmoNatFlowActionSm::handleInitialized() {
     enterActionSm<"handleInitialized">(*this, 1);
     initialized_ = true;
-    hwActionStatus_ = inputs_.hwMatchStatus->actionIs(action());
+    hwActionStatus_ = ofMatch().hwMatchStatus->actionIs(action());
     evaluate(UmoNatFlowCause::Kind::start);
 }
 
@@ -102,8 +103,8 @@ void UmoNatFlowActionSm::followDestination() {
     bool const named = !dst().addr().isZero();
     if (named != destinationNamed_) {
         destinationNamed_ = named;
-        if (inputs_.matchStatus->action(action()) == inputs_.actionStatus) {
-            inputs_.matchSmStatus->destinations().changed(named);
+        if (ofMatch().matchStatus->action(action()) == inputs_.actionStatus) {
+            ofMatch().matchSmStatus->destinations().changed(named);
         }
     }
 }
@@ -111,7 +112,7 @@ void UmoNatFlowActionSm::followDestination() {
 void UmoNatFlowActionSm::hasNotificationActiveIs(bool active) {
     Mox::Reactor::hasNotificationActiveIs(active);
     if (!active && !markedForDeletion()) {
-        inputs_.matchSmStatus->destinations().blind();
+        ofMatch().matchSmStatus->destinations().blind();
     }
 }
 
@@ -123,7 +124,7 @@ void UmoNatFlowActionSm::evaluate(UmoNatFlowCause::Kind cause) {
 Ip::Nat::NatFlowType UmoNatFlowActionSm::getFlowType() const {
     Nexo::IpAddr destination = dst().addr();
     if (destination.isZero()) {
-        destination = inputs_.hwMatchStatus->flow().destination.addr;
+        destination = ofMatch().hwMatchStatus->flow().destination.addr;
     }
     Ip::Nat::NatFlowType const type = destination.isZero()        ? Ip::Nat::natFlowTypeNone
                                       : destination.isMulticast() ? Ip::Nat::natFlowTypeMulticast
@@ -133,14 +134,15 @@ Ip::Nat::NatFlowType UmoNatFlowActionSm::getFlowType() const {
 }
 
 std::uint32_t UmoNatFlowActionSm::getGroupNum() const {
-    return needsTwoGroups(inputs_.hwMatchStatus->flow(), *inputs_.matchStatus,
-                          *inputs_.matchSmStatus)
+    return needsTwoGroups(ofMatch().hwMatchStatus->flow(), *ofMatch().matchStatus,
+                          *ofMatch().matchSmStatus)
                ? 2
                : 1;
 }
 
 NatFlowGroupUses UmoNatFlowActionSm::groupUses() const noexcept {
-    return {*inputs_.hwMatchStatus, inputs_.matchSmStatus->groupNum(), hwActionStatus_->flowType()};
+    return {*ofMatch().hwMatchStatus, ofMatch().matchSmStatus->groupNum(),
+            hwActionStatus_->flowType()};
 }
 
 void UmoNatFlowActionSm::handleNatFlowAction(bool skipChecks) {
@@ -154,7 +156,7 @@ void UmoNatFlowActionSm::handleNatFlowAction(bool skipChecks) {
         trace.at(2, "No hardware status, skip update");
         return;
     }
-    auto &matchSmStatus = *inputs_.matchSmStatus;
+    auto &matchSmStatus = *ofMatch().matchSmStatus;
     if (matchSmStatus.groupNum() == 0) {
         trace.at(2, "Group not initialized yet, skip update");
         return;
@@ -239,18 +241,18 @@ void UmoNatFlowActionSm::resetHwGroup(std::uint32_t group, bool unicast, bool po
 void UmoNatFlowActionSm::doCleanup() {
     enterActionSm<"doCleanup", " version %u">(*this, 2, ", version: ", version());
     if (programmable()) {
-        inputs_.topologySm->delActionSm(this);
-        if (inputs_.matchSmStatus->groupNum() != 0) {
+        ofMatch().topologySm->delActionSm(this);
+        if (ofMatch().matchSmStatus->groupNum() != 0) {
             resetHwGroups();
         }
-        inputs_.hwMatchStatus->actionDel(action());
+        ofMatch().hwMatchStatus->actionDel(action());
     }
 }
 
 void UmoNatFlowActionSm::childrenDelAll() {
     // The index and the backlog have plain pointers to the machine, and the cleanup of an
     // incomplete action does not withdraw it.
-    inputs_.topologySm->actionSmGone(this);
+    ofMatch().topologySm->actionSmGone(this);
 }
 
 Mox::Ptr<UmoNatFlowActionSm> UmoNatFlowActionSmIs(UmoNatFlowActionSm::Inputs const &inputs) {

@@ -36,7 +36,7 @@ void UmoNatFlowActionSm::updateSwPortSet(Mox::Ptr<Ip::Nat::NatFlowVlanPortSets> 
     Base::assertThat(initialized_, "initialized()");
     Base::assertThat(version() != 0, "actionStatus()->version()");
     // The computation below registers the machine again for what it depends on.
-    inputs_.topologySm->delActionSm(this);
+    ofMatch().topologySm->delActionSm(this);
     collectPorts(
         {.vps = *vps, .type = recordedFlowType(), .registrant = this, .verdicts = nullptr});
 }
@@ -81,15 +81,15 @@ void UmoNatFlowActionSm::reportForAllKinds(PortSetPass const &pass, std::uint16_
 
 /// Recirculated copies are unicast copies to the switch itself, whatever the flow type.
 void UmoNatFlowActionSm::addRecirculation(PortSetPass const &pass) const {
-    std::uint16_t const vlan = inputs_.topologySm->natFlowRecircVlan();
+    std::uint16_t const vlan = ofMatch().topologySm->natFlowRecircVlan();
     trace.at(2, "Intf: recirc, vlan: ", vlan);
     auto const ps = pass.vps.ucastPortSetIs(vlan);
     Base::assertThat(bool(ps), "ps");
     ps->intfIs(Nexo::IntfId());
-    ps->dmacIs(inputs_.bridgingConfig ? inputs_.bridgingConfig->bridgeMacAddr()
-                                      : Nexo::EthAddr::ethAddrZero());
+    ps->dmacIs(ofMatch().bridgingConfig ? ofMatch().bridgingConfig->bridgeMacAddr()
+                                        : Nexo::EthAddr::ethAddrZero());
     if (pass.registrant != nullptr) {
-        inputs_.topologySm->addActionSmRecirc(pass.registrant);
+        ofMatch().topologySm->addActionSmRecirc(pass.registrant);
     }
     report(pass.verdicts, vlan, {}, true,
            pass.wantsUnicast() ? UmoNatFlowHindrance::none : UmoNatFlowHindrance::notForMulticast);
@@ -103,7 +103,7 @@ void UmoNatFlowActionSm::addSvi(std::uint16_t vlan, Nexo::EthAddr const &mac,
         return;
     }
     auto const add = [&](Nexo::EthAddr const &dmac, bool unicast) {
-        auto &topologySm = *inputs_.topologySm;
+        auto &topologySm = *ofMatch().topologySm;
         return pass.registrant != nullptr
                    ? topologySm.addSviPorts(vlan, dmac, &pass.vps, unicast, pass.registrant)
                    : topologySm.sviPorts(vlan, dmac, pass.vps, unicast, pass.verdicts);
@@ -122,7 +122,7 @@ void UmoNatFlowActionSm::addSvi(std::uint16_t vlan, Nexo::EthAddr const &mac,
 
 void UmoNatFlowActionSm::addPort(Nexo::IntfId intf, Ip::Nat::NatFlowNextHop const &nextHop,
                                  PortSetPass const &pass) const {
-    auto &topologySm = *inputs_.topologySm;
+    auto &topologySm = *ofMatch().topologySm;
     std::uint16_t vlan = 0;
     if (pass.registrant != nullptr) {
         vlan = topologySm.addPhysicalPort(intf, nextHop.vlan, pass.registrant);
@@ -166,7 +166,7 @@ void UmoNatFlowActionSm::updateHwPortSet(Mox::Ptr<Ip::Nat::NatFlowVlanPortSets> 
     if (!programmable()) {
         return;
     }
-    Base::assertThat(inputs_.matchSmStatus->groupNum() != 0, "matchSmStatus()->groupNum()");
+    Base::assertThat(ofMatch().matchSmStatus->groupNum() != 0, "matchSmStatus()->groupNum()");
     for (NatFlowGroupUse const &use : groupUses()) {
         updateHwPortSetGroup(vps, use.group, use.unicast, use.portSetId2);
     }
@@ -200,7 +200,7 @@ void UmoNatFlowActionSm::updateHwPortSetGroup(Mox::Ptr<Ip::Nat::NatFlowVlanPortS
 /// port set carries its MAC, so it is always deleted; that of a multicast one only if it is
 /// recorded.
 void UmoNatFlowActionSm::deletePortSet(NatFlowGroupUse const &use, std::uint32_t id) {
-    auto &helper = *inputs_.helper;
+    auto &helper = *ofMatch().helper;
     helper.deleteNatFlowVlanPortSet(use.group, id);
     if (!hwActionStatus_->srcNat().addr().isZero()) {
         helper.deleteNatFlowSrcTranslation(use.group, id);
@@ -237,7 +237,7 @@ void UmoNatFlowActionSm::programPortSet(NatFlowGroupUse const &use,
                  ", vlan: ", portSet->vlan(), ", change: ", change, ", newVlan: ", newVlan);
     }
     if (change) {
-        id = inputs_.helper->updateNatFlowVlanPortSet(use.group, id, portSet);
+        id = ofMatch().helper->updateNatFlowVlanPortSet(use.group, id, portSet);
         trace.at(2, "New portSetId: ", id);
     }
     use.identifierIs(*portSet, id);
@@ -255,7 +255,7 @@ void UmoNatFlowActionSm::programPortSet(NatFlowGroupUse const &use,
 void UmoNatFlowActionSm::updateRecordedDst(NatFlowGroupUse const &use,
                                            Ip::Nat::NatFlowPortSet const &portSet) {
     trace.at(2, "Update dst translation");
-    inputs_.helper->updateNatFlowDstTranslation(
+    ofMatch().helper->updateNatFlowDstTranslation(
         use.group, use.identifier(portSet), portSet.vlan(), hwActionStatus_->dstNat(),
         hwActionStatus_->dstFlow(), hwActionStatus_->dstLen(), portSet.dmac());
 }
@@ -263,7 +263,7 @@ void UmoNatFlowActionSm::updateRecordedDst(NatFlowGroupUse const &use,
 void UmoNatFlowActionSm::updateRecordedSrc(NatFlowGroupUse const &use,
                                            Ip::Nat::NatFlowPortSet const &portSet) {
     trace.at(2, "Update src translation");
-    inputs_.helper->updateNatFlowSrcTranslation(
+    ofMatch().helper->updateNatFlowSrcTranslation(
         use.group, use.identifier(portSet), portSet.vlan(), hwActionStatus_->srcNat(),
         hwActionStatus_->srcFlow(), hwActionStatus_->srcLen());
 }

@@ -24,16 +24,16 @@ bool unchanged(Nexo::IpAndPort const &flow, std::uint32_t length, Nexo::IpAndPor
 
 bool UmoNatFlowActionSm::srcUnchanged() const noexcept {
     return unchanged(hwActionStatus_->srcFlow(), hwActionStatus_->srcLen(),
-                     hwActionStatus_->srcNat(), inputs_.hwMatchStatus->flow().source, src());
+                     hwActionStatus_->srcNat(), ofMatch().hwMatchStatus->flow().source, src());
 }
 
 bool UmoNatFlowActionSm::dstUnchanged() const noexcept {
     return unchanged(hwActionStatus_->dstFlow(), hwActionStatus_->dstLen(),
-                     hwActionStatus_->dstNat(), inputs_.hwMatchStatus->flow().destination, dst());
+                     hwActionStatus_->dstNat(), ofMatch().hwMatchStatus->flow().destination, dst());
 }
 
 void UmoNatFlowActionSm::updateHwTranslation() {
-    auto const &flow = inputs_.hwMatchStatus->flow();
+    auto const &flow = ofMatch().hwMatchStatus->flow();
     trace.at(2, ActionSmEntry{"updateHwTranslation", *this}, ", flow: ", flow, ", src: ", src(),
              ", dst: ", dst(), ", ft: ", recordedFlowType());
     if (!programmable()) {
@@ -92,8 +92,8 @@ void UmoNatFlowActionSm::updateHwTranslationSrc(std::uint32_t group, bool unicas
     NatFlowGroupUse const use =
         translatedGroup("updateHwTranslationSrc", group, unicast, portSetId2);
     Nexo::IpAndPort const wanted = src();
-    auto const &flow = inputs_.hwMatchStatus->flow().source;
-    auto &helper = *inputs_.helper;
+    auto const &flow = ofMatch().hwMatchStatus->flow().source;
+    auto &helper = *ofMatch().helper;
     if (!wanted.addr().isZero()) {
         forEachProgrammed(use, "Update", "src", [&](auto const &portSet, std::uint32_t id) {
             helper.updateNatFlowSrcTranslation(group, id, portSet.vlan(), wanted, addressOf(flow),
@@ -111,8 +111,8 @@ void UmoNatFlowActionSm::updateHwTranslationDst(std::uint32_t group, bool unicas
     NatFlowGroupUse const use =
         translatedGroup("updateHwTranslationDst", group, unicast, portSetId2);
     Nexo::IpAndPort const wanted = dst();
-    auto const &flow = inputs_.hwMatchStatus->flow().destination;
-    auto &helper = *inputs_.helper;
+    auto const &flow = ofMatch().hwMatchStatus->flow().destination;
+    auto &helper = *ofMatch().helper;
     // For unicast the translation also carries the port set's MAC. So it is not deleted here, but
     // programmed without a translated address.
     if (unicast || !wanted.addr().isZero()) {

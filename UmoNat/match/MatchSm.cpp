@@ -83,6 +83,15 @@ void UmoNatFlowMatchSm::matchSmStatusIs(Mox::Ptr<UmoNatFlowMatchSmStatus> const 
         status->destinations().blind(); // the machines keep the old one
     }
     matchSmStatusSubscription_.follow(status);
+    ofActions_ = Mox::make<UmoNatFlowActionSm::Shared>(
+        UmoNatFlowActionSm::OfMatch{.policy = inputs_.policy,
+                                    .match = inputs_.matchStatus->name(),
+                                    .matchStatus = inputs_.matchStatus,
+                                    .hwMatchStatus = hwMatchStatus_,
+                                    .matchSmStatus = matchSmStatus_,
+                                    .topologySm = inputs_.topologySm,
+                                    .helper = inputs_.helper,
+                                    .bridgingConfig = inputs_.bridgingConfig});
     if (!markedForDeletion()) {
         handleGroupNumUpdate();
     }
@@ -146,15 +155,7 @@ void UmoNatFlowMatchSm::handleNatFlowAction(Pelo::String const &name) {
     handleGroupNumUpdate();
     if (auto const actionStatus = inputs_.matchStatus->action(name)) {
         trace.at(2, "Create actionSm");
-        actionSmIs(name, {.policy = inputs_.policy,
-                          .match = inputs_.matchStatus->name(),
-                          .matchStatus = inputs_.matchStatus,
-                          .actionStatus = actionStatus,
-                          .hwMatchStatus = hwMatchStatus_,
-                          .matchSmStatus = matchSmStatus_,
-                          .topologySm = inputs_.topologySm,
-                          .helper = inputs_.helper,
-                          .bridgingConfig = inputs_.bridgingConfig});
+        actionSmIs(name, {ofActions_, actionStatus});
     } else {
         trace.at(2, "Delete actionSm");
         actionSm_.del(name);

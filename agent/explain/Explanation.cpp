@@ -160,7 +160,7 @@ char const *ActionExplanation::state() const {
 
 Json ActionExplanation::flowType() const {
     Nexo::IpAddr const own = action_.dst().addr();
-    auto const &flow = machine_.inputs().hwMatchStatus->flow();
+    auto const &flow = machine_.ofMatch().hwMatchStatus->flow();
     Json value{{"type", flowTypeText(type_)}, {"decided-by", nullptr}};
     if (!own.isZero()) {
         value["decided-by"] = "the action's destination " + own.stringValue();
