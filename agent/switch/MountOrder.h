@@ -1,7 +1,5 @@
 #pragma once
 
-#include "Mox/Collection.h"
-
 #include <algorithm>
 #include <functional>
 #include <utility>
@@ -10,9 +8,8 @@
 namespace UmoAgent {
 
 /// Sorts items into the order of `collection`, which has the key that `keyOf` gives for each.
-template <class Key, class Value, class Item, class KeyOf>
-std::vector<Item> inOrderOf(Mox::Collection<Key, Value> const &collection, std::vector<Item> items,
-                            KeyOf keyOf) {
+template <class Collection, class Item, class KeyOf>
+std::vector<Item> inOrderOf(Collection const &collection, std::vector<Item> items, KeyOf keyOf) {
     std::sort(items.begin(), items.end(), [&](Item const &a, Item const &b) {
         return std::less<>()(collection.find(keyOf(a)), collection.find(keyOf(b)));
     });
@@ -20,8 +17,8 @@ std::vector<Item> inOrderOf(Mox::Collection<Key, Value> const &collection, std::
 }
 
 /// The same for the keys themselves.
-template <class Key, class Value>
-std::vector<Key> inOrderOf(Mox::Collection<Key, Value> const &collection, std::vector<Key> keys) {
+template <class Collection, class Key>
+std::vector<Key> inOrderOf(Collection const &collection, std::vector<Key> keys) {
     return inOrderOf(collection, std::move(keys),
                      [](Key const &key) -> Key const & { return key; });
 }

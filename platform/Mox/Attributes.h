@@ -38,7 +38,7 @@
 /// Lines with children also declare children(attribute) and child(attribute, key), for generic
 /// code: they return what x() and x(key) of a const entity return.
 ///
-/// A const entity returns its children as const: x() is then a ConstChildren, whose find() returns
+/// A const entity returns its children as const: x() is then a ConstObjects, whose find() returns
 /// a plain pointer to the child. State machines are no inputs, and their own accessors return what
 /// they hold as it is. Code that changes an entity must hold a reference
 /// to it: a subscriber may drop the last other one.
@@ -58,7 +58,7 @@ inline constexpr bool kWritablePtr<Ptr<Object>> = !std::is_const_v<Object>;
 
 /// REQUIRES: no child of that key; the key is the child's own.
 template <class Key, class Child, class Publish>
-void childAdd(Collection<Key, Ptr<Child>> &children, Key const &key, Ptr<Child> const &child,
+void childAdd(Children<Key, Child> &children, Key const &key, Ptr<Child> const &child,
               Publish publish) {
     Base::assertThat(children.find(key) == nullptr, "children.find(key) == nullptr");
     Base::assertThat(child && child->key() == key, "child && child->key() == key");
@@ -67,7 +67,7 @@ void childAdd(Collection<Key, Ptr<Child>> &children, Key const &key, Ptr<Child> 
 }
 
 template <class Key, class Child, class Publish>
-Ptr<Child> childIs(Collection<Key, Ptr<Child>> &children, Key const &key, Publish publish) {
+Ptr<Child> childIs(Children<Key, Child> &children, Key const &key, Publish publish) {
     if (Ptr<Child> const *present = children.find(key)) {
         return *present;
     }
@@ -77,16 +77,16 @@ Ptr<Child> childIs(Collection<Key, Ptr<Child>> &children, Key const &key, Publis
     return child;
 }
 
-template <class Key, class Child>
-Ptr<Child> child(Collection<Key, Ptr<Child>> const &children, Key const &key) {
+template <class Key, class Child, class Record>
+Ptr<Child> child(Collection<Key, Ptr<Child>, Record> const &children, Key const &key) {
     Ptr<Child> const *present = children.find(key);
     return present == nullptr ? nullptr : *present;
 }
 
-template <class Key, class Value, class Publish>
-void elementDel(Collection<Key, Value> &collection, Key const &key, Publish publish) {
+template <class Key, class Value, class Record, class Publish>
+void elementDel(Collection<Key, Value, Record> &collection, Key const &key, Publish publish) {
     if (auto const taken = collection.remove(key)) {
-        publish(taken->key);
+        publish(taken->key());
     }
 }
 
@@ -97,9 +97,9 @@ void elementDel(Set<Key> &set, Key const &key, Publish publish) {
     }
 }
 
-template <class Key, class Value, class Publish>
-void elementDelAll(Collection<Key, Value> &collection, Publish publish) {
-    Collection<Key, Value> taken;
+template <class Key, class Value, class Record, class Publish>
+void elementDelAll(Collection<Key, Value, Record> &collection, Publish publish) {
+    Collection<Key, Value, Record> taken;
     taken.takeAll(collection);
     for (auto const &[key, value] : taken) {
         publish(key);
@@ -195,13 +195,13 @@ void elementDelAll(Set<Key> &set, Publish publish) {
         Mox::AttributeWork::elementDelAll(x##_, x##Publish());                                     \
     }
 
-/// The part that MOX_CHILDREN and MOX_REFERENCES share.
+/// The part that MOX_CHILDREN and MOX_REFERENCES share, which say what x##Held is.
 #define MOX_ANY_CHILDREN(Key, Child, x)                                                            \
     MOX_ANY_COLLECTION(Key, x)                                                                     \
-    [[nodiscard]] Mox::ConstChildren<Key, Child> x() const noexcept {                              \
-        return Mox::ConstChildren<Key, Child>(x##_);                                               \
+    [[nodiscard]] Mox::ConstObjects<x##Held> x() const noexcept {                                  \
+        return Mox::ConstObjects<x##Held>(x##_);                                                   \
     }                                                                                              \
-    [[nodiscard]] Mox::Collection<Key, Mox::Ptr<Child>> const &x() noexcept {                      \
+    [[nodiscard]] x##Held const &x() noexcept {                                                    \
         return x##_;                                                                               \
     }                                                                                              \
     [[nodiscard]] Mox::Ptr<Child const> x(Key const &key) const {                                  \
@@ -218,11 +218,15 @@ void elementDelAll(Set<Key> &set, Publish publish) {
     }                                                                                              \
                                                                                                    \
   private:                                                                                         \
-    Mox::Collection<Key, Mox::Ptr<Child>> x##_;                                                    \
+    x##Held x##_;                                                                                  \
                                                                                                    \
   public:
 
 #define MOX_CHILDREN(Key, Child, x)                                                                \
+  private:                                                                                         \
+    using x##Held = Mox::Children<Key, Child>;                                                     \
+                                                                                                   \
+  public:                                                                                          \
     MOX_ANY_CHILDREN(Key, Child, x)                                                                \
     Mox::Ptr<Child> x##Is(Key const &key) {                                                        \
         return Mox::AttributeWork::childIs(x##_, key, x##Publish());                               \
@@ -234,6 +238,10 @@ void elementDelAll(Set<Key> &set, Publish publish) {
   private:
 
 #define MOX_REFERENCES(Key, Child, x)                                                              \
+  private:                                                                                         \
+    using x##Held = Mox::Collection<Key, Mox::Ptr<Child>>;                                         \
+                                                                                                   \
+  public:                                                                                          \
     MOX_ANY_CHILDREN(Key, Child, x)                                                                \
     void x##Is(Key const &key, Mox::Ptr<Child> const &child) {                                     \
         Base::assertThat(bool(child), #x " child");                                                \

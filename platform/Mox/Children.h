@@ -8,22 +8,28 @@
 
 namespace Mox {
 
-/// The children of a const entity: its collection, with each child const. Valid while the
-/// collection exists. Walks follow the same rules as walks over the collection.
+/// The children of an entity, by their own keys.
 template <class Key, class Child>
-class ConstChildren {
+using Children = Collection<Key, Ptr<Child>, OwnKeyRecord<Key, Ptr<Child>>>;
+
+/// A collection of objects as a const entity shows it: with each object const. Valid while the
+/// collection exists. Walks follow the same rules as walks over the collection.
+template <class Collection>
+class ConstObjects {
+    using Key = typename Collection::Record::Key;
+    using Child = typename Collection::Value::Object;
+
   public:
     struct Element {
         template <class Record>
         static Element of(Record const &record) {
-            return {record.key, record.value};
+            return {record.key(), record.value};
         }
         Key const &key;
         Ptr<Child const> value;
     };
 
-    explicit ConstChildren(Collection<Key, Ptr<Child>> const &children) noexcept
-        : children_(children) {}
+    explicit ConstObjects(Collection const &children) noexcept : children_(children) {}
 
     [[nodiscard]] std::size_t size() const noexcept { return children_.size(); }
     [[nodiscard]] bool empty() const noexcept { return children_.empty(); }
@@ -38,7 +44,10 @@ class ConstChildren {
     [[nodiscard]] WalkEnd end() const noexcept { return {}; }
 
   private:
-    Collection<Key, Ptr<Child>> const &children_;
+    Collection const &children_;
 };
+
+template <class Key, class Child>
+using ConstChildren = ConstObjects<Children<Key, Child>>;
 
 } // namespace Mox

@@ -9,6 +9,27 @@
 
 namespace Mox {
 
+/// An element that has its key beside its value.
+template <class KeyType, class Value>
+struct KeyedRecord {
+    using Key = KeyType;
+    Key itsKey;
+    Value value;
+
+    static KeyedRecord of(Key const &key, Value value) { return {key, std::move(value)}; }
+    [[nodiscard]] Key const &key() const noexcept { return itsKey; }
+};
+
+/// An element whose value points to an object that knows its key.
+template <class KeyType, class Pointer>
+struct OwnKeyRecord {
+    using Key = KeyType;
+    Pointer value;
+
+    static OwnKeyRecord of(Key const & /*key*/, Pointer value) { return {std::move(value)}; }
+    [[nodiscard]] Key const &key() const noexcept { return value->key(); }
+};
+
 /// A keyed collection with hashed lookup and iteration in the order of insertion.
 ///
 ///     for (auto const &[name, child] : children_) { ... }
@@ -21,17 +42,14 @@ namespace Mox {
 ///
 /// An element is removed before it is released, so a destructor that looks into the collection no
 /// longer finds it. Lookup and iteration allocate nothing.
-template <class Key, class ValueType>
+template <class Key, class ValueType, class RecordType = KeyedRecord<Key, ValueType>>
 class Collection {
   public:
     using Value = ValueType;
+    using Record = RecordType;
 
-    struct Record {
-        Key key;
-        Value value;
-    };
     struct Element {
-        static Element of(Record const &record) { return {record.key, record.value}; }
+        static Element of(Record const &record) { return {record.key(), record.value}; }
         Key const &key;
         Value value;
     };
@@ -52,7 +70,7 @@ class Collection {
 
     /// Adds an element. REQUIRES: a key that is not in the collection.
     Value &insert(Key const &key, Value value) {
-        return table_.append(Record{key, std::move(value)}).value;
+        return table_.append(Record::of(key, std::move(value))).value;
     }
 
     /// Adds the element, or sets the value of the existing one. Returns whether anything changed.

@@ -11,14 +11,17 @@ namespace Mox {
 
 /// A set with hashed lookup and iteration in the order of insertion. A walk survives the same
 /// changes as a walk over a Collection. The loop gets the keys by copy.
-template <class Key>
+template <class KeyType>
 class Set {
     struct Record {
-        Key key;
+        using Key = KeyType;
+        Key itsKey;
+        [[nodiscard]] Key const &key() const noexcept { return itsKey; }
     };
     struct View {
-        static Key of(Record const &record) { return record.key; }
+        static KeyType of(Record const &record) { return record.itsKey; }
     };
+    using Key = KeyType;
 
   public:
     [[nodiscard]] std::size_t size() const noexcept { return table_.size(); }
@@ -39,7 +42,7 @@ class Set {
     /// Removes and returns the key; nothing if it is not in the set. `key` may refer into the set.
     std::optional<Key> remove(Key const &key) {
         std::optional<Record> taken = table_.take(key);
-        return taken ? std::optional<Key>(std::move(taken->key)) : std::nullopt;
+        return taken ? std::optional<Key>(std::move(taken->itsKey)) : std::nullopt;
     }
 
     void clear() { Set().takeAll(*this); }

@@ -13,7 +13,7 @@ TEST(Collection, WalksWithinWalksShowEachElementOnceInOrderWhateverBecomesOfTheC
     std::unique_ptr<Collection<char, int>> tested;
     auto const remove = [&](std::string const &keys) {
         for (char const key : keys) {
-            EXPECT_EQ(tested->remove(key)->key, key);
+            EXPECT_EQ(tested->remove(key)->key(), key);
         }
     };
     auto const insert = [&](std::string const &keys) {

@@ -17,7 +17,7 @@ namespace Mox {
 /// thirteenth on, a hashed index of their places. Most collections have few elements or none, so a
 /// table is one pointer, to one block of memory with all of that; an empty one has no block.
 ///
-/// A record has a `key` and can be moved. A removed record leaves a dead place, so that removal is
+/// A record has a `key()` and can be moved. A removed record leaves a dead place, so that removal is
 /// O(1) and disturbs no walk. When more places are dead than alive, the table removes the dead ones
 /// and adjusts its walkers. All operations are amortized O(1). A lookup allocates nothing, and
 /// neither does a table of steady size.
@@ -36,7 +36,7 @@ class DenseTable {
     };
 
   public:
-    using Key = decltype(Record::key);
+    using Key = typename Record::Key;
     class Walker;
 
     DenseTable() noexcept = default;
@@ -81,7 +81,7 @@ class DenseTable {
         } else if (block_->size == block_->capacity) {
             makeRoom();
         }
-        std::uint32_t const hash = hashOf(record.key) | kLive;
+        std::uint32_t const hash = hashOf(record.key()) | kLive;
         Place *const place = new (block_->end()) Place(std::move(record), hash);
         ++block_->size;
         ++block_->live;
@@ -239,7 +239,7 @@ class DenseTable {
         [[nodiscard]] Place *placeOf(Key const &key, std::uint32_t hash) noexcept {
             if (indexSize == 0) {
                 for (Place *place = begin(); place != end(); ++place) {
-                    if (place->hash == hash && place->record.key == key) {
+                    if (place->hash == hash && place->record.key() == key) {
                         return place;
                     }
                 }
@@ -251,7 +251,7 @@ class DenseTable {
                 for (; same != 0; same &= same - 1) {
                     Place *const place =
                         begin() + ((entries[std::countr_zero(same)] & mask()) - kFirstPosition);
-                    if (place->record.key == key) [[likely]] {
+                    if (place->record.key() == key) [[likely]] {
                         return place;
                     }
                 }
