@@ -73,6 +73,7 @@ class UMONAT_API UmoNatFlowActionSm : public Mox::Reactor {
     [[nodiscard]] Pelo::String const &match() const noexcept { return ofMatch().match; }
     /// The action's name; empty without an action status.
     [[nodiscard]] Pelo::String const &action() const noexcept;
+    [[nodiscard]] Pelo::String const &key() const noexcept { return action(); }
     [[nodiscard]] Mox::Ptr<Ip::Nat::HwNatFlowActionStatus> const &hwActionStatus() const noexcept {
         return hwActionStatus_;
     }

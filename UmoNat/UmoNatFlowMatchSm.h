@@ -40,6 +40,7 @@ class UMONAT_API UmoNatFlowMatchSm : public Mox::Reactor {
     };
 
     [[nodiscard]] Inputs const &inputs() const noexcept { return inputs_; }
+    [[nodiscard]] Pelo::String const &key() const noexcept { return inputs_.matchStatus->name(); }
     [[nodiscard]] bool initialized() const noexcept { return initialized_; }
     [[nodiscard]] Mox::Ptr<Ip::Nat::HwNatFlowMatchStatus> const &hwMatchStatus() const noexcept {
         return hwMatchStatus_;

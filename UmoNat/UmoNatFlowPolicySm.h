@@ -28,6 +28,7 @@ class UMONAT_API UmoNatFlowPolicySm : public Mox::Reactor {
     };
 
     [[nodiscard]] Inputs const &inputs() const noexcept { return inputs_; }
+    [[nodiscard]] Pelo::String const &key() const noexcept { return inputs_.policyStatus->name(); }
     [[nodiscard]] bool initialized() const noexcept { return initialized_; }
 
     /// This policy's element of the hardware status tree.

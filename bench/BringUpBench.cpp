@@ -1,5 +1,6 @@
 #include "BenchSwitch.h"
 #include "ForgetfulChip.h"
+#include "HeapCount.h"
 #include "StrictChip.h"
 #include "Timing.h"
 
@@ -48,13 +49,18 @@ std::size_t actionsOf(Bench::BenchSwitch const &sw) {
 template <class MakeChip>
 void bringUp(benchmark::State &state, MakeChip const &makeChip) {
     Bench::BenchSwitch &sw = inputs(state);
+    std::size_t allocations = 0;
     for (auto _ : state) {
         freshHeap();
         auto const chip = makeChip();
+        std::size_t const before = Bench::allocations();
         Bench::timed(state, [&] { sw.start(chip); });
+        allocations = Bench::allocations() - before;
         sw.stop();
     }
     Bench::elementsAre(state, actionsOf(sw));
+    state.counters["allocations"] =
+        static_cast<double>(allocations) / static_cast<double>(actionsOf(sw));
 }
 
 template <class MakeChip>

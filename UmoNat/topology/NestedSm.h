@@ -24,6 +24,7 @@ class UmoNatFlowMcastTopologySm::NestedSm : public Mox::Reactor {
 
     [[nodiscard]] Inputs const &inputs() const noexcept { return inputs_; }
     [[nodiscard]] Followed const &followed() const noexcept { return *inputs_.followed; }
+    [[nodiscard]] auto const &key() const noexcept { return followed().key(); }
     [[nodiscard]] Owner &owner() const noexcept { return *inputs_.owner; }
 
     /// Whether the topology machine itself is being destroyed, not only this reactor.

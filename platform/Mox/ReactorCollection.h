@@ -2,7 +2,7 @@
 
 #include "Base/Assert.h"
 #include "Base/Export.h"
-#include "Mox/Collection.h"
+#include "Mox/Children.h"
 #include "Mox/Ptr.h"
 #include "Mox/Reactor.h"
 
@@ -18,12 +18,13 @@ class PLATFORM_API MutatorReinstantiatingException final : public std::logic_err
         : std::logic_error("child state machine exists with other inputs under the same key") {}
 };
 
-/// The children of a state machine: machines of the class `Sm`, each made from an `Sm::Inputs`. The
-/// collection owns them; removing a child destroys it unless it is held elsewhere.
+/// The children of a state machine: machines of the class `Sm`, each made from an `Sm::Inputs`, and
+/// with the key() of what it follows. The collection owns them; removing a child destroys it unless
+/// it is held elsewhere.
 template <class Key, class Sm>
 class ReactorCollection {
   public:
-    using Machines = Collection<Key, Ptr<Sm>>;
+    using Machines = Children<Key, Sm>;
 
     [[nodiscard]] Machines const &machines() const noexcept { return machines_; }
 
@@ -41,6 +42,7 @@ class ReactorCollection {
         }
         Ptr<Sm> machine = make(inputs);
         Base::assertThat(machines_.find(key) == nullptr, "machines_.find(key) == nullptr");
+        Base::assertThat(machine->key() == key, "machine->key() == key");
         machines_.insert(key, machine);
         return machine;
     }

@@ -25,7 +25,7 @@ TEST(Owners, GetTheMachineThatIsThereAndInsertOneThatIsNot) {
     }
     auto none = inputs;
     none.actionStatus = nullptr; // which counts as incomplete
-    EXPECT_EQ(matchSm.actionSmIs("none", none)->action(), "");
+    EXPECT_EQ(matchSm.actionSmIs("", none)->action(), "");
     auto const machineOf = [](auto const &machines, auto const &is) {
         for (auto const &[key, machine] : machines) {
             EXPECT_EQ(is(machine->inputs().followed), machine);

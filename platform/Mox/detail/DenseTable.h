@@ -194,7 +194,7 @@ class DenseTable {
     static constexpr std::uint32_t kSmall = 12; // up to here a scan is as fast as an index
 
     /// Room for several small records at once: the allocator rounds small requests up anyway.
-    static constexpr std::uint32_t kFirstRoom = std::max<std::uint32_t>(1, 40 / sizeof(Place));
+    static constexpr std::uint32_t kFirstRoom = sizeof(Place) > 8 ? 1 : 5;
 
     // An index entry is one number: the position of the place plus 2 in its low bits, and above
     // them as many bits of the hash as fit, which avoid most comparisons with a wrong record. The
