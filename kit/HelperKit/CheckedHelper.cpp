@@ -42,6 +42,16 @@ std::uint64_t CheckedHelper::allCalls() const {
     return std::accumulate(calls_.begin(), calls_.end(), std::uint64_t{0});
 }
 
+CheckedHelper::Place CheckedHelper::placeOf(Call const &call) {
+    auto const group = contents_.find(call.group);
+    if (group == contents_.end()) {
+        return {nullptr, nullptr};
+    }
+    auto &portSets = group->second.portSets;
+    auto const portSet = call.portSet == 0 ? portSets.end() : portSets.find(call.portSet);
+    return {&group->second, portSet == portSets.end() ? nullptr : &portSet->second};
+}
+
 Call::Result CheckedHelper::called(Call const &call) {
     ++calls_.at(static_cast<std::size_t>(call.operation));
     bool const afterItsPortSet =
@@ -49,7 +59,8 @@ Call::Result CheckedHelper::called(Call const &call) {
     if (!afterItsPortSet) {
         justDeleted_ = {};
     }
-    std::string problem = afterItsPortSet ? "" : problemOf(call);
+    Place const place = placeOf(call);
+    std::string problem = afterItsPortSet ? "" : problemOf(call, place);
     Vyr::Time const began = now();
     Call::Result const result = call.on(*helper_);
     Vyr::Time const ended = now();
@@ -58,7 +69,7 @@ Call::Result CheckedHelper::called(Call const &call) {
             tell(Breach::call, call, std::move(problem));
         }
     } else if (!afterItsPortSet) {
-        carryOut(call, result);
+        carryOut(call, place, result);
     }
     if (log_) {
         log_({call, result, began, ended});
@@ -73,57 +84,51 @@ bool CheckedHelper::followsFromAResult(Call const &call) const {
 }
 
 /// What is wrong with the call, as things are before it; empty: nothing.
-std::string CheckedHelper::problemOf(Call const &call) const {
+std::string CheckedHelper::problemOf(Call const &call, Place const &place) const {
     if (call.operation == Operation::createGroup) {
         return "";
     }
-    auto const group = contents_.find(call.group);
-    if (group == contents_.end()) {
+    if (place.group == nullptr) {
         return call.group == 0               ? "a group's id is never 0"
                : call.group <= highestGroup_ ? "the group has been deleted before"
                                              : "there was never a group of this id";
     }
     if (call.operation == Operation::deleteGroup) {
-        bool const own = group->second.policy == call.policy && group->second.match == call.match;
-        return own ? "" : "the group is of " + owner(group->second);
+        bool const own = place.group->policy == call.policy && place.group->match == call.match;
+        return own ? "" : "the group is of " + owner(*place.group);
     }
     bool const isNew = call.operation == Operation::updatePortSet && call.portSet == 0;
-    if (!isNew && group->second.portSets.find(call.portSet) == group->second.portSets.end()) {
+    if (!isNew && place.portSet == nullptr) {
         return call.portSet == 0 ? "a port set's id is never 0"
                : call.portSet <= highestPortSet_
                    ? "the port set has been deleted or is of another group"
                    : "there was never a port set of this id";
     }
-    return call.operation == Operation::updatePortSet ? problemOfPortSet(call)
-                                                      : problemOfTranslation(call);
+    return call.operation == Operation::updatePortSet ? problemOfPortSet(call, place.portSet)
+                                                      : problemOfTranslation(call, *place.portSet);
 }
 
-std::string CheckedHelper::problemOfPortSet(Call const &call) const {
+std::string CheckedHelper::problemOfPortSet(Call const &call, PortSet const *replaced) {
     if (!call.ps) {
         return "there is no port set to program";
     }
-    auto const interfaces = PortSet::of(*call.ps).interfaces;
-    if (interfaces.empty()) {
+    if (call.ps->intf().empty()) {
         return "the port set has no interface";
     }
-    if (call.portSet != 0) {
-        std::uint16_t const vlan = contents_.at(call.group).portSets.at(call.portSet).vlan;
-        if (vlan != call.ps->vlan()) {
-            return "the port set is of VLAN " + std::to_string(vlan);
-        }
+    if (replaced != nullptr && replaced->vlan != call.ps->vlan()) {
+        return "the port set is of VLAN " + std::to_string(replaced->vlan);
     }
-    if (recirculates(interfaces)) {
-        return interfaces.size() == 1 ? "" : "an interface has no name";
+    if (call.ps->intf().contains({})) {
+        return call.ps->intf().size() == 1 ? "" : "an interface has no name";
     }
     return call.ps->dmac() == Nexo::EthAddr() ? "the destination MAC address is missing" : "";
 }
 
-std::string CheckedHelper::problemOfTranslation(Call const &call) const {
+std::string CheckedHelper::problemOfTranslation(Call const &call, PortSet const &portSet) {
     if (call.operation != Operation::updateSource &&
         call.operation != Operation::updateDestination) {
         return "";
     }
-    PortSet const &portSet = contents_.at(call.group).portSets.at(call.portSet);
     if (portSet.vlan != call.vlan) {
         return "the port set is of VLAN " + std::to_string(portSet.vlan);
     }
@@ -136,7 +141,7 @@ std::string CheckedHelper::problemOfTranslation(Call const &call) const {
 }
 
 /// Follows a call that keeps the contract, and looks at its result.
-void CheckedHelper::carryOut(Call const &call, Call::Result const &result) {
+void CheckedHelper::carryOut(Call const &call, Place const &place, Call::Result const &result) {
     switch (call.operation) {
     case Operation::createGroup:
         created(call, std::get<std::uint32_t>(result));
@@ -146,25 +151,23 @@ void CheckedHelper::carryOut(Call const &call, Call::Result const &result) {
         refusedIn_.erase(call.group);
         break;
     case Operation::updatePortSet:
-        updated(call, std::get<std::uint32_t>(result));
+        updated(call, place, std::get<std::uint32_t>(result));
         break;
     case Operation::deletePortSet:
-        contents_.at(call.group).portSets.erase(call.portSet);
+        place.group->portSets.erase(call.portSet);
         justDeleted_ = {call.group, call.portSet};
         break;
     case Operation::updateSource:
-        contents_.at(call.group).portSets.at(call.portSet).source =
-            Translation{call.nat, call.flow, call.prefixLength, {}};
+        place.portSet->source = Translation{call.nat, call.flow, call.prefixLength, {}};
         break;
     case Operation::updateDestination:
-        contents_.at(call.group).portSets.at(call.portSet).destination =
-            Translation{call.nat, call.flow, call.prefixLength, call.dmac};
+        place.portSet->destination = Translation{call.nat, call.flow, call.prefixLength, call.dmac};
         break;
     case Operation::deleteSource:
-        contents_.at(call.group).portSets.at(call.portSet).source.reset();
+        place.portSet->source.reset();
         break;
     case Operation::deleteDestination:
-        contents_.at(call.group).portSets.at(call.portSet).destination.reset();
+        place.portSet->destination.reset();
         break;
     }
     if (auto const *const success = std::get_if<bool>(&result); success != nullptr && !*success) {
@@ -201,20 +204,24 @@ void CheckedHelper::created(Call const &call, std::uint32_t id) {
     unicastHalfId_ = id;
 }
 
-void CheckedHelper::updated(Call const &call, std::uint32_t id) {
-    auto &portSets = contents_.at(call.group).portSets;
+void CheckedHelper::updated(Call const &call, Place const &place, std::uint32_t id) {
+    auto &portSets = place.group->portSets;
     PortSet programmed = PortSet::of(*call.ps);
-    if (call.portSet != 0) {
-        auto const old = portSets.extract(call.portSet);
-        programmed.source = old.mapped().source;
-        programmed.destination = old.mapped().destination;
+    if (place.portSet != nullptr) {
+        programmed.source = place.portSet->source;
+        programmed.destination = place.portSet->destination;
+        if (id == call.portSet) {
+            *place.portSet = std::move(programmed);
+            return;
+        }
+        portSets.erase(call.portSet);
     }
     if (id == 0) {
         refusedIn_.insert(call.group);
         tell(Breach::refusedPortSet, call, "a port set cannot be refused");
         return;
     }
-    if (call.portSet != 0 && id != call.portSet) {
+    if (place.portSet != nullptr) {
         tell(Breach::wrongIdentifier, call, "its identifier is changed");
     }
     if (!portSets.try_emplace(id, std::move(programmed)).second) {

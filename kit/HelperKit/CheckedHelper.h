@@ -83,15 +83,22 @@ class CheckedHelper final : public CallingHelper {
   private:
     using Identity = std::pair<std::uint32_t, std::uint32_t>; // group, port set
 
+    /// What a call is about, as it is before the call; null: it is not there.
+    struct Place {
+        Group *group;
+        PortSet *portSet;
+    };
+
     Call::Result called(Call const &call) override;
+    [[nodiscard]] Place placeOf(Call const &call);
     [[nodiscard]] Vyr::Time now() const { return clock_ ? clock_->now() : Vyr::Time{}; }
     [[nodiscard]] bool followsFromAResult(Call const &call) const;
-    [[nodiscard]] std::string problemOf(Call const &call) const;
-    [[nodiscard]] std::string problemOfPortSet(Call const &call) const;
-    [[nodiscard]] std::string problemOfTranslation(Call const &call) const;
-    void carryOut(Call const &call, Call::Result const &result);
+    [[nodiscard]] std::string problemOf(Call const &call, Place const &place) const;
+    [[nodiscard]] static std::string problemOfPortSet(Call const &call, PortSet const *replaced);
+    [[nodiscard]] static std::string problemOfTranslation(Call const &call, PortSet const &portSet);
+    void carryOut(Call const &call, Place const &place, Call::Result const &result);
     void created(Call const &call, std::uint32_t id);
-    void updated(Call const &call, std::uint32_t id);
+    void updated(Call const &call, Place const &place, std::uint32_t id);
     void tell(Breach breach, Call const &call, std::string problem);
 
     Mox::Ptr<UmoNatFlowMcastHelper> helper_;

@@ -52,6 +52,7 @@ PortSet PortSet::of(Ip::Nat::NatFlowPortSet const &portSet) {
     PortSet result;
     result.vlan = portSet.vlan();
     result.dmac = portSet.dmac();
+    result.interfaces.reserve(portSet.intf().size());
     for (Nexo::IntfId const intf : portSet.intf()) {
         result.interfaces.push_back(intf);
     }
