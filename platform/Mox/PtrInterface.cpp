@@ -2,8 +2,6 @@
 
 namespace Mox {
 
-bool PtrInterface::threadSafe_ = false;
-
 PtrInterface::~PtrInterface() {
     if (censusClass_ != 0) [[unlikely]] {
         Census::leave(censusClass_);

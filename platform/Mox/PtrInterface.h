@@ -8,22 +8,26 @@
 
 namespace Mox {
 
+/// Whether all counts are atomic. Decided when the platform is built (UMO_THREAD_SAFE_POINTERS), so
+/// that a plain count costs one instruction; the package tells its users.
+#ifdef UMO_THREAD_SAFE_POINTERS
+inline constexpr bool kThreadSafePointers = true;
+#else
+inline constexpr bool kThreadSafePointers = false;
+#endif
+
 /// Base of everything that is held by Mox::Ptr: an intrusive reference count, the deletion mark and
 /// the notification switch. An object lives on the heap, and is destroyed with its last reference.
-/// It belongs to the event loop's thread; only the count may be shared between threads, and only in
-/// thread-safe mode.
+/// It belongs to the event loop's thread; only the count may be shared between threads, and only if
+/// everything in the process was built for that (kThreadSafePointers).
 class PLATFORM_API PtrInterface {
   public:
     PtrInterface(PtrInterface const &) = delete;
     PtrInterface &operator=(PtrInterface const &) = delete;
 
-    /// Switches all counts of the process between plain and atomic increments. Call it while only
-    /// one thread runs.
-    static void threadSafeIs(bool on) noexcept { threadSafe_ = on; }
-
     /// For Mox::Ptr: adds and removes one reference.
     void referenceInc() const noexcept {
-        if (threadSafe_) [[unlikely]] {
+        if constexpr (kThreadSafePointers) {
             shared().fetch_add(1, std::memory_order_relaxed);
         } else {
             ++references_;
@@ -31,7 +35,7 @@ class PLATFORM_API PtrInterface {
     }
     void referenceDec() const noexcept {
         std::uint32_t left;
-        if (threadSafe_) [[unlikely]] {
+        if constexpr (kThreadSafePointers) {
             left = shared().fetch_sub(1, std::memory_order_acq_rel) - 1;
         } else {
             left = --references_;
@@ -74,8 +78,6 @@ class PLATFORM_API PtrInterface {
     [[nodiscard]] std::atomic_ref<std::uint32_t> shared() const noexcept {
         return std::atomic_ref<std::uint32_t>(references_);
     }
-
-    static bool threadSafe_;
 
     mutable std::uint32_t references_ = 0;
     bool markedForDeletion_ = false;

@@ -62,7 +62,7 @@ Notifier::Notifier() noexcept = default;
 
 Notifier::~Notifier() {
     if (!several()) {
-        if (who_ != 0) {
+        if (who_ != nullptr) {
             only().notifier_ = nullptr;
         }
         return;
@@ -84,14 +84,14 @@ Notifier::~Notifier() {
 
 void Notifier::subscriberAdd(Subscriber &subscriber, bool active) const {
     Base::assertThat(!subscriber.attached(), "!subscriber.attached()");
-    if (who_ == 0) {
-        who_ = reinterpret_cast<std::uintptr_t>(&subscriber);
+    if (who_ == nullptr) {
+        who_ = &subscriber;
     } else {
         if (!several()) {
             Subscriber &first = only();
             auto all = std::make_unique<Places>();
             all->add(first);
-            who_ = reinterpret_cast<std::uintptr_t>(all.release()) + kSeveral;
+            who_ = all.release();
             first.activeIs(first.active_);
         }
         places().add(subscriber);
@@ -106,7 +106,7 @@ void Notifier::subscriberRemove(Subscriber &subscriber) const noexcept {
         if (several()) {
             places().remove(subscriber.place_);
         } else {
-            who_ = 0;
+            who_ = nullptr;
         }
     }
 }

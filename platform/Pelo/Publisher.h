@@ -10,15 +10,26 @@ namespace Pelo {
 
 class Notifier;
 
+/// Whom a notifier tells: one subscriber, or several.
+class Audience {
+  protected:
+    explicit Audience(bool several) noexcept : several_(several) {}
+
+  private:
+    friend class Notifier;
+
+    bool several_;
+};
+
 /// One connection from a notifier to a callback. It ends when the subscriber or the notifier is
 /// destroyed; neither owns the other.
-class PLATFORM_API Subscriber {
+class PLATFORM_API Subscriber : private Audience {
   public:
     using Callback = void (*)(void *context, Change const &change);
 
     /// `context` is passed to every call; the caller owns it.
     Subscriber(Callback callback, void *context) noexcept
-        : callback_(callback), context_(context) {}
+        : Audience(false), callback_(callback), context_(context) {}
     ~Subscriber() { detach(); }
     Subscriber(Subscriber const &) = delete;
     Subscriber &operator=(Subscriber const &) = delete;
@@ -36,11 +47,11 @@ class PLATFORM_API Subscriber {
     friend class Notifier;
     friend class Publisher;
 
+    bool active_ = false;
+    std::uint32_t place_ = 0; // among several
     Callback callback_;
     void *context_;
     Notifier const *notifier_ = nullptr;
-    std::uint32_t place_ = 0; // among several
-    bool active_ = false;
 };
 
 /// The public side of a publisher: it allows subscribing only.
@@ -59,7 +70,7 @@ class PLATFORM_API Notifier {
     void subscriberAdd(Subscriber &subscriber, bool active = true) const;
 
     [[nodiscard]] bool hasSubscribers() const noexcept {
-        return several() ? places().size > places().empty : who_ != 0;
+        return several() ? places().size > places().empty : who_ != nullptr;
     }
 
     /// Disconnects `subscriber`; does nothing if it is not attached here.
@@ -75,7 +86,9 @@ class PLATFORM_API Notifier {
     /// publication reads nothing else; if the subscriber is off or removed, that call does nothing.
     /// The place of a removed subscriber stays until no publication walks the list and half of it
     /// is empty.
-    struct PLATFORM_API Places {
+    struct PLATFORM_API Places : Audience {
+        Places() noexcept : Audience(true) {}
+
         struct Place {
             Subscriber::Callback call = &callNobody;
             void *context = nullptr;
@@ -109,19 +122,12 @@ class PLATFORM_API Notifier {
         [[noreturn]] static void stop() noexcept; // with the current exception
     };
 
-    [[nodiscard]] bool several() const noexcept { return (who_ & kSeveral) != 0; }
-    [[nodiscard]] Places &places() const noexcept {
-        return *reinterpret_cast<Places *>(who_ - kSeveral);
-    }
-    [[nodiscard]] Subscriber &only() const noexcept {
-        return *reinterpret_cast<Subscriber *>(who_);
-    }
+    [[nodiscard]] bool several() const noexcept { return who_ != nullptr && who_->several_; }
+    [[nodiscard]] Places &places() const noexcept { return static_cast<Places &>(*who_); }
+    [[nodiscard]] Subscriber &only() const noexcept { return static_cast<Subscriber &>(*who_); }
 
-    static constexpr std::uintptr_t kSeveral = 1;
-
-    // Most entities have no subscriber, and most others one: the address of that subscriber, or,
-    // from the second one on, that of their places plus kSeveral.
-    mutable std::uintptr_t who_ = 0;
+    // Most entities have no subscriber, and most others one. Their places from the second one on.
+    mutable Audience *who_ = nullptr;
 };
 
 /// A notifier that can also publish; its owner keeps it private. An exception that leaves a
@@ -133,7 +139,7 @@ class PLATFORM_API Publisher : public Notifier {
 
     /// Inline, so that the calls are made from the publisher's own library.
     void publishChange(Change const &change) const noexcept {
-        if (who_ == 0) {
+        if (who_ == nullptr) {
             return;
         }
         try {

@@ -17,9 +17,9 @@ namespace Mox {
 /// thirteenth on, a hashed index of their places. Most collections have few elements or none, so a
 /// table is one pointer, to one block of memory with all of that; an empty one has no block.
 ///
-/// A record has a `key()` and can be moved. A removed record leaves a dead place, so that removal is
-/// O(1) and disturbs no walk. When more places are dead than alive, the table removes the dead ones
-/// and adjusts its walkers. All operations are amortized O(1). A lookup allocates nothing, and
+/// A record has a `key()` and can be moved. A removed record leaves a dead place, so that removal
+/// is O(1) and disturbs no walk. When more places are dead than alive, the table removes the dead
+/// ones and adjusts its walkers. All operations are amortized O(1). A lookup allocates nothing, and
 /// neither does a table of steady size.
 template <class Record>
 class DenseTable {
