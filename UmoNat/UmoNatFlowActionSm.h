@@ -56,7 +56,7 @@ class UMONAT_API UmoNatFlowActionSm : public Mox::Reactor {
         OfMatch const ofMatch;
     };
     struct Inputs {
-        Mox::Ptr<Shared const> shared;
+        Mox::Ptr<Shared const> shared; // never null
         Mox::Ptr<Ip::Nat::NatFlowActionStatus const> actionStatus;
 
         bool operator==(Inputs const &other) const {
@@ -110,7 +110,7 @@ class UMONAT_API UmoNatFlowActionSm : public Mox::Reactor {
     [[nodiscard]] Ip::Nat::NatFlowType getFlowType() const;
 
     /// The number of groups that the match needs for its actions: 1 or 2.
-    [[nodiscard]] std::uint32_t getGroupNum() const;
+    [[nodiscard]] std::uint32_t getGroupNum();
 
     /// Removes everything that the action programmed from the match's groups, according to the
     /// recorded flow type. Then clears the hardware status, except the flow type.

@@ -86,6 +86,7 @@ class UMONAT_API UmoNatFlowMatchSm : public Mox::Reactor {
     void handleNatFlowAction(Pelo::String const &name);
 
     [[nodiscard]] auto const &actionSm() const noexcept { return actionSm_.machines(); }
+    /// `name` is that of the action status; empty without one.
     Mox::Ptr<UmoNatFlowActionSm> actionSmIs(Pelo::String const &name,
                                             UmoNatFlowActionSm::Inputs const &inputs) {
         return actionSm_.is(name, inputs, &UmoNatFlowActionSmIs);

@@ -2,7 +2,7 @@
 
 #include "Mox/Attributes.h"
 #include "UmoNat/Export.h"
-#include "UmoNat/UmoNatFlowDestinations.h"
+#include "UmoNat/UmoNatFlowMissingDestinations.h"
 
 #include <cstdint>
 
@@ -16,11 +16,11 @@ class UMONAT_API UmoNatFlowMatchSmStatus final : public Mox::Entity {
     /// groups. On each change the match re-evaluates the number.
     MOX_ATTRIBUTE(std::uint32_t, groupNumUpdate)
 
-  public:
-    [[nodiscard]] UmoNatFlowDestinations &destinations() noexcept { return destinations_; }
-
   private:
-    UmoNatFlowDestinations destinations_;
+    friend class UmoNatFlowMatchSm;
+    friend class UmoNatFlowActionSm;
+
+    UmoNatFlowMissingDestinations missingDestinations_;
 };
 
 Mox::Ptr<UmoNatFlowMatchSmStatus> UmoNatFlowMatchSmStatusIs();

@@ -217,7 +217,7 @@ class UMONAT_API UmoNatFlowMcastTopologySm : public Mox::Reactor {
     void actionMacDel(Nexo::EthAddr const &mac) { index_->actionMacDel(mac); }
     void actionMacDelAll() { index_->actionMacDelAll(); }
 
-    [[nodiscard]] Mox::Set<UmoNatFlowActionSm *> const &actionRecirc() const noexcept {
+    [[nodiscard]] UmoNatFlowActionSms const &actionRecirc() const noexcept {
         return actionIndex().actionRecirc();
     }
     void actionRecircIs(UmoNatFlowActionSm *actionSm) { index_->actionRecircIs(actionSm); }
@@ -237,7 +237,7 @@ class UMONAT_API UmoNatFlowMcastTopologySm : public Mox::Reactor {
     /// schedules the task again if any action is left. Does nothing outside a run of the task.
     void processActionSmUpdateBacklog();
 
-    [[nodiscard]] Mox::Set<UmoNatFlowActionSm *> const &actionSmUpdateBacklog() const noexcept;
+    [[nodiscard]] UmoNatFlowActionSms const &actionSmUpdateBacklog() const noexcept;
     void actionSmUpdateBacklogIs(UmoNatFlowActionSm *actionSm);
     void actionSmUpdateBacklogDel(UmoNatFlowActionSm *actionSm);
     void actionSmUpdateBacklogDelAll();

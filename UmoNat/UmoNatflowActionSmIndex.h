@@ -12,6 +12,9 @@
 class UmoNatFlowActionSm;
 class UmoNatflowActionSmEntry;
 
+/// Action machines that depend on something: often one, of a host or a port.
+using UmoNatFlowActionSms = Mox::Set<UmoNatFlowActionSm *, 1>;
+
 /// The index entries that list one action machine. Each machine has one of these, so that the cost
 /// of withdrawing it does not depend on the size of the index. The entries maintain it.
 class UmoNatflowActionSmEntries {
@@ -22,7 +25,7 @@ class UmoNatflowActionSmEntries {
   private:
     friend class UmoNatflowActionSmEntry;
 
-    Mox::Set<UmoNatflowActionSmEntry *> entries_;
+    Mox::Set<UmoNatflowActionSmEntry *, 1> entries_;
 };
 
 /// An entry of the action index: the action machines whose port sets depend on one interface, one
@@ -46,10 +49,10 @@ class UMONAT_API UmoNatflowActionSmEntry : public Mox::Entity {
     ~UmoNatflowActionSmEntry() override;
 
   private:
-    void forgottenBy(Mox::Set<UmoNatFlowActionSm *> const &actionSms);
+    void forgottenBy(UmoNatFlowActionSms const &actionSms);
 
     Kind const kind_;
-    Mox::Set<UmoNatFlowActionSm *> actionSm_;
+    UmoNatFlowActionSms actionSm_;
 };
 
 class UMONAT_API UmoNatflowActionSmIntf final : public UmoNatflowActionSmEntry {
@@ -101,7 +104,7 @@ class UMONAT_API UmoNatflowActionSmIndex final : public Mox::Entity {
     MOX_CHILDREN(Nexo::IntfId, UmoNatflowActionSmIntf, actionIntf)
     MOX_CHILDREN(std::uint16_t, UmoNatflowActionSmVlan, actionVlan)
     MOX_CHILDREN(Nexo::EthAddr, UmoNatflowActionSmMac, actionMac)
-    MOX_SET(UmoNatFlowActionSm *, actionRecirc) // users of the recirculation VLAN
+    MOX_FEW_SET(UmoNatFlowActionSm *, 1, actionRecirc) // users of the recirculation VLAN
 
   public:
     ~UmoNatflowActionSmIndex() override;

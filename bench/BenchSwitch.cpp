@@ -84,11 +84,13 @@ void Builder::vlan(std::uint16_t number, std::vector<Nexo::IntfId> const &member
 void Builder::matches(Pelo::String const &policy, std::size_t actions) {
     set<Table::Policy>(policy, {});
     for (std::size_t number = 0; number < actions; ++number) {
-        std::size_t const matchNumber = number / BenchSwitch::kActionsPerMatch;
-        if (number % BenchSwitch::kActionsPerMatch == 0) {
+        bool const one = kind_ == BenchSwitch::Kind::oneMatch;
+        std::size_t const matchNumber = one ? 0 : number / BenchSwitch::kActionsPerMatch;
+        if (one ? number == 0 : number % BenchSwitch::kActionsPerMatch == 0) {
             auto const group = address(0xef000001U, matchNumber); // 239.0.0.1 and on
             set<Table::Match>({policy, matchName(matchNumber)},
-                              {{}, {group.addr(), 32, group.port()}});
+                              one ? Ip::Nat::NatFlow{}
+                                  : Ip::Nat::NatFlow{{}, {group.addr(), 32, group.port()}});
         }
         set<Table::Action>({policy, matchName(matchNumber), actionName(number)},
                            action(number, policy == kFlapPolicy));
@@ -105,6 +107,8 @@ Table::Action::Value Builder::action(std::size_t number, bool flaps) {
     bool const flooded = kind_ == BenchSwitch::Kind::floodedVlans;
     if (!flooded && number / 2 % 2 == 0) {
         action.destination = address(0x0b000001U, number); // a host: copies are unicast
+    } else if (kind_ == BenchSwitch::Kind::oneMatch) {
+        action.destination = address(0xef000001U, number);
     }
     if (flaps) {
         action.egress = {{port(kFlapPort), {kFlapVlan, mac}}};
@@ -162,8 +166,9 @@ void BenchSwitch::start(Helper const &helper) {
 std::vector<Mox::Ptr<Ip::Nat::NatFlowActionStatus>>
 BenchSwitch::actionsOfMatch(std::size_t match) const {
     std::vector<Mox::Ptr<Ip::Nat::NatFlowActionStatus>> found;
-    for (auto const &[name, action] :
-         state.natStatus()->natFlow("bench")->match(matchName(match))->action()) {
+    auto const matchStatus = state.natStatus()->natFlow("bench")->match(matchName(match));
+    found.reserve(matchStatus->action().size());
+    for (auto const &[name, action] : matchStatus->action()) {
         found.push_back(action);
     }
     return found;

@@ -24,6 +24,7 @@ class BenchSwitch {
     enum class Kind {
         mixed,
         floodedVlans, // VLANs of four ports, one VLAN interface per action, no flapping port
+        oneMatch,     // all actions in match 0, whose flow names no destination; no flapping port
     };
 
     using Helper = Mox::Ptr<UmoHelper::UmoNatFlowMcastHelper>;

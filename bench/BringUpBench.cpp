@@ -96,11 +96,50 @@ void replay(benchmark::State &state) {
     state.counters["calls"] = static_cast<double>(calls.size());
 }
 
+/// In a match of that many actions whose flow names no destination: for each of its actions.
+Bench::BenchSwitch &oneMatch(benchmark::State const &state) {
+    static auto &made = *new std::map<std::int64_t, std::unique_ptr<Bench::BenchSwitch>>;
+    auto &found = made[state.range(0)];
+    if (!found) {
+        found = std::make_unique<Bench::BenchSwitch>(static_cast<std::size_t>(state.range(0)),
+                                                     Bench::BenchSwitch::Kind::oneMatch);
+    }
+    return *found;
+}
+
+void bringUpOneMatch(benchmark::State &state) {
+    Bench::BenchSwitch &sw = oneMatch(state);
+    for (auto _ : state) {
+        freshHeap();
+        auto const chip = forgetfulChip();
+        Bench::timed(state, [&] { sw.start(chip); });
+        sw.stop();
+    }
+    Bench::elementsAre(state, sw.actionCount());
+}
+
+void changeVersions(benchmark::State &state) {
+    Bench::BenchSwitch &sw = oneMatch(state);
+    auto const actions = sw.actionsOfMatch(0);
+    sw.start(forgetfulChip());
+    for (auto _ : state) {
+        Bench::timed(state, [&] {
+            for (auto const &action : actions) {
+                action->versionIs(action->version() + 1);
+            }
+        });
+    }
+    sw.stop();
+    Bench::elementsAre(state, sw.actionCount());
+}
+
 void sizes(benchmark::internal::Benchmark *bench) {
     bench->RangeMultiplier(10)->Range(1000, 100000)->UseManualTime();
 }
 BENCHMARK_CAPTURE(bringUp, strict, &Bench::strictChip)->Name("bring-up/strict")->Apply(sizes);
 BENCHMARK_CAPTURE(bringUp, own, &forgetfulChip)->Name("bring-up/own")->Apply(sizes);
+BENCHMARK(bringUpOneMatch)->Name("bring-up/one-match")->Apply(sizes);
+BENCHMARK(changeVersions)->Name("versions/one-match")->Apply(sizes);
 BENCHMARK(replay)->Name("bring-up/replay")->Apply(sizes);
 BENCHMARK_CAPTURE(tearDown, strict, &Bench::strictChip)->Name("teardown/strict")->Apply(sizes);
 BENCHMARK_CAPTURE(tearDown, own, &forgetfulChip)->Name("teardown/own")->Apply(sizes);

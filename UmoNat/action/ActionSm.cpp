@@ -104,7 +104,7 @@ void UmoNatFlowActionSm::followDestination() {
     if (named != destinationNamed_) {
         destinationNamed_ = named;
         if (ofMatch().matchStatus->action(action()) == inputs_.actionStatus) {
-            ofMatch().matchSmStatus->destinations().changed(named);
+            ofMatch().matchSmStatus->missingDestinations_.changed(named);
         }
     }
 }
@@ -112,7 +112,7 @@ void UmoNatFlowActionSm::followDestination() {
 void UmoNatFlowActionSm::hasNotificationActiveIs(bool active) {
     Mox::Reactor::hasNotificationActiveIs(active);
     if (!active && !markedForDeletion()) {
-        ofMatch().matchSmStatus->destinations().blind();
+        ofMatch().matchSmStatus->missingDestinations_.blind();
     }
 }
 
@@ -133,11 +133,11 @@ Ip::Nat::NatFlowType UmoNatFlowActionSm::getFlowType() const {
     return type;
 }
 
-std::uint32_t UmoNatFlowActionSm::getGroupNum() const {
-    return needsTwoGroups(ofMatch().hwMatchStatus->flow(), *ofMatch().matchStatus,
-                          *ofMatch().matchSmStatus)
-               ? 2
-               : 1;
+std::uint32_t UmoNatFlowActionSm::getGroupNum() {
+    followDestination(); // the news of it may still be to come
+    bool const two = needsTwoGroups(ofMatch().hwMatchStatus->flow(), *ofMatch().matchStatus,
+                                    ofMatch().matchSmStatus->missingDestinations_);
+    return two ? 2 : 1;
 }
 
 NatFlowGroupUses UmoNatFlowActionSm::groupUses() const noexcept {

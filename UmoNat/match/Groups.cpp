@@ -13,7 +13,9 @@ std::uint32_t UmoNatFlowMatchSm::getGroupNum() const {
     if (matchStatus.action().empty()) {
         return 0;
     }
-    return needsTwoGroups(matchStatus.flow(), matchStatus, *matchSmStatus_) ? 2 : 1;
+    return needsTwoGroups(matchStatus.flow(), matchStatus, matchSmStatus_->missingDestinations_)
+               ? 2
+               : 1;
 }
 
 bool UmoNatFlowMatchSm::createNatFlowGroups(std::uint32_t groups) {

@@ -47,7 +47,7 @@ void UmoNatFlowMatchSm::followDestinations(Pelo::String const &action) {
     if (!matchSmStatus_) {
         return;
     }
-    auto &destinations = matchSmStatus_->destinations();
+    auto &destinations = matchSmStatus_->missingDestinations_;
     auto const *const machine = actionSm_.machines().find(action);
     auto const actionStatus = inputs_.matchStatus->action(action);
     if (actionStatus && machine == nullptr) {
@@ -62,26 +62,28 @@ void UmoNatFlowMatchSm::followDestinations(Pelo::String const &action) {
 void UmoNatFlowMatchSm::hasNotificationActiveIs(bool active) {
     Mox::Reactor::hasNotificationActiveIs(active);
     if (!active && matchSmStatus_) {
-        matchSmStatus_->destinations().blind();
+        matchSmStatus_->missingDestinations_.blind();
     }
 }
 
 /// The action may go on without a machine that tells its changes.
 void UmoNatFlowMatchSm::actionSmDel(Pelo::String const &name) {
     actionSm_.del(name);
-    matchSmStatus_->destinations().blind();
+    matchSmStatus_->missingDestinations_.blind();
 }
 
 void UmoNatFlowMatchSm::actionSmDelAll() {
     actionSm_.delAll();
-    matchSmStatus_->destinations().blind();
+    matchSmStatus_->missingDestinations_.blind();
 }
 
 void UmoNatFlowMatchSm::matchSmStatusIs(Mox::Ptr<UmoNatFlowMatchSmStatus> const &status) {
-    matchSmStatus_ = status;
-    if (status && !actionSm_.machines().empty()) {
-        status->destinations().blind(); // the machines keep the old one
+    if (matchSmStatus_) {
+        // Machines keep the old one, and may tell it what the new one should know.
+        matchSmStatus_->missingDestinations_.blind();
+        status->missingDestinations_.blind();
     }
+    matchSmStatus_ = status;
     matchSmStatusSubscription_.follow(status);
     ofActions_ = Mox::make<UmoNatFlowActionSm::Shared>(
         UmoNatFlowActionSm::OfMatch{.policy = inputs_.policy,
@@ -158,6 +160,10 @@ void UmoNatFlowMatchSm::handleNatFlowAction(Pelo::String const &name) {
         actionSmIs(name, {ofActions_, actionStatus});
     } else {
         trace.at(2, "Delete actionSm");
+        if (auto const *const machine = actionSm_.machines().find(name);
+            machine != nullptr && (*machine)->references() > 1) {
+            matchSmStatus_->missingDestinations_.blind(); // it goes on telling changes
+        }
         actionSm_.del(name);
     }
 }

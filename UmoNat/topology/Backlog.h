@@ -16,7 +16,7 @@ class UmoNatFlowMcastTopologySm::Backlog final : public Mox::Entity {
     /// The owner, which knows the observer.
     explicit Backlog(UmoNatFlowMcastTopologySm &topologySm) : topologySm_(topologySm) {}
 
-    using ActionSms = Mox::Set<UmoNatFlowActionSm *>;
+    using ActionSms = UmoNatFlowActionSms;
 
     [[nodiscard]] ActionSms const &actionSms() const noexcept { return actionSms_; }
     /// Returns whether it was not queued before.

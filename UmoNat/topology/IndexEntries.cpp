@@ -5,7 +5,7 @@ UmoNatflowActionSmEntry::~UmoNatflowActionSmEntry() {
     forgottenBy(actionSm_);
 }
 
-void UmoNatflowActionSmEntry::forgottenBy(Mox::Set<UmoNatFlowActionSm *> const &actionSms) {
+void UmoNatflowActionSmEntry::forgottenBy(UmoNatFlowActionSms const &actionSms) {
     for (UmoNatFlowActionSm *const actionSm : actionSms) {
         actionSm->indexEntries().entries_.remove(this);
     }
@@ -26,7 +26,7 @@ void UmoNatflowActionSmEntry::actionSmDel(UmoNatFlowActionSm *actionSm) {
 }
 
 void UmoNatflowActionSmEntry::actionSmDelAll() {
-    Mox::Set<UmoNatFlowActionSm *> taken;
+    UmoNatFlowActionSms taken;
     taken.takeAll(actionSm_);
     forgottenBy(taken);
     for (UmoNatFlowActionSm *const actionSm : taken) {

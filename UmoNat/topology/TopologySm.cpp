@@ -151,8 +151,7 @@ void UmoNatFlowMcastTopologySm::setNewNatFlowRecircVlan(Nexo::IntfId oldIntf) {
     recirculation_->replace(oldIntf);
 }
 
-Mox::Set<UmoNatFlowActionSm *> const &
-UmoNatFlowMcastTopologySm::actionSmUpdateBacklog() const noexcept {
+UmoNatFlowActionSms const &UmoNatFlowMcastTopologySm::actionSmUpdateBacklog() const noexcept {
     return backlog_->actionSms();
 }
 

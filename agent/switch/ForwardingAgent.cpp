@@ -68,7 +68,7 @@ void ForwardingAgent::callLogIs(SoftSwitch::LineSink log) {
 
 std::uint64_t ForwardingAgent::contractErrors() const {
     return helper_->found(Breach::call) + helper_->found(Breach::wrongIdentifier) +
-           helper_->found(Breach::failedTranslation);
+           helper_->found(Breach::failedTranslation) + helper_->found(Breach::nestedCall);
 }
 
 bool ForwardingAgent::clean() const {

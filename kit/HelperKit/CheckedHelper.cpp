@@ -54,6 +54,10 @@ CheckedHelper::Place CheckedHelper::placeOf(Call const &call) {
 
 Call::Result CheckedHelper::called(Call const &call) {
     ++calls_.at(static_cast<std::size_t>(call.operation));
+    if (inside_) {
+        tell(Breach::nestedCall, call, "the helper is called from inside another call");
+        return call.on(*helper_);
+    }
     bool const afterItsPortSet =
         deletesTranslation(call) && justDeleted_ == Identity(call.group, call.portSet);
     if (!afterItsPortSet) {
@@ -62,7 +66,9 @@ Call::Result CheckedHelper::called(Call const &call) {
     Place const place = placeOf(call);
     std::string problem = afterItsPortSet ? "" : problemOf(call, place);
     Vyr::Time const began = now();
+    inside_ = true;
     Call::Result const result = call.on(*helper_);
+    inside_ = false;
     Vyr::Time const ended = now();
     if (!problem.empty()) {
         if (!followsFromAResult(call)) {

@@ -26,8 +26,9 @@ class CheckedHelper final : public CallingHelper {
         refusedPortSet,    // by a result
         wrongIdentifier,   // given out twice, or changed
         failedTranslation, // which the library does not look at
+        nestedCall,        // the helper made the library call it from inside a call
     };
-    static constexpr std::size_t kBreaches = 4;
+    static constexpr std::size_t kBreaches = 5;
     struct Finding {
         Breach breach = Breach::call;
         Call const &call; // valid during the report
@@ -114,6 +115,7 @@ class CheckedHelper final : public CallingHelper {
     std::uint32_t highestPortSet_ = 0;
     Call unicastHalf_;                // the last request for one, until that for its other half
     std::uint32_t unicastHalfId_ = 0; // which was given for it
+    bool inside_ = false;             // a call
     Identity justDeleted_{};          // whose translations may still be deleted
     // Groups that lost their order by a result: calls for them may look like the caller's fault.
     std::set<std::uint32_t> ambiguous_; // an identifier was given out twice

@@ -32,6 +32,8 @@
 /// | MOX_VALUES(Key, Value, x)       | the same, but xIs(key, value) stores a value, and x(key)|
 /// |                                 | points to it or is null                                 |
 /// | MOX_SET(Key, x)                 | x(): the set; xIs(key); xDel(key); xDelAll()            |
+/// | MOX_FEW_CHILDREN(.., n, x)      | MOX_CHILDREN and MOX_SET for a class of which there are  |
+/// | MOX_FEW_SET(Key, n, x)          | many: the first n elements are within the object        |
 /// | MOX_PUBLISHES_SCALAR(x)         | the attribute alone, for a class that publishes it in   |
 /// | MOX_PUBLISHES_KEYS(Key, x)      | its own way                                             |
 ///
@@ -57,8 +59,8 @@ template <class Object>
 inline constexpr bool kWritablePtr<Ptr<Object>> = !std::is_const_v<Object>;
 
 /// REQUIRES: no child of that key; the key is the child's own.
-template <class Key, class Child, class Publish>
-void childAdd(Children<Key, Child> &children, Key const &key, Ptr<Child> const &child,
+template <class Key, class Child, std::uint32_t kOwnRoom, class Publish>
+void childAdd(Children<Key, Child, kOwnRoom> &children, Key const &key, Ptr<Child> const &child,
               Publish publish) {
     Base::assertThat(children.find(key) == nullptr, "children.find(key) == nullptr");
     Base::assertThat(child && child->key() == key, "child && child->key() == key");
@@ -66,8 +68,8 @@ void childAdd(Children<Key, Child> &children, Key const &key, Ptr<Child> const &
     publish(key);
 }
 
-template <class Key, class Child, class Publish>
-Ptr<Child> childIs(Children<Key, Child> &children, Key const &key, Publish publish) {
+template <class Key, class Child, std::uint32_t kOwnRoom, class Publish>
+Ptr<Child> childIs(Children<Key, Child, kOwnRoom> &children, Key const &key, Publish publish) {
     if (Ptr<Child> const *present = children.find(key)) {
         return *present;
     }
@@ -77,38 +79,39 @@ Ptr<Child> childIs(Children<Key, Child> &children, Key const &key, Publish publi
     return child;
 }
 
-template <class Key, class Child, class Record>
-Ptr<Child> child(Collection<Key, Ptr<Child>, Record> const &children, Key const &key) {
+template <class Key, class Child, class Record, std::uint32_t kOwnRoom>
+Ptr<Child> child(Collection<Key, Ptr<Child>, Record, kOwnRoom> const &children, Key const &key) {
     Ptr<Child> const *present = children.find(key);
     return present == nullptr ? nullptr : *present;
 }
 
-template <class Key, class Value, class Record, class Publish>
-void elementDel(Collection<Key, Value, Record> &collection, Key const &key, Publish publish) {
+template <class Key, class Value, class Record, std::uint32_t kOwnRoom, class Publish>
+void elementDel(Collection<Key, Value, Record, kOwnRoom> &collection, Key const &key,
+                Publish publish) {
     if (auto const taken = collection.remove(key)) {
         publish(taken->key());
     }
 }
 
-template <class Key, class Publish>
-void elementDel(Set<Key> &set, Key const &key, Publish publish) {
+template <class Key, std::uint32_t kOwnRoom, class Publish>
+void elementDel(Set<Key, kOwnRoom> &set, Key const &key, Publish publish) {
     if (auto const taken = set.remove(key)) {
         publish(*taken);
     }
 }
 
-template <class Key, class Value, class Record, class Publish>
-void elementDelAll(Collection<Key, Value, Record> &collection, Publish publish) {
-    Collection<Key, Value, Record> taken;
+template <class Key, class Value, class Record, std::uint32_t kOwnRoom, class Publish>
+void elementDelAll(Collection<Key, Value, Record, kOwnRoom> &collection, Publish publish) {
+    Collection<Key, Value, Record, kOwnRoom> taken;
     taken.takeAll(collection);
     for (auto const &[key, value] : taken) {
         publish(key);
     }
 }
 
-template <class Key, class Publish>
-void elementDelAll(Set<Key> &set, Publish publish) {
-    Set<Key> taken;
+template <class Key, std::uint32_t kOwnRoom, class Publish>
+void elementDelAll(Set<Key, kOwnRoom> &set, Publish publish) {
+    Set<Key, kOwnRoom> taken;
     taken.takeAll(set);
     for (Key const &key : taken) {
         publish(key);
@@ -222,9 +225,11 @@ void elementDelAll(Set<Key> &set, Publish publish) {
                                                                                                    \
   public:
 
-#define MOX_CHILDREN(Key, Child, x)                                                                \
+#define MOX_CHILDREN(Key, Child, x) MOX_FEW_CHILDREN(Key, Child, 0, x)
+
+#define MOX_FEW_CHILDREN(Key, Child, few, x)                                                       \
   private:                                                                                         \
-    using x##Held = Mox::Children<Key, Child>;                                                     \
+    using x##Held = Mox::Children<Key, Child, few>;                                                \
                                                                                                    \
   public:                                                                                          \
     MOX_ANY_CHILDREN(Key, Child, x)                                                                \
@@ -270,7 +275,9 @@ void elementDelAll(Set<Key> &set, Publish publish) {
   private:                                                                                         \
     Mox::Collection<Key, Value> x##_;
 
-#define MOX_SET(Key, x)                                                                            \
+#define MOX_SET(Key, x) MOX_FEW_SET(Key, 0, x)
+
+#define MOX_FEW_SET(Key, few, x)                                                                   \
     MOX_ANY_COLLECTION(Key, x)                                                                     \
     [[nodiscard]] auto const &x() const noexcept {                                                 \
         return x##_;                                                                               \
@@ -282,4 +289,4 @@ void elementDelAll(Set<Key> &set, Publish publish) {
     }                                                                                              \
                                                                                                    \
   private:                                                                                         \
-    Mox::Set<Key> x##_;
+    Mox::Set<Key, few> x##_;

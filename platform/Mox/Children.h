@@ -5,12 +5,13 @@
 #include "Mox/detail/Walk.h"
 
 #include <cstddef>
+#include <cstdint>
 
 namespace Mox {
 
 /// The children of an entity, by their own keys.
-template <class Key, class Child>
-using Children = Collection<Key, Ptr<Child>, OwnKeyRecord<Key, Ptr<Child>>>;
+template <class Key, class Child, std::uint32_t kOwnRoom = 0>
+using Children = Collection<Key, Ptr<Child>, OwnKeyRecord<Key, Ptr<Child>>, kOwnRoom>;
 
 /// A collection of objects as a const entity shows it: with each object const. Valid while the
 /// collection exists. Walks follow the same rules as walks over the collection.

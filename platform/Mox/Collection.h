@@ -4,6 +4,7 @@
 #include "Mox/detail/Walk.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <utility>
 
@@ -41,8 +42,10 @@ struct OwnKeyRecord {
 /// the body changes the collection.
 ///
 /// An element is removed before it is released, so a destructor that looks into the collection no
-/// longer finds it. Lookup and iteration allocate nothing.
-template <class Key, class ValueType, class RecordType = KeyedRecord<Key, ValueType>>
+/// longer finds it. Lookup and iteration allocate nothing. The first `kOwnRoom` elements need no
+/// heap.
+template <class Key, class ValueType, class RecordType = KeyedRecord<Key, ValueType>,
+          std::uint32_t kOwnRoom = 0>
 class Collection {
   public:
     using Value = ValueType;
@@ -94,7 +97,7 @@ class Collection {
     /// Removes all elements, then releases them in order of insertion.
     void clear() { Collection().takeAll(*this); }
 
-    /// Moves all elements of `other` into this empty collection.
+    /// Moves all elements of `other` into this empty collection, which nobody walks.
     void takeAll(Collection &other) noexcept { other.table_.takeAll(table_); }
 
     [[nodiscard]] auto begin() const noexcept { return walkAs<Element>(); }
@@ -103,11 +106,11 @@ class Collection {
     /// A walk whose loop gets `View::of` each record.
     template <class View>
     [[nodiscard]] auto walkAs() const noexcept {
-        return Walk<typename DenseTable<Record>::Walker, View>(table_);
+        return Walk<typename DenseTable<Record, kOwnRoom>::Walker, View>(table_);
     }
 
   private:
-    DenseTable<Record> table_;
+    DenseTable<Record, kOwnRoom> table_;
 };
 
 } // namespace Mox

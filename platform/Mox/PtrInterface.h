@@ -64,9 +64,15 @@ class PLATFORM_API PtrInterface {
     void markForDeletion() noexcept { markedForDeletion_ = true; }
 
     /// Hold the object while its construction hands out pointers to it: releasing such a pointer
-    /// must not destroy an object that has no owner yet. The end of it never destroys either.
+    /// must not destroy an object that has no owner yet. Neither does unpin().
     void pin() const noexcept { referenceInc(); }
-    void unpin() const noexcept { shared().fetch_sub(1, std::memory_order_relaxed); }
+    void unpin() const noexcept {
+        if constexpr (kThreadSafePointers) {
+            shared().fetch_sub(1, std::memory_order_relaxed);
+        } else {
+            --references_;
+        }
+    }
 
   private:
     friend class Census;

@@ -4,14 +4,16 @@
 #include "Mox/detail/Walk.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <utility>
 
 namespace Mox {
 
 /// A set with hashed lookup and iteration in the order of insertion. A walk survives the same
-/// changes as a walk over a Collection. The loop gets the keys by copy.
-template <class KeyType>
+/// changes as a walk over a Collection. The loop gets the keys by copy. The first `kOwnRoom` keys
+/// need no heap.
+template <class KeyType, std::uint32_t kOwnRoom = 0>
 class Set {
     struct Record {
         using Key = KeyType;
@@ -47,16 +49,16 @@ class Set {
 
     void clear() { Set().takeAll(*this); }
 
-    /// Moves all keys of `other` into this empty set.
+    /// Moves all keys of `other` into this empty set, which nobody walks.
     void takeAll(Set &other) noexcept { other.table_.takeAll(table_); }
 
     [[nodiscard]] auto begin() const noexcept {
-        return Walk<typename DenseTable<Record>::Walker, View>(table_);
+        return Walk<typename DenseTable<Record, kOwnRoom>::Walker, View>(table_);
     }
     [[nodiscard]] WalkEnd end() const noexcept { return {}; }
 
   private:
-    DenseTable<Record> table_;
+    DenseTable<Record, kOwnRoom> table_;
 };
 
 } // namespace Mox

@@ -126,7 +126,7 @@ class PLATFORM_API Notifier {
     [[nodiscard]] Places &places() const noexcept { return static_cast<Places &>(*who_); }
     [[nodiscard]] Subscriber &only() const noexcept { return static_cast<Subscriber &>(*who_); }
 
-    // Most entities have no subscriber, and most others one. Their places from the second one on.
+    // Null, the only subscriber, or the places of several: most entities have none or one.
     mutable Audience *who_ = nullptr;
 };
 

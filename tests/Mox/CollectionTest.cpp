@@ -9,43 +9,88 @@ using namespace Mox;
 
 namespace {
 
-TEST(Collection, WalksWithinWalksShowEachElementOnceInOrderWhateverBecomesOfTheCollection) {
-    std::unique_ptr<Collection<char, int>> tested;
-    auto const remove = [&](std::string const &keys) {
+/// A collection of characters, walked within a walk. At one of them `act` is called.
+template <class Tested>
+struct Walked {
+    void remove(std::string const &keys) {
         for (char const key : keys) {
             EXPECT_EQ(tested->remove(key)->key(), key);
         }
-    };
-    auto const insert = [&](std::string const &keys) {
+    }
+    void insert(std::string const &keys) {
         for (char const key : keys) {
             tested->insert(key, key);
         }
-    };
-    std::pair<std::function<void()>, std::string> const cases[] = {
-        {[&] { remove("h"); }, "ijklmnopqrst"},
-        {[&] { remove("hbijt"); }, "klmnopqrs"},
-        {[&] { remove("abcdefghijklm"); }, "nopqrst"},
-        {[&] { insert("ABCDEFGHIJKLMNOPQRSTUVWXYZ"); }, "ijklmnopqrstABCDEFGHIJKLMNOPQRSTUVWXYZ"},
-        {[&] { tested->clear(), insert("xy"); }, "xy"},
-        {[&] { remove("tsrqponmlkjihgfedcba"), insert("xy"); }, "xy"},
-        {[&] { tested.reset(); }, ""},
-    };
-    for (auto const &[act, behind] : cases) {
-        tested = std::make_unique<Collection<char, int>>();
-        insert("abcdefghijklmnopqrst");
+    }
+    /// The walks must show `before`, the last of which is where `act` is called, and then `behind`.
+    void expect(std::string const &all, std::string const &before, std::function<void()> const &act,
+                std::string const &behind) {
+        tested = std::make_unique<Tested>();
+        insert(all);
         std::string outer, inner;
         for (auto const &[outerKey, outerValue] : *tested) {
             outer += static_cast<char>(outerValue);
-            if (outerValue == 'h') {
+            if (outerValue == before.back()) {
                 for (auto const &[key, value] : *tested) {
                     inner += static_cast<char>(value);
-                    value == 'h' ? act() : void();
+                    value == before.back() ? act() : void();
                 }
             }
         }
-        EXPECT_EQ(outer, "abcdefgh" + behind);
+        EXPECT_EQ(outer, before + behind);
         EXPECT_EQ(inner, outer);
     }
+
+    std::unique_ptr<Tested> tested;
+};
+
+TEST(Collection, WalksWithinWalksShowEachElementOnceInOrderWhateverBecomesOfTheCollection) {
+    Walked<Collection<char, int>> walked;
+    std::pair<std::function<void()>, std::string> const cases[] = {
+        {[&] { walked.remove("h"); }, "ijklmnopqrst"},
+        {[&] { walked.remove("hbijt"); }, "klmnopqrs"},
+        {[&] { walked.remove("abcdefghijklm"); }, "nopqrst"},
+        {[&] { walked.insert("ABCDEFGHIJKLMNOPQRSTUVWXYZ"); },
+         "ijklmnopqrstABCDEFGHIJKLMNOPQRSTUVWXYZ"},
+        {[&] { walked.tested->clear(), walked.insert("xy"); }, "xy"},
+        {[&] { walked.remove("tsrqponmlkjihgfedcba"), walked.insert("xy"); }, "xy"},
+        {[&] { walked.tested.reset(); }, ""},
+    };
+    for (auto const &[act, behind] : cases) {
+        walked.expect("abcdefghijklmnopqrst", "abcdefgh", act, behind);
+    }
+}
+
+TEST(Collection, WalksInTheSameWayOverElementsThatAreWithinIt) {
+    Walked<Collection<char, int, KeyedRecord<char, int>, 4>> walked;
+    std::pair<std::function<void()>, std::string> const cases[] = {
+        {[&] { walked.remove("ac"), walked.insert("xy"); }, "dxy"},
+        {[&] { walked.insert("efghijklmnopq"); }, "cdefghijklmnopq"},
+        {[&] { walked.tested->clear(), walked.insert("xyzuvw"); }, "xyzuvw"},
+        {[&] { walked.remove("dcba"), walked.insert("xy"); }, "xy"},
+        {[&] { walked.tested.reset(); }, ""},
+    };
+    for (auto const &[act, behind] : cases) {
+        walked.expect("abcd", "ab", act, behind);
+    }
+}
+
+TEST(Collection, WalksOnWhenItShrinks) {
+    Collection<int, int> numbers;
+    for (int key = 0; key < 1000; ++key) {
+        numbers.insert(key, key);
+    }
+    std::vector<int> seen;
+    for (auto const &[key, value] : numbers) {
+        seen.push_back(value);
+        for (int gone = 0; value == 500 && gone < 1000; ++gone) {
+            gone % 100 == 0 ? void() : void(numbers.remove(gone));
+        }
+    }
+    std::vector<int> const behind(seen.begin() + 501, seen.end());
+    EXPECT_EQ(behind, (std::vector{600, 700, 800, 900}));
+    EXPECT_EQ(numbers.size(), 10U);
+    EXPECT_TRUE(numbers.find(900) != nullptr && numbers.find(901) == nullptr);
 }
 
 TEST(Collection, DestructorOfAnElementThatLooksFindsItGoneAndLookingAllocatesNothing) {

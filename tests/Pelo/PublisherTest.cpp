@@ -101,4 +101,33 @@ TEST_F(PublisherTest, TakesSubscribersThatGoAndComeInAPublicationAndInOneWithinA
     }
 }
 
+TEST_F(PublisherTest, TakesTheSameWithOneSubscriberWhichMayBecomeSeveral) {
+    struct {
+        std::function<void()> act; // of a, once, which is alone
+        std::string now, next;     // who is called in the same publication, and in the next one
+    } const cases[] = {
+        {[&] { listeners.erase('a'); }, "a", ""},
+        {[&] { at('a').detach(), add("b"); }, "a", "b"},
+        {[&] { at('a').activeIs(false); }, "a", ""},
+        {[&] { add("bcdefg"); }, "a", "abcdefg"},
+        {[&] { add("b"), publish(); }, "aab", "ab"},
+        {[&] { add("b"), at('a').detach(), publish(); }, "ab", "b"},
+        {[&] { add("b"), publisher.reset(); }, "a", ""},
+        {[&] { publisher.reset(), listeners.clear(); }, "a", ""},
+    };
+    for (auto const &[act, now, next] : cases) {
+        SCOPED_TRACE(now + "|" + next);
+        listeners.clear();
+        publisher = std::make_unique<Publisher>();
+        add("a");
+        listeners.at('a').once = act;
+        calls.clear();
+        publish();
+        calls += '|';
+        publisher ? publish() : void();
+        EXPECT_EQ(calls, now + "|" + next);
+        EXPECT_TRUE(publisher || listeners.empty() || !at('a').attached());
+    }
+}
+
 } // namespace

@@ -1,6 +1,7 @@
 #include "Mox/LogEvent.h"
 #include "tests/support/NatSwitch.h"
 
+#include <random>
 #include <stdexcept>
 
 using testing::StartsWith;
@@ -167,6 +168,53 @@ TEST(Root, NeedsItsTreeAndItsHelperButNoPoliciesAndGivesAMachineOneSetOfInputs) 
     EXPECT_EQ(sw.root->unprogrammedGroupTaskDelay(), Mox::Seconds(10));
     EXPECT_EQ(sw.sm().actionSmUpdateBacklogTaskInterval(), Mox::Seconds(0.1));
     EXPECT_EQ(sw.sm().actionSmUpdateBacklogTaskLimit(), 100U);
+}
+
+/// The number is counted, not looked for at each question, so it is compared with a look.
+TEST(Match, WantsTwoGroupsWhenSomeActionHasNoDestinationWhateverBecameOfItsActions) {
+    RunningSwitch sw;
+    std::mt19937 random(1);
+    for (int round = 0; round < 200; ++round) {
+        std::string const matchName = "m" + std::to_string(round);
+        auto &status = sw.match(matchName.c_str(), NatSwitch::kNone);
+        auto &machine = sw.matchSm(matchName.c_str());
+        std::vector<Mox::Ptr<UmoNatFlowActionSm>> held;
+        Mox::Ptr<Ip::Nat::NatFlowActionStatus> gone;
+        for (int step = 0; step < 60; ++step) {
+            std::string const name(1, static_cast<char>('a' + random() % 3));
+            auto const action = status.action(name);
+            auto const *const actionSm = machine.actionSm().find(name);
+            auto const what = random() % (round % 4 == 0 ? 12 : 10); // rarely a deaf machine
+            if (what == 0 && gone && !status.action(gone->name())) {
+                status.actionIs(gone->name(), gone);
+            } else if (what < 2) {
+                status.actionIs(name);
+            } else if (what == 2) {
+                sw.match(matchName, step % 2 == 0 ? NatSwitch::kNone : kMulticast);
+            } else if (action && what == 3) {
+                actionSm != nullptr ? held.push_back(*actionSm) : void();
+                gone = action;
+                status.actionDel(name);
+            } else if (action && what == 4) {
+                action->versionIs(action->version() + 1);
+            } else if (action && what < 10) { // nobody evaluates it
+                action->dstIs({Nexo::IpAddr(random() % 3 == 0 ? 0U : 1U), 0});
+            } else if (actionSm != nullptr && what == 10) {
+                (*actionSm)->hasNotificationActiveIs(step % 2 == 0);
+            } else if (what == 11) {
+                machine.actionSmDel(name);
+            }
+            bool two = false;
+            for (auto const &[key, each] : status.action()) {
+                two = two || each->dst().addr().isZero();
+            }
+            two = two && status.flow().destination.addr.isZero();
+            ASSERT_EQ(machine.getGroupNum(), status.action().empty() ? 0U
+                                             : two                   ? 2U
+                                                                     : 1U)
+                << matchName << ", step " << step;
+        }
+    }
 }
 
 TEST(Root, RunsWithoutHardwareByAHelperThatRefusesEveryGroup) {

@@ -9,19 +9,21 @@
 #include <cstdint>
 #include <new>
 #include <optional>
+#include <type_traits>
 #include <utility>
 
 namespace Mox {
 
 /// The storage of Collection and Set: contiguous records in order of insertion and, from the
 /// thirteenth on, a hashed index of their places. Most collections have few elements or none, so a
-/// table is one pointer, to one block of memory with all of that; an empty one has no block.
+/// table is one pointer, to one block of memory with all of that; an empty one has no block. The
+/// block of the first `kOwnRoom` records is within the table.
 ///
 /// A record has a `key()` and can be moved. A removed record leaves a dead place, so that removal
 /// is O(1) and disturbs no walk. When more places are dead than alive, the table removes the dead
 /// ones and adjusts its walkers. All operations are amortized O(1). A lookup allocates nothing, and
 /// neither does a table of steady size.
-template <class Record>
+template <class Record, std::uint32_t kOwnRoom = 0>
 class DenseTable {
     struct Place {
         union {
@@ -50,14 +52,15 @@ class DenseTable {
             walker->table_ = nullptr;
             walker->next_ = walker->end_ = nullptr;
         }
-        // A record's destructor may look into the table, and then finds it empty.
+        // A record's destructor may look into the table, and then finds it empty. It must not
+        // insert.
         Block *const released = std::exchange(block_, nullptr);
         for (Place *place = released->begin(); place != released->end(); ++place) {
             if (place->hash != 0) {
                 place->record.~Record();
             }
         }
-        Block::free(released);
+        free(released);
     }
 
     [[nodiscard]] std::size_t size() const noexcept { return block_ == nullptr ? 0 : block_->live; }
@@ -77,7 +80,7 @@ class DenseTable {
     /// Appends a record whose key is not in the table.
     Record &append(Record &&record) {
         if (block_ == nullptr) {
-            block_ = Block::make(kFirstRoom);
+            block_ = firstBlock();
         } else if (block_->size == block_->capacity) {
             makeRoom();
         }
@@ -112,15 +115,23 @@ class DenseTable {
         return taken;
     }
 
-    /// Moves all records to the empty table `taken`; current walks have nothing left to visit.
+    /// Moves all records to the empty table `taken`, which nobody walks. Current walks have nothing
+    /// left to visit; for them the table gets a new block.
     void takeAll(DenseTable &taken) {
         if (block_ == nullptr) {
             return;
         }
         Walker *const walkers = std::exchange(block_->walkers, nullptr);
-        Block::free(std::exchange(taken.block_, std::exchange(block_, nullptr)));
+        taken.free(std::exchange(taken.block_, nullptr));
+        if (isOwn(block_)) {
+            taken.block_ = taken.firstBlock();
+            block_->moveTo(*taken.block_);
+        } else {
+            taken.block_ = block_;
+        }
+        block_ = nullptr;
         if (walkers != nullptr) { // they stay here
-            block_ = Block::make(kFirstRoom);
+            block_ = firstBlock();
             block_->walkers = walkers;
             block_->walkersAtEnd();
         }
@@ -195,6 +206,7 @@ class DenseTable {
 
     /// Room for several small records at once: the allocator rounds small requests up anyway.
     static constexpr std::uint32_t kFirstRoom = sizeof(Place) > 8 ? 1 : 5;
+    static_assert(kOwnRoom <= kSmall);
 
     // An index entry is one number: the position of the place plus 2 in its low bits, and above
     // them as many bits of the hash as fit, which avoid most comparisons with a wrong record. The
@@ -227,8 +239,6 @@ class DenseTable {
             block->clearIndex();
             return block;
         }
-        static void free(Block *block) noexcept { ::operator delete(block); }
-
         [[nodiscard]] Place *begin() noexcept { return reinterpret_cast<Place *>(this + 1); }
         [[nodiscard]] Place *end() noexcept { return begin() + size; }
         [[nodiscard]] std::uint32_t *index() noexcept {
@@ -337,16 +347,39 @@ class DenseTable {
         }
     };
 
+    struct NoRoom {};
+    struct OwnRoom {
+        alignas(Block) std::byte bytes[sizeof(Block) + kOwnRoom * sizeof(Place)];
+    };
+
+    [[nodiscard]] bool isOwn(Block const *block) const noexcept {
+        return kOwnRoom > 0 &&
+               static_cast<void const *>(block) == static_cast<void const *>(&ownRoom_);
+    }
+
+    [[nodiscard]] Block *firstBlock() {
+        if constexpr (kOwnRoom > 0) {
+            return new (&ownRoom_) Block(kOwnRoom, 0);
+        } else {
+            return Block::make(kFirstRoom);
+        }
+    }
+
+    void free(Block *block) noexcept {
+        if (!isOwn(block)) {
+            ::operator delete(block);
+        }
+    }
+
     /// After a place was needed and none was left.
     void makeRoom() {
         bool const small = block_->capacity <= kSmall;
         if (block_->live < (small ? block_->capacity : block_->capacity / 3 * 2)) {
             block_->moveTo(*block_);
         } else {
-            std::uint32_t const twice = 2 * block_->capacity;
-            moveToNew(block_->capacity < kSmall    ? std::min(twice, kSmall)
+            moveToNew(block_->capacity < kSmall    ? std::min(4 * block_->capacity, kSmall)
                       : block_->capacity == kSmall ? 32
-                                                   : twice);
+                                                   : 2 * block_->capacity);
         }
     }
 
@@ -362,7 +395,7 @@ class DenseTable {
     void moveToNew(std::uint32_t room) {
         Block *const larger = Block::make(room);
         block_->moveTo(*larger);
-        Block::free(std::exchange(block_, larger));
+        free(std::exchange(block_, larger));
     }
 
     /// After the last record was removed: removes the dead places, and frees the memory of a large
@@ -372,11 +405,12 @@ class DenseTable {
         block_->clearIndex();
         block_->walkersAtEnd();
         if (block_->indexSize != 0 && block_->walkers == nullptr) {
-            Block::free(std::exchange(block_, nullptr));
+            free(std::exchange(block_, nullptr));
         }
     }
 
     Block *block_ = nullptr;
+    [[no_unique_address]] std::conditional_t<(kOwnRoom > 0), OwnRoom, NoRoom> ownRoom_;
 };
 
 } // namespace Mox

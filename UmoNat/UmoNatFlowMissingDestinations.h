@@ -7,11 +7,13 @@
 
 /// How many actions of a match name no destination: the number of groups depends on whether there
 /// is one, and is asked for at each change of each action. The actions are counted once; then the
-/// match's machine tells which come and go, and their machines which change.
-class UmoNatFlowDestinations {
+/// match's machine tells which come and go, and their machines which change. (A subscriber of the
+/// inputs that is told earlier, and changes another action at once, makes that action's machine ask
+/// before the news is in; it then gets the answer of before, and the news is heard after it.)
+class UmoNatFlowMissingDestinations {
   public:
     /// Whether some action of the match names no destination.
-    [[nodiscard]] bool someMissing(Ip::Nat::NatFlowMatchStatus const &match);
+    [[nodiscard]] bool any(Ip::Nat::NatFlowMatchStatus const &match);
 
     void added(Ip::Nat::NatFlowActionStatus const &action);
     /// `named`: whether it had a destination.
@@ -33,8 +35,9 @@ class UmoNatFlowDestinations {
 
   private:
     void count(Ip::Nat::NatFlowMatchStatus const &match);
+    void change(int actions, int missing);
 
-    std::optional<std::size_t> missing_;
-    std::size_t counted_ = 0; // actions
+    std::optional<std::ptrdiff_t> missing_;
+    std::ptrdiff_t counted_ = 0; // actions
     bool blind_ = false;
 };
