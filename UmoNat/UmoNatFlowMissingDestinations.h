@@ -2,7 +2,7 @@
 
 #include "Ip/NatStatus.h"
 
-#include <cstddef>
+#include <cstdint>
 #include <optional>
 
 /// How many actions of a match name no destination: the number of groups depends on whether there
@@ -37,7 +37,7 @@ class UmoNatFlowMissingDestinations {
     void count(Ip::Nat::NatFlowMatchStatus const &match);
     void change(int actions, int missing);
 
-    std::optional<std::ptrdiff_t> missing_;
-    std::ptrdiff_t counted_ = 0; // actions
+    std::optional<std::int32_t> missing_;
+    std::int32_t counted_ = 0; // actions
     bool blind_ = false;
 };

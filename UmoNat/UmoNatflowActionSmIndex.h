@@ -25,7 +25,7 @@ class UmoNatflowActionSmEntries {
   private:
     friend class UmoNatflowActionSmEntry;
 
-    Mox::Set<UmoNatflowActionSmEntry *, 1> entries_;
+    Mox::Set<UmoNatflowActionSmEntry *, 2> entries_;
 };
 
 /// An entry of the action index: the action machines whose port sets depend on one interface, one

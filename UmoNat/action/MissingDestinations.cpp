@@ -2,7 +2,7 @@
 
 bool UmoNatFlowMissingDestinations::any(Ip::Nat::NatFlowMatchStatus const &match) {
     // An action may have come or gone of which the news is still to come.
-    if (!missing_ || counted_ != static_cast<std::ptrdiff_t>(match.action().size())) {
+    if (!missing_ || counted_ != static_cast<std::int32_t>(match.action().size())) {
         count(match);
     }
     bool const some = *missing_ > 0;
@@ -14,7 +14,7 @@ bool UmoNatFlowMissingDestinations::any(Ip::Nat::NatFlowMatchStatus const &match
 
 void UmoNatFlowMissingDestinations::count(Ip::Nat::NatFlowMatchStatus const &match) {
     missing_ = 0;
-    counted_ = static_cast<std::ptrdiff_t>(match.action().size());
+    counted_ = static_cast<std::int32_t>(match.action().size());
     for (auto const &[name, action] : match.action()) {
         *missing_ += named(*action) ? 0 : 1;
     }
