@@ -103,6 +103,7 @@ class UMONAT_API UmoNatFlowMatchSm : public Mox::Reactor {
     void matchStatusDispatch(Pelo::ChangeOf<Ip::Nat::NatFlowMatchStatus> const &change);
     void matchSmStatusDispatch(Pelo::ChangeOf<UmoNatFlowMatchSmStatus> const &change);
     void followDestinations(Pelo::String const &action);
+    void missChanges() const;
     bool createSingleGroup();
     bool createGroupPair();
     bool recordGroups(std::uint32_t unicast, std::uint32_t multicast);

@@ -61,29 +61,35 @@ void UmoNatFlowMatchSm::followDestinations(Pelo::String const &action) {
 
 void UmoNatFlowMatchSm::hasNotificationActiveIs(bool active) {
     Mox::Reactor::hasNotificationActiveIs(active);
-    if (!active && matchSmStatus_) {
+    if (!active) {
+        missChanges();
+    }
+}
+
+/// From now on an action may change without a machine that tells it to the present status.
+void UmoNatFlowMatchSm::missChanges() const {
+    if (matchSmStatus_) {
         matchSmStatus_->missingDestinations_.blind();
     }
 }
 
-/// The action may go on without a machine that tells its changes.
 void UmoNatFlowMatchSm::actionSmDel(Pelo::String const &name) {
     actionSm_.del(name);
-    matchSmStatus_->missingDestinations_.blind();
+    missChanges();
 }
 
 void UmoNatFlowMatchSm::actionSmDelAll() {
     actionSm_.delAll();
-    matchSmStatus_->missingDestinations_.blind();
+    missChanges();
 }
 
 void UmoNatFlowMatchSm::matchSmStatusIs(Mox::Ptr<UmoNatFlowMatchSmStatus> const &status) {
-    if (matchSmStatus_) {
-        // Machines keep the old one, and may tell it what the new one should know.
-        matchSmStatus_->missingDestinations_.blind();
-        status->missingDestinations_.blind();
-    }
+    bool const replaces = bool(matchSmStatus_);
+    missChanges();
     matchSmStatus_ = status;
+    if (replaces) {
+        missChanges(); // machines go on telling the old one
+    }
     matchSmStatusSubscription_.follow(status);
     ofActions_ = Mox::make<UmoNatFlowActionSm::Shared>(
         UmoNatFlowActionSm::OfMatch{.policy = inputs_.policy,
@@ -162,7 +168,7 @@ void UmoNatFlowMatchSm::handleNatFlowAction(Pelo::String const &name) {
         trace.at(2, "Delete actionSm");
         if (auto const *const machine = actionSm_.machines().find(name);
             machine != nullptr && (*machine)->references() > 1) {
-            matchSmStatus_->missingDestinations_.blind(); // it goes on telling changes
+            missChanges(); // held elsewhere, it goes on telling them
         }
         actionSm_.del(name);
     }

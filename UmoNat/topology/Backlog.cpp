@@ -25,7 +25,7 @@ void UmoNatFlowMcastTopologySm::Backlog::actionSmDelAll() {
     queuedInRun_.clear();
 }
 
-void UmoNatFlowMcastTopologySm::Backlog::queue(ActionSms const &actionSms,
+void UmoNatFlowMcastTopologySm::Backlog::queue(UmoNatFlowActionSms const &actionSms,
                                                UmoNatFlowCause const &cause) {
     for (UmoNatFlowActionSm *const actionSm : actionSms) {
         if (actionSmIs(actionSm) && topologySm_.observer() != nullptr) {

@@ -16,16 +16,14 @@ class UmoNatFlowMcastTopologySm::Backlog final : public Mox::Entity {
     /// The owner, which knows the observer.
     explicit Backlog(UmoNatFlowMcastTopologySm &topologySm) : topologySm_(topologySm) {}
 
-    using ActionSms = UmoNatFlowActionSms;
-
-    [[nodiscard]] ActionSms const &actionSms() const noexcept { return actionSms_; }
+    [[nodiscard]] UmoNatFlowActionSms const &actionSms() const noexcept { return actionSms_; }
     /// Returns whether it was not queued before.
     bool actionSmIs(UmoNatFlowActionSm *actionSm);
     void actionSmDel(UmoNatFlowActionSm *actionSm);
     void actionSmDelAll();
 
     /// Queues the actions, and schedules the task unless a run is pending.
-    void queue(ActionSms const &actionSms, UmoNatFlowCause const &cause);
+    void queue(UmoNatFlowActionSms const &actionSms, UmoNatFlowCause const &cause);
 
     /// The task's work, see processActionSmUpdateBacklog.
     void process();
@@ -35,6 +33,6 @@ class UmoNatFlowMcastTopologySm::Backlog final : public Mox::Entity {
     std::uint32_t review();
 
     UmoNatFlowMcastTopologySm &topologySm_;
-    ActionSms actionSms_;
-    ActionSms queuedInRun_; // queued during the current run
+    UmoNatFlowActionSms actionSms_;
+    UmoNatFlowActionSms queuedInRun_; // queued during the current run
 };
