@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Mox/Attributes.h"
+#include "Mox/MemberList.h"
 #include "Nexo/EthAddr.h"
 #include "Nexo/IntfId.h"
 #include "UmoNat/Export.h"
@@ -12,20 +13,33 @@
 class UmoNatFlowActionSm;
 class UmoNatflowActionSmEntry;
 
-/// Action machines that depend on something: often one, of a host or a port.
 using UmoNatFlowActionSms = Mox::Set<UmoNatFlowActionSm *, 1>;
+
+/// The action machines that an entry of the action index lists.
+using UmoNatflowActionSmList = Mox::MemberList<UmoNatflowActionSmEntry, UmoNatFlowActionSm>;
 
 /// The index entries that list one action machine. Each machine has one of these, so that the cost
 /// of withdrawing it does not depend on the size of the index. The entries maintain it.
 class UmoNatflowActionSmEntries {
+    using Membership = Mox::Membership<UmoNatflowActionSmEntry, UmoNatFlowActionSm>;
+    using Memberships = Mox::DenseTable<Membership, 2>;
+
+    struct View {
+        static UmoNatflowActionSmEntry *of(Membership const &membership) {
+            return &membership.key()->owner();
+        }
+    };
+
   public:
-    [[nodiscard]] auto begin() const noexcept { return entries_.begin(); }
-    [[nodiscard]] auto end() const noexcept { return entries_.end(); }
+    [[nodiscard]] auto begin() const noexcept {
+        return Mox::Walk<Memberships::Walker, View>(memberships_);
+    }
+    [[nodiscard]] Mox::WalkEnd end() const noexcept { return {}; }
 
   private:
     friend class UmoNatflowActionSmEntry;
 
-    Mox::Set<UmoNatflowActionSmEntry *, 2> entries_;
+    Memberships memberships_;
 };
 
 /// An entry of the action index: the action machines whose port sets depend on one interface, one
@@ -38,21 +52,19 @@ class UMONAT_API UmoNatflowActionSmEntry : public Mox::Entity {
     enum class Kind : std::uint8_t { intf, vlan, mac };
 
     [[nodiscard]] Kind kind() const noexcept { return kind_; }
-    [[nodiscard]] auto const &actionSm() const noexcept { return actionSm_; }
+    [[nodiscard]] UmoNatflowActionSmList const &actionSm() const noexcept { return actionSm_; }
     /// REQUIRES: a live machine.
     void actionSmIs(UmoNatFlowActionSm *actionSm);
     void actionSmDel(UmoNatFlowActionSm *actionSm);
     void actionSmDelAll();
 
   protected:
-    explicit UmoNatflowActionSmEntry(Kind kind) noexcept : kind_(kind) {}
+    explicit UmoNatflowActionSmEntry(Kind kind) noexcept : kind_(kind), actionSm_(*this) {}
     ~UmoNatflowActionSmEntry() override;
 
   private:
-    void forgottenBy(UmoNatFlowActionSms const &actionSms);
-
     Kind const kind_;
-    UmoNatFlowActionSms actionSm_;
+    UmoNatflowActionSmList actionSm_;
 };
 
 class UMONAT_API UmoNatflowActionSmIntf final : public UmoNatflowActionSmEntry {

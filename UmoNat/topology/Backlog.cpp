@@ -25,18 +25,16 @@ void UmoNatFlowMcastTopologySm::Backlog::actionSmDelAll() {
     queuedInRun_.clear();
 }
 
-void UmoNatFlowMcastTopologySm::Backlog::queue(UmoNatFlowActionSms const &actionSms,
+void UmoNatFlowMcastTopologySm::Backlog::queue(UmoNatFlowActionSm *actionSm,
                                                UmoNatFlowCause const &cause) {
-    for (UmoNatFlowActionSm *const actionSm : actionSms) {
-        if (actionSmIs(actionSm) && topologySm_.observer() != nullptr) {
-            topologySm_.observer()->actionQueued(*actionSm, cause);
-        }
-        // A pending run is never moved, so that a stream of changes cannot postpone it forever.
-        auto const &task = actionSmUpdateBacklogTask();
-        if (task && !task->taskScheduled()) {
-            trace.at(9, "Scheduled task");
-            task->scheduleTaskDelay(actionSmUpdateBacklogTaskInterval());
-        }
+    if (actionSmIs(actionSm) && topologySm_.observer() != nullptr) {
+        topologySm_.observer()->actionQueued(*actionSm, cause);
+    }
+    // A pending run is never moved, so that a stream of changes cannot postpone it forever.
+    auto const &task = actionSmUpdateBacklogTask();
+    if (task && !task->taskScheduled()) {
+        trace.at(9, "Scheduled task");
+        task->scheduleTaskDelay(actionSmUpdateBacklogTaskInterval());
     }
 }
 

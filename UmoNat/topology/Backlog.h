@@ -23,12 +23,18 @@ class UmoNatFlowMcastTopologySm::Backlog final : public Mox::Entity {
     void actionSmDelAll();
 
     /// Queues the actions, and schedules the task unless a run is pending.
-    void queue(UmoNatFlowActionSms const &actionSms, UmoNatFlowCause const &cause);
+    template <class ActionSms>
+    void queue(ActionSms const &actionSms, UmoNatFlowCause const &cause) {
+        for (UmoNatFlowActionSm *const actionSm : actionSms) {
+            queue(actionSm, cause);
+        }
+    }
 
     /// The task's work, see processActionSmUpdateBacklog.
     void process();
 
   private:
+    void queue(UmoNatFlowActionSm *actionSm, UmoNatFlowCause const &cause);
     [[nodiscard]] bool running() const noexcept;
     std::uint32_t review();
 

@@ -1,34 +1,34 @@
 #include "UmoNat/UmoNatFlowActionSm.h"
 #include "UmoNat/UmoNatflowActionSmIndex.h"
 
-UmoNatflowActionSmEntry::~UmoNatflowActionSmEntry() {
-    forgottenBy(actionSm_);
-}
+#include <vector>
 
-void UmoNatflowActionSmEntry::forgottenBy(UmoNatFlowActionSms const &actionSms) {
-    for (UmoNatFlowActionSm *const actionSm : actionSms) {
-        actionSm->indexEntries().entries_.remove(this);
+UmoNatflowActionSmEntry::~UmoNatflowActionSmEntry() {
+    while (UmoNatFlowActionSm *const actionSm = actionSm_.first()) {
+        actionSm->indexEntries().memberships_.take(&actionSm_);
     }
 }
 
 void UmoNatflowActionSmEntry::actionSmIs(UmoNatFlowActionSm *actionSm) {
-    if (actionSm_.insert(actionSm)) {
-        actionSm->indexEntries().entries_.insert(this);
+    auto &memberships = actionSm->indexEntries().memberships_;
+    if (memberships.find(&actionSm_) == nullptr) {
+        memberships.append({actionSm_, *actionSm});
         publishChange(actionSmAttribute, actionSm);
     }
 }
 
 void UmoNatflowActionSmEntry::actionSmDel(UmoNatFlowActionSm *actionSm) {
-    if (actionSm_.remove(actionSm)) {
-        actionSm->indexEntries().entries_.remove(this);
+    if (actionSm->indexEntries().memberships_.take(&actionSm_)) {
         publishChange(actionSmAttribute, actionSm);
     }
 }
 
 void UmoNatflowActionSmEntry::actionSmDelAll() {
-    UmoNatFlowActionSms taken;
-    taken.takeAll(actionSm_);
-    forgottenBy(taken);
+    std::vector<UmoNatFlowActionSm *> taken;
+    while (UmoNatFlowActionSm *const actionSm = actionSm_.first()) {
+        actionSm->indexEntries().memberships_.take(&actionSm_);
+        taken.push_back(actionSm);
+    }
     for (UmoNatFlowActionSm *const actionSm : taken) {
         publishChange(actionSmAttribute, actionSm);
     }

@@ -2,6 +2,7 @@
 
 #include "Mox/detail/Hash.h"
 #include "Mox/detail/IndexStride.h"
+#include "Mox/detail/Walk.h"
 
 #include <algorithm>
 #include <bit>
@@ -48,7 +49,7 @@ class DenseTable {
         if (block_ == nullptr) {
             return;
         }
-        for (Walker *walker = block_->walkers; walker != nullptr; walker = walker->nextWalker_) {
+        for (Walker *walker = block_->walkers; walker != nullptr; walker = walker->outer()) {
             walker->table_ = nullptr;
             walker->next_ = walker->end_ = nullptr;
         }
@@ -89,7 +90,7 @@ class DenseTable {
         ++block_->size;
         ++block_->live;
         block_->enterIndex(hash, place);
-        for (Walker *walker = block_->walkers; walker != nullptr; walker = walker->nextWalker_) {
+        for (Walker *walker = block_->walkers; walker != nullptr; walker = walker->outer()) {
             walker->end_ = block_->end();
         }
         return place->record;
@@ -139,30 +140,20 @@ class DenseTable {
 
     /// One walk over the records, in order of insertion. It visits each record that stays in the
     /// table exactly once, whatever else changes. It also visits records appended during the walk.
-    class Walker {
+    class Walker : public NestedWalker<Walker> {
       public:
         explicit Walker(DenseTable const &table) noexcept {
             if (Block *const block = table.block_) { // else the walk ends at once
                 next_ = block->begin();
                 end_ = block->end();
                 table_ = &table;
-                nextWalker_ = block->walkers;
-                enter(*block);
+                this->enter(block->walkers);
             }
         }
         ~Walker() {
-            if (table_ == nullptr) {
-                return;
+            if (table_ != nullptr) {
+                this->leave(table_->block_->walkers);
             }
-            Walker **link = &table_->block_->walkers;
-            if (*link == this) [[likely]] { // walks nest
-                *link = nextWalker_;
-                return;
-            }
-            while (*link != this) {
-                link = &(*link)->nextWalker_;
-            }
-            *link = nextWalker_;
         }
         Walker(Walker const &) = delete;
         Walker &operator=(Walker const &) = delete;
@@ -181,23 +172,9 @@ class DenseTable {
       private:
         friend class DenseTable;
 
-        template <class Block>
-        void enter(Block &block) noexcept {
-            // g++ 12 does not see that the destructor removes the address again.
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wdangling-pointer"
-#endif
-            block.walkers = this;
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic pop
-#endif
-        }
-
         Place const *next_ = nullptr; // the table updates both when places move
         Place const *end_ = nullptr;
         DenseTable const *table_ = nullptr; // also null once the table is destroyed
-        Walker *nextWalker_ = nullptr;
     };
 
   private:
@@ -306,7 +283,7 @@ class DenseTable {
         }
 
         void walkersAtEnd() noexcept {
-            for (Walker *walker = walkers; walker != nullptr; walker = walker->nextWalker_) {
+            for (Walker *walker = walkers; walker != nullptr; walker = walker->outer()) {
                 walker->next_ = walker->end_ = end();
             }
         }
@@ -320,7 +297,7 @@ class DenseTable {
             to.live = live;
             to.clearIndex();
             for (Place *place = from;; ++place) {
-                for (Walker *walker = to.walkers; walker != nullptr; walker = walker->nextWalker_) {
+                for (Walker *walker = to.walkers; walker != nullptr; walker = walker->outer()) {
                     if (walker->next_ == place) {
                         walker->next_ = to.end(); // compared no more: it is not behind `place`
                     }
@@ -332,7 +309,7 @@ class DenseTable {
                     to.accept(*place);
                 }
             }
-            for (Walker *walker = to.walkers; walker != nullptr; walker = walker->nextWalker_) {
+            for (Walker *walker = to.walkers; walker != nullptr; walker = walker->outer()) {
                 walker->end_ = to.end();
             }
         }
