@@ -6,6 +6,7 @@
 
 namespace UmoAgent {
 
+using UmoHelper::ContentsTable;
 using UmoHelper::Group;
 using UmoHelper::Operation;
 using UmoHelper::PortSet;
@@ -28,11 +29,13 @@ UmoHelper::Call::Result SoftSwitch::called(Call const &call) {
     default:
         break;
     }
-    PortSet *const portSet = portSetOf(call);
     bool const update =
         call.operation == Operation::updateSource || call.operation == Operation::updateDestination;
     bool const ofSource =
         call.operation == Operation::updateSource || call.operation == Operation::deleteSource;
+    Group *const group = table_.group(call.group);
+    PortSet *const portSet =
+        group == nullptr ? nullptr : ContentsTable::portSet(*group, call.portSet);
     bool const done =
         portSet != nullptr && (!update || (portSet->vlan == call.vlan &&
                                            call.prefixLength <= UmoHelper::kMaxPrefixLength));
@@ -41,7 +44,7 @@ UmoHelper::Call::Result SoftSwitch::called(Call const &call) {
         translation =
             update ? std::optional(Translation{call.nat, call.flow, call.prefixLength, call.dmac})
                    : std::nullopt;
-        changed(groups_.at(call.group));
+        changed(*group);
     }
     return update ? Call::Result(done) : Call::Result();
 }
@@ -52,83 +55,67 @@ void SoftSwitch::changed(Group const &group) const {
     }
 }
 
-PortSet *SoftSwitch::portSetOf(Call const &call) {
-    auto const group = groups_.find(call.group);
-    if (group == groups_.end()) {
-        return nullptr;
-    }
-    auto const at = group->second.portSets.find(call.portSet);
-    return at == group->second.portSets.end() ? nullptr : &at->second;
-}
-
 std::uint32_t SoftSwitch::createGroup(Call const &call) {
     bool const refused = refuseGroups_ > 0;
     refuseGroups_ -= refused ? 1 : 0;
-    if (refused || groups_.size() >= capacity_.groups) {
+    if (refused || groups().size() >= capacity_.groups) {
         ++refusals_;
         return 0;
     }
-    Group const &group =
-        groups_.emplace(++lastGroupId_, Group{call.policy, call.match, call.unicast, {}})
-            .first->second;
-    changed(group);
+    changed(*table_.add(++lastGroupId_, {call.policy, call.match, call.unicast, {}}).first);
     return lastGroupId_;
 }
 
 void SoftSwitch::deleteGroup(Call const &call) {
-    auto const group = groups_.find(call.group);
-    if (group == groups_.end() || group->second.policy != call.policy ||
-        group->second.match != call.match) {
+    Group const *const group = table_.group(call.group);
+    if (group == nullptr || group->policy != call.policy || group->match != call.match) {
         return;
     }
     if (!traffic_.empty()) {
-        for (auto const &[id, portSet] : group->second.portSets) {
+        for (auto const &[id, portSet] : group->portSets) {
             traffic_.portSetDel(id);
         }
         traffic_.groupDel(call.group);
     }
-    auto const deleted = groups_.extract(group);
-    changed(deleted.mapped());
+    changed(*table_.take(call.group));
 }
 
 std::uint32_t SoftSwitch::updatePortSet(Call const &call) {
-    auto const at = groups_.find(call.group);
-    if (at == groups_.end() || !call.ps) {
+    Group *const group = table_.group(call.group);
+    if (group == nullptr || !call.ps) {
         return 0;
     }
-    Group &group = at->second;
     PortSet programmed = PortSet::of(*call.ps);
     if (call.portSet != 0) {
-        PortSet *const old = portSetOf(call);
+        PortSet *const old = ContentsTable::portSet(*group, call.portSet);
         if (old == nullptr) {
             return 0;
         }
         programmed.source = old->source;
         programmed.destination = old->destination;
         *old = std::move(programmed);
-        changed(group);
+        changed(*group);
         return call.portSet;
     }
-    if (group.portSets.size() >= capacity_.portSetsPerGroup) {
+    if (group->portSets.size() >= capacity_.portSetsPerGroup) {
         ++refusals_;
         if (fullGroupLog_) {
             fullGroupLog_("group " + std::to_string(call.group) + " of policy " +
-                          printable(group.policy) + ", match " + printable(group.match) +
-                          " has no room for a port set: " + std::to_string(group.portSets.size()) +
+                          printable(group->policy) + ", match " + printable(group->match) +
+                          " has no room for a port set: " + std::to_string(group->portSets.size()) +
                           " of " + std::to_string(capacity_.portSetsPerGroup) + " in use");
         }
         return 0;
     }
-    group.portSets.emplace(++lastPortSetId_, std::move(programmed));
-    changed(group);
+    ContentsTable::addPortSet(*group, ++lastPortSetId_, std::move(programmed));
+    changed(*group);
     return lastPortSetId_;
 }
 
 void SoftSwitch::deletePortSet(Call const &call) {
-    if (portSetOf(call) != nullptr) {
-        Group &group = groups_.at(call.group);
-        group.portSets.erase(call.portSet);
-        changed(group);
+    Group *const group = table_.group(call.group);
+    if (group != nullptr && group->portSets.erase(call.portSet) != 0) {
+        changed(*group);
         if (!traffic_.empty()) {
             traffic_.portSetDel(call.portSet);
         }

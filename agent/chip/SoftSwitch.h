@@ -50,11 +50,11 @@ class SoftSwitch final : public UmoHelper::CallingHelper {
     /// Refuses the next `count` group creations, even if there is room.
     void refuseGroups(std::uint32_t count) { refuseGroups_ = count; }
 
-    [[nodiscard]] UmoHelper::Contents const &groups() const { return groups_; }
+    [[nodiscard]] UmoHelper::Contents const &groups() const { return table_.contents(); }
     /// Counted by the forwarding of packets.
     [[nodiscard]] ChipTraffic &traffic() { return traffic_; }
     [[nodiscard]] ChipTraffic const &traffic() const { return traffic_; }
-    [[nodiscard]] std::size_t groupsInUse() const { return groups_.size(); }
+    [[nodiscard]] std::size_t groupsInUse() const { return groups().size(); }
     /// Of groups and of port sets.
     [[nodiscard]] std::uint64_t refusals() const { return refusals_; }
 
@@ -67,12 +67,11 @@ class SoftSwitch final : public UmoHelper::CallingHelper {
     std::uint32_t updatePortSet(Call const &call);
     void deletePortSet(Call const &call);
     void changed(UmoHelper::Group const &group) const;
-    UmoHelper::PortSet *portSetOf(Call const &call);
 
     ChipCapacity capacity_;
     LineSink fullGroupLog_;
     OwnerSink changeSink_;
-    UmoHelper::Contents groups_;
+    UmoHelper::ContentsTable table_;
     ChipTraffic traffic_;
     std::uint32_t lastGroupId_ = 0;
     std::uint32_t lastPortSetId_ = 0;

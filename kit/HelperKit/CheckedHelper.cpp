@@ -35,7 +35,7 @@ std::string CheckedHelper::differenceFrom(Contents chip) const {
     for (std::uint32_t const half : mayHold_) {
         chip.erase(half);
     }
-    return difference(contents_, chip);
+    return difference(contents(), chip);
 }
 
 std::uint64_t CheckedHelper::allCalls() const {
@@ -43,13 +43,10 @@ std::uint64_t CheckedHelper::allCalls() const {
 }
 
 CheckedHelper::Place CheckedHelper::placeOf(Call const &call) {
-    auto const group = contents_.find(call.group);
-    if (group == contents_.end()) {
-        return {nullptr, nullptr};
-    }
-    auto &portSets = group->second.portSets;
-    auto const portSet = call.portSet == 0 ? portSets.end() : portSets.find(call.portSet);
-    return {&group->second, portSet == portSets.end() ? nullptr : &portSet->second};
+    Group *const group = call.group == 0 ? nullptr : table_.group(call.group);
+    return {group, group == nullptr || call.portSet == 0
+                       ? nullptr
+                       : ContentsTable::portSet(*group, call.portSet)};
 }
 
 Call::Result CheckedHelper::called(Call const &call) {
@@ -153,7 +150,7 @@ void CheckedHelper::carryOut(Call const &call, Place const &place, Call::Result 
         created(call, std::get<std::uint32_t>(result));
         break;
     case Operation::deleteGroup:
-        contents_.erase(call.group);
+        table_.take(call.group);
         refusedIn_.erase(call.group);
         break;
     case Operation::updatePortSet:
@@ -186,15 +183,14 @@ void CheckedHelper::created(Call const &call, std::uint32_t id) {
     refusals_ += id == 0 ? 1 : 0;
     mayHold_.erase(id); // reclaimed, and given out again
     if (id != 0) {
-        auto const [at, isNew] = contents_.try_emplace(
-            id, Group{.policy = call.policy, .match = call.match, .unicast = call.unicast});
+        auto const [group, isNew] =
+            table_.add(id, {.policy = call.policy, .match = call.match, .unicast = call.unicast});
         if (isNew) {
             ambiguous_.erase(id);
         } else {
             ambiguous_.insert(id);
             tell(Breach::wrongIdentifier, call,
-                 "group " + std::to_string(id) + " is given out, which " + owner(at->second) +
-                     " has");
+                 "group " + std::to_string(id) + " is given out, which " + owner(*group) + " has");
         }
         highestGroup_ = std::max(highestGroup_, id);
     }
@@ -202,7 +198,7 @@ void CheckedHelper::created(Call const &call, std::uint32_t id) {
     if (secondHalf && (id == 0) != (unicastHalfId_ == 0)) {
         std::uint32_t const half = id == 0 ? unicastHalfId_ : id;
         if (ambiguous_.find(half) == ambiguous_.end()) {
-            contents_.erase(half);
+            table_.take(half);
             mayHold_.insert(half);
         }
     }
@@ -211,7 +207,6 @@ void CheckedHelper::created(Call const &call, std::uint32_t id) {
 }
 
 void CheckedHelper::updated(Call const &call, Place const &place, std::uint32_t id) {
-    auto &portSets = place.group->portSets;
     PortSet programmed = PortSet::of(*call.ps);
     if (place.portSet != nullptr) {
         programmed.source = place.portSet->source;
@@ -220,7 +215,7 @@ void CheckedHelper::updated(Call const &call, Place const &place, std::uint32_t 
             *place.portSet = std::move(programmed);
             return;
         }
-        portSets.erase(call.portSet);
+        place.group->portSets.erase(call.portSet);
     }
     if (id == 0) {
         refusedIn_.insert(call.group);
@@ -230,7 +225,7 @@ void CheckedHelper::updated(Call const &call, Place const &place, std::uint32_t 
     if (place.portSet != nullptr) {
         tell(Breach::wrongIdentifier, call, "its identifier is changed");
     }
-    if (!portSets.try_emplace(id, std::move(programmed)).second) {
+    if (!ContentsTable::addPortSet(*place.group, id, std::move(programmed))) {
         ambiguous_.insert(call.group);
         tell(Breach::wrongIdentifier, call,
              "its identifier is that of another port set of the group");

@@ -61,7 +61,7 @@ class CheckedHelper final : public CallingHelper {
 
     /// What the chip should hold, but for mayHold(). That includes translations which the helper
     /// failed to program.
-    [[nodiscard]] Contents const &contents() const { return contents_; }
+    [[nodiscard]] Contents const &contents() const { return table_.contents(); }
 
     /// Groups that the chip may keep or reclaim as it likes: halves of pairs, of which it refused
     /// the other half. The library neither uses nor frees them.
@@ -106,7 +106,7 @@ class CheckedHelper final : public CallingHelper {
     Findings findings_;
     Log log_;
     Mox::Ptr<Vyr::Clock const> clock_;
-    Contents contents_;
+    ContentsTable table_;
     std::set<std::uint32_t> mayHold_;
     std::array<std::uint64_t, kOperations> calls_{};
     std::array<std::uint64_t, kBreaches> found_{};

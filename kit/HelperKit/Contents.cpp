@@ -59,6 +59,40 @@ PortSet PortSet::of(Ip::Nat::NatFlowPortSet const &portSet) {
     return result;
 }
 
+Group *ContentsTable::group(std::uint32_t id) {
+    if (last_ == contents_.end() || last_->first != id) {
+        last_ = contents_.find(id);
+    }
+    return last_ == contents_.end() ? nullptr : &last_->second;
+}
+
+PortSet *ContentsTable::portSet(Group &group, std::uint32_t id) {
+    auto const at = group.portSets.find(id);
+    return at == group.portSets.end() ? nullptr : &at->second;
+}
+
+std::pair<Group *, bool> ContentsTable::add(std::uint32_t id, Group group) {
+    std::size_t const before = contents_.size();
+    last_ = contents_.try_emplace(contents_.end(), id, std::move(group));
+    return {&last_->second, contents_.size() != before};
+}
+
+bool ContentsTable::addPortSet(Group &group, std::uint32_t id, PortSet portSet) {
+    std::size_t const before = group.portSets.size();
+    group.portSets.try_emplace(group.portSets.end(), id, std::move(portSet));
+    return group.portSets.size() != before;
+}
+
+std::optional<Group> ContentsTable::take(std::uint32_t id) {
+    Group *const found = group(id);
+    if (found == nullptr) {
+        return std::nullopt;
+    }
+    std::optional<Group> taken(std::move(*found));
+    contents_.erase(std::exchange(last_, contents_.end()));
+    return taken;
+}
+
 std::string difference(Contents const &expected, Contents const &found) {
     return firstDifference(
         "group ", expected, found,

@@ -11,6 +11,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace UmoHelper {
@@ -56,6 +57,28 @@ struct Group {
 
 /// What a chip holds: its groups by id.
 using Contents = std::map<std::uint32_t, Group>;
+
+/// Contents that calls of a helper change. Most calls are for the group of the call before, which
+/// is found at once, and most new identifiers are the highest so far.
+class ContentsTable {
+  public:
+    [[nodiscard]] Contents const &contents() const { return contents_; }
+    /// Null: there is none. Valid until the group is taken.
+    [[nodiscard]] Group *group(std::uint32_t id);
+    /// Null: there is none.
+    [[nodiscard]] static PortSet *portSet(Group &group, std::uint32_t id);
+
+    /// Adds the group, and returns true; or the group that has this identifier, and false.
+    std::pair<Group *, bool> add(std::uint32_t id, Group group);
+    /// Adds the port set unless the group has one of this identifier.
+    static bool addPortSet(Group &group, std::uint32_t id, PortSet portSet);
+    /// Removes and returns the group; nothing if there is none.
+    std::optional<Group> take(std::uint32_t id);
+
+  private:
+    Contents contents_;
+    Contents::iterator last_ = contents_.end(); // what was found last
+};
 
 /// Where two contents differ: the first difference, in words; empty: nowhere.
 std::string difference(Contents const &expected, Contents const &found);
