@@ -102,6 +102,8 @@ class UMONAT_API UmoNatFlowMatchSm : public Mox::Reactor {
   private:
     void matchStatusDispatch(Pelo::ChangeOf<Ip::Nat::NatFlowMatchStatus> const &change);
     void matchSmStatusDispatch(Pelo::ChangeOf<UmoNatFlowMatchSmStatus> const &change);
+    void handleNatFlowAction(Pelo::String const &name,
+                             Mox::Ptr<Ip::Nat::NatFlowActionStatus const> actionStatus);
     void followDestinations(Pelo::String const &action);
     void missChanges() const;
     bool createSingleGroup();

@@ -21,7 +21,10 @@ void UmoNatFlowPolicySm::handleInitialized() {
         trace, 1, "UmoNatFlowPolicySm::", "handleInitialized", ", policy: ", policy);
     initialized_ = true;
     hwPolicyStatus_ = inputs_.hwStatus->natFlowIs(policy);
-    for (auto const &[name, matchStatus] : inputs_.policyStatus->match()) {
+    auto const &matches = inputs_.policyStatus->match();
+    matchSm_.reserve(matches.size());
+    hwPolicyStatus_->matchReserve(matches.size());
+    for (auto const &[name, matchStatus] : matches) {
         handleNatFlowMatch(name);
     }
 }

@@ -30,12 +30,13 @@ struct Count {
     }
 
   private:
-    /// The allocated bytes, including the allocator's rounding.
+    /// The allocated bytes, including the allocator's rounding, but not what it keeps for reuse.
     static std::size_t heapBytesNow() {
         std::uint64_t epoch = 1; // refreshes the statistics
         std::size_t bytes = 0;
         std::size_t size = sizeof bytes;
-        if (mallctl("epoch", nullptr, nullptr, &epoch, sizeof epoch) != 0 ||
+        if (mallctl("thread.tcache.flush", nullptr, nullptr, nullptr, 0) != 0 ||
+            mallctl("epoch", nullptr, nullptr, &epoch, sizeof epoch) != 0 ||
             mallctl("stats.allocated", &bytes, &size, nullptr, 0) != 0) {
             std::abort();
         }

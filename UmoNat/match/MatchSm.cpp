@@ -27,8 +27,11 @@ void UmoNatFlowMatchSm::handleInitialized() {
     Base::assertThat(bool(matchSmStatus_), "matchSmStatus()");
     initialized_ = true;
     handleNatFlow();
-    for (auto const &[name, actionStatus] : inputs_.matchStatus->action()) {
-        handleNatFlowAction(name);
+    auto const &actions = inputs_.matchStatus->action();
+    actionSm_.reserve(actions.size());
+    hwMatchStatus_->actionReserve(actions.size());
+    for (auto const &[name, actionStatus] : actions) {
+        handleNatFlowAction(name, actionStatus);
     }
 }
 
@@ -156,12 +159,21 @@ void UmoNatFlowMatchSm::handleNatFlow() {
 }
 
 void UmoNatFlowMatchSm::handleNatFlowAction(Pelo::String const &name) {
+    handleNatFlowAction(name, nullptr);
+}
+
+/// `actionStatus` is the action of that name if the caller knows it.
+void UmoNatFlowMatchSm::handleNatFlowAction(
+    Pelo::String const &name, Mox::Ptr<Ip::Nat::NatFlowActionStatus const> actionStatus) {
     enterMatchSm<"handleNatFlowAction", " action %s">(*this, 2, ", action: ", name);
     if (!initialized_) {
         return;
     }
-    handleGroupNumUpdate();
-    if (auto const actionStatus = inputs_.matchStatus->action(name)) {
+    bool const updated = handleGroupNumUpdate(); // which others may have heard of
+    if (updated || !actionStatus) {
+        actionStatus = inputs_.matchStatus->action(name);
+    }
+    if (actionStatus) {
         trace.at(2, "Create actionSm");
         actionSmIs(name, {ofActions_, actionStatus});
     } else {

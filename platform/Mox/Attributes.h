@@ -26,7 +26,8 @@
 /// | MOX_REFERENCE(Child, x)         | the same for a Mox::Ptr<Child>, null at first           |
 /// | MOX_CHILDREN(Key, Child, x)     | x(): the collection; x(key): the child or null;         |
 /// |                                 | xIs(key): insert or get; xIs(key, child): insert a      |
-/// |                                 | filled child; xDel(key); xDelAll()                      |
+/// |                                 | filled child; xDel(key); xDelAll(); xReserve(n): memory |
+/// |                                 | for n in all                                            |
 /// | MOX_REFERENCES(Key, Child, x)   | the same for entities made elsewhere, under any key:    |
 /// |                                 | only xIs(key, child) inserts, and it may replace        |
 /// | MOX_VALUES(Key, Value, x)       | the same, but xIs(key, value) stores a value, and x(key)|
@@ -233,6 +234,9 @@ void elementDelAll(Set<Key, kOwnRoom> &set, Publish publish) {
                                                                                                    \
   public:                                                                                          \
     MOX_ANY_CHILDREN(Key, Child, x)                                                                \
+    void x##Reserve(std::size_t children) {                                                        \
+        x##_.reserve(children);                                                                    \
+    }                                                                                              \
     Mox::Ptr<Child> x##Is(Key const &key) {                                                        \
         return Mox::AttributeWork::childIs(x##_, key, x##Publish());                               \
     }                                                                                              \

@@ -71,6 +71,9 @@ class Collection {
         return record == nullptr ? nullptr : &record->value;
     }
 
+    /// Gets memory for `elements` in all. It need not be called, or be right.
+    void reserve(std::size_t elements) { table_.reserve(elements); }
+
     /// Adds an element. REQUIRES: a key that is not in the collection.
     Value &insert(Key const &key, Value value) {
         return table_.append(Record::of(key, std::move(value))).value;

@@ -6,6 +6,7 @@
 #include "Mox/Ptr.h"
 #include "Mox/Reactor.h"
 
+#include <cstddef>
 #include <stdexcept>
 
 namespace Mox {
@@ -27,6 +28,9 @@ class ReactorCollection {
     using Machines = Children<Key, Sm>;
 
     [[nodiscard]] Machines const &machines() const noexcept { return machines_; }
+
+    /// Gets memory for `machines` in all.
+    void reserve(std::size_t machines) { machines_.reserve(machines); }
 
     /// The child of `key`: the existing one, or else a new one from `make`, inserted after its
     /// start. (`Child` is `Sm`, as a parameter so that an owner may declare its children before

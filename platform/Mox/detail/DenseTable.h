@@ -78,6 +78,14 @@ class DenseTable {
         return place == nullptr ? nullptr : &place->record;
     }
 
+    /// Gets memory for `records` in all, if that is more than there is.
+    void reserve(std::size_t records) {
+        auto const room = static_cast<std::uint32_t>(records);
+        if (block_ == nullptr ? room > kOwnRoom : room > block_->capacity) {
+            block_ == nullptr ? void(block_ = Block::make(room)) : moveToNew(room);
+        }
+    }
+
     /// Appends a record whose key is not in the table.
     Record &append(Record &&record) {
         if (block_ == nullptr) {
@@ -98,8 +106,11 @@ class DenseTable {
 
     /// Removes and returns the record of `key`, if there is one. `key` may be the record's own.
     std::optional<Record> take(Key const &key) {
+        if (size() == 0) {
+            return std::nullopt;
+        }
         std::uint32_t const hash = hashOf(key) | kLive;
-        Place *const place = block_ == nullptr ? nullptr : block_->placeOf(key, hash);
+        Place *const place = block_->placeOf(key, hash);
         if (place == nullptr) {
             return std::nullopt;
         }
