@@ -3,6 +3,7 @@
 #include "Bridging/Config.h"
 #include "Ip/NatHwStatus.h"
 #include "Ip/NatStatus.h"
+#include "Mox/MemberList.h"
 #include "Mox/Reactor.h"
 #include "Nexo/EthAddr.h"
 #include "Pelo/String.h"
@@ -14,6 +15,7 @@
 #include "UmoNat/UmoNatflowActionSmIndex.h"
 
 #include <cstdint>
+#include <memory>
 #include <utility>
 
 class UmoNatFlowMcastTopologySm;
@@ -84,6 +86,11 @@ class UMONAT_API UmoNatFlowActionSm : public Mox::Reactor {
 
     /// The entries of the action index that list this machine. The entries maintain them.
     [[nodiscard]] UmoNatflowActionSmEntries &indexEntries() noexcept { return indexEntries_; }
+
+    /// The machine's place in the backlog of the topology machine, which maintains it; null: none.
+    using BacklogPlace = Mox::Membership<UmoNatFlowMcastTopologySm, UmoNatFlowActionSm>;
+    [[nodiscard]] std::unique_ptr<BacklogPlace> &backlogPlace() noexcept { return backlogPlace_; }
+    [[nodiscard]] bool queued() const noexcept { return backlogPlace_ != nullptr; }
 
     void handleInitialized() override;
     void hasNotificationActiveIs(bool active) override;
@@ -204,6 +211,7 @@ class UMONAT_API UmoNatFlowActionSm : public Mox::Reactor {
     Inputs const inputs_;
     Mox::Ptr<Ip::Nat::HwNatFlowActionStatus> hwActionStatus_;
     UmoNatflowActionSmEntries indexEntries_;
+    std::unique_ptr<BacklogPlace> backlogPlace_; // few are queued at a time
     bool initialized_ = false;
     bool destinationNamed_;
 

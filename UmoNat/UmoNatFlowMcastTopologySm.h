@@ -217,9 +217,7 @@ class UMONAT_API UmoNatFlowMcastTopologySm : public Mox::Reactor {
     void actionMacDel(Nexo::EthAddr const &mac) { index_->actionMacDel(mac); }
     void actionMacDelAll() { index_->actionMacDelAll(); }
 
-    [[nodiscard]] UmoNatFlowActionSms const &actionRecirc() const noexcept {
-        return actionIndex().actionRecirc();
-    }
+    [[nodiscard]] auto const &actionRecirc() const noexcept { return actionIndex().actionRecirc(); }
     void actionRecircIs(UmoNatFlowActionSm *actionSm) { index_->actionRecircIs(actionSm); }
     void actionRecircDel(UmoNatFlowActionSm *actionSm) { index_->actionRecircDel(actionSm); }
     void actionRecircDelAll() { index_->actionRecircDelAll(); }
@@ -237,7 +235,8 @@ class UMONAT_API UmoNatFlowMcastTopologySm : public Mox::Reactor {
     /// schedules the task again if any action is left. Does nothing outside a run of the task.
     void processActionSmUpdateBacklog();
 
-    [[nodiscard]] UmoNatFlowActionSms const &actionSmUpdateBacklog() const noexcept;
+    using BacklogList = Mox::MemberList<UmoNatFlowMcastTopologySm, UmoNatFlowActionSm>;
+    [[nodiscard]] BacklogList const &actionSmUpdateBacklog() const noexcept;
     void actionSmUpdateBacklogIs(UmoNatFlowActionSm *actionSm);
     void actionSmUpdateBacklogDel(UmoNatFlowActionSm *actionSm);
     void actionSmUpdateBacklogDelAll();

@@ -13,8 +13,6 @@
 class UmoNatFlowActionSm;
 class UmoNatflowActionSmEntry;
 
-using UmoNatFlowActionSms = Mox::Set<UmoNatFlowActionSm *, 1>;
-
 /// The action machines that an entry of the action index lists.
 using UmoNatflowActionSmList = Mox::MemberList<UmoNatflowActionSmEntry, UmoNatFlowActionSm>;
 

@@ -121,7 +121,7 @@ void Checker::checkActions(PlainSwitch const &before) {
                   expectedPorts(inputs_, type, action.state, recirc_.vlan()),
                   action.holding,
                   false,
-                  topology().actionSmUpdateBacklog().contains(action.machine)};
+                  action.machine->queued()};
         if (was == nullptr || was->born != now.born || was->version != now.version ||
             was->type != type) {
             if (action.holding || action.hw.vlanPortSets()) {

@@ -3,26 +3,29 @@
 #include "UmoNat/UmoNatFlowActionSm.h"
 #include "UmoNat/topology/Trace.h"
 
+#include <memory>
+
 namespace {
 Mox::TraceHandle const &trace = topologySmTrace;
 } // namespace
 
 bool UmoNatFlowMcastTopologySm::Backlog::actionSmIs(UmoNatFlowActionSm *actionSm) {
-    bool const added = actionSms_.insert(actionSm);
-    if (added && running()) {
-        queuedInRun_.insert(actionSm);
+    if (actionSm->queued()) {
+        return false;
     }
-    return added;
+    actionSm->backlogPlace() =
+        std::make_unique<UmoNatFlowActionSm::BacklogPlace>(actionSms_, *actionSm);
+    return true;
 }
 
 void UmoNatFlowMcastTopologySm::Backlog::actionSmDel(UmoNatFlowActionSm *actionSm) {
-    actionSms_.remove(actionSm);
-    queuedInRun_.remove(actionSm);
+    actionSm->backlogPlace().reset();
 }
 
 void UmoNatFlowMcastTopologySm::Backlog::actionSmDelAll() {
-    actionSms_.clear();
-    queuedInRun_.clear();
+    while (UmoNatFlowActionSm *const actionSm = actionSms_.first()) {
+        actionSmDel(actionSm);
+    }
 }
 
 void UmoNatFlowMcastTopologySm::Backlog::queue(UmoNatFlowActionSm *actionSm,
@@ -61,10 +64,10 @@ bool UmoNatFlowMcastTopologySm::Backlog::running() const noexcept {
 /// number. Actions queued during the run wait for the next one, so that actions that notify each
 /// other cannot block the event loop.
 std::uint32_t UmoNatFlowMcastTopologySm::Backlog::review() {
-    queuedInRun_.clear();
+    auto const queuedInRun = actionSms_.joiners();
     std::uint32_t reviewed = 0;
     for (UmoNatFlowActionSm *const actionSm : actionSms_) {
-        if (queuedInRun_.contains(actionSm)) {
+        if (actionSm == queuedInRun.peek()) {
             break;
         }
         auto *const observer = topologySm_.observer();

@@ -14,12 +14,13 @@ class UmoNatFlowMcastTopologySm::Backlog final : public Mox::Entity {
 
   public:
     /// The owner, which knows the observer.
-    explicit Backlog(UmoNatFlowMcastTopologySm &topologySm) : topologySm_(topologySm) {}
+    explicit Backlog(UmoNatFlowMcastTopologySm &topologySm)
+        : topologySm_(topologySm), actionSms_(topologySm) {}
 
-    [[nodiscard]] UmoNatFlowActionSms const &actionSms() const noexcept { return actionSms_; }
+    [[nodiscard]] BacklogList const &actionSms() const noexcept { return actionSms_; }
     /// Returns whether it was not queued before.
     bool actionSmIs(UmoNatFlowActionSm *actionSm);
-    void actionSmDel(UmoNatFlowActionSm *actionSm);
+    static void actionSmDel(UmoNatFlowActionSm *actionSm);
     void actionSmDelAll();
 
     /// Queues the actions, and schedules the task unless a run is pending.
@@ -39,6 +40,5 @@ class UmoNatFlowMcastTopologySm::Backlog final : public Mox::Entity {
     std::uint32_t review();
 
     UmoNatFlowMcastTopologySm &topologySm_;
-    UmoNatFlowActionSms actionSms_;
-    UmoNatFlowActionSms queuedInRun_; // queued during the current run
+    BacklogList actionSms_;
 };

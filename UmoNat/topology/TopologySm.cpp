@@ -151,7 +151,8 @@ void UmoNatFlowMcastTopologySm::setNewNatFlowRecircVlan(Nexo::IntfId oldIntf) {
     recirculation_->replace(oldIntf);
 }
 
-UmoNatFlowActionSms const &UmoNatFlowMcastTopologySm::actionSmUpdateBacklog() const noexcept {
+UmoNatFlowMcastTopologySm::BacklogList const &
+UmoNatFlowMcastTopologySm::actionSmUpdateBacklog() const noexcept {
     return backlog_->actionSms();
 }
 

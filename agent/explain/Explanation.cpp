@@ -149,8 +149,7 @@ Json ActionExplanation::value() const {
 
 /// What holds for the action as a whole.
 char const *ActionExplanation::state() const {
-    bool const queued =
-        !current_ && agent_.root().topologySm()->actionSmUpdateBacklog().contains(&machine_);
+    bool const queued = !current_ && machine_.queued();
     return !complete()      ? "incomplete"
            : !holdsGroups() ? "without groups"
            : current_       ? "up to date"

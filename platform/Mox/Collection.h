@@ -14,6 +14,7 @@ namespace Mox {
 template <class KeyType, class Value>
 struct KeyedRecord {
     using Key = KeyType;
+    static constexpr bool kKeyIsElsewhere = false;
     Key itsKey;
     Value value;
 
@@ -25,6 +26,7 @@ struct KeyedRecord {
 template <class KeyType, class Pointer>
 struct OwnKeyRecord {
     using Key = KeyType;
+    static constexpr bool kKeyIsElsewhere = true;
     Pointer value;
 
     static OwnKeyRecord of(Key const & /*key*/, Pointer value) { return {std::move(value)}; }

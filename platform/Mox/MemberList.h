@@ -32,8 +32,10 @@ class MemberList {
     explicit MemberList(Owner &owner) noexcept : owner_(owner) {}
     MemberList(MemberList const &) = delete;
     MemberList &operator=(MemberList const &) = delete;
-    /// REQUIRES: no members.
     ~MemberList() {
+        while (first_ != nullptr) {
+            first_->leave();
+        }
         for (Walker *walker = walkers_; walker != nullptr; walker = walker->outer()) {
             walker->list_ = nullptr;
         }
@@ -47,14 +49,16 @@ class MemberList {
         return first_ == nullptr ? nullptr : first_->member_;
     }
 
+    /// A walk that shows only those who join from now on. Who is next in it tells them from those
+    /// who were there before.
+    [[nodiscard]] Walker joiners() const noexcept { return Walker(*this, nullptr); }
+
     [[nodiscard]] auto begin() const noexcept { return Walk<Walker, View>(*this); }
     [[nodiscard]] WalkEnd end() const noexcept { return {}; }
 
     class Walker : public NestedWalker<Walker> {
       public:
-        explicit Walker(MemberList const &list) noexcept : list_(&list), next_(list.first_) {
-            this->enter(list.walkers_);
-        }
+        explicit Walker(MemberList const &list) noexcept : Walker(list, list.first_) {}
         ~Walker() {
             if (list_ != nullptr) {
                 this->leave(list_->walkers_);
@@ -67,9 +71,17 @@ class MemberList {
         Member *next() noexcept {
             return next_ == nullptr ? nullptr : std::exchange(next_, next_->next_)->member_;
         }
+        /// The same, without going there.
+        [[nodiscard]] Member *peek() const noexcept {
+            return next_ == nullptr ? nullptr : next_->member_;
+        }
 
       private:
         friend class MemberList;
+
+        Walker(MemberList const &list, Place const *next) noexcept : list_(&list), next_(next) {
+            this->enter(list.walkers_);
+        }
 
         MemberList const *list_; // null once it is destroyed
         Place const *next_;      // the list updates it
@@ -102,12 +114,13 @@ class MemberList {
     mutable Walker *walkers_ = nullptr;
 };
 
-/// A place in a list: its holder's member is in the list as long as this exists.
+/// A place in a list: its holder's member is in the list as long as both exist.
 template <class Owner, class Member>
 class Membership {
   public:
     using List = MemberList<Owner, Member>;
     using Key = List *;
+    static constexpr bool kKeyIsElsewhere = false;
 
     /// Joins at the end of `list`, whose members `member` is not yet among.
     Membership(List &list, Member &member) noexcept
@@ -122,27 +135,33 @@ class Membership {
           member_(other.member_),
           previous_(other.previous_),
           next_(other.next_) {
-        list_->placeIs(previous_, this, next_);
-        list_->walkersMoveOn(&other, this);
-    }
-    Membership &operator=(Membership &&) = delete;
-    ~Membership() {
         if (list_ != nullptr) {
-            list_->placeIs(previous_, nullptr, next_);
-            list_->walkersMoveOn(this, next_);
-            --list_->size_;
-            if (next_ != nullptr) { // members mostly leave in the order in which they joined
-                __builtin_prefetch(next_->next_);
-            }
+            list_->placeIs(previous_, this, next_);
+            list_->walkersMoveOn(&other, this);
         }
     }
+    Membership &operator=(Membership &&) = delete;
+    ~Membership() { leave(); }
 
-    /// The list, which identifies a membership among those of its member.
+    /// The list, which identifies a membership among those of its member; null: none.
     [[nodiscard]] Key const &key() const noexcept { return list_; }
 
   private:
     friend List;
     friend typename List::Walker;
+
+    void leave() noexcept {
+        if (list_ == nullptr) {
+            return;
+        }
+        list_->placeIs(previous_, nullptr, next_);
+        list_->walkersMoveOn(this, next_);
+        --list_->size_;
+        list_ = nullptr;
+        if (next_ != nullptr) { // members mostly leave in the order in which they joined
+            __builtin_prefetch(next_->next_);
+        }
+    }
 
     List *list_;
     Member *member_;

@@ -17,6 +17,7 @@ template <class KeyType, std::uint32_t kOwnRoom = 0>
 class Set {
     struct Record {
         using Key = KeyType;
+        static constexpr bool kKeyIsElsewhere = false;
         Key itsKey;
         [[nodiscard]] Key const &key() const noexcept { return itsKey; }
     };

@@ -26,16 +26,36 @@ namespace Mox {
 /// neither does a table of steady size.
 template <class Record, std::uint32_t kOwnRoom = 0>
 class DenseTable {
-    struct Place {
-        union {
-            Record record; // exists unless the hash is 0
-        };
-        std::uint32_t hash; // with kLive set; 0 where the record was removed
+    using RecordKey = typename Record::Key;
 
-        Place(Record &&of, std::uint32_t itsHash) : record(std::move(of)), hash(itsHash) {}
+    /// Whether a place keeps the hash of its key: not if the key is as cheap to hash and to
+    /// compare.
+    static constexpr bool kKeepsHash = Record::kKeyIsElsewhere || sizeof(RecordKey) > 8 ||
+                                       !std::is_trivially_copyable_v<RecordKey>;
+    struct NoHash {};
+
+    struct alignas(std::uint32_t) Place {
+        union {
+            Record record; // exists unless the place is dead
+        };
+        [[no_unique_address]] std::conditional_t<kKeepsHash, std::uint32_t, NoHash> keptHash;
+
+        Place(Record &&of, std::uint32_t hash) : record(std::move(of)) {
+            if constexpr (kKeepsHash) {
+                keptHash = hash;
+            }
+        }
         ~Place() {}
         Place(Place const &) = delete;
         Place &operator=(Place const &) = delete;
+
+        [[nodiscard]] std::uint32_t hash() const noexcept {
+            if constexpr (kKeepsHash) {
+                return keptHash;
+            } else {
+                return hashOf(record.key()) | kLive;
+            }
+        }
     };
 
   public:
@@ -57,7 +77,7 @@ class DenseTable {
         // insert.
         Block *const released = std::exchange(block_, nullptr);
         for (Place *place = released->begin(); place != released->end(); ++place) {
-            if (place->hash != 0) {
+            if (!released->isDead(place)) {
                 place->record.~Record();
             }
         }
@@ -74,7 +94,7 @@ class DenseTable {
         if (block_ == nullptr) {
             return nullptr;
         }
-        Place *const place = block_->placeOf(key, hashOf(key) | kLive);
+        Place *const place = block_->placeOf(key);
         return place == nullptr ? nullptr : &place->record;
     }
 
@@ -109,16 +129,14 @@ class DenseTable {
         if (size() == 0) {
             return std::nullopt;
         }
-        std::uint32_t const hash = hashOf(key) | kLive;
-        Place *const place = block_->placeOf(key, hash);
+        Place *const place = block_->placeOf(key);
         if (place == nullptr) {
             return std::nullopt;
         }
-        block_->leaveIndex(hash, place);
+        block_->leaveIndex(place);
         std::optional<Record> taken(std::move(place->record));
         place->record.~Record();
-        place->hash = 0;
-        --block_->live;
+        block_->dies(place);
         if (block_->live == 0) {
             clearPlaces();
         } else if (block_->size > kSmall && block_->size - block_->live > block_->live) {
@@ -172,9 +190,9 @@ class DenseTable {
         /// The next record, or null at the end. Valid until the table changes.
         Record const *next() noexcept {
             while (next_ != end_) {
-                Place const &place = *next_++;
-                if (place.hash != 0) [[likely]] {
-                    return &place.record;
+                Place const *const place = next_++;
+                if (!table_->block_->isDead(place)) [[likely]] {
+                    return &place->record;
                 }
             }
             return nullptr;
@@ -193,7 +211,7 @@ class DenseTable {
     static constexpr std::uint32_t kSmall = 12; // up to here a scan is as fast as an index
 
     /// Room for several small records at once: the allocator rounds small requests up anyway.
-    static constexpr std::uint32_t kFirstRoom = sizeof(Place) > 8 ? 1 : 5;
+    static constexpr std::uint32_t kFirstRoom = sizeof(Place) > 8 ? 1 : 40 / sizeof(Place);
     static_assert(kOwnRoom <= kSmall);
 
     // An index entry is one number: the position of the place plus 2 in its low bits, and above
@@ -206,43 +224,69 @@ class DenseTable {
     static constexpr std::uint32_t kFirstPosition = 2;
     static constexpr std::uint32_t kStride = IndexStride::kWidth;
 
-    /// Places in order of insertion, and after them the index if there is one.
+    /// Places in order of insertion. Behind those of a large block are its index, and a bit for
+    /// each place that says whether it is dead; a small block has only the bits, in itself.
     struct Block {
         Walker *walkers = nullptr;
         std::uint32_t live = 0;
         std::uint32_t size = 0; // with the dead places
         std::uint32_t capacity;
-        std::uint32_t indexSize; // a power of two, twice the capacity at least; or 0
+        std::uint32_t maskOrDead; // large: the size of the index, a power of two, less 1
 
-        Block(std::uint32_t room, std::uint32_t itsIndexSize) noexcept
-            : capacity(room), indexSize(itsIndexSize) {}
+        explicit Block(std::uint32_t room) noexcept
+            : capacity(room), maskOrDead(room <= kSmall ? 0 : std::bit_ceil(2 * room) - 1) {}
 
         static Block *make(std::uint32_t room) {
             static_assert(alignof(Place) <= alignof(Block));
-            std::uint32_t const indexSize = room <= kSmall ? 0 : std::bit_ceil(2 * room);
-            std::size_t const entries = indexSize == 0 ? 0 : indexSize + kStride - 1;
-            void *const memory = ::operator new(sizeof(Block) + room * sizeof(Place) +
-                                                entries * sizeof(std::uint32_t));
-            auto *const block = new (memory) Block(room, indexSize);
-            block->clearIndex();
-            return block;
+            Block const block(room);
+            void *const memory =
+                ::operator new(sizeof(Block) + room * sizeof(Place) +
+                               (block.entries() + block.deadWords()) * sizeof(std::uint32_t));
+            auto *const made = new (memory) Block(block);
+            made->clearIndex();
+            made->clearDead();
+            return made;
         }
+        [[nodiscard]] bool isSmall() const noexcept { return capacity <= kSmall; }
         [[nodiscard]] Place *begin() noexcept { return reinterpret_cast<Place *>(this + 1); }
         [[nodiscard]] Place *end() noexcept { return begin() + size; }
+        [[nodiscard]] std::uint32_t positionOf(Place const *place) noexcept {
+            return static_cast<std::uint32_t>(place - begin());
+        }
         [[nodiscard]] std::uint32_t *index() noexcept {
             return reinterpret_cast<std::uint32_t *>(begin() + capacity);
         }
-        [[nodiscard]] std::uint32_t mask() const noexcept { return indexSize - 1; }
-
-        [[nodiscard]] Place *placeOf(Key const &key, std::uint32_t hash) noexcept {
-            if (indexSize == 0) {
-                for (Place *place = begin(); place != end(); ++place) {
-                    if (place->hash == hash && place->record.key() == key) {
-                        return place;
-                    }
-                }
-                return nullptr;
+        [[nodiscard]] std::uint32_t mask() const noexcept { return maskOrDead; }
+        [[nodiscard]] std::size_t entries() const noexcept {
+            return isSmall() ? 0 : std::size_t{mask()} + kStride;
+        }
+        [[nodiscard]] std::size_t deadWords() const noexcept {
+            return isSmall() ? 0 : (capacity + 31) / 32;
+        }
+        [[nodiscard]] std::uint32_t *deadWord(std::uint32_t position) noexcept {
+            return isSmall() ? &maskOrDead : index() + entries() + position / 32;
+        }
+        [[nodiscard]] bool isDead(Place const *place) noexcept {
+            return live != size && hasDied(place);
+        }
+        [[nodiscard]] bool hasDied(Place const *place) noexcept {
+            std::uint32_t const position = positionOf(place);
+            return (*deadWord(position) >> position % 32U & 1U) != 0;
+        }
+        void dies(Place *place) noexcept {
+            if constexpr (kKeepsHash) {
+                place->keptHash = 0;
             }
+            std::uint32_t const position = positionOf(place);
+            *deadWord(position) |= 1U << position % 32U;
+            --live;
+        }
+
+        [[nodiscard]] Place *placeOf(Key const &key) noexcept {
+            if (isSmall()) {
+                return scan(key);
+            }
+            std::uint32_t const hash = hashOf(key) | kLive;
             for (std::uint32_t i = hash & mask();; i = (i + kStride) & mask()) {
                 std::uint32_t const *const entries = index() + i;
                 unsigned same = IndexStride::matches(entries, hash, ~mask());
@@ -258,13 +302,30 @@ class DenseTable {
                 }
             }
         }
-
-        [[nodiscard]] std::uint32_t indexEntry(std::uint32_t hash, Place *place) noexcept {
-            return (hash & ~mask()) |
-                   (static_cast<std::uint32_t>(place - begin()) + kFirstPosition);
+        [[nodiscard]] Place *scan(Key const &key) noexcept {
+            if constexpr (kKeepsHash) { // of a dead place it is 0
+                std::uint32_t const hash = hashOf(key) | kLive;
+                for (Place *place = begin(); place != end(); ++place) {
+                    if (place->keptHash == hash && place->record.key() == key) {
+                        return place;
+                    }
+                }
+            } else {
+                std::uint32_t dead = maskOrDead;
+                for (Place *place = begin(); place != end(); ++place, dead >>= 1U) {
+                    if ((dead & 1U) == 0 && place->record.key() == key) {
+                        return place;
+                    }
+                }
+            }
+            return nullptr;
         }
-        void enterIndex(std::uint32_t hash, Place *place) noexcept {
-            if (indexSize != 0) {
+
+        [[nodiscard]] std::uint32_t indexEntry(std::uint32_t hash, Place const *place) noexcept {
+            return (hash & ~mask()) | (positionOf(place) + kFirstPosition);
+        }
+        void enterIndex(std::uint32_t hash, Place const *place) noexcept {
+            if (!isSmall()) {
                 std::uint32_t i = hash & mask();
                 while (index()[i] > kDeleted) {
                     i = (i + 1) & mask();
@@ -272,10 +333,12 @@ class DenseTable {
                 indexIs(i, indexEntry(hash, place));
             }
         }
-        void leaveIndex(std::uint32_t hash, Place *place) noexcept {
-            if (indexSize != 0) {
+        void leaveIndex(Place const *place) noexcept {
+            if (!isSmall()) {
+                std::uint32_t const hash = place->hash();
+                std::uint32_t const entry = indexEntry(hash, place);
                 std::uint32_t i = hash & mask();
-                while (index()[i] != indexEntry(hash, place)) {
+                while (index()[i] != entry) {
                     i = (i + 1) & mask();
                 }
                 indexIs(i, kDeleted);
@@ -284,13 +347,12 @@ class DenseTable {
         void indexIs(std::uint32_t i, std::uint32_t entry) noexcept {
             index()[i] = entry;
             if (i < kStride - 1) {
-                index()[indexSize + i] = entry;
+                index()[mask() + 1 + i] = entry;
             }
         }
-        void clearIndex() noexcept {
-            if (indexSize != 0) {
-                std::fill_n(index(), indexSize + kStride - 1, kEmpty);
-            }
+        void clearIndex() noexcept { std::fill_n(index(), entries(), kEmpty); }
+        void clearDead() noexcept {
+            isSmall() ? void(maskOrDead = 0) : void(std::fill_n(deadWord(0), deadWords(), 0U));
         }
 
         void walkersAtEnd() noexcept {
@@ -304,6 +366,7 @@ class DenseTable {
             to.walkers = walkers;
             Place *const from = begin();
             Place *const last = end();
+            bool const anyDead = live != size;
             to.size = 0;
             to.live = live;
             to.clearIndex();
@@ -316,22 +379,26 @@ class DenseTable {
                 if (place == last) {
                     break;
                 }
-                if (place->hash != 0) {
+                if (!anyDead || !hasDied(place)) {
                     to.accept(*place);
                 }
+            }
+            if (&to == this) {
+                clearDead();
             }
             for (Walker *walker = to.walkers; walker != nullptr; walker = walker->outer()) {
                 walker->end_ = to.end();
             }
         }
         void accept(Place &place) noexcept {
+            std::uint32_t const hash = place.hash();
             Place *const now = end();
             if (now != &place) {
-                new (now) Place(std::move(place.record), place.hash);
+                new (now) Place(std::move(place.record), hash);
                 place.record.~Record();
             }
             ++size;
-            enterIndex(now->hash, now);
+            enterIndex(hash, now);
         }
     };
 
@@ -347,7 +414,7 @@ class DenseTable {
 
     [[nodiscard]] Block *firstBlock() {
         if constexpr (kOwnRoom > 0) {
-            return new (&ownRoom_) Block(kOwnRoom, 0);
+            return new (&ownRoom_) Block(kOwnRoom);
         } else {
             return Block::make(kFirstRoom);
         }
@@ -361,8 +428,7 @@ class DenseTable {
 
     /// After a place was needed and none was left.
     void makeRoom() {
-        bool const small = block_->capacity <= kSmall;
-        if (block_->live < (small ? block_->capacity : block_->capacity / 3 * 2)) {
+        if (block_->live < (block_->isSmall() ? block_->capacity : block_->capacity / 3 * 2)) {
             block_->moveTo(*block_);
         } else {
             moveToNew(block_->capacity < kSmall    ? std::min(4 * block_->capacity, kSmall)
@@ -391,8 +457,9 @@ class DenseTable {
     void clearPlaces() noexcept {
         block_->size = 0;
         block_->clearIndex();
+        block_->clearDead();
         block_->walkersAtEnd();
-        if (block_->indexSize != 0 && block_->walkers == nullptr) {
+        if (!block_->isSmall() && block_->walkers == nullptr) {
             free(std::exchange(block_, nullptr));
         }
     }
