@@ -20,6 +20,10 @@ if(NOT UMO_FUZZ)
     add_link_options($<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,SHARED_LIBRARY>:LINKER:--no-undefined>)
 endif()
 
+# All symbols are bound at the start, not each at its first use, which may be in the middle of a
+# failover; and nobody can bind them anew.
+add_link_options(LINKER:-z,relro,-z,now)
+
 if(NOT CMAKE_BUILD_TYPE)
     set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "Kind of build" FORCE)
 endif()
