@@ -1,7 +1,9 @@
 #include "agent/base/AnswerFile.h"
 
 #include <sys/mman.h>
+#include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <system_error>
 
@@ -20,8 +22,13 @@ AnswerFile::AnswerFile() : file_(memfd_create("umo-answer", MFD_CLOEXEC)) {
 }
 
 std::string AnswerFile::read(std::size_t offset, std::size_t size) const {
-    std::string text(size, '\0');
-    ssize_t const got = pread(file_.number(), text.data(), size, static_cast<off_t>(offset));
+    struct stat file {};
+    if (fstat(file_.number(), &file) != 0) {
+        fail();
+    }
+    auto const end = static_cast<std::size_t>(file.st_size);
+    std::string text(std::min(size, end - std::min(offset, end)), '\0');
+    ssize_t const got = pread(file_.number(), text.data(), text.size(), static_cast<off_t>(offset));
     if (got < 0) {
         fail();
     }

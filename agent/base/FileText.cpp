@@ -34,13 +34,15 @@ FileText readText(int descriptor, std::size_t most) {
     if (S_ISBLK(file.st_mode) || (S_ISCHR(file.st_mode) && isatty(descriptor) == 0)) {
         return Unreadable{"it is a device"};
     }
+    // One byte more than a file has shows its end, and one more than it may have that it is too
+    // long.
+    std::size_t portion =
+        S_ISREG(file.st_mode) ? static_cast<std::size_t>(file.st_size) + 1 : kPortion;
     std::string text;
     try {
-        for (;;) {
+        for (;; portion = std::min(kPortion, text.size() + 1)) {
             std::size_t const before = text.size();
-            text.resize(
-                before +
-                std::min(kPortion, most - before + 1)); // one more byte shows that it is too long
+            text.resize(before + std::min(portion, most - before + 1));
             ssize_t const got = read(descriptor, text.data() + before, text.size() - before);
             text.resize(before + static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
             if (got == 0) {

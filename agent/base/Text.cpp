@@ -64,7 +64,16 @@ std::string printable(std::string_view text, std::string_view kept) {
     constexpr std::string_view kDigits = "0123456789abcdef";
     std::string printed;
     printed.reserve(text.size());
-    while (!text.empty()) {
+    for (;;) {
+        auto const plain =
+            static_cast<std::size_t>(std::find_if_not(text.begin(), text.end(),
+                                                      [](char c) { return c >= ' ' && c <= '~'; }) -
+                                     text.begin());
+        printed.append(text, 0, plain);
+        text.remove_prefix(plain);
+        if (text.empty()) {
+            return printed;
+        }
         std::size_t const length = characterLength(text);
         std::string_view const character = text.substr(0, std::max<std::size_t>(length, 1));
         if (length != 0 && (!isControlCharacter(character) || kept.find(character) != kept.npos)) {
@@ -77,7 +86,6 @@ std::string printable(std::string_view text, std::string_view kept) {
         }
         text.remove_prefix(character.size());
     }
-    return printed;
 }
 
 std::size_t width(std::string_view text) {
@@ -93,12 +101,9 @@ std::string inQuotes(std::string_view text) {
     return '"' + printable(text) + '"';
 }
 
-void printInterface(std::ostream &out, Nexo::IntfId intf) {
-    if (intf.empty()) {
-        out << "recirculation";
-    } else {
-        out << intf;
-    }
+std::string const &interfaceName(Nexo::IntfId intf) {
+    static std::string const recirculation = "recirculation";
+    return intf.empty() ? recirculation : intf.stringValue();
 }
 
 } // namespace UmoAgent

@@ -32,6 +32,6 @@ std::string counted(std::size_t count, std::string_view one, std::string_view se
 std::string inQuotes(std::string_view text);
 
 /// The interface's name; `recirculation` for the nameless recirculation port.
-void printInterface(std::ostream &out, Nexo::IntfId intf);
+std::string const &interfaceName(Nexo::IntfId intf);
 
 } // namespace UmoAgent

@@ -19,16 +19,17 @@ char const *helpOf(std::string_view name) {
 void printCommands(Reply const &reply) {
     Json commands = Json::array();
     for (auto const &[name, help] : kCommands) {
-        commands.push_back({{"command", name}, {"help", help}});
+        commands.push_back(record({{"command", name}, {"help", help}}));
     }
-    reply.give({{"commands", std::move(commands)}}, [](std::ostream &out, Json const &value) {
-        constexpr int kNameWidth = 20;
-        out << "commands:\n";
-        for (Json const &command : value.at("commands")) {
-            out << "  " << std::left << std::setw(kNameWidth) << textOf(command, "command") << ' '
-                << textOf(command, "help") << '\n';
-        }
-    });
+    reply.give(record({{"commands", std::move(commands)}}),
+               [](std::ostream &out, Json const &value) {
+                   constexpr int kNameWidth = 20;
+                   out << "commands:\n";
+                   for (Json const &command : value.at("commands")) {
+                       out << "  " << std::left << std::setw(kNameWidth)
+                           << textOf(command, "command") << ' ' << textOf(command, "help") << '\n';
+                   }
+               });
 }
 
 } // namespace UmoAgent

@@ -11,8 +11,7 @@
 #include "agent/explain/ExplanationText.h"
 #include "agent/explain/Picture.h"
 #include "agent/show/Printers.h"
-
-#include <nlohmann/json.hpp>
+#include "agent/show/Record.h"
 
 #include <algorithm>
 #include <charconv>
@@ -225,7 +224,7 @@ std::string Console::answerOf(std::string const &text, bool json) const {
         lines.push_back(printable(line));
     }
     std::ostringstream out;
-    Reply{out, true, printable(note)}.give({{"lines", std::move(lines)}}, nullptr);
+    Reply{out, true, printable(note)}.give(record({{"lines", std::move(lines)}}), nullptr);
     return out.str();
 }
 

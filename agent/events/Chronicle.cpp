@@ -28,7 +28,7 @@ std::string textOf(UmoNatFlowCause const &cause) {
     case Kind::vlan:
         return "something changed in VLAN " + std::to_string(cause.vlan);
     case Kind::mac:
-        return "host " + streamed(cause.mac) + " was learned, moved or forgotten";
+        return "host " + cause.mac.stringValue() + " was learned, moved or forgotten";
     case Kind::recirculation:
         break;
     }
@@ -36,8 +36,8 @@ std::string textOf(UmoNatFlowCause const &cause) {
 }
 
 Json nameOf(UmoNatFlowMatchSm const &match) {
-    return {{"policy", printable(match.inputs().policy)},
-            {"match", printable(match.inputs().matchStatus->name())}};
+    return record({{"policy", printable(match.inputs().policy)},
+                   {"match", printable(match.inputs().matchStatus->name())}});
 }
 
 } // namespace
@@ -81,9 +81,9 @@ void Chronicle::evaluationEnds(UmoNatFlowActionSm const &action) {
         outer.callsBefore = calls;
     }
     if (feed_.followed()) {
-        Json names{{"policy", printable(action.policy())},
-                   {"match", printable(action.match())},
-                   {"action", printable(action.action())}};
+        Json names = record({{"policy", printable(action.policy())},
+                             {"match", printable(action.match())},
+                             {"action", printable(action.action())}});
         if (evaluation.cause) {
             names["because"] = textOf(*evaluation.cause);
         }
@@ -129,7 +129,7 @@ void Chronicle::tell(char const *event, Json const &more) {
 
 EventFeed::Line Chronicle::lineOf(char const *event, Json const &more) const {
     Vyr::Time const now = agent_.loop().now();
-    Json line{{"at", std::chrono::duration<double>(now).count()}, {"event", event}};
+    Json line = record({{"at", std::chrono::duration<double>(now).count()}, {"event", event}});
     line.update(more);
     std::string text = stamp(now) + ' ' + event;
     char const *separator = ": ";

@@ -140,11 +140,11 @@ void ActionExplanation::compute() {
 }
 
 Json ActionExplanation::value() const {
-    return {{"action", printable(action_.name())},
-            {"version", action_.version()},
-            {"state", state()},
-            {"flow", flowType()},
-            {"egress", egress()}};
+    return record({{"action", printable(action_.name())},
+                   {"version", action_.version()},
+                   {"state", state()},
+                   {"flow", flowType()},
+                   {"egress", egress()}});
 }
 
 /// What holds for the action as a whole.
@@ -160,7 +160,7 @@ char const *ActionExplanation::state() const {
 Json ActionExplanation::flowType() const {
     Nexo::IpAddr const own = action_.dst().addr();
     auto const &flow = machine_.ofMatch().hwMatchStatus->flow();
-    Json value{{"type", flowTypeText(type_)}, {"decided-by", nullptr}};
+    Json value = record({{"type", flowTypeText(type_)}, {"decided-by", nullptr}});
     if (!own.isZero()) {
         value["decided-by"] = "the action's destination " + own.stringValue();
     } else if (!flow.destination.addr.isZero()) {
@@ -179,7 +179,7 @@ Json ActionExplanation::egress() const {
                 return list.at("ports");
             }
         }
-        interfaces.push_back({{"interface", name}, {"ports", Json::array()}});
+        interfaces.push_back(record({{"interface", name}, {"ports", Json::array()}}));
         return interfaces.back().at("ports");
     };
     auto const nameOf = [](Nexo::IntfId intf) { return namesOf(std::array{intf}).front(); };
@@ -216,12 +216,12 @@ UmoNatFlowVerdict const *ActionExplanation::hindranceOf(Place const &place) cons
 }
 
 Json ActionExplanation::portValue(Place const &place, Reason const &reason) const {
-    Json value{{"port", place.port.empty() ? Json() : Json(place.port.stringValue())},
-               {"vlan", place.vlan},
-               {"copies", place.unicast ? "unicast" : "multicast"},
-               {"in-port-set", programmed_.count(place) != 0},
-               {"wanted", wanted_.count(place) != 0},
-               {"reason", reason.text.empty() ? Json() : Json(reason.text)}};
+    Json value = record({{"port", place.port.empty() ? Json() : Json(place.port.stringValue())},
+                         {"vlan", place.vlan},
+                         {"copies", place.unicast ? "unicast" : "multicast"},
+                         {"in-port-set", programmed_.count(place) != 0},
+                         {"wanted", wanted_.count(place) != 0},
+                         {"reason", reason.text.empty() ? Json() : Json(reason.text)}});
     if (!reason.remedy.empty()) {
         value["remedy"] = reason.remedy;
     }
@@ -241,10 +241,10 @@ Queue queueOf(UmoNatFlowMcastSm const &root) {
 
 Json groupsValue(UmoNatFlowMcastSm const &root, UmoNatFlowMatchSm &match, Queue const &queue) {
     GroupState const state = groupStateOf(root, match);
-    Json value{{"state", textOf(state)},
-               {"wanted", match.matchSmStatus()->groupNum()},
-               {"unicast", match.hwMatchStatus()->groupIdUc()},
-               {"multicast", match.hwMatchStatus()->groupIdMc()}};
+    Json value = record({{"state", textOf(state)},
+                         {"wanted", match.matchSmStatus()->groupNum()},
+                         {"unicast", match.hwMatchStatus()->groupIdUc()},
+                         {"multicast", match.hwMatchStatus()->groupIdMc()}});
     if (auto const place = queue.find(&match); state == GroupState::waiting) {
         auto const &task = root.unprogrammedGroupTask();
         value["waiting-before"] = place->second;
@@ -262,12 +262,12 @@ Json matchValue(ForwardingAgent const &agent, UmoNatFlowMatchSm &match, Queue co
             actions.push_back(ActionExplanation(agent, *machine, groups).value());
         }
     }
-    return {{"match", printable(match.inputs().matchStatus->name())},
-            {"flow",
-             {{"source", valueOf(match.inputs().matchStatus->flow().source)},
-              {"destination", valueOf(match.inputs().matchStatus->flow().destination)}}},
-            {"groups", groupsValue(agent.root(), match, queue)},
-            {"actions", std::move(actions)}};
+    return record({{"match", printable(match.inputs().matchStatus->name())},
+                   {"flow", record({{"source", valueOf(match.inputs().matchStatus->flow().source)},
+                                    {"destination",
+                                     valueOf(match.inputs().matchStatus->flow().destination)}})},
+                   {"groups", groupsValue(agent.root(), match, queue)},
+                   {"actions", std::move(actions)}});
 }
 
 } // namespace
@@ -292,7 +292,7 @@ Json explanationOf(ForwardingAgent const &agent, Subject const &subject) {
         throw std::invalid_argument("match " + printable(subject.match) + " has no action " +
                                     inQuotes(subject.action));
     }
-    return {{"policy", printable(subject.policy)}, {"matches", std::move(matches)}};
+    return record({{"policy", printable(subject.policy)}, {"matches", std::move(matches)}});
 }
 
 std::string firstReason(ForwardingAgent const &agent, UmoNatFlowMatchSm &match,

@@ -16,21 +16,21 @@ namespace UmoAgent {
 namespace {
 
 Json translationValue(UmoHelper::Translation const &translation) {
-    Json value{
-        {"flow", valueOf(Ip::Nat::NatFlowEnd{translation.flow.addr(), translation.prefixLength,
-                                             translation.flow.port()})},
-        {"becomes", valueOf(translation.nat)}};
+    Json value = record(
+        {{"flow", valueOf(Ip::Nat::NatFlowEnd{translation.flow.addr(), translation.prefixLength,
+                                              translation.flow.port()})},
+         {"becomes", valueOf(translation.nat)}});
     if (!translation.dmac.isZero()) {
-        value["dmac"] = streamed(translation.dmac);
+        value["dmac"] = translation.dmac.stringValue();
     }
     return value;
 }
 
 Json portSetValue(std::uint32_t id, UmoHelper::PortSet const &portSet) {
-    Json value{{"port-set", id},
-               {"vlan", portSet.vlan},
-               {"dmac", streamed(portSet.dmac)},
-               {"interfaces", namesOf(portSet.interfaces)}};
+    Json value = record({{"port-set", id},
+                         {"vlan", portSet.vlan},
+                         {"dmac", portSet.dmac.stringValue()},
+                         {"interfaces", namesOf(portSet.interfaces)}});
     if (portSet.source) {
         value["source"] = translationValue(*portSet.source);
     }
@@ -45,15 +45,16 @@ Json groupValue(std::uint32_t id, UmoHelper::Group const &group) {
     for (auto const &[portSetId, portSet] : group.portSets) {
         portSets.push_back(portSetValue(portSetId, portSet));
     }
-    return {{"group", id},
-            {"policy", printable(group.policy)},
-            {"match", printable(group.match)},
-            {"unicast", group.unicast},
-            {"port-sets", std::move(portSets)}};
+    return record({{"group", id},
+                   {"policy", printable(group.policy)},
+                   {"match", printable(group.match)},
+                   {"unicast", group.unicast},
+                   {"port-sets", std::move(portSets)}});
 }
 
 Json tableValue(char const *name, std::size_t used, std::optional<std::uint32_t> capacity) {
-    return {{"table", name}, {"in-use", used}, {"capacity", capacity ? Json(*capacity) : Json()}};
+    return record(
+        {{"table", name}, {"in-use", used}, {"capacity", capacity ? Json(*capacity) : Json()}});
 }
 
 std::string countText(Json const &count, std::string const &one) {
@@ -75,8 +76,9 @@ void printTranslation(std::ostream &out, Json const &portSet, char const *which)
 }
 
 void printPortSet(std::ostream &out, Json const &portSet) {
-    out << "    port set " << portSet.at("port-set") << ": VLAN " << portSet.at("vlan") << ", dmac "
-        << textOf(portSet, "dmac") << ", interfaces" << namesText(portSet.at("interfaces")) << '\n';
+    out << "    port set " << numberOf(portSet, "port-set") << ": VLAN "
+        << numberOf(portSet, "vlan") << ", dmac " << textOf(portSet, "dmac") << ", interfaces"
+        << namesText(portSet.at("interfaces")) << '\n';
     printTranslation(out, portSet, "source");
     printTranslation(out, portSet, "destination");
 }
@@ -115,11 +117,11 @@ Json chipValue(ForwardingAgent const &agent) {
     for (auto const &[id, group] : chip.groups()) {
         groups.push_back(groupValue(id, group));
     }
-    return {{"groups-in-use", chip.groupsInUse()},
-            {"capacity", chip.capacity().groups},
-            {"refusals", chip.refusals()},
-            {"contract-errors", agent.contractErrors()},
-            {"groups", std::move(groups)}};
+    return record({{"groups-in-use", chip.groupsInUse()},
+                   {"capacity", chip.capacity().groups},
+                   {"refusals", chip.refusals()},
+                   {"contract-errors", agent.contractErrors()},
+                   {"groups", std::move(groups)}});
 }
 
 void printChipText(std::ostream &out, Json const &chip) {
@@ -127,7 +129,7 @@ void printChipText(std::ostream &out, Json const &chip) {
         << " groups in use, " << countText(chip.at("refusals"), "refusal") << ", "
         << countText(chip.at("contract-errors"), "contract error") << '\n';
     for (Json const &group : chip.at("groups")) {
-        out << "  group " << group.at("group") << " of policy " << textOf(group, "policy")
+        out << "  group " << numberOf(group, "group") << " of policy " << textOf(group, "policy")
             << ", match " << textOf(group, "match")
             << (group.at("unicast").get<bool>() ? ", unicast" : "") << '\n';
         for (Json const &portSet : group.at("port-sets")) {
@@ -143,10 +145,7 @@ void printChip(std::ostream &out, ForwardingAgent const &agent) {
 }
 
 void printChip(Reply const &reply, ForwardingAgent &agent, bool tables) {
-    Json value = Json::object();
-    if (tables) {
-        value["tables"] = chipTablesValue(agent.chip());
-    }
+    Json value = tables ? record({{"tables", chipTablesValue(agent.chip())}}) : record({});
     value["chip"] = chipValue(agent);
     value["traffic"] = trafficValue(agent);
     reply.give(std::move(value), [](std::ostream &out, Json const &whole) {

@@ -32,22 +32,23 @@ Json rowOf(UmoNatFlowMcastSm const &root, Pelo::String const &policy, Pelo::Stri
         auto const &hwAction = action->hwActionStatus();
         ++(hwAction && sendsCopies(*hwAction) ? sending : silent);
     }
-    return {{"policy", printable(policy)},
-            {"match", printable(name)},
-            {"wanted", match->matchSmStatus()->groupNum()},
-            {"unicast", hwMatch ? hwMatch->groupIdUc() : 0},
-            {"multicast", hwMatch ? hwMatch->groupIdMc() : 0},
-            {"with-copies", sending},
-            {"without-copies", silent},
-            {"state", textOf(groupStateOf(root, *match))}};
+    return record({{"policy", printable(policy)},
+                   {"match", printable(name)},
+                   {"wanted", match->matchSmStatus()->groupNum()},
+                   {"unicast", hwMatch ? hwMatch->groupIdUc() : 0},
+                   {"multicast", hwMatch ? hwMatch->groupIdMc() : 0},
+                   {"with-copies", sending},
+                   {"without-copies", silent},
+                   {"state", textOf(groupStateOf(root, *match))}});
 }
 
 std::string number(Json const &row, char const *member) {
-    return row.at(member).dump();
+    return std::to_string(numberOf(row, member));
 }
 
 std::string idText(Json const &row, char const *member) {
-    return row.at(member) == 0 ? "-" : number(row, member);
+    std::uint64_t const id = numberOf(row, member);
+    return id == 0 ? "-" : std::to_string(id);
 }
 
 void printGroupsText(std::ostream &out, Json const &value) {
@@ -90,7 +91,7 @@ void printGroups(Reply const &reply, UmoNatFlowMcastSm const &root,
             matches.push_back(rowOf(root, policyName, matchName, match.ptr(), status));
         }
     }
-    reply.give({{"matches", std::move(matches)}}, printGroupsText);
+    reply.give(record({{"matches", std::move(matches)}}), printGroupsText);
 }
 
 } // namespace UmoAgent

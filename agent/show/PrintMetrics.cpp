@@ -25,15 +25,15 @@ class Metrics {
   public:
     void declare(char const *name, char const *type, char const *help) {
         metrics_.push_back(
-            {{"name", name}, {"type", type}, {"help", help}, {"samples", Json::array()}});
+            record({{"name", name}, {"type", type}, {"help", help}, {"samples", Json::array()}}));
     }
     /// `suffix` is appended to the name.
     void sample(Json value, Json labels = Json::object(), char const *suffix = "") {
         std::string const name = textOf(metrics_.back(), "name") + suffix;
         metrics_.back().at("samples").push_back(
-            {{"name", name}, {"labels", std::move(labels)}, {"value", std::move(value)}});
+            record({{"name", name}, {"labels", std::move(labels)}, {"value", std::move(value)}}));
     }
-    [[nodiscard]] Json take() { return {{"metrics", std::move(metrics_)}}; }
+    [[nodiscard]] Json take() { return record({{"metrics", std::move(metrics_)}}); }
 
   private:
     Json metrics_ = Json::array();
@@ -44,7 +44,7 @@ void addChip(Metrics &metrics, ForwardingAgent const &agent) {
     metrics.declare("umo_helper_calls_total", "counter", "Calls of the switch chip.");
     for (std::size_t i = 0; i < UmoHelper::kOperations; ++i) {
         metrics.sample(agent.helper().calls(static_cast<UmoHelper::Operation>(i)),
-                       {{"operation", UmoHelper::operationNames().at(i)}});
+                       record({{"operation", UmoHelper::operationNames().at(i)}}));
     }
     metrics.declare("umo_refusals_total", "counter", "Groups and port sets that the chip refused.");
     metrics.sample(chip.refusals());
@@ -68,7 +68,8 @@ void addMatches(Metrics &metrics, UmoNatFlowMcastSm const &root) {
     }
     metrics.declare("umo_matches", "gauge", "Matches by the state of their groups.");
     for (GroupState const state : kStates) {
-        metrics.sample(counts.at(static_cast<std::size_t>(state)), {{"state", textOf(state)}});
+        metrics.sample(counts.at(static_cast<std::size_t>(state)),
+                       record({{"state", textOf(state)}}));
     }
 }
 
@@ -83,11 +84,11 @@ void addBacklog(Metrics &metrics, UmoNatFlowMcastSm const &root, Meter const &me
     std::uint64_t count = 0;
     for (std::size_t i = 0; i < Histogram::kBounds.size(); ++i) {
         count += meter.queueDelays().counts().at(i);
-        metrics.sample(count, {{"le", Json(inSeconds(Histogram::kBounds.at(i))).dump()}},
+        metrics.sample(count, record({{"le", Json(inSeconds(Histogram::kBounds.at(i))).dump()}}),
                        "_bucket");
     }
     count += meter.queueDelays().counts().back();
-    metrics.sample(count, {{"le", "+Inf"}}, "_bucket");
+    metrics.sample(count, record({{"le", "+Inf"}}), "_bucket");
     metrics.sample(inSeconds(meter.queueDelays().sum()), Json::object(), "_sum");
     metrics.sample(count, Json::object(), "_count");
 }
@@ -97,11 +98,11 @@ void addTasks(Metrics &metrics, UmoNatFlowMcastSm const &root) {
                            root.unprogrammedGroupTask()};
     metrics.declare("umo_task_runs_total", "counter", "Runs of the library's tasks.");
     for (auto const &task : tasks) {
-        metrics.sample(task->taskRunCount(), {{"task", task->nameString()}});
+        metrics.sample(task->taskRunCount(), record({{"task", task->nameString()}}));
     }
     metrics.declare("umo_task_seconds_total", "counter", "Time that the tasks took.");
     for (auto const &task : tasks) {
-        metrics.sample(inSeconds(task->taskRunTime()), {{"task", task->nameString()}});
+        metrics.sample(inSeconds(task->taskRunTime()), record({{"task", task->nameString()}}));
     }
 }
 

@@ -68,8 +68,9 @@ Json trafficValue(ForwardingAgent &agent, Counted counted) {
         return rows;
     }
     auto const add = [&](std::string what, Traffic const &traffic) {
-        rows.push_back(
-            {{"traffic", std::move(what)}, {"packets", traffic.packets}, {"bytes", traffic.bytes}});
+        rows.push_back(record({{"traffic", std::move(what)},
+                               {"packets", traffic.packets},
+                               {"bytes", traffic.bytes}}));
     };
     auto const addCounted = [&](std::string what, Traffic const &traffic) {
         if (counted == Counted::everything || traffic.packets != 0) {
@@ -125,15 +126,15 @@ void printPackets(Reply const &reply, ForwardingAgent const &agent, Counted coun
             continue;
         }
         auto const &[intf, vlan, source, destination] = stream->first;
-        streams.push_back({{"interface", intf.stringValue()},
-                           {"vlan", vlan},
-                           {"source", valueOf(source)},
-                           {"destination", valueOf(destination)},
-                           {"copies", stream->second.packets}});
+        streams.push_back(record({{"interface", intf.stringValue()},
+                                  {"vlan", vlan},
+                                  {"source", valueOf(source)},
+                                  {"destination", valueOf(destination)},
+                                  {"copies", stream->second.packets}}));
     }
-    reply.give({{"received", counters.received().packets},
-                {"streams", std::move(streams)},
-                {"others", others}},
+    reply.give(record({{"received", counters.received().packets},
+                       {"streams", std::move(streams)},
+                       {"others", others}}),
                printPacketsText);
 }
 

@@ -41,12 +41,12 @@ void printCountersText(std::ostream &out, Json const &value) {
 }
 
 Json switchCounters(SwitchProgrammer::Counters const &counters) {
-    return {{"bundles", counters.bundles},
-            {"groups that they changed", counters.groups},
-            {"flows that they changed", counters.flows},
-            {"refused bundles", counters.refused},
-            {"audits", counters.audits},
-            {"groups and flows that they mended", counters.mended}};
+    return record({{"bundles", counters.bundles},
+                   {"groups that they changed", counters.groups},
+                   {"flows that they changed", counters.flows},
+                   {"refused bundles", counters.refused},
+                   {"audits", counters.audits},
+                   {"groups and flows that they mended", counters.mended}});
 }
 
 void printSkimtraceText(std::ostream &out, Json const &value) {
@@ -103,7 +103,7 @@ void printCounters(Reply const &reply, UmoHelper::CheckedHelper const &helper,
         operations[std::string(UmoHelper::operationNames().at(i))] =
             helper.calls(static_cast<UmoHelper::Operation>(i));
     }
-    Json value{{"handlers", std::move(handlers)}, {"chip", std::move(operations)}};
+    Json value = record({{"handlers", std::move(handlers)}, {"chip", std::move(operations)}});
     if (programmer != nullptr) {
         value["switch"] = switchCounters(programmer->counters());
         if (std::string const &refusal = programmer->counters().refusal; !refusal.empty()) {
@@ -132,20 +132,20 @@ void printSkimtrace(Reply const &reply, std::size_t count) {
                 .append(printable(line));
         }
     }
-    reply.give({{"entries", std::move(entries)}}, printSkimtraceText);
+    reply.give(record({{"entries", std::move(entries)}}), printSkimtraceText);
 }
 
 void printLogEvents(Reply const &reply) {
     Json events = Json::array();
     for (Mox::LogHandle const *handle : Mox::logHandles()) {
         Mox::LogEvent const &event = handle->event();
-        events.push_back({{"event", event.name},
-                          {"severity", event.severity},
-                          {"message", event.message},
-                          {"explanation", event.explanation},
-                          {"recommended-action", event.recommendedAction}});
+        events.push_back(record({{"event", event.name},
+                                 {"severity", event.severity},
+                                 {"message", event.message},
+                                 {"explanation", event.explanation},
+                                 {"recommended-action", event.recommendedAction}}));
     }
-    reply.give({{"events", std::move(events)}}, printLogEventsText);
+    reply.give(record({{"events", std::move(events)}}), printLogEventsText);
 }
 
 void printTraceLevels(Reply const &reply, std::vector<std::string> const &unknown) {
@@ -154,9 +154,9 @@ void printTraceLevels(Reply const &reply, std::vector<std::string> const &unknow
         names.push_back(printable(piece));
     }
     for (Mox::TraceHandle const *handle : Mox::traceHandles()) {
-        handles.push_back({{"handle", handle->name()}, {"levels", levelsOf(*handle)}});
+        handles.push_back(record({{"handle", handle->name()}, {"levels", levelsOf(*handle)}}));
     }
-    reply.give({{"unknown", std::move(names)}, {"handles", std::move(handles)}},
+    reply.give(record({{"unknown", std::move(names)}, {"handles", std::move(handles)}}),
                printTraceLevelsText);
 }
 

@@ -38,8 +38,8 @@ void printRecircVlan(Reply const &reply, UmoNatFlowMcastSm const &root) {
             interfaces.push_back(intf);
         }
     }
-    reply.give({{"vlan", recircVlan == 0 ? Json() : Json(recircVlan)},
-                {"interfaces", namesOf(interfaces)}},
+    reply.give(record({{"vlan", recircVlan == 0 ? Json() : Json(recircVlan)},
+                       {"interfaces", namesOf(interfaces)}}),
                printRecircVlanText);
 }
 
@@ -48,19 +48,20 @@ void printBacklog(Reply const &reply, UmoNatFlowMcastSm const &root) {
     auto const &task = topology.actionSmUpdateBacklogTask();
     Json actions = Json::array();
     for (UmoNatFlowActionSm const *action : topology.actionSmUpdateBacklog()) {
-        actions.push_back({{"policy", printable(action->policy())},
-                           {"match", printable(action->match())},
-                           {"action", printable(action->action())}});
+        actions.push_back(record({{"policy", printable(action->policy())},
+                                  {"match", printable(action->match())},
+                                  {"action", printable(action->action())}}));
     }
-    reply.give({{"run-scheduled", task && task->taskScheduled()}, {"actions", std::move(actions)}},
-               printBacklogText);
+    reply.give(
+        record({{"run-scheduled", task && task->taskScheduled()}, {"actions", std::move(actions)}}),
+        printBacklogText);
 }
 
 void printTuning(Reply const &reply, Table::Tuning::Value const &tuning) {
     auto const seconds = [](Vyr::Time time) { return std::chrono::duration<double>(time).count(); };
-    reply.give({{"backlog-limit", tuning.backlogLimit},
-                {"backlog-interval", seconds(tuning.backlogInterval)},
-                {"retry-delay", seconds(tuning.retryDelay)}},
+    reply.give(record({{"backlog-limit", tuning.backlogLimit},
+                       {"backlog-interval", seconds(tuning.backlogInterval)},
+                       {"retry-delay", seconds(tuning.retryDelay)}}),
                [](std::ostream &out, Json const &value) {
                    out << "backlog-limit " << value.at("backlog-limit").dump()
                        << "\nbacklog-interval " << value.at("backlog-interval").dump()

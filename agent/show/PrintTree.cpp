@@ -1,6 +1,7 @@
 #include "agent/show/Printers.h"
 #include "agent/show/Values.h"
 
+#include <cstdint>
 #include <ostream>
 #include <string>
 #include <utility>
@@ -17,8 +18,8 @@ Json translationValue(Nexo::IpAndPort const &flow, std::uint32_t prefixLength,
     if (nat.addr().isZero()) {
         return nullptr;
     }
-    return {{"flow", valueOf(Ip::Nat::NatFlowEnd{flow.addr(), prefixLength, flow.port()})},
-            {"becomes", valueOf(nat)}};
+    return record({{"flow", valueOf(Ip::Nat::NatFlowEnd{flow.addr(), prefixLength, flow.port()})},
+                   {"becomes", valueOf(nat)}});
 }
 
 /// The port sets of one kind that are in a group.
@@ -27,11 +28,11 @@ Json portSetsValue(PortSets const &portSets) {
     Json rows = Json::array();
     for (auto const &[vlan, portSet] : portSets) {
         if (isInAGroup(*portSet)) {
-            rows.push_back({{"port-set", portSet->portSetId()},
-                            {"second", portSet->portSetId2()},
-                            {"vlan", vlan},
-                            {"dmac", streamed(portSet->dmac())},
-                            {"interfaces", namesOf(portSet->intf())}});
+            rows.push_back(record({{"port-set", portSet->portSetId()},
+                                   {"second", portSet->portSetId2()},
+                                   {"vlan", vlan},
+                                   {"dmac", portSet->dmac().stringValue()},
+                                   {"interfaces", namesOf(portSet->intf())}}));
         }
     }
     return rows;
@@ -39,13 +40,14 @@ Json portSetsValue(PortSets const &portSets) {
 
 Json actionValue(HwNatFlowActionStatus const &action) {
     auto const &portSets = action.vlanPortSets();
-    return {{"action", printable(action.name())},
-            {"flow-type", streamed(action.flowType())},
-            {"evaluated", bool(portSets)},
-            {"source", translationValue(action.srcFlow(), action.srcLen(), action.srcNat())},
-            {"destination", translationValue(action.dstFlow(), action.dstLen(), action.dstNat())},
-            {"unicast", portSets ? portSetsValue(portSets->ucastPortSet()) : Json::array()},
-            {"multicast", portSets ? portSetsValue(portSets->mcastPortSet()) : Json::array()}};
+    return record(
+        {{"action", printable(action.name())},
+         {"flow-type", streamed(action.flowType())},
+         {"evaluated", bool(portSets)},
+         {"source", translationValue(action.srcFlow(), action.srcLen(), action.srcNat())},
+         {"destination", translationValue(action.dstFlow(), action.dstLen(), action.dstNat())},
+         {"unicast", portSets ? portSetsValue(portSets->ucastPortSet()) : Json::array()},
+         {"multicast", portSets ? portSetsValue(portSets->mcastPortSet()) : Json::array()}});
 }
 
 Json matchValue(HwNatFlowMatchStatus const &match) {
@@ -53,12 +55,12 @@ Json matchValue(HwNatFlowMatchStatus const &match) {
     for (auto const &[name, action] : match.action()) {
         actions.push_back(actionValue(*action));
     }
-    return {{"match", printable(match.name())},
-            {"source", valueOf(match.flow().source)},
-            {"destination", valueOf(match.flow().destination)},
-            {"unicast", match.groupIdUc()},
-            {"multicast", match.groupIdMc()},
-            {"actions", std::move(actions)}};
+    return record({{"match", printable(match.name())},
+                   {"source", valueOf(match.flow().source)},
+                   {"destination", valueOf(match.flow().destination)},
+                   {"unicast", match.groupIdUc()},
+                   {"multicast", match.groupIdMc()},
+                   {"actions", std::move(actions)}});
 }
 
 void printNat(std::ostream &out, Json const &action, char const *which) {
@@ -71,11 +73,11 @@ void printNat(std::ostream &out, Json const &action, char const *which) {
 
 void printPortSets(std::ostream &out, Json const &action, char const *kind) {
     for (Json const &portSet : action.at(kind)) {
-        out << "        " << kind << " port set " << portSet.at("port-set");
-        if (portSet.at("second") != 0) {
-            out << ", in the second group " << portSet.at("second");
+        out << "        " << kind << " port set " << numberOf(portSet, "port-set");
+        if (std::uint64_t const second = numberOf(portSet, "second"); second != 0) {
+            out << ", in the second group " << second;
         }
-        out << ": VLAN " << portSet.at("vlan") << ", dmac " << textOf(portSet, "dmac")
+        out << ": VLAN " << numberOf(portSet, "vlan") << ", dmac " << textOf(portSet, "dmac")
             << ", interfaces" << namesText(portSet.at("interfaces")) << '\n';
     }
 }
@@ -120,9 +122,9 @@ Json treeValue(Ip::Nat::HwNatFlowStatus const &status, std::string const &policy
         for (auto const &[matchName, match] : policy->match()) {
             matches.push_back(matchValue(*match));
         }
-        policies.push_back({{"policy", printable(name)}, {"matches", std::move(matches)}});
+        policies.push_back(record({{"policy", printable(name)}, {"matches", std::move(matches)}}));
     }
-    return {{"policies", std::move(policies)}};
+    return record({{"policies", std::move(policies)}});
 }
 
 void printTree(Reply const &reply, Ip::Nat::HwNatFlowStatus const &status) {

@@ -21,7 +21,7 @@ Json valueOf(Nexo::IpAndPort const &address) {
     if (address.addr().isZero()) {
         return nullptr;
     }
-    Json value{{"address", address.addr().stringValue()}};
+    Json value = record({{"address", address.addr().stringValue()}});
     addPort(value, address.port());
     return value;
 }
@@ -31,11 +31,10 @@ std::string addressText(Json const &address) {
 }
 
 Json valueOf(Ip::Nat::NatFlowEnd const &end) {
-    Json value = Json::object();
-    if (!end.addr.isZero() || end.prefixLength != 0) {
-        value["address"] = end.addr.stringValue();
-        value["prefix-length"] = end.prefixLength;
-    }
+    bool const any = end.addr.isZero() && end.prefixLength == 0;
+    Json value =
+        any ? record({})
+            : record({{"address", end.addr.stringValue()}, {"prefix-length", end.prefixLength}});
     addPort(value, end.port);
     return value;
 }
@@ -58,13 +57,14 @@ std::string namesText(Json const &names) {
 }
 
 std::string groupIdsText(Json const &holder) {
-    Json const &unicast = holder.at("unicast"), &multicast = holder.at("multicast");
+    std::uint64_t const unicast = numberOf(holder, "unicast");
+    std::uint64_t const multicast = numberOf(holder, "multicast");
     if (unicast == 0 && multicast == 0) {
         return "no group";
     }
-    return unicast == multicast
-               ? "group " + unicast.dump()
-               : "unicast group " + unicast.dump() + ", multicast group " + multicast.dump();
+    return unicast == multicast ? "group " + std::to_string(unicast)
+                                : "unicast group " + std::to_string(unicast) +
+                                      ", multicast group " + std::to_string(multicast);
 }
 
 } // namespace UmoAgent

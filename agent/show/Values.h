@@ -4,10 +4,12 @@
 #include "Ip/NatPortSets.h"
 #include "Nexo/IpAndPort.h"
 #include "agent/base/Text.h"
+#include "agent/show/Record.h"
 #include "agent/show/Reply.h"
 
 #include <nlohmann/json.hpp>
 
+#include <cstdint>
 #include <sstream>
 #include <string>
 
@@ -27,11 +29,10 @@ std::string flowEndText(Json const &end);
 /// Their names.
 template <class Interfaces>
 Json namesOf(Interfaces const &interfaces) {
-    Json names = Json::array();
+    Json::array_t names;
+    names.reserve(interfaces.size());
     for (Nexo::IntfId const intf : interfaces) {
-        std::ostringstream name;
-        printInterface(name, intf);
-        names.push_back(name.str());
+        names.emplace_back(interfaceName(intf));
     }
     return names;
 }
@@ -50,6 +51,11 @@ inline bool isInAGroup(Ip::Nat::NatFlowPortSet const &portSet) {
 /// The text of a member that is a string.
 inline std::string const &textOf(Json const &value, char const *member) {
     return value.at(member).get_ref<std::string const &>();
+}
+
+/// A member that is a number, not negative and without fraction.
+inline std::uint64_t numberOf(Json const &value, char const *member) {
+    return value.at(member).get<std::uint64_t>();
 }
 
 /// Printed by the output stream as it is.
