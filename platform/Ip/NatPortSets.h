@@ -13,7 +13,7 @@ namespace Ip::Nat {
 /// so that a helper may keep one after the library that made it was unloaded.
 class PLATFORM_API NatFlowPortSet final : public Mox::Entity {
     MOX_KEY(NatFlowPortSet, std::uint16_t, vlan)
-    MOX_FEW_SET(Nexo::IntfId, 4, intf)
+    MOX_FEW_SET(Nexo::IntfId, 8, intf)
     MOX_ATTRIBUTE(Nexo::EthAddr, dmac)       // destination MAC written into the copies
     MOX_ATTRIBUTE(std::uint32_t, portSetId)  // in the first group; 0: not programmed
     MOX_ATTRIBUTE(std::uint32_t, portSetId2) // in the second group; 0: not programmed

@@ -28,10 +28,11 @@ template <class Record, std::uint32_t kOwnRoom = 0>
 class DenseTable {
     using RecordKey = typename Record::Key;
 
-    /// Whether a place keeps the hash of its key: not if the key is as cheap to hash and to
-    /// compare.
-    static constexpr bool kKeepsHash = Record::kKeyIsElsewhere || sizeof(RecordKey) > 8 ||
-                                       !std::is_trivially_copyable_v<RecordKey>;
+    /// Whether a place keeps the hash of its key: not if the key itself is as cheap to hash and to
+    /// compare, and at hand. In a table of few, a look at each one's object is cheap enough.
+    static constexpr bool kCheapKey =
+        sizeof(RecordKey) <= 8 && std::is_trivially_copyable_v<RecordKey>;
+    static constexpr bool kKeepsHash = !kCheapKey || (Record::kKeyIsElsewhere && kOwnRoom == 0);
     struct NoHash {};
 
     struct alignas(std::uint32_t) Place {
