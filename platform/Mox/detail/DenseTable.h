@@ -35,7 +35,7 @@ class DenseTable {
     static constexpr bool kKeepsHash = !kCheapKey || (Record::kKeyIsElsewhere && kOwnRoom == 0);
     struct NoHash {};
 
-    struct alignas(std::uint32_t) Place {
+    struct alignas(Record) alignas(std::uint32_t) Place {
         union {
             Record record; // exists unless the place is dead
         };
