@@ -211,7 +211,7 @@ class UMONAT_API UmoNatFlowActionSm : public Mox::Reactor {
     Inputs const inputs_;
     Mox::Ptr<Ip::Nat::HwNatFlowActionStatus> hwActionStatus_;
     UmoNatflowActionSmEntries indexEntries_;
-    std::unique_ptr<BacklogPlace> backlogPlace_; // few are queued at a time
+    std::unique_ptr<BacklogPlace> backlogPlace_; // mostly none
     bool initialized_ = false;
     bool destinationNamed_;
 

@@ -6,9 +6,9 @@
 #include "Ip/IpStatus.h"
 #include "Ip/NatPortSets.h"
 #include "Mox/Attributes.h"
+#include "Mox/MemberList.h"
 #include "Mox/ReactorCollection.h"
 #include "Mox/Seconds.h"
-#include "Mox/Set.h"
 #include "Nexo/EthAddr.h"
 #include "Nexo/IntfId.h"
 #include "Pelo/String.h"
@@ -237,6 +237,7 @@ class UMONAT_API UmoNatFlowMcastTopologySm : public Mox::Reactor {
 
     using BacklogList = Mox::MemberList<UmoNatFlowMcastTopologySm, UmoNatFlowActionSm>;
     [[nodiscard]] BacklogList const &actionSmUpdateBacklog() const noexcept;
+    /// Both REQUIRE: a live machine.
     void actionSmUpdateBacklogIs(UmoNatFlowActionSm *actionSm);
     void actionSmUpdateBacklogDel(UmoNatFlowActionSm *actionSm);
     void actionSmUpdateBacklogDelAll();

@@ -2,6 +2,8 @@
 
 #include "Mox/Attributes.h"
 #include "Mox/MemberList.h"
+#include "Mox/detail/DenseTable.h"
+#include "Mox/detail/Walk.h"
 #include "Nexo/EthAddr.h"
 #include "Nexo/IntfId.h"
 #include "UmoNat/Export.h"
@@ -51,7 +53,7 @@ class UMONAT_API UmoNatflowActionSmEntry : public Mox::Entity {
 
     [[nodiscard]] Kind kind() const noexcept { return kind_; }
     [[nodiscard]] UmoNatflowActionSmList const &actionSm() const noexcept { return actionSm_; }
-    /// REQUIRES: a live machine.
+    /// Both REQUIRE: a live machine.
     void actionSmIs(UmoNatFlowActionSm *actionSm);
     void actionSmDel(UmoNatFlowActionSm *actionSm);
     void actionSmDelAll();

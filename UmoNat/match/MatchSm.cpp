@@ -169,8 +169,9 @@ void UmoNatFlowMatchSm::handleNatFlowAction(
     if (!initialized_) {
         return;
     }
-    bool const updated = handleGroupNumUpdate(); // which others may have heard of
-    if (updated || !actionStatus) {
+    // Who hears of the new flow or of new groups may remove the action.
+    bool const newFlow = hwMatchStatus_->flow() != inputs_.matchStatus->flow();
+    if (handleGroupNumUpdate() || newFlow || !actionStatus) {
         actionStatus = inputs_.matchStatus->action(name);
     }
     if (actionStatus) {

@@ -80,7 +80,10 @@ std::uint32_t UmoNatFlowMcastTopologySm::Backlog::review() {
         }
         ++reviewed;
         // Removed only now: the handler has seen any change that queued the action meanwhile.
-        actionSmDel(actionSm);
+        // Whoever is evaluated is the first, or has left: then it may be gone.
+        if (actionSms_.first() == actionSm && queuedInRun.peek() != actionSm) {
+            actionSmDel(actionSm);
+        }
         if (reviewed == actionSmUpdateBacklogTaskLimit()) {
             break; // never at 0, which means no limit
         }

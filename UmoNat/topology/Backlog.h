@@ -18,7 +18,7 @@ class UmoNatFlowMcastTopologySm::Backlog final : public Mox::Entity {
         : topologySm_(topologySm), actionSms_(topologySm) {}
 
     [[nodiscard]] BacklogList const &actionSms() const noexcept { return actionSms_; }
-    /// Returns whether it was not queued before.
+    /// Returns whether it was not queued before. This and the next REQUIRE: a live machine.
     bool actionSmIs(UmoNatFlowActionSm *actionSm);
     static void actionSmDel(UmoNatFlowActionSm *actionSm);
     void actionSmDelAll();

@@ -25,6 +25,7 @@ void UmoNatflowActionSmEntry::actionSmDel(UmoNatFlowActionSm *actionSm) {
 
 void UmoNatflowActionSmEntry::actionSmDelAll() {
     std::vector<UmoNatFlowActionSm *> taken;
+    taken.reserve(actionSm_.size());
     while (UmoNatFlowActionSm *const actionSm = actionSm_.first()) {
         actionSm->indexEntries().memberships_.take(&actionSm_);
         taken.push_back(actionSm);

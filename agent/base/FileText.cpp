@@ -34,13 +34,15 @@ FileText readText(int descriptor, std::size_t most) {
     if (S_ISBLK(file.st_mode) || (S_ISCHR(file.st_mode) && isatty(descriptor) == 0)) {
         return Unreadable{"it is a device"};
     }
-    // One byte more than a file has shows its end, and one more than it may have that it is too
-    // long.
-    std::size_t portion =
-        S_ISREG(file.st_mode) ? static_cast<std::size_t>(file.st_size) + 1 : kPortion;
+    // One byte more than the file has, to find its end there; and no more than one more than it may
+    // have, which shows that it is too long. Files of the system may have a text and no size.
+    std::size_t portion = S_ISREG(file.st_mode) && file.st_size > 0
+                              ? static_cast<std::size_t>(file.st_size) + 1
+                              : kPortion;
     std::string text;
     try {
-        for (;; portion = std::min(kPortion, text.size() + 1)) {
+        for (;;
+             portion = text.capacity() > text.size() ? text.capacity() - text.size() : kPortion) {
             std::size_t const before = text.size();
             text.resize(before + std::min(portion, most - before + 1));
             ssize_t const got = read(descriptor, text.data() + before, text.size() - before);

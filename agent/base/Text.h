@@ -4,7 +4,6 @@
 #include "Vyr/Clock.h"
 
 #include <cstddef>
-#include <iosfwd>
 #include <string>
 #include <string_view>
 

@@ -6,9 +6,9 @@
 namespace UmoAgent {
 
 Json record(std::initializer_list<Member> members) {
-    // Printouts add up to two to some objects. Members have const names, so growing copies them
-    // all, with everything in them.
-    constexpr std::size_t kMore = 2;
+    // Some objects get more members. Their names are const, so growing copies all members, with
+    // everything in them.
+    constexpr std::size_t kMore = 4;
     Json::object_t object;
     object.reserve(members.size() + kMore);
     for (Member const &member : members) {

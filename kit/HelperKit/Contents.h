@@ -62,6 +62,10 @@ using Contents = std::map<std::uint32_t, Group>;
 /// is found at once, and most new identifiers are the highest so far.
 class ContentsTable {
   public:
+    ContentsTable() = default;
+    ContentsTable(ContentsTable const &) = delete;
+    ContentsTable &operator=(ContentsTable const &) = delete;
+
     [[nodiscard]] Contents const &contents() const { return contents_; }
     /// Null: there is none. Valid until the group is taken.
     [[nodiscard]] Group *group(std::uint32_t id);

@@ -26,8 +26,7 @@
 /// | MOX_REFERENCE(Child, x)         | the same for a Mox::Ptr<Child>, null at first           |
 /// | MOX_CHILDREN(Key, Child, x)     | x(): the collection; x(key): the child or null;         |
 /// |                                 | xIs(key): insert or get; xIs(key, child): insert a      |
-/// |                                 | filled child; xDel(key); xDelAll(); xReserve(n): memory |
-/// |                                 | for n in all                                            |
+/// |                                 | filled child; xDel(key); xDelAll()                      |
 /// | MOX_REFERENCES(Key, Child, x)   | the same for entities made elsewhere, under any key:    |
 /// |                                 | only xIs(key, child) inserts, and it may replace        |
 /// | MOX_VALUES(Key, Value, x)       | the same, but xIs(key, value) stores a value, and x(key)|
@@ -37,6 +36,8 @@
 /// | MOX_FEW_SET(Key, n, x)          | many: the first n elements are within the object        |
 /// | MOX_PUBLISHES_SCALAR(x)         | the attribute alone, for a class that publishes it in   |
 /// | MOX_PUBLISHES_KEYS(Key, x)      | its own way                                             |
+///
+/// Lines with elements also declare xReserve(n), which gets memory for n in all.
 ///
 /// Lines with children also declare children(attribute) and child(attribute, key), for generic
 /// code: they return what x() and x(key) of a const entity return.
@@ -197,6 +198,9 @@ void elementDelAll(Set<Key, kOwnRoom> &set, Publish publish) {
     }                                                                                              \
     void x##DelAll() {                                                                             \
         Mox::AttributeWork::elementDelAll(x##_, x##Publish());                                     \
+    }                                                                                              \
+    void x##Reserve(std::size_t elements) {                                                        \
+        x##_.reserve(elements);                                                                    \
     }
 
 /// The part that MOX_CHILDREN and MOX_REFERENCES share, which say what x##Held is.
@@ -234,9 +238,6 @@ void elementDelAll(Set<Key, kOwnRoom> &set, Publish publish) {
                                                                                                    \
   public:                                                                                          \
     MOX_ANY_CHILDREN(Key, Child, x)                                                                \
-    void x##Reserve(std::size_t children) {                                                        \
-        x##_.reserve(children);                                                                    \
-    }                                                                                              \
     Mox::Ptr<Child> x##Is(Key const &key) {                                                        \
         return Mox::AttributeWork::childIs(x##_, key, x##Publish());                               \
     }                                                                                              \

@@ -66,6 +66,26 @@ TEST(Backlog, WhatHandlersAddWaitsAndNothingTakesTheTurnOfAnActionThatGoes) {
     EXPECT_EQ(sw.queued(), "b c ");
 }
 
+TEST(Backlog, AnActionMayGoAtTheEndOfItsOwnEvaluation) {
+    RunningSwitch sw;
+    sw.match("m", kMulticast);
+    auto &a = sw.action("m", "a");
+    sw.action("m", "b");
+    auto const destination = Nexo::IpAndPort::parse("239.9.9.9:1");
+    auto const hwA = sw.hw->natFlow("p")->match("m")->action("a");
+    OnChange const last(*hwA, [&] { // which the evaluation records last
+        hwA->dstNat() == destination ? sw.removeAction("m", "a") : void();
+    });
+    a.dstIs(destination);
+    for (char const *name : {"a", "b"}) {
+        sw.sm().actionSmUpdateBacklogIs(&sw.actionSm("m", name));
+    }
+    sw.sm().actionSmUpdateBacklogTask()->scheduleTask();
+    sw.runFor(0);
+    EXPECT_EQ(sw.matchSm("m").actionSm().size(), 1U);
+    EXPECT_EQ(sw.queued(), "");
+}
+
 TEST(Backlog, OnlyARunOfItsOwnTaskHandlesAnything) {
     TraceRecorder trace("UmoNatFlowMcastTopologySm/9");
     RunningSwitch sw;

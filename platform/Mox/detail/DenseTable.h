@@ -15,15 +15,16 @@
 
 namespace Mox {
 
-/// The storage of Collection and Set: contiguous records in order of insertion and, from the
-/// thirteenth on, a hashed index of their places. Most collections have few elements or none, so a
-/// table is one pointer, to one block of memory with all of that; an empty one has no block. The
-/// block of the first `kOwnRoom` records is within the table.
+/// The storage of Collection and Set: contiguous records in order of insertion and, if there is
+/// room for more than twelve, a hashed index of their places. Most collections have few elements or
+/// none, so a table is one pointer, to one block of memory with all of that; a new one has no
+/// block. The block of the first `kOwnRoom` records is within the table.
 ///
-/// A record has a `key()` and can be moved. A removed record leaves a dead place, so that removal
-/// is O(1) and disturbs no walk. When more places are dead than alive, the table removes the dead
-/// ones and adjusts its walkers. All operations are amortized O(1). A lookup allocates nothing, and
-/// neither does a table of steady size.
+/// A record has a type `Key`, a `key()`, and `kKeyIsElsewhere`, which says whether that is in
+/// another object; it can be moved. A removed record leaves a dead place, so that removal is O(1)
+/// and disturbs no walk. When more places are dead than alive, the table removes the dead ones and
+/// adjusts its walkers. All operations are amortized O(1). A lookup allocates nothing, and neither
+/// does a table of steady size.
 template <class Record, std::uint32_t kOwnRoom = 0>
 class DenseTable {
     using RecordKey = typename Record::Key;

@@ -38,6 +38,8 @@ TEST(Text, OfAFileIsReadUpToItsLimit) {
     EXPECT_EQ(std::get<std::string>(readFileText(path, 200'000)), text);
     EXPECT_EQ(reason(readFileText(path, 199'999)), "it has more than 199999 bytes");
     std::remove(path.c_str());
+    auto const ofTheSystem = readFileText("/proc/sys/kernel/ostype", 100); // has no size
+    EXPECT_EQ(std::get<std::string>(ofTheSystem), "Linux\n");
     EXPECT_EQ(reason(readFileText(path, 1)), "No such file or directory");
     EXPECT_EQ(reason(readText(-1, 1)), "Bad file descriptor");
 }
