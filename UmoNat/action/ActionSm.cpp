@@ -48,8 +48,8 @@ std::ostream &operator<<(std::ostream &out, ActionSmEntry const &entry) {
                << ", match: " << machine.match() << ", action: " << machine.action();
 }
 
-UmoNatFlowActionSm::UmoNatFlowActionSm(Inputs const &inputs) : inputs_(inputs) {
-    destinationNamed_ = !dst().addr().isZero();
+UmoNatFlowActionSm::UmoNatFlowActionSm(Inputs const &inputs)
+    : inputs_(inputs), destinationNamed_(!dst().addr().isZero()) {
     actionStatusSubscription_.follow(inputs_.actionStatus);
 }
 

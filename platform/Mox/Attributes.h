@@ -37,10 +37,9 @@
 /// | MOX_PUBLISHES_SCALAR(x)         | the attribute alone, for a class that publishes it in   |
 /// | MOX_PUBLISHES_KEYS(Key, x)      | its own way                                             |
 ///
-/// Lines with elements also declare xReserve(n), which gets memory for n in all.
-///
-/// Lines with children also declare children(attribute) and child(attribute, key), for generic
-/// code: they return what x() and x(key) of a const entity return.
+/// Lines with children also declare xReserve(n), which gets memory for n in all; and, for generic
+/// code, children(attribute) and child(attribute, key), which return what x() and x(key) of a const
+/// entity return.
 ///
 /// A const entity returns its children as const: x() is then a ConstObjects, whose find() returns
 /// a plain pointer to the child. State machines are no inputs, and their own accessors return what
@@ -198,9 +197,6 @@ void elementDelAll(Set<Key, kOwnRoom> &set, Publish publish) {
     }                                                                                              \
     void x##DelAll() {                                                                             \
         Mox::AttributeWork::elementDelAll(x##_, x##Publish());                                     \
-    }                                                                                              \
-    void x##Reserve(std::size_t elements) {                                                        \
-        x##_.reserve(elements);                                                                    \
     }
 
 /// The part that MOX_CHILDREN and MOX_REFERENCES share, which say what x##Held is.
@@ -217,6 +213,9 @@ void elementDelAll(Set<Key, kOwnRoom> &set, Publish publish) {
     }                                                                                              \
     [[nodiscard]] Mox::Ptr<Child> x(Key const &key) {                                              \
         return Mox::AttributeWork::child(x##_, key);                                               \
+    }                                                                                              \
+    void x##Reserve(std::size_t children) {                                                        \
+        x##_.reserve(children);                                                                    \
     }                                                                                              \
     [[nodiscard]] auto children(x##Keyed /*attribute*/) const noexcept {                           \
         return x();                                                                                \

@@ -33,9 +33,6 @@ class Set {
         return table_.find(key) != nullptr;
     }
 
-    /// Gets memory for `keys` in all. It need not be called, or be right.
-    void reserve(std::size_t keys) { table_.reserve(keys); }
-
     /// Returns whether the key was new.
     bool insert(Key const &key) {
         if (contains(key)) {

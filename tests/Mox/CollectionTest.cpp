@@ -4,12 +4,13 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <vector>
 
 using namespace Mox;
 
 namespace {
 
-/// A collection of characters, walked within a walk. At one of them `act` is called.
+/// A collection of characters, walked within a walk.
 template <class Tested>
 struct Walked {
     void remove(std::string const &keys) {
@@ -22,23 +23,28 @@ struct Walked {
             tested->insert(key, key);
         }
     }
-    /// The walks must show `before`, the last of which is where `act` is called, and then `behind`.
-    void expect(std::string const &all, std::string const &before, std::function<void()> const &act,
-                std::string const &behind) {
-        tested = std::make_unique<Tested>();
-        insert(all);
-        std::string outer, inner;
-        for (auto const &[outerKey, outerValue] : *tested) {
-            outer += static_cast<char>(outerValue);
-            if (outerValue == before.back()) {
-                for (auto const &[key, value] : *tested) {
-                    inner += static_cast<char>(value);
-                    value == before.back() ? act() : void();
+    /// What to do within the walks, and what they must show behind.
+    using Cases = std::vector<std::pair<std::function<void()>, std::string>>;
+
+    /// The walks must show `before`, the last of which is where a case acts, and then what is
+    /// behind.
+    void expect(std::string const &all, std::string const &before, Cases const &cases) {
+        for (auto const &[act, behind] : cases) {
+            tested = std::make_unique<Tested>();
+            insert(all);
+            std::string outer, inner;
+            for (auto const &[outerKey, outerValue] : *tested) {
+                outer += static_cast<char>(outerValue);
+                if (outerValue == before.back()) {
+                    for (auto const &[key, value] : *tested) {
+                        inner += static_cast<char>(value);
+                        value == before.back() ? act() : void();
+                    }
                 }
             }
+            EXPECT_EQ(outer, before + behind);
+            EXPECT_EQ(inner, outer);
         }
-        EXPECT_EQ(outer, before + behind);
-        EXPECT_EQ(inner, outer);
     }
 
     std::unique_ptr<Tested> tested;
@@ -46,33 +52,29 @@ struct Walked {
 
 TEST(Collection, WalksWithinWalksShowEachElementOnceInOrderWhateverBecomesOfTheCollection) {
     Walked<Collection<char, int>> walked;
-    std::pair<std::function<void()>, std::string> const cases[] = {
-        {[&] { walked.remove("h"); }, "ijklmnopqrst"},
-        {[&] { walked.remove("hbijt"); }, "klmnopqrs"},
-        {[&] { walked.remove("abcdefghijklm"); }, "nopqrst"},
-        {[&] { walked.insert("ABCDEFGHIJKLMNOPQRSTUVWXYZ"); },
-         "ijklmnopqrstABCDEFGHIJKLMNOPQRSTUVWXYZ"},
-        {[&] { walked.tested->clear(), walked.insert("xy"); }, "xy"},
-        {[&] { walked.remove("tsrqponmlkjihgfedcba"), walked.insert("xy"); }, "xy"},
-        {[&] { walked.tested.reset(); }, ""},
-    };
-    for (auto const &[act, behind] : cases) {
-        walked.expect("abcdefghijklmnopqrst", "abcdefgh", act, behind);
-    }
+    walked.expect("abcdefghijklmnopqrst", "abcdefgh",
+                  {
+                      {[&] { walked.remove("h"); }, "ijklmnopqrst"},
+                      {[&] { walked.remove("hbijt"); }, "klmnopqrs"},
+                      {[&] { walked.remove("abcdefghijklm"); }, "nopqrst"},
+                      {[&] { walked.insert("ABCDEFGHIJKLMNOPQRSTUVWXYZ"); },
+                       "ijklmnopqrstABCDEFGHIJKLMNOPQRSTUVWXYZ"},
+                      {[&] { walked.tested->clear(), walked.insert("xy"); }, "xy"},
+                      {[&] { walked.remove("tsrqponmlkjihgfedcba"), walked.insert("xy"); }, "xy"},
+                      {[&] { walked.tested.reset(); }, ""},
+                  });
 }
 
 TEST(Collection, WalksInTheSameWayOverElementsThatAreWithinIt) {
     Walked<Collection<char, int, KeyedRecord<char, int>, 4>> walked;
-    std::pair<std::function<void()>, std::string> const cases[] = {
-        {[&] { walked.remove("ac"), walked.insert("xy"); }, "dxy"},
-        {[&] { walked.insert("efghijklmnopq"); }, "cdefghijklmnopq"},
-        {[&] { walked.tested->clear(), walked.insert("xyzuvw"); }, "xyzuvw"},
-        {[&] { walked.remove("dcba"), walked.insert("xy"); }, "xy"},
-        {[&] { walked.tested.reset(); }, ""},
-    };
-    for (auto const &[act, behind] : cases) {
-        walked.expect("abcd", "ab", act, behind);
-    }
+    walked.expect("abcd", "ab",
+                  {
+                      {[&] { walked.remove("ac"), walked.insert("xy"); }, "dxy"},
+                      {[&] { walked.insert("efghijklmnopq"); }, "cdefghijklmnopq"},
+                      {[&] { walked.tested->clear(), walked.insert("xyzuvw"); }, "xyzuvw"},
+                      {[&] { walked.remove("dcba"), walked.insert("xy"); }, "xy"},
+                      {[&] { walked.tested.reset(); }, ""},
+                  });
 }
 
 TEST(Collection, WalksOnWhenItShrinks) {

@@ -27,12 +27,14 @@ namespace Mox {
 /// does a table of steady size.
 template <class Record, std::uint32_t kOwnRoom = 0>
 class DenseTable {
-    using RecordKey = typename Record::Key;
+  public:
+    using Key = typename Record::Key;
+    class Walker;
 
+  private:
     /// Whether a place keeps the hash of its key: not if the key itself is as cheap to hash and to
     /// compare, and at hand. In a table of few, a look at each one's object is cheap enough.
-    static constexpr bool kCheapKey =
-        sizeof(RecordKey) <= 8 && std::is_trivially_copyable_v<RecordKey>;
+    static constexpr bool kCheapKey = sizeof(Key) <= 8 && std::is_trivially_copyable_v<Key>;
     static constexpr bool kKeepsHash = !kCheapKey || (Record::kKeyIsElsewhere && kOwnRoom == 0);
     struct NoHash {};
 
@@ -61,9 +63,6 @@ class DenseTable {
     };
 
   public:
-    using Key = typename Record::Key;
-    class Walker;
-
     DenseTable() noexcept = default;
     DenseTable(DenseTable const &) = delete;
     DenseTable &operator=(DenseTable const &) = delete;
@@ -103,8 +102,10 @@ class DenseTable {
     /// Gets memory for `records` in all, if that is more than there is.
     void reserve(std::size_t records) {
         auto const room = static_cast<std::uint32_t>(records);
-        if (block_ == nullptr ? room > kOwnRoom : room > block_->capacity) {
-            block_ == nullptr ? void(block_ = Block::make(room)) : moveToNew(room);
+        if (block_ != nullptr && room > block_->capacity) {
+            moveToNew(room);
+        } else if (block_ == nullptr && room > kOwnRoom) {
+            block_ = Block::make(room);
         }
     }
 
